@@ -1,0 +1,33 @@
+# The ZIP archive and the installer (CPack; the installer needs makensis). scripts/package.sh makes both.
+install(FILES README.md DESTINATION . COMPONENT programs)
+install(FILES docs/operations.md docs/wire-protocol.md DESTINATION docs COMPONENT programs)
+install(FILES packaging/windows/install.ps1 packaging/windows/uninstall.ps1 DESTINATION . COMPONENT programs)
+
+set(CPACK_GENERATOR ZIP NSIS)
+set(CPACK_PACKAGE_NAME KivProtocolManager)
+set(CPACK_PACKAGE_VENDOR KivProtocolManager)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Runs the industrial-protocol instances of a machine")
+set(CPACK_PACKAGE_FILE_NAME KivProtocolManager-${PROJECT_VERSION}-win64)
+set(CPACK_PACKAGE_INSTALL_DIRECTORY KivProtocolManager)
+set(CPACK_MONOLITHIC_INSTALL ON)
+set(CPACK_STRIP_FILES ON)
+
+set(CPACK_NSIS_DISPLAY_NAME "KivProtocolManager ${PROJECT_VERSION}")
+set(CPACK_NSIS_PACKAGE_NAME KivProtocolManager)
+# An upgrade in place: what runs lets go of its files first, and is started again with the new ones.
+set(CPACK_NSIS_EXTRA_PREINSTALL_COMMANDS [[
+    IfFileExists '$INSTDIR\\kivctl.exe' 0 +2
+    nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service stop'
+]])
+set(CPACK_NSIS_EXTRA_INSTALL_COMMANDS [[
+    nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service install'
+    Pop $0
+    StrCmp $0 0 +2
+    SetErrorLevel 2
+    nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service start'
+]])
+# The settings stay in the registry: an uninstalled service that comes back finds its instances again.
+set(CPACK_NSIS_EXTRA_UNINSTALL_COMMANDS [[
+    nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service uninstall'
+]])
+include(CPack)

@@ -1,0 +1,33 @@
+# GoogleTest, and kiv_test(), which registers one test program with ctest.
+include(GoogleTest)
+find_package(Threads REQUIRED)
+if(EXISTS /usr/src/googletest/CMakeLists.txt)
+    # The source package: built with this tree's compiler, so it serves the cross build too.
+    set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+    add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+    if(KIV_SANITIZE)
+        foreach(library gtest gtest_main gmock)
+            target_compile_options(${library} PRIVATE -fsanitize=${KIV_SANITIZE})
+        endforeach()
+    endif()
+else()
+    find_package(GTest REQUIRED)
+endif()
+
+# kiv_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds])
+# One ctest entry a program: starting one costs more than running most of its cases. Windows programs share one
+# Wine prefix, and with it one registry and one set of pipe names, so they never overlap.
+function(kiv_test name)
+    cmake_parse_arguments(test "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS;ARGUMENTS" ${ARGN})
+    add_executable(${name} ${test_SOURCES})
+    target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
+    target_link_libraries(${name} PRIVATE ${test_LIBRARIES} kiv_warnings GTest::gtest_main)
+    add_test(NAME ${name} COMMAND ${name} ${test_ARGUMENTS})
+    if(NOT test_TIMEOUT)
+        set(test_TIMEOUT 300)
+    endif()
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${test_TIMEOUT} LABELS "${test_LABELS}")
+    if(WIN32)
+        set_tests_properties(${name} PROPERTIES RESOURCE_LOCK windows_machine)
+    endif()
+endfunction()

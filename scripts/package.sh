@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Makes the ZIP archive and the installer of the Windows build in build/windows/packages.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+scripts/setup.sh
+cmake --preset windows >/dev/null
+cmake --build --preset windows --target KivProtocolManager KivProtocol kivctl
+cd build/windows
+cpack -B packages
+ls -l packages/*.zip packages/*.exe

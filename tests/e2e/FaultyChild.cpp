@@ -1,0 +1,61 @@
+// A child that misbehaves in the way its instance's name says; a real child's worst days, on demand.
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+
+#include "IPC/class/IPCServer.h"
+#include "IPC/transport/ClientTransport.h"
+
+namespace {
+
+constexpr std::uint32_t kGoDeaf = 200;  // command: from now on answer nothing
+constexpr DWORD kLifetimeMs = 120000;   // a faulty child that nobody ends goes by itself
+
+bool Is(const std::string& name, const char* kind) {
+    return name.rfind(kind, 0) == 0;
+}
+
+void Serve(IPCServer& server, const std::string& name) {
+    bool deaf = false;
+    while (const auto request = server.GetRequest()) {
+        deaf = deaf || request->Command() == kGoDeaf;
+        if (deaf || !request->ExpectsReply())
+            continue;
+        auto reply = server.AnswerBuiltIn(*request, 42);
+        server.SendReply(reply ? reply : IPC::Reply(*request));
+        if (request->Command() == kIpcStop && !Is(name, "stubborn"))
+            return;
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::string key = "--key:";
+    const std::string name = argc > 1 ? std::string(argv[1]).substr(key.size()) : "";
+    if (Is(name, "absent")) {
+        Sleep(kLifetimeMs);
+        return 0;
+    }
+    if (Is(name, "dies"))
+        return 3;
+
+    IPCServer server;
+    if (!Is(name, "serverless") && server.Start(name) != 0)
+        return 1;
+    const auto ready = ClientTransport::Make(name + "-ready");
+    if (ready->Connect(kLifetimeMs) != 0)
+        return 2;
+    if (Is(name, "hangup"))
+        return 4;
+    if (Is(name, "silent")) {
+        Sleep(kLifetimeMs);
+        return 0;
+    }
+    const std::uint8_t result = Is(name, "refuses") ? 0xFF : 0;
+    ready->Write(&result, sizeof result, kLifetimeMs);
+    Serve(server, name);
+    return 0;
+}

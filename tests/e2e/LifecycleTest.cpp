@@ -1,0 +1,212 @@
+// The manager's main job, with the built programs: start, watch, restart, stop, in a console and as a service.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "IPC/class/IPCClient.h"
+#include "e2e/ManagerRun.h"
+
+namespace e2e {
+namespace {
+
+const Settings kQuick = {
+    {"monitorwaittime", 700u}, {"ipctimeout", 500u}, {"stoptimeout", 1500u}, {"starttimeout", 1500u}};
+
+Settings Port(const std::string& port, const Settings& more = {}) {
+    auto settings = SampleSettings({{"port", port}});
+    settings.insert(settings.end(), more.begin(), more.end());
+    return settings;
+}
+
+TEST(Lifecycle, StartsWhatIsEnabledRestartsWhatDiesStopsAllOnRequest) {
+    PrepareMachine({{"monitorwaittime", 700u}, {"disabledprotocols", std::string("3;6")}});
+    WriteTable("0", "line 1", Port("1"));
+    WriteTable("1", "off", Port("2", {{"enabled", 0u}}));
+    WriteTable("2", "opc", Port("3", {{"type", 6u}, {"protocol", std::string("OpcuaProtocol")}}));
+    WriteTable("3", "line 2", Port("4"));
+    ManagerRun manager;
+
+    ASSERT_TRUE(WaitForStatus("line 1", kRunning));
+    ASSERT_TRUE(WaitForStatus("line 2", kRunning));
+    EXPECT_TRUE(LogHas("Started protocol line 2"));
+    EXPECT_EQ(Status("off").status, kStopped);
+    EXPECT_EQ(Status("opc").status, kStopped);
+    EXPECT_EQ(Status("opc").processId, 0u);
+    const auto first = Status("line 1");
+    EXPECT_TRUE(IsAlive(first.processId));
+    EXPECT_EQ(first.protocolType, 7u);
+    EXPECT_EQ(first.clientCount, 1u) << "the manager itself";
+    EXPECT_TRUE(Eventually([] { return Status("line 1").upTime >= 1; }));
+
+    TerminateProcess(OpenChild(first.processId).Get(), 9);
+    EXPECT_TRUE(WaitForLog("Protocol line 1 has stopped working"));
+    ASSERT_TRUE(WaitForStatus("line 1", kRunning));
+    const auto second = Status("line 1");
+    EXPECT_NE(second.processId, first.processId);
+
+    EXPECT_EQ(Control(kManagerStop, "line 2"), 0);
+    EXPECT_EQ(Status("line 2").status, kStopped);
+    EXPECT_EQ(Control(kManagerStart, "line 2"), 0);
+    EXPECT_EQ(Control(kManagerRestart, "line 2"), 0);
+    EXPECT_EQ(Control(kManagerStart, "nobody"), -1);
+    const auto third = Status("line 2").processId;
+
+    EXPECT_EQ(manager.Stop(), 0);
+    EXPECT_FALSE(IsAlive(second.processId));
+    EXPECT_FALSE(IsAlive(third));
+    EXPECT_TRUE(LogHas("Protocol manager service stopped"));
+    EXPECT_TRUE(LogHas("End of KivProtocolManager"));
+}
+
+TEST(Lifecycle, AFailedStartIsLoggedAndLeavesNoProcess) {
+    PrepareMachine(kQuick);
+    WriteTable("0", "absent", Port("1"));
+    WriteTable("1", "silent", Port("2"));
+    WriteTable("2", "refuses", Port("3"));
+    WriteTable("3", "hangup", Port("4"));
+    WriteTable("4", "dies", Port("5"));
+    WriteTable("5", "healthy", Port("6"));
+    ManagerRun manager(FaultyFolder());
+
+    EXPECT_TRUE(WaitForLog("Cannot start instance absent did not connect 1"));
+    EXPECT_TRUE(WaitForLog("Cannot start instance silent did not send create result 1"));
+    EXPECT_TRUE(WaitForLog("Protocol refuses started -1 "));
+    EXPECT_TRUE(WaitForLog("Cannot start instance FFFFFFFF refuses"));
+    EXPECT_TRUE(WaitForLog("Cannot start instance hangup did not send create result"));
+    EXPECT_TRUE(WaitForLog("Cannot start instance dies did not connect 0"));
+    EXPECT_TRUE(WaitForLog("Cannot start protocol dies"));
+    // None of them keeps the healthy one from running, and none leaves a process once its start has failed.
+    ASSERT_TRUE(WaitForStatus("healthy", kRunning));
+    EXPECT_EQ(Status("healthy").state, 42u);
+    for (const char* name : {"absent", "silent", "refuses", "hangup", "dies"}) {
+        EXPECT_EQ(Control(kManagerStart, name), -1) << name;
+        EXPECT_EQ(Control(kManagerStop, name), 0) << name;
+        EXPECT_EQ(Status(name).processId, 0u) << name;
+    }
+    EXPECT_EQ(manager.Stop(), 0);
+}
+
+TEST(Lifecycle, AChildThatDoesNotAnswerOrDoesNotStopIsEndedInTime) {
+    PrepareMachine(kQuick);
+    WriteTable("0", "deaf", Port("1"));
+    WriteTable("1", "stubborn", Port("2"));
+    ManagerRun manager(FaultyFolder());
+    ASSERT_TRUE(WaitForStatus("deaf", kRunning));
+    ASSERT_TRUE(WaitForStatus("stubborn", kRunning));
+    const auto deaf = Status("deaf").processId;
+    const auto stubborn = Status("stubborn").processId;
+
+    {
+        const auto client = IPCClient::GetClient("deaf", true);
+        ASSERT_EQ(client->Send(IPC::Notice(200)), 0);
+    }
+    EXPECT_TRUE(WaitForLog("Protocol deaf has stopped working"));
+    EXPECT_TRUE(WaitForLog("Cannot stop process " + std::to_string(deaf) + "-deaf in time"));
+    ASSERT_TRUE(WaitForStatus("deaf", kRunning));
+    EXPECT_FALSE(IsAlive(deaf));
+
+    EXPECT_EQ(Control(kManagerStop, "stubborn"), 0);
+    EXPECT_TRUE(LogHas("Cannot stop process " + std::to_string(stubborn) + "-stubborn in time"));
+    EXPECT_FALSE(IsAlive(stubborn));
+    EXPECT_EQ(manager.Stop(), 0);
+}
+
+TEST(Lifecycle, BadSettingsAreNamedAndTheOthersRun) {
+    const std::string longName(60, 'n');
+    PrepareMachine({{"monitorwaittime", std::string("not a number")}});
+    WriteTable("0", longName, Port("1"));
+    WriteTable("1", "untyped", {{"enabled", 1u}});
+    WriteTable("2", "good", Port("2"));
+    ManagerRun manager;
+
+    ASSERT_TRUE(WaitForStatus("good", kRunning));
+    EXPECT_TRUE(LogHas("Cannot start instance " + longName));
+    EXPECT_TRUE(LogHas("General Monitoring wait time set to 300000"));
+    EXPECT_EQ(Status("untyped").protocolType, 0u);
+
+    const auto second = RunProgram(ProgramFolder() + "KivProtocolManager.exe");
+    EXPECT_EQ(second.exitCode, -1);
+    EXPECT_NE(second.output.find("Another KivProtocolManager is already running"), std::string::npos);
+    EXPECT_EQ(Status("good").status, kRunning);
+    EXPECT_EQ(manager.Stop(), 0);
+}
+
+TEST(CommandLine, TextsAndExitCodes) {
+    PrepareMachine();
+    const auto program = ProgramFolder() + "KivProtocolManager.exe ";
+    const auto usage = RunProgram(program + "--USAGE --nonsense");
+    EXPECT_EQ(usage.exitCode, 0);
+    EXPECT_EQ(usage.output,
+              "Usage for KivProtocolManager:\n\n--usage:  This help page\n"
+              "--monitorwait:[NUMBER]  Specifies the time to wait before monitoring protocols \n");
+    const auto rejected = RunProgram(program + "--monitorwait:5 --nonsense");
+    EXPECT_EQ(rejected.exitCode, -4);
+    EXPECT_EQ(rejected.output, "The service rejected the following argument:\n --nonsense\n");
+    EXPECT_EQ(RunProgram(program + "--SERVICE").exitCode, ERROR_FAILED_SERVICE_CONTROLLER_CONNECT);
+}
+
+TEST(CommandLine, TheMonitorPeriodComesFromTheArgumentUnlessTheDatabaseHasOne) {
+    PrepareMachine();
+    WriteTable("0", "one", Port("1"));
+    ManagerRun manager(ProgramFolder(), "--monitorwait:500");
+    ASSERT_TRUE(WaitForStatus("one", kRunning));
+    TerminateProcess(OpenChild(Status("one").processId).Get(), 9);
+    EXPECT_TRUE(WaitForLog("Protocol one has stopped working"));
+    EXPECT_EQ(manager.Stop(), 0);
+}
+
+/// A service of the service control manager, removed at the end.
+class Service {
+  public:
+    explicit Service(const std::string& commandLine)
+        : manager_(OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)),
+          service_(CreateServiceA(manager_, "KivEndToEnd", nullptr, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
+                                  SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL, commandLine.c_str(), nullptr, nullptr,
+                                  nullptr, nullptr, nullptr)) {}
+    ~Service() {
+        DeleteService(service_);
+        CloseServiceHandle(service_);
+        CloseServiceHandle(manager_);
+    }
+    bool Start() { return StartServiceA(service_, 0, nullptr) != FALSE; }
+    void SendStop() {
+        SERVICE_STATUS status{};
+        ControlService(service_, SERVICE_CONTROL_STOP, &status);
+    }
+    SERVICE_STATUS_PROCESS Status() {
+        SERVICE_STATUS_PROCESS status{};
+        DWORD needed = 0;
+        QueryServiceStatusEx(service_, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof status,
+                             &needed);
+        return status;
+    }
+
+  private:
+    SC_HANDLE manager_;
+    SC_HANDLE service_;
+};
+
+TEST(ServiceControl, StartsRunsAndStopsWithoutLeavingAnything) {
+    PrepareMachine();
+    WriteTable("0", "served", Port("1"));
+    Service service("\"" + ProgramFolder() + "KivProtocolManager.exe\" --service");
+    ASSERT_TRUE(service.Start()) << GetLastError();
+    EXPECT_TRUE(Eventually([&service] { return service.Status().dwCurrentState == SERVICE_RUNNING; }));
+    EXPECT_EQ(service.Status().dwControlsAccepted & (SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN),
+              DWORD{SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN});
+    ASSERT_TRUE(WaitForStatus("served", kRunning));
+    const auto child = Status("served").processId;
+    const auto process = OpenChild(service.Status().dwProcessId);
+    ASSERT_TRUE(process);
+
+    service.SendStop();
+    EXPECT_TRUE(Eventually([&service] { return service.Status().dwCurrentState == SERVICE_STOPPED; }));
+    EXPECT_EQ(WaitForSingleObject(process.Get(), kPatienceMs), WAIT_OBJECT_0);
+    EXPECT_FALSE(IsAlive(child));
+    EXPECT_TRUE(LogHas("Received stop request"));
+    EXPECT_TRUE(LogHas("End of KivProtocolManager")) << "the process did not come to its own end";
+}
+
+}  // namespace
+}  // namespace e2e

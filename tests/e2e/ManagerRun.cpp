@@ -1,0 +1,220 @@
+#include "e2e/ManagerRun.h"
+
+#include <gtest/gtest.h>
+#include <tlhelp32.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "IPC/class/IPCClient.h"
+#include "utils/platform/Platform.h"
+#include "utils/registry/RegistryKey.h"
+
+namespace e2e {
+
+namespace {
+
+constexpr const char* kDatabaseKey = "Software\\Quenlar\\Torvik\\Runtime\\Settings\\vexa";
+constexpr std::uint32_t kPollMs = 20;
+constexpr std::uint32_t kCommandTimeoutMs = 90000;
+
+std::string LogPath() {
+    return ProgramFolder() + "e2e.log.txt";
+}
+
+void Write(VexaUtils::RegistryKey& key, const Settings& settings) {
+    for (const auto& [name, value] : settings) {
+        if (const auto* number = std::get_if<std::uint32_t>(&value))
+            key.SetNumber(name, *number);
+        else
+            key.SetText(name, std::get<std::string>(value));
+    }
+}
+
+/// Ends every child that a manager left behind.
+void EndChildren() {
+    const UniqueHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    PROCESSENTRY32 entry{};
+    entry.dwSize = sizeof entry;
+    for (BOOL more = Process32First(snapshot.Get(), &entry); more; more = Process32Next(snapshot.Get(), &entry)) {
+        if (std::string(entry.szExeFile) != "KivProtocol.exe")
+            continue;
+        const UniqueHandle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, entry.th32ProcessID));
+        TerminateProcess(process.Get(), 1);
+        WaitForSingleObject(process.Get(), kPatienceMs);
+    }
+}
+
+UniqueHandle StartProcess(std::string commandLine, HANDLE output) {
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = output;
+    startup.hStdError = output;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process))
+        return {};
+    CloseHandle(process.hThread);
+    return UniqueHandle(process.hProcess);
+}
+
+}  // namespace
+
+Settings SampleSettings(const Settings& more) {
+    Settings settings = {{"enabled", 1u}, {"hardware", 0u},
+                         {"owner", 0u},   {"emultype", std::string("none")},
+                         {"type", 7u},    {"protocol", std::string("sampleprotocol")}};
+    settings.insert(settings.end(), more.begin(), more.end());
+    return settings;
+}
+
+void PrepareMachine(const Settings& global) {
+    EndChildren();
+    VexaUtils::RegistryKey::OpenOrCreate("Software\\Quenlar")->DeleteSubkey("Torvik");
+    std::remove(LogPath().c_str());
+    const auto key = VexaUtils::RegistryKey::OpenOrCreate(kDatabaseKey);
+    Write(*key, {{"logtype", std::string("file")}, {"logfile", LogPath()}, {"logcolor", 0u}});
+    Write(*key, global);
+}
+
+void WriteTable(const std::string& id, const std::string& name, const Settings& settings) {
+    const auto table = VexaUtils::RegistryKey::OpenOrCreate(kDatabaseKey)->CreateSubkey(id);
+    Write(*table, {{"_kiv_name", name}});
+    Write(*table, settings);
+}
+
+std::string ReadValue(const std::string& id, const std::string& value) {
+    auto key = VexaUtils::RegistryKey::OpenOrCreate(kDatabaseKey);
+    if (!id.empty())
+        key = key->OpenSubkey(id);
+    VexaUtils::RegistryValue found;
+    if (!key || key->Query(value, found) != 0)
+        return "";
+    return found.kind == VexaUtils::ValueKind::Number ? std::to_string(found.number) : found.text;
+}
+
+bool Eventually(const std::function<bool()>& condition, std::uint32_t timeoutMs) {
+    const auto deadline = GetTickCount64() + timeoutMs;
+    while (!condition()) {
+        if (GetTickCount64() > deadline)
+            return false;
+        Sleep(kPollMs);
+    }
+    return true;
+}
+
+std::string ProgramFolder() {
+    const auto path = platform::ModulePath();
+    return path.substr(0, path.find_last_of("\\/") + 1);
+}
+
+std::string FaultyFolder() {
+    return ProgramFolder() + "faulty\\";
+}
+
+std::string Log() {
+    std::ifstream file(LogPath(), std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+bool LogHas(const std::string& text) {
+    return Log().find(text) != std::string::npos;
+}
+
+bool WaitForLog(const std::string& text, std::uint32_t timeoutMs) {
+    return Eventually([&text] { return LogHas(text); }, timeoutMs);
+}
+
+UniqueHandle OpenChild(std::uint64_t pid) {
+    return UniqueHandle(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, static_cast<DWORD>(pid)));
+}
+
+bool IsAlive(std::uint64_t pid) {
+    const auto process = OpenChild(pid);
+    return process && WaitForSingleObject(process.Get(), 0) == WAIT_TIMEOUT;
+}
+
+ProgramResult RunProgram(const std::string& commandLine, std::uint32_t timeoutMs) {
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    const auto path = ProgramFolder() + "e2e.output.txt";
+    UniqueHandle output(CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
+                                    CREATE_ALWAYS, 0, nullptr));
+    const auto process = StartProcess(commandLine, output.Get());
+    ProgramResult result;
+    if (!process || WaitForSingleObject(process.Get(), timeoutMs) != WAIT_OBJECT_0) {
+        TerminateProcess(process.Get(), 1);
+        ADD_FAILURE() << "did not start or did not end: " << commandLine;
+        result.exitCode = STILL_ACTIVE;
+    } else {
+        DWORD code = 0;
+        GetExitCodeProcess(process.Get(), &code);
+        result.exitCode = static_cast<std::int32_t>(code);
+    }
+    output = {};
+    std::ifstream file(path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    result.output = text.str();
+    return result;
+}
+
+ManagerRun::ManagerRun(const std::string& folder, const std::string& arguments) {
+    process_ = StartProcess("\"" + folder + "KivProtocolManager.exe\" " + arguments, nullptr);
+    EXPECT_TRUE(Eventually([] { return IPCClient::GetClient(kManagerServerName, true)->CheckAlive() == 0; }))
+        << "the manager does not answer; its log:\n"
+        << Log();
+}
+
+ManagerRun::~ManagerRun() {
+    if (WaitForExit(0) == STILL_ACTIVE) {
+        TerminateProcess(process_.Get(), 1);
+        WaitForSingleObject(process_.Get(), kPatienceMs);
+    }
+    EndChildren();
+}
+
+std::int32_t ManagerRun::Stop() {
+    IPCClient::GetClient(kManagerServerName, true)->Stop();
+    return WaitForExit(kCommandTimeoutMs);
+}
+
+std::int32_t ManagerRun::WaitForExit(std::uint32_t timeoutMs) {
+    WaitForSingleObject(process_.Get(), timeoutMs);
+    DWORD code = 0;
+    GetExitCodeProcess(process_.Get(), &code);
+    return static_cast<std::int32_t>(code);
+}
+
+ipc_mngctrl_status_reply Status(const std::string& name) {
+    ipc_mngctrl_status_reply status;
+    status.result = kIpcNoReply;
+    std::shared_ptr<IPC> reply;
+    const auto request = IPC::Request(kManagerStatus, wire::Encode(ipc_mngctrl_status_request{name}));
+    IPCClient::GetClient(kManagerServerName, true)->Call(request, kCommandTimeoutMs, reply);
+    if (reply)
+        status = wire::Decode<ipc_mngctrl_status_reply>(reply->Payload()).value_or(status);
+    return status;
+}
+
+bool WaitForStatus(const std::string& name, InstanceStatus status, std::uint32_t timeoutMs) {
+    return Eventually(
+        [&] {
+            const auto reply = Status(name);
+            return reply.result == 0 && reply.status == status;
+        },
+        timeoutMs);
+}
+
+std::int32_t Control(std::uint32_t command, const std::string& name) {
+    std::shared_ptr<IPC> reply;
+    const auto request = IPC::Request(command, wire::Encode(ipc_mngctrl_instance_request{name}));
+    const auto sent = IPCClient::GetClient(kManagerServerName, true)->Call(request, kCommandTimeoutMs, reply);
+    if (sent != 0)
+        return sent;
+    const auto fields = wire::Decode<ipc_mngctrl_result_reply>(reply->Payload());
+    return fields ? std::int32_t{fields->result} : kIpcNoReply;
+}
+
+}  // namespace e2e

@@ -1,0 +1,81 @@
+// The built programs as a test drives them: a machine whose registry the test prepares, a manager that runs on it as a
+// process of its own, and the log that it writes.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "utils/platform/impl/win/Handle.h"
+
+namespace e2e {
+
+inline constexpr std::uint32_t kPatienceMs = 30000;  // how long a test waits for what must come
+
+using Setting = std::variant<std::uint32_t, std::string>;
+using Settings = std::vector<std::pair<std::string, Setting>>;
+
+/// The settings that an added instance of the sample protocol has, with `more` behind them (a later value wins).
+Settings SampleSettings(const Settings& more = {});
+
+/// Empties the product's registry key and writes the given database-wide values; entries go to a fresh log file.
+void PrepareMachine(const Settings& global = {});
+/// Writes one instance's table the way the database stores it.
+void WriteTable(const std::string& id, const std::string& name, const Settings& settings);
+/// The value of a table (or of the database key, for the empty id): its text, its number in decimal, or "" when absent.
+std::string ReadValue(const std::string& id, const std::string& value);
+
+/// Waits until the condition holds; false after `timeoutMs`.
+bool Eventually(const std::function<bool()>& condition, std::uint32_t timeoutMs = kPatienceMs);
+
+/// The folder of the built programs, and that of the manager whose child misbehaves; both end in a backslash.
+std::string ProgramFolder();
+std::string FaultyFolder();
+
+/// The whole log so far, and whether a line holds the text.
+std::string Log();
+bool LogHas(const std::string& text);
+bool WaitForLog(const std::string& text, std::uint32_t timeoutMs = kPatienceMs);
+/// Opens a process for waiting and ending; empty when there is none with that id.
+UniqueHandle OpenChild(std::uint64_t pid);
+bool IsAlive(std::uint64_t pid);
+
+/// One run of a program: its exit code and what it printed.
+struct ProgramResult {
+    std::int32_t exitCode = 0;
+    std::string output;
+};
+ProgramResult RunProgram(const std::string& commandLine, std::uint32_t timeoutMs = kPatienceMs);
+
+/// A started manager; ended by the destructor, its children with it.
+class ManagerRun {
+  public:
+    /// Starts the manager of `folder` in console mode and waits until its control server answers.
+    explicit ManagerRun(const std::string& folder = ProgramFolder(), const std::string& arguments = "");
+    ~ManagerRun();
+    ManagerRun(const ManagerRun&) = delete;
+    ManagerRun& operator=(const ManagerRun&) = delete;
+
+    /// Sends the stop request and returns the exit code.
+    std::int32_t Stop();
+    /// The process's exit code once it has ended; STILL_ACTIVE when it does not within `timeoutMs`.
+    std::int32_t WaitForExit(std::uint32_t timeoutMs = kPatienceMs);
+
+  private:
+    UniqueHandle process_;
+};
+
+/// Status of an instance over the project's own client; result -36 when the manager does not answer.
+ipc_mngctrl_status_reply Status(const std::string& name);
+bool WaitForStatus(const std::string& name, InstanceStatus status, std::uint32_t timeoutMs = kPatienceMs);
+/// One control command that carries an instance name and is answered with a result.
+std::int32_t Control(std::uint32_t command, const std::string& name);
+
+}  // namespace e2e

@@ -1,0 +1,87 @@
+// A log sink that keeps what is logged, for tests that look into it.
+//
+//     LogCapture log;
+//     manager.Stop();
+//     EXPECT_TRUE(log->WaitFor("Process stopped", 5000));
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <string_view>
+
+#include "utils/logging/Logger.h"
+
+struct CapturedLine {
+    std::uint32_t level;
+    std::string function;
+    std::string message;
+};
+
+/// Any thread.
+class CaptureSink : public Logging::ISink {
+  public:
+    void Write(const std::shared_ptr<Logging::LogEntry>& entry) override {
+        const std::lock_guard guard(lock_);
+        lines_.push_back({entry->Level(), entry->Function(), entry->Message()});
+        changed_.notify_all();
+    }
+    std::int32_t Open() override { return 0; }
+    std::int32_t Close() override { return 0; }
+
+    std::vector<CapturedLine> Lines() const {
+        const std::lock_guard guard(lock_);
+        return lines_;
+    }
+    /// The messages alone.
+    std::vector<std::string> Messages() const {
+        std::vector<std::string> messages;
+        for (const auto& line : Lines())
+            messages.push_back(line.message);
+        return messages;
+    }
+    /// How many messages hold the text.
+    std::size_t Count(std::string_view text) const {
+        const std::lock_guard guard(lock_);
+        return CountLocked(text);
+    }
+    bool Contains(std::string_view text) const { return Count(text) != 0; }
+    /// Waits until `times` messages hold the text; false when they do not within `timeoutMs`.
+    bool WaitFor(std::string_view text, unsigned timeoutMs, std::size_t times = 1) {
+        std::unique_lock guard(lock_);
+        const auto enough = [&] { return CountLocked(text) >= times; };
+        return changed_.wait_for(guard, std::chrono::milliseconds(timeoutMs), enough);
+    }
+    void Clear() {
+        const std::lock_guard guard(lock_);
+        lines_.clear();
+    }
+
+  private:
+    std::size_t CountLocked(std::string_view text) const {
+        std::size_t count = 0;
+        for (const auto& line : lines_)
+            count += line.message.find(text) != std::string::npos;
+        return count;
+    }
+
+    mutable std::mutex lock_;
+    std::condition_variable changed_;
+    std::vector<CapturedLine> lines_;
+};
+
+/// Captures what the process logs at every level for as long as it lives; afterwards nothing is logged.
+class LogCapture {
+  public:
+    LogCapture() {
+        Logging::Logger::GetInstance()->SetEnabledLevels({});
+        Logging::Logger::GetInstance()->SetSink(sink_);
+    }
+    ~LogCapture() { Logging::Logger::GetInstance()->SetSink(nullptr); }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    CaptureSink* operator->() const { return sink_.get(); }
+
+  private:
+    const std::shared_ptr<CaptureSink> sink_ = std::make_shared<CaptureSink>();
+};

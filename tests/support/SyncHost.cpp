@@ -1,0 +1,171 @@
+// Events, named mutexes and threads on the standard library, for the native build of the tests.
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "utils/sync/Event.h"
+#include "utils/sync/Mutex.h"
+#include "utils/sync/Thread.h"
+#include "utils/sync/WaitAny.h"
+
+namespace kivsync {
+
+namespace {
+
+/// One lock and one condition for all events, so that one wait can watch several; and the names of the mutexes.
+struct Shared {
+    std::mutex lock;
+    std::condition_variable changed;
+    std::map<std::string, std::weak_ptr<Event>> mutexes;
+};
+
+Shared& TheShared() {
+    static auto& shared = *new Shared;  // outlives every static object that may still wait or signal
+    return shared;
+}
+
+class EventHost final : public Event {
+  public:
+    std::int32_t Close() override {
+        const std::lock_guard guard(TheShared().lock);
+        return std::exchange(open, false) ? 0 : -1;
+    }
+    std::int32_t Set() override { return Become(true); }
+    std::int32_t Reset() override { return Become(false); }
+    std::int32_t Wait(std::uint32_t timeoutMs) override { return WaitAny({this}, timeoutMs) == 0 ? 0 : -1; }
+    std::int32_t Wait() override { return Wait(kInfinite); }
+    std::int32_t Create(bool manualReset, bool initialState) override {
+        open = true;
+        manual = manualReset;
+        signalled = initialState;
+        return 0;
+    }
+
+    /// Under the lock: whether a waiter may pass now.
+    bool LetsThrough() { return signalled && std::exchange(signalled, manual); }
+
+    bool open = false;  // guarded, as the others, by the shared lock
+    bool manual = false;
+    bool signalled = false;
+
+  private:
+    std::int32_t Become(bool newState) {
+        const std::lock_guard guard(TheShared().lock);
+        signalled = newState;
+        TheShared().changed.notify_all();
+        return open ? 0 : -1;
+    }
+};
+
+/// An event that is signalled while nobody holds the mutex. Unlike a mutex of the system it cannot be locked twice by
+/// its holder, and is not taken over from one that died.
+class MutexHost final : public Mutex {
+  public:
+    MutexHost(std::string name, bool created) : name_(std::move(name)), created_(created) {}
+    ~MutexHost() override { Drop(created_); }
+
+    std::int32_t Close() override { return Drop(false); }
+    std::int32_t Destroy() override { return Drop(true); }
+    std::int32_t Unlock() override { return std::exchange(locked_, false) ? free_->Set() : -1; }
+    std::int32_t Lock(std::uint32_t timeoutMs) override {
+        if (free_ == nullptr || free_->Wait(timeoutMs) != 0)
+            return -1;
+        locked_ = true;
+        return 0;
+    }
+    std::int32_t Lock() override { return Lock(kInfinite); }
+    std::int32_t Create() override {
+        const std::lock_guard guard(TheShared().lock);
+        auto& known = TheShared().mutexes[name_];
+        if (!known.expired())
+            return -1;
+        known = free_ = Event::Make(kivsync::Reset::Auto, Initially::Signalled);
+        return 0;
+    }
+    std::int32_t Open() override {
+        const std::lock_guard guard(TheShared().lock);
+        free_ = TheShared().mutexes[name_].lock();
+        return free_ == nullptr ? -1 : 0;
+    }
+
+  private:
+    std::int32_t Drop(bool created) {
+        if (free_ == nullptr || created_ != created)
+            return -1;
+        Unlock();
+        free_.reset();
+        return 0;
+    }
+
+    const std::string name_;
+    const bool created_;
+    bool locked_ = false;
+    std::shared_ptr<Event> free_;
+};
+
+class ThreadHost final : public Thread {
+  public:
+    explicit ThreadHost(std::function<void()> body)
+        : thread_([this, work = std::move(body)]() mutable {
+              work();
+              work = nullptr;  // whatever it holds goes before the thread counts as ended
+              ended_->Set();
+          }) {}
+    ~ThreadHost() override { Join(); }
+
+    void Join() override {
+        if (thread_.joinable())
+            thread_.join();
+    }
+    bool Join(std::uint32_t timeoutMs) override { return ended_->Wait(timeoutMs) == 0; }
+
+  private:
+    const std::shared_ptr<Event> ended_ = Event::Make(Reset::Manual, Initially::Clear);
+    std::thread thread_;  // after the event, which it uses
+};
+
+}  // namespace
+
+std::shared_ptr<Event> Event::Make(kivsync::Reset reset, Initially state) {
+    auto event = std::make_shared<EventHost>();
+    event->Create(reset == kivsync::Reset::Manual, state == Initially::Signalled);
+    return event;
+}
+
+std::uint32_t WaitAny(std::initializer_list<Event*> events, std::uint32_t timeoutMs) {
+    std::unique_lock guard(TheShared().lock);
+    const auto isOpen = [](Event* event) { return event != nullptr && static_cast<EventHost*>(event)->open; };
+    if (events.size() == 0 || events.size() > kWaitMaximum || !std::all_of(events.begin(), events.end(), isOpen))
+        return kWaitFailed;
+    const auto* first = events.end();
+    const auto oneLetsThrough = [&] {
+        first = std::find_if(events.begin(), events.end(),
+                             [](Event* event) { return static_cast<EventHost*>(event)->LetsThrough(); });
+        return first != events.end();
+    };
+    if (timeoutMs == kInfinite)
+        TheShared().changed.wait(guard, oneLetsThrough);
+    else if (!TheShared().changed.wait_for(guard, std::chrono::milliseconds(timeoutMs), oneLetsThrough))
+        return kWaitTimeout;
+    return static_cast<std::uint32_t>(first - events.begin());
+}
+
+std::shared_ptr<Mutex> Mutex::MakeNamed(const std::string& name, bool lockNow) {
+    auto mutex = std::make_shared<MutexHost>(name, true);
+    return mutex->Create() == 0 && (!lockNow || mutex->Lock() == 0) ? mutex : nullptr;
+}
+
+std::shared_ptr<Mutex> Mutex::OpenNamed(const std::string& name) {
+    auto mutex = std::make_shared<MutexHost>(name, false);
+    return mutex->Open() == 0 ? mutex : nullptr;
+}
+
+std::unique_ptr<Thread> Thread::Start(std::function<void()> body) {
+    return std::make_unique<ThreadHost>(std::move(body));
+}
+
+}  // namespace kivsync

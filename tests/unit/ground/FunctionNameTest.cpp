@@ -1,0 +1,60 @@
+// The function names of log entries, from the signatures of every compiler this builds with.
+#include "utils/logging/FunctionName.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+namespace {
+
+TEST(FunctionName, IsTheLastTwoComponentsOfAnySignature) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"static void GlobalSettings::LoadSettings()", "GlobalSettings::LoadSettings"},
+        {"int wmain(int, wchar_t**)", "wmain"},
+        {"int ns::Klass<T>::Do(std::function<void(int)>)::<lambda()>", "Klass::Do"},
+        {"int ns::Klass<T>::Do(std::map<int, ns::X<(1 > 2)> >) [with T = int; U = std::less<void(int)>]", "Klass::Do"},
+        {"auto ns::Klass<std::pair<int, int>>::Do(int)::(anonymous class)::operator()() const", "Klass::Do"},
+        {"int __cdecl ns::Klass<int>::Do(class std::function<void (int)>)", "Klass::Do"},
+        {"auto __cdecl ns::Klass::Do::<lambda_1>::operator ()(void) const", "Klass::Do"},
+        {"class std::shared_ptr<struct ns::X> __cdecl A::B(const struct ns::X *)", "A::B"},
+        {"std::shared_ptr<X> A::B(std::pair<int (*)(A::C), int>)", "A::B"},
+        {"decltype(auto) A::B(int)", "A::B"},
+        {"decltype ((a->b())) A::B(int)", "A::B"},
+        {"void (* ns::A::B(int))(int)", "A::B"},
+        {"void (__cdecl *__cdecl ns::A::B(int))(int)", "A::B"},
+        {"const char *const &ns::A::B()", "A::B"},
+        {"ns::Klass::Klass(int)", "Klass::Klass"},
+        {"virtual ns::Klass<T>::~Klass() [with T = int]", "Klass::~Klass"},
+        {"std::string ns::A::B[abi:cxx11](int)", "A::B"},
+        {"void {anonymous}::Free(int)", "Free"},
+        {"void (anonymous namespace)::Free(int)", "Free"},
+        {"void __cdecl ns::`anonymous-namespace'::Klass::Do(void)", "Klass::Do"},
+        {"std::vector<int> VexaDB::LoadAll(int)", "VexaDB::LoadAll"},
+        {"bool ns::A::operator()(int) const", "A::operator()"},
+        {"A& A::operator<<(const A&)", "A::operator<<"},
+        {"A::operator std::pair<int, void (*)(int)>() const", "A::operator std::pair<int, void (*)(int)>"},
+        {"void A::operatorOnDuty(int)", "A::operatorOnDuty"},
+    };
+    for (const auto& [signature, name] : cases)
+        EXPECT_STREQ(Logging::MakeFunctionName(signature).data(), name) << signature;
+}
+
+template <typename T>
+struct Speaker {
+    const std::string built;
+    Speaker() : built(KIV_FUNCTION_NAME) {}
+    std::string InLambda(T) const {
+        return [](auto) { return std::string(KIV_FUNCTION_NAME); }(1);
+    }
+    std::string operator<(int) const { return KIV_FUNCTION_NAME; }
+};
+
+TEST(FunctionName, IsWhatThisCompilerSays) {
+    const Speaker<std::function<int(int)>> speaker;
+    EXPECT_EQ(speaker.built, "Speaker::Speaker");
+    EXPECT_EQ(speaker.InLambda(nullptr), "Speaker::InLambda");
+    EXPECT_EQ(speaker < 1, "Speaker::operator<");
+}
+
+}  // namespace

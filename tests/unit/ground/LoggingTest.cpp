@@ -1,0 +1,135 @@
+// The logger from the call to the line in the file.
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <iomanip>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+#include "support/CaptureSink.h"
+#include "utils/logging/FileSink.h"
+#include "utils/logging/LogLine.h"
+#include "utils/platform/Platform.h"
+
+namespace {
+
+using Logging::LogEntry;
+using Logging::Logger;
+
+TEST(FormatTimestamp, IsLocalTimeWithMilliseconds) {
+    const auto text = Logging::FormatTimestamp(1'700'000'000'123 * 10'000 + 9'999);
+    std::tm calendar{};
+    std::istringstream(text) >> std::get_time(&calendar, "%Y-%m-%dT%H:%M:%S");
+    calendar.tm_isdst = -1;
+    EXPECT_EQ(std::mktime(&calendar), 1'700'000'000) << text;
+    EXPECT_EQ(text.substr(std::string("2024-03-05T14:07:09").size()), ".123");
+}
+
+std::string Id(std::uint64_t id) {
+    const auto digits = std::to_string(id);
+    return std::string(digits.size() < 5 ? 5 - digits.size() : 0, '0') + digits;
+}
+
+TEST(FileSink, AppendsOneLineAnEntry) {
+    const auto path = (std::filesystem::temp_directory_path() / "ground-log.txt").string();
+    std::filesystem::remove(path);
+    const auto info = std::make_shared<LogEntry>(Logging::Info, "plain", "f.cpp", 7, "Klass::Do");
+    const auto both = std::make_shared<LogEntry>(Logging::Verbose, "twice", "f.cpp", 8, "Klass::Do");
+    Logging::FileSink(path, false).Write(info);
+    Logging::FileSink colored(path, true);
+    Logging::FileSink(path + "/no/such/folder", true).Write(info);
+    Logging::SetProcessTag("tag");
+    colored.Write(both);
+    Logging::SetProcessTag("");
+
+    const auto process = Id(platform::CurrentProcessId()), thread = Id(platform::CurrentThreadId());
+    auto module = platform::ModulePath();
+    module.resize(std::max<std::size_t>(module.size(), 70), ' ');
+    const auto function = "Klass::Do" + std::string(41, ' ');
+    std::ifstream file(path);
+    std::string line;
+    std::getline(file, line);
+    EXPECT_EQ(line,
+              info->FormatTimestamp() + "|" + process + ":" + thread + "|" + module + "|" + function + "|[I] plain");
+    std::getline(file, line);
+    EXPECT_EQ(line, "\033[32m" + both->FormatTimestamp() + "|\033[35m" + process + ":\033[35m" + thread +
+                        "|\033[1m\033[34m" + module + "|\033[0m\033[33m" + function +
+                        "|\033[4m\033[92mtag|\033[4m\033[36m[T] twice\033[4m\033[35m[D] twice\033[0m");
+    EXPECT_FALSE(std::getline(file, line));
+}
+
+TEST(LogLine, EveryLevelHasItsTagAndColors) {
+    const std::pair<std::uint32_t, const char*> blocks[] = {
+        {Logging::Info, "|\033[37m[I] m\033[0m"},
+        {Logging::Warning, "|\033[33m[W] m\033[0m"},
+        {Logging::Error, "|\033[31m[E] m\033[0m"},
+        {Logging::Trace, "|\033[4m\033[36m[T] m\033[0m"},
+        {Logging::Debug, "|\033[4m\033[35m[D] m\033[0m"},
+        {Logging::Fatal, "|\033[101m\033[30m[F] m\033[0m"},
+        {Logging::Notice, "|\033[3m\033[42m\033[30m[!] m\033[0m"},
+    };
+    for (const auto& [level, block] : blocks)
+        EXPECT_TRUE(Logging::FormatLine({level, "m", "f", 1, "A::B"}, true).ends_with(block)) << level;
+    Logging::SetColorMode(Logging::ColorMode::Auto);
+    EXPECT_FALSE(Logging::UsesColor(std::ostringstream()));
+}
+
+/// Does everything a sink must not do to its caller.
+class RudeSink : public CaptureSink {
+  public:
+    void Write(const std::shared_ptr<LogEntry>& entry) override {
+        lastErrorOfEntry = entry->LastError();
+        platform::SetLastError(1);
+        throw std::runtime_error("rude");
+    }
+    std::uint32_t lastErrorOfEntry = 0;
+};
+
+TEST(Logger, NeverDisturbsItsCaller) {
+    const LogCapture clean;
+    const auto sink = std::make_shared<RudeSink>();
+    Logger::GetInstance()->SetSink(sink);
+    platform::SetLastError(4711);
+    KIV_LOG(Logging::Info, "%f", 1e300);
+    EXPECT_EQ(platform::LastError(), 4711u);
+    EXPECT_EQ(sink->lastErrorOfEntry, 4711u);
+}
+
+TEST(Logger, PassesWhatItsFiltersLetThrough) {
+    const LogCapture log;
+    const auto logger = Logger::GetInstance();
+    KIV_LOG(Logging::Info, "General IPC timeout set to %d %lld %s", 5000, 1LL << 40, "ms");
+    logger->SetEnabledLevels({Logging::Error, Logging::Notice});
+    KIV_LOG(Logging::Info, "filtered");
+    KIV_LOG(Logging::Notice, "kept");
+    logger->SetModuleFilter({"elsewhere.exe"});
+    KIV_LOG(Logging::Error, "filtered");
+    logger->SetModuleFilter({"elsewhere.exe", platform::ModulePath()});
+    KIV_LOG(Logging::Error, "%s", std::string(600, 'x').c_str());
+    logger->SetModuleFilter({});
+    logger->SetDisabled(true);
+    KIV_LOG(Logging::Error, "dropped");
+    logger->SetDisabled(false);
+    const std::vector<std::string> expected = {"General IPC timeout set to 5000 1099511627776 ms", "kept",
+                                               std::string(511, 'x')};
+    EXPECT_EQ(log->Messages(), expected);
+}
+
+TEST(Logger, KeepsTheMessagesOfThreadsApart) {
+    constexpr int kMessages = 200;
+    const LogCapture log;
+    const auto write = [](char letter) {
+        for (int i = 0; i < kMessages; ++i)
+            KIV_LOG(Logging::Info, "%d %s", i, std::string(100, letter).c_str());
+    };
+    std::thread other(write, 'a');
+    write('b');
+    other.join();
+    EXPECT_EQ(log->Count(" " + std::string(100, 'a')), std::size_t{kMessages});
+    EXPECT_EQ(log->Count(" " + std::string(100, 'b')), std::size_t{kMessages});
+}
+
+}  // namespace

@@ -1,0 +1,152 @@
+#include "IPC/transport/ServerTransport.h"
+#include "unit/ipc/Peers.h"
+#include "utils/platform/Platform.h"
+
+namespace {
+
+TEST(Client, OwnRequestsAndNotices) {
+    LogCapture log;
+    RunningServer running("own");
+    for (const bool useListener : {true, false}) {
+        IPCClient client(useListener);
+        EXPECT_EQ(client.CheckAlive(), -1);
+        EXPECT_EQ(client.Stop(), -4);
+        ASSERT_EQ(client.Connect("own"), 0);
+        EXPECT_EQ(client.CheckAlive(), 0);
+        for (std::uint32_t i = 0; i < IPCClient::kMaximumNotices + 2 && (useListener || i < 5); ++i)
+            ASSERT_EQ(running.server.Broadcast(IPC::Notice(i)), 0);
+        std::uint32_t value = 0;
+        EXPECT_EQ(client.GetState(value), 0);  // reads the notices, too, for the client without listener
+        EXPECT_EQ(value, 7u);
+        std::vector<ipc_client_info> clients;
+        EXPECT_EQ(client.GetClientsInfo(clients), 0);
+        ASSERT_EQ(clients.size(), 1u);
+        EXPECT_EQ(clients[0].processId, platform::CurrentProcessId());
+        EXPECT_EQ(client.Terminate(), 0);
+        EXPECT_TRUE(Eventually([&] { return !client.IsConnected() && running.server.ClientCount() == 0; }));
+        const std::uint32_t lost = useListener ? 2 : 0;
+        for (std::uint32_t i = lost; i < lost + 5; ++i) {
+            const auto notice = client.TakeNotice(0);
+            EXPECT_EQ(notice->Command(), i);
+            EXPECT_FALSE(notice->ExpectsReply());
+        }
+        while (client.TakeNotice(kivsync::kInfinite)) {  // ends, as there can be no more
+        }
+    }
+    EXPECT_EQ(log->Count("Cannot send stop request"), 2u);
+    EXPECT_EQ(log->Count("Notices are not taken, the oldest are dropped"), 1u);
+}
+
+TEST(Client, SurvivesOddReplies) {
+    RunningServer running("odd", [](const IPC& request) {
+        if (request.Command() == kIpcGetState)
+            return IPC::Reply(request, wire::Encode(ipc_value_reply{-33, 1}));
+        const bool counts = request.Command() == kIpcGetClientCount;  // more than are listed, or could be
+        return IPC::Reply(request, counts ? Hex("00000000 00000080") : Bytes(8 + 24 * 2 + 23));
+    });
+    IPCClient client(true);
+    ASSERT_EQ(client.Connect("odd"), 0);
+    std::vector<ipc_client_info> clients;
+    EXPECT_EQ(client.GetClientsInfo(clients), 0);
+    EXPECT_EQ(clients.size(), 2u);
+    std::uint32_t value = 5;
+    EXPECT_EQ(client.GetState(value), -33);
+    EXPECT_EQ(value, 5u);
+}
+
+TEST(Client, SharedByNameAndReconnected) {
+    LogCapture log;
+    auto running = std::make_unique<RunningServer>("shared");
+    const auto client = IPCClient::GetClient("shared", true);
+    EXPECT_EQ(IPCClient::GetClient("shared", true), client);
+    EXPECT_FALSE(IPCClient::GetClient("nobody", true)->IsConnected());
+    EXPECT_TRUE(log->Contains("Cannot connect IPC client for nobody"));
+    running.reset();
+    EXPECT_TRUE(Eventually([&] { return !client->IsConnected(); }));
+    running = std::make_unique<RunningServer>("shared");
+    EXPECT_FALSE(log->Contains("Reconnect IPCClient"));
+    EXPECT_EQ(IPCClient::GetClient("shared", true), client);
+    EXPECT_TRUE(log->Contains("Reconnect IPCClient"));
+    EXPECT_EQ(client->CheckAlive(), 0);
+}
+
+TEST(Client, WaitsEndWithTheTimeOutOrTheConnection) {
+    LogCapture log;
+    for (const bool useListener : {true, false}) {
+        auto running = std::make_unique<RunningServer>("waits");
+        IPCClient client(useListener);
+        std::shared_ptr<IPC> reply;
+        ASSERT_EQ(client.Connect("waits"), 0);
+        if (useListener) {
+            EXPECT_EQ(client.Call(IPC::Request(RunningServer::kUnanswered), 30, reply), -36);
+        }
+        const auto endedBy = [&](const std::function<void()>& end) {
+            log->Clear();
+            const auto request = IPC::Request(RunningServer::kUnanswered);
+            EXPECT_EQ(client.Send(request), 0);
+            std::thread notices([&] { EXPECT_EQ(client.TakeNotice(kivsync::kInfinite), nullptr); });
+            std::thread waiter([&] { EXPECT_EQ(client.WaitReply(request->RequestId(), kivsync::kInfinite), nullptr); });
+            end();
+            waiter.join();
+            notices.join();
+            EXPECT_FALSE(client.IsConnected());
+        };
+        endedBy([&] { running.reset(); });
+        EXPECT_TRUE(log->Contains("Received stop event ReqId:"));
+        running = std::make_unique<RunningServer>("waits");
+        ASSERT_EQ(client.Connect("waits"), 0);
+        endedBy([&] { EXPECT_EQ(client.Disconnect(), 0); });
+    }
+}
+
+TEST(Client, ReplyRightBeforeTheEndIsNotLost) {
+    for (int round = 0; round < 20; ++round) {
+        IPCServer server;
+        ASSERT_EQ(server.Start("last"), 0);
+        std::thread owner([&] {
+            server.SendReply(IPC::Reply(*server.GetRequest()));
+            server.Stop();
+        });
+        IPCClient client(round % 2 == 0);
+        ASSERT_EQ(client.Connect("last"), 0);
+        EXPECT_EQ(client.Stop(), 0);
+        owner.join();
+    }
+}
+
+TEST(Client, ServerThatNeverGreets) {
+    const auto server = ServerTransport::Make("mute");
+    {
+        const IpcTimeout timeout(50);
+        EXPECT_EQ(IPCClient(true).Connect("mute"), -1);
+    }
+    EXPECT_NE(server->Accept(kPatienceMs), nullptr);
+    const IpcTimeout timeout(kivsync::kInfinite);
+    IPCClient client(true);
+    std::thread connecting([&] { EXPECT_EQ(client.Connect("mute"), -1); });
+    const auto silent = server->Accept(kPatienceMs);  // it has opened the pipe
+    client.Disconnect();
+    connecting.join();
+}
+
+TEST(Client, ManyThreadsShareOneConnection) {
+    RunningServer running("threads");
+    IPCClient client(true);
+    ASSERT_EQ(client.Connect("threads"), 0);
+    std::vector<std::thread> threads;
+    for (std::uint8_t number = 0; number < 4; ++number) {
+        threads.emplace_back([&, number] {
+            for (std::uint8_t i = 0; i < 50; ++i) {
+                std::shared_ptr<IPC> reply;
+                ASSERT_EQ(client.Call(IPC::Request(100, {number, i}), kPatienceMs, reply), 0);
+                ASSERT_EQ(reply->Payload(), (Bytes{number, i}));
+                running.server.Broadcast(IPC::Notice(150));
+                ASSERT_NE(client.TakeNotice(kPatienceMs), nullptr);
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+}
+
+}  // namespace

@@ -1,0 +1,137 @@
+#include "unit/ipc/Peers.h"
+#include "utils/platform/Platform.h"
+
+namespace {
+
+TEST(Server, HandshakeAndOwnCommandsByteForByte) {
+    RunningServer running("handshake");
+    RawClient raw("handshake");
+    const auto greeting = wire::Encode(std::array<wire::u64, 2>{1, platform::CurrentProcessId()});
+    EXPECT_EQ(raw.Read(16), greeting);
+    EXPECT_EQ(running.server.ClientCount(), 0u);  // not before it has answered
+    raw.Write(Hex("8877665544332211"));
+    raw.Write(Hex("00000080 0500000000000000 06000000 05000000 00000000"));
+    EXPECT_EQ(raw.Read(56), Hex("00000000 0500000000000000 06000000 05000000 20000000 00000000 00000000"
+                                "0100000000000000 8877665544332211 0000000000000000"));
+    raw.Write(Hex("00000080 0000000000000000 00000000 04000000 01000000 00"));
+    EXPECT_EQ(raw.Read(32), Hex("00000000 0000000000000000 00000000 04000000 08000000 00000000 01000000"));
+    raw.Write(Hex("00000080 0600000000000000 00000000 03000000 01000000 00"));
+    EXPECT_EQ(raw.Read(32), Hex("00000000 0600000000000000 00000000 03000000 08000000 00000000 07000000"));
+}
+
+TEST(Server, IdsAreGivenOutAgainFromTheOneThatWent) {
+    RunningServer running("ids");
+    std::vector<std::unique_ptr<RawClient>> clients;
+    const auto connect = [&] { return clients.emplace_back(std::make_unique<RawClient>("ids"))->Greet(); };
+    const auto drop = [&](std::size_t index) {
+        const auto before = running.server.ClientCount();
+        clients[index]->Close();
+        return Eventually([&] { return running.server.ClientCount() == before - 1; });
+    };
+    for (std::uint64_t id = 1; id <= 5; ++id)
+        EXPECT_EQ(connect(), id);
+    EXPECT_TRUE(drop(1));
+    EXPECT_EQ(connect(), 6u);
+    EXPECT_TRUE(drop(0));
+    EXPECT_EQ(connect(), 2u);
+    EXPECT_EQ(running.server.RemoveClient(99), -1);
+    EXPECT_EQ(running.server.RemoveClient(4), 0);
+    EXPECT_TRUE(clients[3]->Read(1).empty());
+    EXPECT_EQ(running.server.ClientCount(), 4u);
+    EXPECT_EQ(connect(), 4u);
+}
+
+TEST(Server, SilentPeerHarmsOnlyItself) {
+    auto running = std::make_unique<RunningServer>("silent");
+    RawClient silent("silent");
+    EXPECT_EQ(silent.Read(16).size(), 16u);
+    RawClient half("silent");
+    half.Write({1, 2, 3});
+    RawClient talking("silent");
+    EXPECT_EQ(talking.Greet(), 3u);
+    EXPECT_EQ(running->server.ClientCount(), 1u);
+    EXPECT_EQ(running->server.Broadcast(IPC::Notice(150)), 0);
+    EXPECT_EQ(talking.Read(24).size(), 24u);
+    running.reset();
+    EXPECT_TRUE(silent.Read(1).empty());  // not even the broadcast
+}
+
+TEST(Server, PeerThatDoesNotReadHarmsOnlyItself) {
+    constexpr std::uint32_t kFirst = 150;
+    constexpr std::uint32_t kCount = 20;
+    LogCapture log;
+    RunningServer running("stuck");
+    RawClient stuck("stuck");
+    EXPECT_EQ(stuck.Greet(), 1u);
+    RawClient slow("stuck");
+    EXPECT_EQ(slow.Greet(), 2u);
+    RawClient reading("stuck");
+    EXPECT_EQ(reading.Greet(), 3u);
+    {
+        const IpcTimeout timeout(400);
+        for (std::uint32_t i = 0; i < kCount; ++i)
+            EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst + i, Bytes(3000))), 0);
+        for (auto* peer : {&reading, &slow}) {  // what queued up comes in order, nothing twice
+            for (std::uint32_t i = 0; i < kCount; ++i)
+                ASSERT_EQ(wire::Decode<ipc_header>(peer->Read(24 + 3000))->command, kFirst + i);
+        }
+        EXPECT_TRUE(log->WaitFor("Client does not take its messages, connection ended id:1 ", kPatienceMs));
+        EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 2; }));
+        EXPECT_EQ(log->Count("Client does not take"), 1u);
+    }
+    // What waits for one client is bounded.
+    reading.Close();
+    EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 1; }));
+    EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst, Bytes(9 * 1024 * 1024))), 0);
+    EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst, Bytes(9 * 1024 * 1024))), -1);
+    EXPECT_EQ(running.server.ClientCount(), 0u);
+    EXPECT_EQ(log->Count("Too much waits for the client, connection ended id:2 "), 1u);
+}
+
+TEST(Server, TerminateIsAnsweredAndEndsThatConnectionOnly) {
+    LogCapture log;
+    RunningServer running("terminate");
+    RawClient ending("terminate");
+    EXPECT_EQ(ending.Greet(), 1u);
+    RawClient staying("terminate");
+    EXPECT_EQ(staying.Greet(), 2u);
+    ending.Write(Hex("000000C0 0900000000000000 00000000 00000000 00000000"));
+    EXPECT_EQ(ending.Read(24), Hex("00000040 0900000000000000 00000000 00000000 00000000"));
+    EXPECT_TRUE(ending.Read(1).empty());
+    EXPECT_TRUE(log->WaitFor("~IPCServerClient", kPatienceMs));  // released without a further connect
+    EXPECT_TRUE(log->Contains("OnRequest terminate handling id:1 pid:1234605616436508552"));
+    EXPECT_TRUE(log->Contains("OnRequest terminate set event id:1 pid:1234605616436508552"));
+    EXPECT_EQ(running.server.Broadcast(IPC::Notice(150)), 0);
+    EXPECT_EQ(staying.Read(24).size(), 24u);
+}
+
+TEST(Server, RequestsInOrderAndRepliesToWhereTheyBelong) {
+    LogCapture log;
+    IPCServer server;
+    EXPECT_EQ(server.Broadcast(IPC::Notice(150)), 0);
+    ASSERT_EQ(server.Start("order"), 0);
+    EXPECT_EQ(server.Start("order"), -1);
+    RawClient raw("order");
+    raw.Read(16);
+    raw.Write(Hex("8877665544332211"));
+    for (std::uint32_t command = 100; command < 120; ++command)
+        raw.Write(IPC::Request(command)->Serialize());
+    std::shared_ptr<IPC> request;
+    for (std::uint32_t command = 100; command < 120; ++command) {
+        request = server.GetRequest();
+        ASSERT_EQ(request->Command(), command);
+    }
+    EXPECT_EQ(server.SendReply(IPC::Reply(*request)), 0);
+    EXPECT_EQ(raw.Read(24).size(), 24u);
+    raw.Close();
+    EXPECT_TRUE(Eventually([&] { return server.ClientCount() == 0; }));
+    EXPECT_NE(server.SendReply(IPC::Reply(*request)), 0);
+    EXPECT_TRUE(log->Contains("Did not Send IPC id:1 pid:1234605616436508552 cmd:119"));
+    server.Stop();
+    server.Stop();
+    EXPECT_EQ(server.GetRequest(), nullptr);
+    ASSERT_EQ(server.Start("order"), 0);  // and again
+    EXPECT_EQ(RawClient("order").Read(16).size(), 16u);
+}
+
+}  // namespace

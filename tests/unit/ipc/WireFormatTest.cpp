@@ -1,0 +1,95 @@
+#include "IPC/transport/PipeName.h"
+#include "unit/ipc/Peers.h"
+
+namespace {
+
+std::shared_ptr<IPC> Parse(const Bytes& message) {
+    return IPC::Deserialize(*wire::Decode<ipc_header>(message), std::span(message).subspan(sizeof(ipc_header)));
+}
+
+Bytes Part(const Bytes& message, std::ptrdiff_t from, std::ptrdiff_t to) {
+    return {message.begin() + from, message.begin() + to};
+}
+
+TEST(WireFormat, RequestReplyNoticeAndTerminate) {
+    const auto bytes = Hex("00000080 0807060504030201 A4A3A2A1 65000000 03000000 616263");
+    const auto request = Parse(bytes);
+    EXPECT_EQ(request->Serialize(), bytes);
+    EXPECT_EQ(request->RequestId(), 0x0102030405060708u);
+    EXPECT_EQ(request->Payload(), Hex("616263"));
+    request->SetOrigin(5, 6);
+    const auto reply = IPC::Reply(*request, {0xFE, 0xFF});
+    EXPECT_EQ(reply->Serialize(), Hex("00000000 0807060504030201 A4A3A2A1 65000000 02000000 FEFF"));
+    EXPECT_EQ(reply->ClientId(), 5u);
+    EXPECT_EQ(reply->Pid(), 6u);
+
+    const auto made = IPC::Request(0x1F5, {9}, 7);
+    const auto notice = IPC::Notice(150);
+    EXPECT_EQ(notice->RequestId(), made->RequestId() + 1);
+    EXPECT_EQ(Part(made->Serialize(), 0, 4), Hex("00000080"));
+    EXPECT_EQ(Part(made->Serialize(), 12, 25), Hex("07000000 F5010000 01000000 09"));
+    EXPECT_EQ(Part(notice->Serialize(), 0, 4), Hex("000000A0"));
+    EXPECT_EQ(Part(IPC::Terminate()->Serialize(), 0, 4), Hex("000000C0"));
+    EXPECT_EQ(Part(IPC::Terminate()->Serialize(), 12, 24), Bytes(12));
+}
+
+TEST(WireFormat, TimingBlockTravelsThereAndBack) {
+    const auto request = IPC::Request(kIpcAliveCheck);
+    request->EnableMeasurement();
+    const auto sent = request->Serialize();
+    ASSERT_EQ(sent.size(), 56u);
+    EXPECT_EQ(Part(sent, 0, 4), Hex("01000080"));
+    EXPECT_EQ(Part(sent, 20, 24), Hex("20000000"));
+    EXPECT_NE(Part(sent, 24, 32), Bytes(8));
+    EXPECT_EQ(Part(sent, 32, 56), Bytes(24));
+
+    const auto received = Parse(sent);
+    EXPECT_TRUE(received->Payload().empty());
+    const auto reply = IPC::Reply(*received, {1})->Serialize();
+    ASSERT_EQ(reply.size(), 57u);
+    EXPECT_EQ(Part(reply, 20, 32),
+              Bytes({33, 0, 0, 0, sent[24], sent[25], sent[26], sent[27], sent[28], sent[29], sent[30], sent[31]}));
+    EXPECT_EQ(wire::Decode<wire::i64>(reply, 32), received->Timing().requestReceivedTime);
+    EXPECT_GE(*wire::Decode<wire::i64>(reply, 40), received->Timing().requestReceivedTime);
+    EXPECT_EQ(Part(reply, 48, 57), Hex("0000000000000000 01"));
+}
+
+TEST(WireFormat, PipeNameIsDoubled) {
+    EXPECT_EQ(PipeName("protocolmanager"), R"(\\.\pipe\vexa-protocolmanager70726f746f636f6c6d616e61676572)");
+    EXPECT_EQ(PipeName("a\t\xE9"),
+              "\\\\.\\pipe\\vexa-a\t\xE9"
+              "619ffffffe9");
+}
+
+TEST(Statistics, PrintedEveryHundredthSampleAndWhenForced) {
+    using Lines = std::vector<std::string>;
+    LogCapture log;
+    static bool first = true;  // the figures are the process's: only the first run finds none
+    if (std::exchange(first, false)) {
+        IPC::PrintStats(true);
+        IPC::CalculateStats(0.001, 0.002, 0.003, true);
+        IPC::PrintStats(false);
+        EXPECT_EQ(log->Messages(), Lines{"IPC measurement : request 1.000000ms - reply 2.000000ms - total 3.000000ms"});
+        log->Clear();
+        IPC::CalculateStats(0.003, 0.002, 0.005, false);
+        IPC::PrintStats(true);
+        const Lines expected{"Request : Cnt 2 - Mean 2.000000ms - Min 1.000000ms - Max 3.000000ms - StdDev 1.000000ms",
+                             "Reply   : Cnt 2 - Mean 2.000000ms - Min 2.000000ms - Max 2.000000ms - StdDev 0.000000ms",
+                             "Total   : Cnt 2 - Mean 4.000000ms - Min 3.000000ms - Max 5.000000ms - StdDev 1.000000ms"};
+        EXPECT_EQ(log->Messages(), expected);
+    }
+    GlobalSettings measured;
+    measured.ipcStatEnabled = measured.ipcMeasureLog = true;
+    GlobalSettings::Set(measured);
+    const RunningServer running("statistics");
+    IPCClient client(true);
+    GlobalSettings::Set({});
+    ASSERT_EQ(client.Connect("statistics"), 0);
+    log->Clear();
+    for (int i = 0; i < 100; ++i)
+        ASSERT_EQ(client.CheckAlive(), 0);
+    EXPECT_EQ(log->Count("IPC measurement : request "), 100u);
+    EXPECT_EQ(log->Count("00 - Mean "), 3u);
+}
+
+}  // namespace

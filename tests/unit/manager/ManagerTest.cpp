@@ -1,0 +1,287 @@
+// The manager above the seams: its children are threads of this process, its registry and pipes are in memory.
+
+#include "protocols/KivProtocolManager/class/ProtocolManager.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <map>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "IPC/class/IPCClient.h"
+#include "support/CaptureSink.h"
+#include "support/ProcessHost.h"
+#include "utils/registry/RegistryKey.h"
+
+namespace {
+
+constexpr std::uint32_t kPatienceMs = 30000;
+constexpr VexaDB::SessionId kSession = VexaDB::kServiceSession;
+
+class FakeHost : public IServiceHost {
+  public:
+    bool InServiceMode() const override { return serviceMode; }
+    void SetState(ServiceState state) override {
+        states += std::to_string(static_cast<std::uint32_t>(state));
+        if (state == ServiceState::Running)
+            running->Set();
+    }
+    void SignalReady() override { states += "r"; }
+    void ResetReady() override { states += "c"; }
+    void PrintMessage(const std::wstring& message) override { printed = message; }
+
+    bool serviceMode = false;
+    std::string states;  // in the order in which they were reported
+    std::wstring printed;
+    const std::shared_ptr<kivsync::Event> running =
+        kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
+};
+
+/// A child that keeps the handshake: server first, then the create result; `onStart` comes before both.
+class ServingChild : public FakeChild {
+  public:
+    ServingChild(std::string name, std::function<void()> onStart)
+        : name_(std::move(name)), thread_([this, onStart = std::move(onStart)] { Run(onStart); }) {}
+    ~ServingChild() override {
+        server_.Stop();
+        thread_.join();
+    }
+    void Kill() override {
+        Exit();
+        server_.Stop();
+    }
+
+  private:
+    void Run(const std::function<void()>& onStart) {
+        if (onStart)
+            onStart();
+        server_.Start(name_);
+        if (!IsRunning())
+            return;  // killed meanwhile
+        const auto ready = ClientTransport::Make(name_ + "-ready");
+        const std::uint8_t created = 0;
+        if (ready->Connect(kPatienceMs) != 0 || ready->Write(&created, sizeof created, kPatienceMs) != sizeof created)
+            return Exit();
+        while (const auto request = server_.GetRequest()) {
+            const auto reply = server_.AnswerBuiltIn(*request, 7);
+            server_.SendReply(reply ? reply : IPC::Reply(*request));
+            if (request->Command() == kIpcStop)
+                break;
+        }
+        server_.Stop();
+        Exit();
+    }
+
+    const std::string name_;
+    IPCServer server_;
+    std::thread thread_;
+};
+
+class ManagerTest : public testing::Test {
+  protected:
+    ManagerTest() {
+        std::vector<std::string> left;
+        Db().GetInstances(kSession, left);
+        for (const auto& name : left)
+            Db().RemoveInstance(kSession, name);
+        Db().SetUint32(kSession, "monitorwaittime", 200);
+        Db().SetUint32(kSession, "starttimeout", 5000);
+        SetChildFactory([this](const std::string& argument) {
+            const auto name = argument.substr(std::string("--key:").size());
+            const auto special = onStart.find(name);
+            auto child = std::make_shared<ServingChild>(name, special == onStart.end() ? nullptr : special->second);
+            lastChild = child;
+            return child;
+        });
+        manager = std::make_shared<CProtocolManager>(host);
+    }
+    ~ManagerTest() override {
+        Stop();
+        SetChildFactory(nullptr);
+    }
+
+    static VexaDB::VexaDBServer& Db() { return *VexaDB::VexaDBServer::GetInstance(); }
+    static void Add(const std::string& name, const std::string& port, std::uint32_t type = 7) {
+        Db().AddInstance(kSession, name, type);
+        Db().SetString(kSession, name, "port", port);
+    }
+    void Run() {
+        main_ = std::async(std::launch::async, [this] { manager->InternalMain(); });
+    }
+    /// Started, and past the first start of every instance.
+    void RunAndWait() {
+        Run();
+        ASSERT_TRUE(log->WaitFor("Monitor Protocols services", kPatienceMs));
+    }
+    /// A client of the control server, which comes up on a thread of its own.
+    static std::shared_ptr<IPCClient> Connect() {
+        auto client = IPCClient::GetClient(kManagerServerName, true);
+        while (!client->IsConnected()) {
+            std::this_thread::yield();
+            client->Connect(kManagerServerName);
+        }
+        return client;
+    }
+    void Stop() {
+        if (!main_.valid())
+            return;
+        manager->InternalMainStop();
+        main_.get();
+    }
+
+    LogCapture log;
+    FakeHost host;
+    std::weak_ptr<FakeChild> lastChild;
+    std::map<std::string, std::function<void()>> onStart;
+    std::shared_ptr<CProtocolManager> manager;
+
+  private:
+    std::future<void> main_;
+};
+
+TEST_F(ManagerTest, RunsRestartsAndStopsInTheOrderThatTheHostExpects) {
+    host.serviceMode = true;
+    Add("one", "1");
+    RunAndWait();
+    EXPECT_EQ(host.states, "4r");
+    const auto one = manager->GetProtocol("one");
+    ASSERT_TRUE(one);
+    EXPECT_EQ(one->GetStatus(), kRunning);
+    EXPECT_EQ(one->GetState(), 7u);
+    EXPECT_FALSE(one->IsInUseByOthers()) << "this process's own connection does not count";
+
+    // The child ends by itself; the monitor notices and starts it again.
+    log->Clear();
+    IPCClient::GetClient("one", true)->Stop();
+    ASSERT_TRUE(log->WaitFor("Protocol one has stopped working", kPatienceMs));
+    ASSERT_TRUE(log->WaitFor("Instance one started", kPatienceMs));
+    // One that was stopped on purpose is left alone.
+    EXPECT_EQ(manager->StopProtocol("one"), 0);
+    EXPECT_EQ(one->GetStatus(), kStopped);
+    EXPECT_EQ(one->GetUptime(), 0u);
+    Stop();
+    EXPECT_EQ(host.states, "4r1c");
+    EXPECT_EQ(log->Count("Protocol one has stopped working"), 1u);
+    manager->Release();  // a second time
+}
+
+TEST_F(ManagerTest, ADatabaseChangeDuringAStartDoesNotLockUp) {
+    // The child that is being started waits, as one that reads its settings would, for a change that another thread
+    // makes and whose announcement goes through the manager; and a removal waits for the start to be over.
+    Add("slow", "1");
+    Add("gone", "2");
+    std::promise<void> changed;
+    std::future<void> removed;
+    onStart["slow"] = [&] {
+        removed = std::async(std::launch::async, [] { Db().RemoveInstance(kSession, "gone"); });
+        Db().SetString(kSession, "slow", "mode", "tcp");
+        std::string mode;
+        EXPECT_EQ(Db().GetString(kSession, "slow", "mode", mode), 0);
+        EXPECT_EQ(mode, "tcp");
+        changed.set_value();
+    };
+    Run();
+    ASSERT_EQ(changed.get_future().wait_for(std::chrono::milliseconds(kPatienceMs)), std::future_status::ready);
+    ASSERT_TRUE(log->WaitFor("Started protocol slow", kPatienceMs));
+    ASSERT_EQ(removed.wait_for(std::chrono::milliseconds(kPatienceMs)), std::future_status::ready);
+    ASSERT_TRUE(log->WaitFor("Monitor Protocols services", kPatienceMs));
+}
+
+TEST_F(ManagerTest, FollowsWhatTheDatabaseCommits) {
+    Add("old", "1");
+    RunAndWait();
+    const auto watcher = Connect();
+    ASSERT_EQ(watcher->CheckAlive(), 0);
+    EXPECT_EQ(Db().RenameInstance(kSession, "old", "new"), 0);
+    EXPECT_FALSE(manager->GetProtocol("old"));
+    ASSERT_TRUE(manager->GetProtocol("new"));
+    EXPECT_EQ(manager->GetProtocol("new")->GetStatus(), kRunning);
+    EXPECT_EQ(Db().RemoveInstance(kSession, "new"), 0);
+    EXPECT_FALSE(manager->GetProtocol("new"));
+    EXPECT_EQ(watcher->TakeNotice(kPatienceMs)->Command(), static_cast<std::uint32_t>(kEventRenamed));
+    const auto notice = watcher->TakeNotice(kPatienceMs);
+    EXPECT_EQ(notice->Command(), static_cast<std::uint32_t>(kEventRemoved));
+    EXPECT_EQ(wire::Decode<ipc_mngctrl_remove_event>(notice->Payload())->instance.Text(), "new");
+}
+
+TEST_F(ManagerTest, AStopEndsTheProfinetDelayAndLeavesNoChild) {
+    const auto tuning = VexaUtils::RegistryKey::OpenOrCreate("SOFTWARE\\Quenlar\\Torvik\\runtime\\settings\\vexa");
+    tuning->SetNumber("fpgadelayedstart", 3'600'000);
+    Add("net", "1", 1);
+    Db().SetUint32(kSession, "net", "hardware", 1);
+    Run();
+    ASSERT_TRUE(log->WaitFor("ProfinetProtocol delay: 3600000 ms", kPatienceMs));
+    const auto net = manager->GetProtocol("net");
+    Stop();
+    EXPECT_EQ(net->GetStatus(), kStopped);
+    EXPECT_FALSE(net->IsRunning());
+}
+
+TEST_F(ManagerTest, AStopDuringAHandshakeWaitsForItAndEndsTheChild) {
+    Db().SetUint32(kSession, "starttimeout", 300);
+    Add("late", "1");
+    std::promise<void> begun;
+    std::promise<void> goOn;
+    onStart["late"] = [&, gone = goOn.get_future().share()] {
+        begun.set_value();
+        gone.wait();
+    };
+    Run();
+    begun.get_future().wait();
+    auto stopped = std::async(std::launch::async, [this] { manager->InternalMainStop(); });
+    EXPECT_TRUE(log->WaitFor("Cannot start instance late did not connect 1", kPatienceMs));
+    goOn.set_value();
+    stopped.get();
+    manager->InternalMainStop();  // twice, and after the end
+    EXPECT_FALSE(lastChild.lock() && lastChild.lock()->IsRunning());
+}
+
+TEST_F(ManagerTest, LongCommandsAreLogged) {
+    std::atomic<std::int64_t> now{0};
+    std::atomic<std::int64_t> step{49'999'999'999};
+    manager->SetClock([&] { return now.fetch_add(step); });
+    RunAndWait();
+    const auto client = Connect();
+    ASSERT_EQ(client->CheckAlive(), 0);
+    step = 50'000'000'000;
+    ASSERT_EQ(client->CheckAlive(), 0);
+    ASSERT_EQ(client->CheckAlive(), 0);
+    EXPECT_TRUE(log->WaitFor("Manager IPC command 1 process took long time - 50000ms!", kPatienceMs));
+    EXPECT_FALSE(log->Contains("49999"));
+}
+
+TEST_F(ManagerTest, OnlyOneManagerAMachine) {
+    std::int32_t exitCode = 0;
+    EXPECT_TRUE(manager->Init(exitCode));
+    EXPECT_EQ(exitCode, -1);
+    CProtocolManager second(host);
+    EXPECT_FALSE(second.Init(exitCode));
+    EXPECT_EQ(exitCode, -1);
+    EXPECT_FALSE(host.printed.empty());
+    EXPECT_TRUE(log->Contains("Another KivProtocolManager is already running on this machine"));
+}
+
+TEST_F(ManagerTest, Arguments) {
+    const auto parse = [this](std::initializer_list<const wchar_t*> rest) {
+        std::vector<const wchar_t*> arguments{L"program"};
+        arguments.insert(arguments.end(), rest);
+        std::int32_t bad = 0;
+        return manager->ParseArguments(arguments.data(), static_cast<std::int32_t>(arguments.size()), bad) ? 0 : bad;
+    };
+    EXPECT_EQ(parse({}), 0);
+    EXPECT_EQ(manager->MonitorWaitTime(), 300000u);
+    EXPECT_EQ(parse({L"--monitorwait:1000"}), 0);
+    EXPECT_EQ(manager->MonitorWaitTime(), 1000u);
+    EXPECT_EQ(parse({L"--MONITORXYZ12377"}), 0) << "the first six characters decide";
+    EXPECT_EQ(manager->MonitorWaitTime(), 377u);
+    EXPECT_EQ(parse({L"--monitorwait:", L"--monitorwait:abc"}), 0);
+    EXPECT_EQ(manager->MonitorWaitTime(), 0u);
+    EXPECT_EQ(parse({L"--monitorwait:5", L"--mon"}), 2);
+    EXPECT_EQ(parse({L""}), 1);
+    EXPECT_THROW(parse({L"--moni"}), std::out_of_range);
+}
+
+}  // namespace

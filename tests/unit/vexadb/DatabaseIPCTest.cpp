@@ -1,0 +1,243 @@
+// The settings database on the wire: bytes of every message, what a broken request meets, server and client together.
+#include <functional>
+
+#include "IPC/class/IPCServer.h"
+#include "unit/vexadb/DatabaseTest.h"
+#include "utils/VexaDB/class/VexaDBIPCClient.h"
+#include "utils/VexaDB/class/VexaDBMessages.h"
+#include "utils/VexaDB/class/VexaDBSession.h"
+#include "utils/class/GlobalSettings.h"
+#include "utils/sync/Thread.h"
+
+using namespace VexaDB;
+using namespace std::string_literals;
+
+namespace {
+
+std::string Bytes(const IPCPayload& payload) {
+    return {payload.begin(), payload.end()};
+}
+
+/// A text field of 50 bytes.
+std::string Field(std::string text) {
+    text.resize(50);
+    return text;
+}
+
+/// The whole message with the eight bytes of its running request id left out.
+std::string WithoutId(const std::shared_ptr<IPC>& record) {
+    return Bytes(record->Serialize()).erase(4, 8);
+}
+
+class DatabaseIPC : public DatabaseTest {
+  protected:
+    ~DatabaseIPC() override { server->Stop(); }
+    const std::shared_ptr<VexaDBServer> server = std::make_shared<VexaDBServer>();
+    VexaDBIPCClient client;
+};
+
+struct Exchange {
+    std::function<bool()> call;  // true: the client answered what the reply says
+    std::uint32_t command;
+    std::string request, reply;
+};
+
+TEST_F(DatabaseIPC, EveryMessageHasItsBytes) {
+    const auto one = "\1\0\0\0\0\0\0\0"s;  // session
+    const auto good = "\0\0\0\0"s, bad = "\xFF\xFF\xFF\xFF"s;
+    const auto longest = std::string(49, 'x');
+    SessionId session = 0;
+    std::uint32_t number = 0;
+    std::string text;
+    Lines names;
+    std::vector<SettingEntry> settings;
+    auto& c = client;
+    const Exchange exchanges[] = {
+        {[&] { return c.OpenSession(session) == 0 && session == 1; }, 511, "", good + one},
+        {[&] { return c.AddInstance(1, "Line 1", 7) == 0; }, 501, one + "\7\0\0\0"s + Field("Line 1"), good},
+        {[&] { return c.RenameInstance(1, "Line 1", "L") == 0; }, 503, one + Field("Line 1") + Field("L"), good},
+        {[&] { return c.GetUint32(1, "L", "type", number) == 0 && number == 7; }, 504, one + Field("L") + Field("type"),
+         good + "\7\0\0\0"s},
+        {[&] { return c.GetString(1, "L", "emultype", text) == 0 && text == "none"; }, 505,
+         one + Field("L") + Field("emultype"), good + Field("none")},
+        {[&] { return c.GetString(1, "missing", text) == -1 && text == "none"; }, 505,
+         one + Field("") + Field("missing"), bad + Field("")},
+        {[&] { return c.SetUint32(1, "n", 0x01020304) == 0; }, 506, one + Field("") + Field("n") + "\4\3\2\1",
+         good + "\4\3\2\1"},
+        {[&] { return c.SetString(1, "L", "s", longest + "cut") == 0; }, 507,
+         one + Field("L") + Field("s") + Field(longest), good + Field(longest)},
+        {[&] { return c.GetInstances(1, names) == 0 && names == Lines{"L"}; }, 508, one,
+         good + "\1\0\0\0"s + Field("L")},
+        {[&] { return c.GetInstanceSettings(1, "", settings) == 0 && settings.at(0).name == "n"; }, 509,
+         one + Field(""), good + "\1\0\0\0"s + Field("n") + "\1\0\0\0"s},
+        {[&] { return c.IsInstanceExist(1, "L"); }, 510, one + Field("L"), good + "\1"},
+        {[&] { return !c.IsInstanceExist(-1, "L"); }, 510, bad + bad + Field("L"), bad + "\0"s},
+        {[&] { return c.Batch(1) == 0; }, 513, one, good},
+        {[&] { return c.Commit(1) == 0; }, 514, one, good},
+        {[&] { return c.Reset(1) == 0; }, 515, one, good},
+        {[&] { return c.IsSessionValid(1); }, 516, one, good + "\1"},
+        {[&] { return c.RemoveInstance(1, "L") == 0; }, 502, one + Field("L"), good},
+        {[&] { return c.CloseSession(1) == 0; }, 512, one, good},
+        {[&] { return c.CloseSession(1) == -1; }, 512, one, bad},
+    };
+    // A server in the place of the real one, which keeps what passes through it.
+    VexaDBIPCServer handlers(*server);
+    std::vector<std::pair<std::string, std::string>> passed;
+    IPCServer tap;
+    ASSERT_EQ(tap.Start(kDatabaseServerName), 0);
+    auto thread = kivsync::Thread::Start([&] {
+        while (const auto request = tap.GetRequest()) {
+            const auto reply = handlers.Handle(request);
+            passed.emplace_back(WithoutId(request), WithoutId(reply));
+            EXPECT_EQ(reply->RequestId(), request->RequestId());
+            tap.SendReply(reply);
+        }
+    });
+    EXPECT_EQ(client.Batch(1), -1);  // nothing is sent before Connect
+    ASSERT_TRUE(client.Connect());
+    EXPECT_EQ(client.AddObserver(nullptr), -1);
+    EXPECT_EQ(client.RemoveObserver(nullptr), -1);
+    for (const auto& exchange : exchanges)
+        EXPECT_TRUE(exchange.call()) << exchange.command;
+    tap.Stop();
+    thread.reset();
+    ASSERT_EQ(passed.size(), std::size(exchanges));
+    for (std::size_t i = 0; i < passed.size(); ++i) {
+        const auto& exchange = exchanges[i];
+        const auto message = [&](const std::string& flags, const std::string& payload) {
+            const auto u32 = [](std::size_t value) { return ""s + char(value & 0xFF) + char(value >> 8) + "\0\0"s; };
+            return flags + good + u32(exchange.command) + u32(payload.size()) + payload;
+        };
+        EXPECT_EQ(passed[i].first, message("\0\0\0\x80"s, exchange.request)) << exchange.command;
+        EXPECT_EQ(passed[i].second, message(good, exchange.reply)) << exchange.command;
+    }
+}
+
+TEST_F(DatabaseIPC, ARequestShorterThanItsFieldsDoesNothing) {
+    server->AddInstance(0, "A", kModbus);
+    const auto before = Dump();
+    Logged();
+    VexaDBIPCServer handlers(*server);
+    const struct {
+        std::uint32_t command;
+        std::size_t requestSize, replySize;
+    } commands[] = {{501, 62, 4},  {502, 58, 4},   {503, 108, 4}, {504, 108, 8}, {505, 108, 54},
+                    {506, 112, 8}, {507, 158, 54}, {508, 8, 8},   {509, 58, 8},  {510, 58, 5},
+                    {512, 8, 4},   {513, 8, 4},    {514, 8, 4},   {515, 8, 4},   {516, 8, 5}};
+    for (const auto& command : commands) {
+        const auto reply = handlers.Handle(IPC::Request(command.command, IPCPayload(command.requestSize - 1)));
+        auto expected = "\xFF\xFF\xFF\xFF"s;
+        expected.resize(command.replySize);
+        EXPECT_EQ(reply->Command(), command.command);
+        EXPECT_EQ(Bytes(reply->Payload()), expected) << command.command;
+    }
+    EXPECT_EQ(Dump(), before);
+    EXPECT_EQ(Logged(), Lines{});
+
+    // A text field without a terminator ends at its 50 bytes.
+    ipc_vexadb_add_instance_request request;
+    request.type = kModbus;
+    auto payload = wire::Encode(request);
+    std::fill(payload.end() - 50, payload.end(), std::uint8_t{'y'});
+    EXPECT_EQ(Bytes(handlers.Handle(IPC::Request(501, payload))->Payload()), "\0\0\0\0"s);
+    EXPECT_TRUE(server->IsInstanceExist(0, std::string(50, 'y')));
+}
+
+TEST_F(DatabaseIPC, OtherProcessesUseTheDatabaseWhileItIsServed) {
+    server->Start();
+    ASSERT_TRUE(client.Connect());
+    EXPECT_TRUE(client.Connect());
+    {
+        VexaDBSession remote(std::shared_ptr<VexaDBServerInterface>(&client, [](auto*) {}));
+        EXPECT_EQ(remote.Batch(), 0);
+        EXPECT_EQ(remote.AddInstance("A", kModbus), 0);
+        EXPECT_FALSE(server->IsInstanceExist(0, "A"));
+        EXPECT_EQ(remote.Commit(), 0);
+        EXPECT_TRUE(server->IsInstanceExist(0, "A"));
+        EXPECT_TRUE(server->IsSessionValid(1));
+    }
+    EXPECT_FALSE(server->IsSessionValid(1));
+
+    // What is no database command comes back as it is; a notice is carried out.
+    const auto raw = IPCClient::GetClient(kDatabaseServerName, true);
+    std::shared_ptr<IPC> reply;
+    for (const std::uint32_t command : {500u, 517u}) {
+        ASSERT_EQ(raw->Call(IPC::Request(command, {1, 2, 3}), 5000, reply), 0);
+        EXPECT_EQ(reply->Command(), command);
+        EXPECT_EQ(reply->Payload(), (IPCPayload{1, 2, 3}));
+    }
+    EXPECT_EQ(raw->CheckAlive(), 0);
+    ipc_vexadb_set_setting_num32_request set;
+    set.setting = std::string("n");
+    set.value = 9;
+    EXPECT_EQ(raw->Send(IPC::Notice(kDatabaseSetUint32, wire::Encode(set))), 0);
+    std::uint32_t number = 0;
+    EXPECT_EQ(client.GetUint32(0, "n", number), 0);
+    EXPECT_EQ(number, 9u);
+
+    server->Stop();
+    server->Stop();
+    EXPECT_FALSE(raw->TakeNotice(5000));  // returns once the client knows that the connection ended
+    EXPECT_NE(client.GetUint32(0, "n", number), 0);
+    EXPECT_FALSE(client.IsSessionValid(0));
+    server->Start();
+    EXPECT_TRUE(client.Connect());
+    EXPECT_TRUE(client.IsSessionValid(0));
+}
+
+TEST_F(DatabaseIPC, ASlowRequestLeavesALine) {
+    for (const std::int64_t duration : {499'999'999, 500'000'000, 1'500'999'999}) {
+        std::int64_t now = 0;
+        VexaDBIPCServer service(*server, [&] { return now += duration; });
+        ASSERT_EQ(service.Start(), 0);
+        ASSERT_TRUE(client.Connect());
+        EXPECT_TRUE(client.IsSessionValid(0));
+        const auto connection = IPCClient::GetClient(kDatabaseServerName, true);
+        service.Stop();
+        EXPECT_FALSE(connection->TakeNotice(5000));  // returns once the client knows that the connection ended
+    }
+    EXPECT_EQ(log->Count("VexaDB IPC command 516 process took long time - 1500ms!"), 1u);
+    EXPECT_EQ(log->Count("VexaDB IPC command 516 process took long time - 500ms!"), 1u);
+    EXPECT_EQ(log->Count("process took long time"), 2u);
+}
+
+TEST_F(DatabaseIPC, GlobalSettingsAreLoadedFromTheDatabaseOrKept) {
+    const auto load = [this] {
+        Logged();
+        GlobalSettings::LoadSettings();
+        Lines lines;
+        for (const auto& line : log->Lines())
+            if (line.function == "GlobalSettings::LoadSettings" && line.level == Logging::Info)
+                lines.push_back(line.message);
+        return lines;
+    };
+    Lines expected = {"General IPC timeout set to 5000",         "General IPC stat enable flag set to 0",
+                      "General IPC measure log flag set to 0",   "General VExa DB IPC timeout set to 5000",
+                      "General CCLink IPC timeout set to 5000",  "General Ethernet/IP IPC timeout set to 5000",
+                      "General Modbus IPC timeout set to 5000",  "General Profinet IPC timeout set to 5000",
+                      "General Manager IPC timeout set to 5000", "General Start timeout set to 10000",
+                      "General Stop timeout set to 50000",       "General Monitoring wait time set to 300000"};
+    ASSERT_FALSE(VexaDBServer::GetExisting());
+    EXPECT_EQ(load(), expected);  // no database to be reached
+
+    server->Start();  // reached as from another process
+    server->SetUint32(0, "ipcstatenabled", 7);
+    server->SetUint32(0, "stoptimeout", 0);
+    server->SetString(0, "starttimeout", "12");  // no number
+    expected[1] = "General IPC stat enable flag set to 1";
+    expected[10] = "General Stop timeout set to 0";
+    EXPECT_EQ(load(), expected);
+    EXPECT_TRUE(GlobalSettings::Get().ipcStatEnabled);
+    EXPECT_EQ(GlobalSettings::Get().stopTimeout, 0u);
+    server->Stop();
+
+    // From here on this process hosts a server of its own.
+    const auto own = VexaDBServer::GetInstance();
+    EXPECT_EQ(own, VexaDBServer::GetExisting());
+    EXPECT_EQ(own->SetUint32(0, "monitorwaittime", 0xFFFFFFFF), 0);
+    expected[11] = "General Monitoring wait time set to -1";
+    EXPECT_EQ(load(), expected);
+    GlobalSettings::Set({});
+}
+
+}  // namespace

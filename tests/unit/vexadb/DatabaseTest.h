@@ -1,0 +1,68 @@
+// What the tests of the settings database start from: an empty database and a captured log. The registry is reached as
+// any other process would: the real one on Windows, its double elsewhere.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/CaptureSink.h"
+#include "utils/VexaDB/class/ProtocolTypes.h"
+#include "utils/VexaDB/class/VexaDBServer.h"
+#include "utils/registry/RegistryKey.h"
+
+using Lines = std::vector<std::string>;
+
+class DatabaseTest : public ::testing::Test {
+  protected:
+    static constexpr const char* kSettings = "Software\\Quenlar\\Torvik\\Runtime\\Settings";
+
+    DatabaseTest() { Clear(); }
+
+    void Clear() {
+        const auto settings = VexaUtils::RegistryKey::OpenOrCreate(kSettings);
+        settings->DeleteSubkey("vexa");
+        outside = settings->CreateSubkey("vexa");
+    }
+
+    /// Every value of the database as `name=7` or `name="text"`, then the tables' with `id\` before; sorted within a
+    /// key.
+    Lines Dump() const {
+        Lines lines;
+        DumpValues(*outside, "", lines);
+        Lines ids;
+        outside->Subkeys(ids);
+        for (const auto& id : ids)
+            DumpValues(*outside->OpenSubkey(id), id + '\\', lines);
+        return lines;
+    }
+    /// What the log got since the last call.
+    Lines Logged() {
+        auto messages = log->Messages();
+        log->Clear();
+        return messages;
+    }
+    static Lines Names(VexaDB::VexaDBInterface& store) {
+        Lines names;
+        EXPECT_EQ(store.GetInstances(names), 0);
+        return names;
+    }
+
+    LogCapture log;
+    std::shared_ptr<VexaUtils::RegistryKey> outside;  // the database key, opened apart from the database
+
+  private:
+    static void DumpValues(VexaUtils::RegistryKey& key, const std::string& prefix, Lines& lines) {
+        std::vector<VexaUtils::NamedRegistryValue> values;
+        key.Values(values);
+        std::sort(values.begin(), values.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
+        for (const auto& [name, value] : values)
+            lines.push_back(prefix + name + "=" +
+                            (value.kind == VexaUtils::ValueKind::Number ? std::to_string(value.number)
+                             : value.kind == VexaUtils::ValueKind::Text ? '"' + value.text + '"'
+                                                                        : "?"));
+    }
+};

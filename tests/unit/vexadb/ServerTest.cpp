@@ -1,0 +1,220 @@
+// The database server: sessions, batches, what its observers hear, and the two classes that work on top of it.
+#include <future>
+
+#include "unit/vexadb/DatabaseTest.h"
+#include "utils/VexaDB/class/VexaDBSession.h"
+
+using namespace VexaDB;
+
+namespace {
+
+struct RecordingObserver : VexaDBServerOpObserver {
+    explicit RecordingObserver(Lines& heardBy, std::string itself = "") : heard(heardBy), name(std::move(itself)) {}
+    Lines& heard;
+    std::string name;
+    void InstanceTypeChanged(std::string instance, std::uint32_t type) override {
+        heard.push_back(name + "type " + instance + " " + std::to_string(type));
+    }
+    void InstanceRemoved(std::string instance) override { heard.push_back(name + "removed " + instance); }
+    void InstanceRenamed(std::string oldName, std::string newName) override {
+        heard.push_back(name + "renamed " + oldName + " " + newName);
+    }
+    void Uint32Changed(std::string instance, std::string setting, std::uint32_t oldValue,
+                       std::uint32_t newValue) override {
+        StringChanged(instance, setting, std::to_string(oldValue), std::to_string(newValue));
+    }
+    void StringChanged(std::string instance, std::string setting, std::string oldValue, std::string newValue) override {
+        heard.push_back(name + instance + "." + setting + " " + oldValue + ">" + newValue);
+    }
+};
+
+class DatabaseServer : public DatabaseTest {
+  protected:
+    ~DatabaseServer() override { server->Stop(); }
+    std::uint32_t Number(SessionId session, const std::string& instance, const std::string& setting) {
+        std::uint32_t value = kMissing;
+        server->GetUint32(session, instance, setting, value);
+        return value;
+    }
+    static constexpr std::uint32_t kMissing = 0xDEAD;
+    const std::shared_ptr<VexaDBServer> server = std::make_shared<VexaDBServer>();
+};
+
+TEST_F(DatabaseServer, SessionsAreNumberedFromOneAndCheckedByEveryOperation) {
+    SessionId first = 0, second = 0;
+    EXPECT_EQ(server->OpenSession(first), 0);
+    EXPECT_EQ(server->OpenSession(second), 0);
+    EXPECT_EQ(first, 1);
+    EXPECT_EQ(second, 2);
+    EXPECT_EQ(server->CloseSession(first), 0);
+    EXPECT_EQ(Logged(), Lines{});
+    EXPECT_EQ(server->CloseSession(first), -1);
+    EXPECT_EQ(Logged(), Lines{"Invalid Session"});
+    EXPECT_TRUE(server->IsSessionValid(second));
+    EXPECT_FALSE(server->IsSessionValid(first));
+
+    Lines names;
+    for (const SessionId lost : {first, kInvalidSession}) {
+        EXPECT_EQ(server->Batch(lost), -1);
+        EXPECT_EQ(server->Commit(lost), -1);
+        EXPECT_EQ(server->Reset(lost), -1);
+        EXPECT_EQ(server->SetUint32(lost, "global", 1), -1);
+        EXPECT_EQ(server->GetInstances(lost, names), -1);
+        EXPECT_FALSE(server->IsInstanceExist(lost, ""));
+    }
+    EXPECT_EQ(Dump(), Lines{});
+    EXPECT_EQ(server->CloseSession(kServiceSession), 0);
+    EXPECT_TRUE(server->IsSessionValid(kServiceSession));
+}
+
+TEST_F(DatabaseServer, AnAddedInstanceHasItsSettings) {
+    EXPECT_EQ(server->AddInstance(0, "Line 1", kSampleProtocol), 0);
+    const Lines stored = {"0\\_kiv_name=\"Line 1\"",
+                          "0\\emultype=\"none\"",
+                          "0\\enabled=1",
+                          "0\\hardware=0",
+                          "0\\owner=0",
+                          "0\\protocol=\"sampleprotocol\"",
+                          "0\\type=7"};
+    EXPECT_EQ(Dump(), stored);
+    EXPECT_NE(server->AddInstance(0, "Line 1", kModbus), 0);
+    EXPECT_NE(server->AddInstance(0, "", kModbus), 0);
+    EXPECT_NE(server->AddInstance(0, "Line 2", 8), 0);
+    EXPECT_EQ(Dump(), stored);
+    EXPECT_EQ(server->SetUint32(0, "Line 1", "owner", 0xFFFFFFFF), 0);
+    EXPECT_EQ(server->SetString(0, "text", "x"), 0);
+    EXPECT_EQ(server->RenameInstance(0, "Line 1", "Line 2"), 0);
+    EXPECT_EQ(server->RemoveInstance(0, "Line 2"), 0);
+    EXPECT_NE(server->RemoveInstance(0, ""), 0);
+    EXPECT_NE(server->RenameInstance(0, "", "X"), 0);
+    EXPECT_EQ(Dump(), Lines{"text=\"x\""});
+    for (const auto& line : log->Lines())
+        EXPECT_EQ(line.level, Logging::Notice);
+    EXPECT_EQ(Logged(), (Lines{"VexaDB Add instance Line 1", "VexaDB SetUin32 instance Line 1 setting:owner value:-1",
+                               "VexaDB SetString instance  setting:text value:x",
+                               "VexaDB Rename instance Line 1 to Line 2", "VexaDB Remove instance Line 2"}));
+}
+
+TEST_F(DatabaseServer, ABatchIsSeenByItsSessionOnlyUntilCommitted) {
+    server->Start();
+    Lines heard;
+    server->AddObserver(std::make_shared<RecordingObserver>(heard));
+    SessionId session = 0;
+    server->OpenSession(session);
+    server->SetUint32(0, "global", 1);
+    EXPECT_EQ(server->Batch(session), 0);
+    EXPECT_EQ(server->AddInstance(session, "A", kModbus), 0);
+    EXPECT_EQ(server->SetUint32(session, "A", "n", 5), 0);
+    EXPECT_EQ(server->SetUint32(session, "global", 2), 0);
+    EXPECT_EQ(Number(session, "A", "n"), 5u);
+    EXPECT_EQ(Number(0, "A", "n"), kMissing);
+    EXPECT_EQ(Number(session, "", "global"), 2u);
+    EXPECT_EQ(Number(0, "", "global"), 1u);
+    Lines names;
+    EXPECT_EQ(server->GetInstances(session, names), 0);
+    EXPECT_EQ(names, Lines{"A"});
+    EXPECT_EQ(heard, Lines{});
+
+    EXPECT_EQ(server->Reset(session), 0);
+    EXPECT_FALSE(server->IsInstanceExist(session, "A"));
+    EXPECT_EQ(server->Commit(session), 0);
+    EXPECT_EQ(Dump(), Lines{"global=1"});
+
+    // A batch begun anew drops what was recorded; a failing operation ends the replay; Commit says 0 all the same.
+    EXPECT_EQ(server->Batch(session), 0);
+    EXPECT_EQ(server->SetUint32(session, "dropped", 1), 0);
+    EXPECT_EQ(server->Batch(session), 0);
+    EXPECT_EQ(server->SetUint32(session, "first", 1), 0);
+    EXPECT_EQ(server->AddInstance(session, "B", kModbus), 0);
+    EXPECT_EQ(server->SetUint32(session, "never", 1), 0);
+    EXPECT_EQ(server->AddInstance(0, "B", kSampleProtocol), 0);
+    EXPECT_EQ(server->Commit(session), 0);
+    EXPECT_EQ(Number(0, "", "first"), 1u);
+    EXPECT_EQ(Number(0, "", "dropped"), kMissing);
+    EXPECT_EQ(Number(0, "", "never"), kMissing);
+    EXPECT_EQ(Number(session, "B", "type"), 7u);
+
+    // Closing the service's session is no more than a reset of it.
+    EXPECT_EQ(server->Batch(kServiceSession), 0);
+    EXPECT_EQ(server->RemoveInstance(kServiceSession, "B"), 0);
+    EXPECT_EQ(server->CloseSession(kServiceSession), 0);
+    EXPECT_EQ(server->Commit(kServiceSession), 0);
+    EXPECT_TRUE(server->IsInstanceExist(kServiceSession, "B"));
+}
+
+TEST_F(DatabaseServer, ObserversHearOfEveryCommittedChangeInOrder) {
+    Lines heard;
+    const auto first = std::make_shared<RecordingObserver>(heard, "1:");
+    server->AddObserver(first);
+    server->AddObserver(std::make_shared<RecordingObserver>(heard, "2:"));
+    server->Start();
+    EXPECT_EQ(server->Batch(0), 0);
+    EXPECT_EQ(server->AddInstance(0, "A", kModbus), 0);
+    EXPECT_EQ(server->RenameInstance(0, "A", "B"), 0);
+    EXPECT_EQ(heard, Lines{});
+    EXPECT_EQ(server->Commit(0), 0);
+    Lines expected;
+    for (const char* change : {"A.enabled 0>1", "A.hardware 0>0", "A.owner 0>0", "A.emultype >none", "type A 2",
+                               "A.type 0>2", "A.protocol >ModbusProtocol", "renamed A B"}) {
+        expected.push_back(std::string("1:") + change);
+        expected.push_back(std::string("2:") + change);
+    }
+    EXPECT_EQ(heard, expected);
+    heard.clear();
+    server->RemoveObserver(first);
+    EXPECT_EQ(server->SetUint32(0, "global", 3), 0);
+    EXPECT_EQ(server->RemoveInstance(0, "B"), 0);
+    EXPECT_EQ(heard, Lines{"2:removed B"});
+    server->Stop();
+    EXPECT_EQ(server->AddInstance(0, "C", kModbus), 0);
+    EXPECT_EQ(heard, Lines{"2:removed B"});
+}
+
+// The manager asks the database while it holds a lock of its own, and takes that lock in its observer calls.
+TEST_F(DatabaseServer, AnObserverMayWaitForAnotherThreadThatUsesTheDatabase) {
+    struct WaitingObserver : RecordingObserver {
+        using RecordingObserver::RecordingObserver;
+        std::shared_ptr<VexaDBServer> database;
+        void StringChanged(std::string, std::string, std::string, std::string) override {
+            auto other = std::async(std::launch::async, [this] { return database->SetUint32(0, "global", 1); });
+            if (other.wait_for(std::chrono::seconds(20)) == std::future_status::ready && other.get() == 0)
+                heard.push_back("not stuck");
+            else
+                std::abort();  // the future's destructor would wait for ever
+        }
+    };
+    server->Start();
+    Lines heard;
+    const auto observer = std::make_shared<WaitingObserver>(heard);
+    observer->database = server;
+    server->AddObserver(observer);
+    EXPECT_EQ(server->SetString(0, "", "database-wide", "unheard"), 0);
+    EXPECT_EQ(server->AddInstance(0, "A", kModbus), 0);
+    EXPECT_EQ(heard.back(), "not stuck");
+    server->RemoveObserver(observer);
+    observer->database.reset();
+}
+
+TEST_F(DatabaseServer, ASessionHandleIsRenewedWhenLostButNotWithinABatch) {
+    {
+        VexaDBSession session(server);
+        EXPECT_EQ(session.AddInstance("A", kModbus), 0);
+        EXPECT_EQ(session.Text("A", "protocol"), "ModbusProtocol");
+        EXPECT_EQ(session.Number("A", "missing"), 0u);
+        EXPECT_EQ(server->CloseSession(1), 0);
+        EXPECT_EQ(session.SetUint32("A", "n", 4), 0);
+        EXPECT_TRUE(server->IsSessionValid(2));
+        EXPECT_EQ(session.Batch(), 0);
+        EXPECT_EQ(session.SetUint32("A", "n", 5), 0);
+        EXPECT_EQ(server->CloseSession(2), 0);
+        EXPECT_EQ(session.SetUint32("A", "n", 6), -1);
+        EXPECT_EQ(session.Commit(), -1);
+        EXPECT_EQ(Number(0, "A", "n"), 4u);
+        EXPECT_EQ(session.SetUint32("A", "n", 7), 0);
+        EXPECT_EQ(Number(0, "A", "n"), 7u);
+        EXPECT_TRUE(server->IsSessionValid(3));
+    }
+    EXPECT_FALSE(server->IsSessionValid(3));
+}
+
+}  // namespace

@@ -1,0 +1,23 @@
+// Stands in for the event-tracing provider library: keeps the calls for the test to take.
+#include <string>
+
+#define EXPORT extern "C" __declspec(dllexport)
+#define ENTRY_POINT(name)                                                     \
+    EXPORT void name(const char* processTag, const char* message) {           \
+        calls += std::string(#name) + "(" + processTag + "," + message + ")"; \
+    }
+
+static std::string calls;
+
+ENTRY_POINT(ETWInfo)
+ENTRY_POINT(ETWWarning)
+ENTRY_POINT(ETWMsg)
+ENTRY_POINT(ETWError)
+
+/// The calls since the last question; valid until the next one.
+EXPORT const char* TakeCalls() {
+    static std::string taken;
+    taken.clear();
+    taken.swap(calls);
+    return taken.c_str();
+}

@@ -1,0 +1,158 @@
+// The Windows sinks, the choice between them, and the log file that two processes share.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "utils/class/Process.h"
+#include "utils/logging/LogLine.h"
+#include "utils/logging/Logger.h"
+#include "utils/logging/impl/win/ConsoleSink.h"
+#include "utils/logging/impl/win/EtwSink.h"
+#include "utils/platform/Platform.h"
+#include "utils/registry/Registry.h"
+#include "utils/registry/RegistryKey.h"
+#include "win/ground/Child.h"
+
+namespace {
+
+using Logging::LogEntry;
+
+std::shared_ptr<LogEntry> Entry(std::uint32_t level, const char* message) {
+    return std::make_shared<LogEntry>(level, message, "f.cpp", 1, "A::B");
+}
+
+std::vector<std::string> Lines(const std::filesystem::path& path) {
+    std::vector<std::string> lines;
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+/// Standard output for as long as it lives.
+struct RedirectedOutput {
+    explicit RedirectedOutput(HANDLE output) { SetStdHandle(STD_OUTPUT_HANDLE, output); }
+    ~RedirectedOutput() { SetStdHandle(STD_OUTPUT_HANDLE, before); }
+    const HANDLE before = GetStdHandle(STD_OUTPUT_HANDLE);
+};
+
+/// The provider library, which stays loaded with what it recorded.
+struct Provider {
+    Provider() { takeCalls(); }  // what was logged before
+    const Module library{Logging::kEtwProviderLibrary};
+    const char* (*const takeCalls)() = FindFunction<const char*()>(library.Get(), "TakeCalls");
+};
+
+TEST(ConsoleSink, WritesPlainTextToRedirectedOutput) {
+    HANDLE readEnd = nullptr, writeEnd = nullptr;
+    ASSERT_TRUE(CreatePipe(&readEnd, &writeEnd, nullptr, 4096));
+    const UniqueHandle reader(readEnd), writer(writeEnd);
+    const RedirectedOutput redirected(writeEnd);
+    Logging::ConsoleSink sink;
+    std::string expected;
+    for (const auto level : {Logging::Error, Logging::Warning, Logging::Notice}) {
+        const auto entry = Entry(level, "message");
+        sink.Write(entry);
+        expected += Logging::FormatPrefix(*entry) + " : message\n";
+    }
+    sink.Write(Entry(Logging::Verbose, "alone"));
+    expected += "alone\n";
+
+    std::string text(expected.size() + 1, '\0');
+    DWORD length = 0;
+    ASSERT_TRUE(ReadFile(readEnd, text.data(), static_cast<DWORD>(text.size()), &length, nullptr));
+    EXPECT_EQ(text.substr(0, length), expected);
+}
+
+TEST(EtwSink, SendsEachLevelToItsEntryPoint) {
+    const Provider provider;
+    Logging::EtwSink sink;
+    sink.Write(Entry(Logging::Info, "before Open"));
+    ASSERT_EQ(sink.Open(), 0);
+    for (const auto level : {Logging::Info, Logging::Warning, Logging::Error, Logging::Notice})
+        sink.Write(Entry(level, "m"));
+    EXPECT_STREQ(provider.takeCalls(), "ETWInfo(,m)ETWWarning(,m)ETWError(,m)ETWInfo(,m)");
+    sink.Write(Entry(Logging::Verbose, "one\ntwo\nthr"));
+    sink.Write(Entry(Logging::Verbose, "ee\nlost"));
+    sink.Write(Entry(Logging::Error, "clears"));
+    sink.Write(Entry(Logging::Verbose, "four\n"));
+    EXPECT_EQ(sink.Close(), 0);
+    sink.Write(Entry(Logging::Info, "after Close"));
+    EXPECT_STREQ(provider.takeCalls(), "ETWMsg(,one)ETWMsg(,two)ETWMsg(,three)ETWError(,clears)ETWMsg(,four)");
+}
+
+TEST(FileSink, TwoProcessesWriteWholeLines) {
+    const auto path = std::filesystem::temp_directory_path() / "ground-two-processes.txt";
+    std::filesystem::remove(path);
+    ASSERT_TRUE(SetEnvironmentVariableA(child::kLogVariable, path.string().c_str()));
+    const UniqueHandle go(CreateEventA(nullptr, TRUE, FALSE, child::kGoEvent));
+    const UniqueHandle ready(CreateSemaphoreA(nullptr, 0, 2, child::kReadySemaphore));
+    Process first("", {"log"}), second("", {"log"});
+    for (auto* process : {&first, &second})
+        ASSERT_EQ(process->Start(), 0u);
+    for (int i = 0; i < 2; ++i)
+        ASSERT_EQ(WaitForSingleObject(ready.Get(), child::kPatienceMs), WAIT_OBJECT_0);
+    SetEvent(go.Get());
+    EXPECT_TRUE(first.WaitForExit(child::kPatienceMs));
+    EXPECT_TRUE(second.WaitForExit(child::kPatienceMs));
+
+    const auto lines = Lines(path);
+    EXPECT_EQ(lines.size(), 2u * child::kLogLines);
+    for (const auto& line : lines)
+        EXPECT_TRUE(line.starts_with("\033[32m2") &&
+                    line.ends_with(std::string("[I] ") + child::kLogMessage + "\033[0m"))
+            << line;
+}
+
+TEST(Logger, TakesItsSinkFromTheRegistry) {
+    const Provider provider;
+    const auto path = std::string(VexaUtils::kProductKey) + VexaUtils::kTuningKey;
+    const auto key = VexaUtils::RegistryKey::OpenOrCreate(path);
+    ASSERT_NE(key, nullptr);
+    const auto clearChoice = [&path] {
+        for (const char* value : {"logtype", "logfile", "logcolor"})
+            RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, path.c_str(), value);
+    };
+    clearChoice();
+    const auto programData = std::filesystem::temp_directory_path() / "ground-program-data";
+    const auto standardFile = programData / "Quenlar Imaging/log/zebcom.log";
+    std::filesystem::remove_all(programData);
+    std::filesystem::create_directories(standardFile.parent_path());
+    SetEnvironmentVariableW(L"PROGRAMDATA", programData.c_str());
+    const auto logWithNewLogger = [] { Logging::Logger().Log(Logging::Info, "f.cpp", 1, "A::B", "%s", "hello"); };
+
+    for (const auto* notFile : {"", "File"}) {
+        key->SetText("logtype", notFile);
+        logWithNewLogger();
+        EXPECT_STREQ(provider.takeCalls(), "ETWInfo(,hello)");
+    }
+    key->SetText("logtype", "file");
+    logWithNewLogger();
+    key->SetNumber("logcolor", 0);
+    logWithNewLogger();
+    key->SetText("logfile", (programData / "configured.log").string());
+    logWithNewLogger();
+    const auto lines = Lines(standardFile);
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_TRUE(lines[0].ends_with("|\033[37m[I] hello\033[0m")) << lines[0];
+    EXPECT_TRUE(lines[1].ends_with("|[I] hello")) << lines[1];
+    EXPECT_EQ(Lines(programData / "configured.log").size(), 1u);
+    EXPECT_STREQ(provider.takeCalls(), "");
+    clearChoice();
+}
+
+TEST(Platform, APipeOfAUnixLikeShellIsATerminal) {
+    const std::pair<const char*, bool> names[] = {{"\\\\.\\pipe\\msys-0123456789abcdef-pty0-to-master", true},
+                                                  {"\\\\.\\pipe\\cygwin-0123456789abcdef-pty1-to-master", true},
+                                                  {"\\\\.\\pipe\\msys-0123456789abcdef-log", false},
+                                                  {"\\\\.\\pipe\\other-pty0", false}};
+    for (const auto& [name, isTerminal] : names) {
+        const UniqueHandle pipe(CreateNamedPipeA(name, PIPE_ACCESS_DUPLEX, 0, 1, 4096, 4096, 0, nullptr));
+        const RedirectedOutput redirected(pipe.Get());
+        EXPECT_EQ(platform::IsTerminal(platform::StandardStream::Output), isTerminal) << name;
+    }
+}
+
+}  // namespace

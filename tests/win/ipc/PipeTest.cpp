@@ -1,0 +1,101 @@
+#include <array>
+#include <atomic>
+
+#include "IPC/transport/ServerTransport.h"
+#include "unit/ipc/Peers.h"
+
+namespace {
+
+/// A connection over a real pipe, and the log.
+struct PipeTest : testing::Test {
+    PipeTest() {
+        EXPECT_EQ(client->Connect(kPatienceMs), 0);
+        served = server->Accept(kPatienceMs);
+        EXPECT_EQ(served->Connect(0), 0);
+    }
+
+    LogCapture log;
+    std::shared_ptr<ServerTransport> server = ServerTransport::Make("pipe");
+    std::shared_ptr<ClientTransport> client = ClientTransport::Make("pipe");
+    std::shared_ptr<ClientTransport> served;
+    std::array<char, 8> buffer{};
+    const Bytes large = Bytes(1024 * 1024, 3);  // more than any pipe takes unread
+    const std::int32_t largeSize = static_cast<std::int32_t>(large.size());
+};
+
+TEST_F(PipeTest, TransfersThatTimeOutAreTakenBackOrFinished) {
+    EXPECT_EQ(client->Read(buffer.data(), 8, 20), -1);
+    EXPECT_EQ(served->Write("abc", 3, kPatienceMs), 3);
+    EXPECT_EQ(client->Read(buffer.data(), 8, kPatienceMs), 3);  // nothing went to the read before
+    EXPECT_EQ(client->Write(large.data(), largeSize, 20), -1);
+    const std::vector<std::string> expected{
+        "Cannot Read timeout size:8, read:0 timeout:20 server:pipe client:1",
+        "Cannot write timeout size:1048576, write:0 timeout:20 server:pipe client:1"};
+    EXPECT_EQ(log->Messages(), expected);
+
+    EXPECT_EQ(served->BeginWrite(large.data(), largeSize, 5), ClientTransport::kWritePending);
+    Bytes received(large.size());
+    std::thread reader([&] { EXPECT_TRUE(ReadWhole(*client, received.data(), largeSize, kPatienceMs)); });
+    EXPECT_EQ(served->FinishWrite(kPatienceMs), largeSize);
+    reader.join();
+    EXPECT_EQ(received, large);
+}
+
+TEST_F(PipeTest, CloseAtEitherEndEndsWhatIsInFlightSilently) {
+    EXPECT_EQ(served->BeginWrite(large.data(), largeSize, 0), ClientTransport::kWritePending);
+    std::thread reader([&] { EXPECT_EQ(served->Read(buffer.data(), 8, kivsync::kInfinite), -1); });
+    EXPECT_EQ(served->Close(), 0);
+    reader.join();
+    EXPECT_EQ(served->FinishWrite(kPatienceMs), -1);
+    EXPECT_EQ(served->Close(), 0);
+    Bytes rest(large.size());
+    EXPECT_FALSE(ReadWhole(*client, rest.data(), largeSize, kPatienceMs));
+    EXPECT_TRUE(log->Messages().empty());
+}
+
+TEST_F(PipeTest, ConnectWaitsForAFreePipe) {
+    EXPECT_EQ(ClientTransport::Make("nobody")->Connect(kPatienceMs), -1);
+    EXPECT_TRUE(log->Contains("Cannot open client pipe server:nobody"));
+    RawClient first("pipe");
+    RawClient second("pipe");
+    EXPECT_EQ(ClientTransport::Make("pipe")->Connect(30), -1);  // both waiting pipes are taken
+    EXPECT_TRUE(log->Contains("Timeout in open client pipe timeout:30 server:pipe"));
+
+    const auto closed = ClientTransport::Make("pipe");
+    std::thread closing([&] { EXPECT_EQ(closed->Connect(kivsync::kInfinite), -1); });
+    closed->Close();
+    closing.join();
+    const auto third = ClientTransport::Make("pipe");
+    std::thread waiting([&] { EXPECT_EQ(third->Connect(kivsync::kInfinite), 0); });
+    EXPECT_NE(server->Accept(kPatienceMs), nullptr);
+    waiting.join();
+}
+
+TEST_F(PipeTest, PoolOutlivesClientsThatVanish) {
+    std::atomic<bool> done = false;
+    std::thread accepting([&] {
+        while (!done)
+            server->Accept(kivsync::kInfinite);
+    });
+    std::vector<std::thread> vanishing;
+    for (int i = 0; i < 3; ++i) {
+        vanishing.emplace_back([] {
+            for (int round = 0; round < 100; ++round)
+                ClientTransport::Make("pipe")->Connect(kPatienceMs);
+        });
+    }
+    for (auto& thread : vanishing)
+        thread.join();
+    done = true;
+    server->Interrupt();
+    accepting.join();
+    EXPECT_FALSE(log->Contains("Timeout in wait for client connect"));
+    while (!log->Contains("Timeout in wait for client connect timeout:1 server:pipe"))
+        server->Accept(1);
+    RawClient first("pipe");  // both pipes wait again
+    RawClient second("pipe");
+    EXPECT_NE(server->Accept(kPatienceMs), nullptr);
+    EXPECT_NE(server->Accept(kPatienceMs), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,119 @@
+#include "IPC/class/IPC.h"
+
+#include <atomic>
+#include <cstring>
+#include <utility>
+
+#include "utils/platform/Platform.h"
+
+namespace {
+
+std::uint64_t NextRequestId() {
+    static std::atomic<std::uint64_t> counter{0};
+    return counter.fetch_add(1);
+}
+
+// Counter values are taken as unsigned: a peer's clock that ran backwards shows as an absurd number, not as a small
+// one.
+double Seconds(std::int64_t from, std::int64_t to, std::int64_t frequency) {
+    const auto ticks = static_cast<std::uint64_t>(to) - static_cast<std::uint64_t>(from);
+    return static_cast<double>(ticks) / static_cast<double>(frequency);
+}
+
+}  // namespace
+
+IPC::IPC() : header_{}, timing_{}, counterFrequency_(platform::CounterFrequency()) {}
+
+std::shared_ptr<IPC> IPC::Request(std::uint32_t command, IPCPayload payload, std::uint32_t aux) {
+    auto request = std::make_shared<IPC>();
+    request->header_.flags = kFlagRequest;
+    request->header_.requestId = NextRequestId();
+    request->header_.aux = aux;
+    request->header_.command = command;
+    request->SetPayload(std::move(payload));
+    return request;
+}
+
+std::shared_ptr<IPC> IPC::Terminate() {
+    auto request = Request(kIpcTerminate);
+    request->header_.flags = request->Flags() | kFlagTerminate;
+    return request;
+}
+
+std::shared_ptr<IPC> IPC::Notice(std::uint32_t command, IPCPayload payload) {
+    auto notice = Request(command, std::move(payload));
+    notice->header_.flags = notice->Flags() | kFlagNoReply;
+    return notice;
+}
+
+std::shared_ptr<IPC> IPC::Reply(const IPC& request, IPCPayload payload) {
+    auto reply = std::make_shared<IPC>();
+    reply->header_ = request.header_;
+    reply->MarkReply();
+    reply->SetOrigin(request.clientId_, request.pid_);
+    reply->SetPayload(std::move(payload));
+    reply->timing_ = request.timing_;
+    return reply;
+}
+
+void IPC::EnableMeasurement() {
+    header_.flags = Flags() | kFlagTiming;
+    header_.size = static_cast<std::uint32_t>(payload_.size() + sizeof(ipc_timing));
+}
+
+void IPC::EnableMeasurementLog() {
+    header_.flags = Flags() | kFlagLogMeasurement;
+}
+
+void IPC::SetPayload(IPCPayload payload) {
+    payload_ = std::move(payload);
+    const std::size_t timing = (Flags() & kFlagTiming) != 0 ? sizeof(ipc_timing) : 0;
+    header_.size = static_cast<std::uint32_t>(payload_.size() + timing);
+}
+
+void IPC::MarkReply() {
+    header_.flags = Flags() & ~kFlagRequest;
+}
+
+void IPC::SetOrigin(std::uint64_t clientId, std::uint64_t pid) {
+    clientId_ = clientId;
+    pid_ = pid;
+}
+
+IPCPayload IPC::Serialize() {
+    IPCPayload message;
+    message.reserve(sizeof(ipc_header) + Size());
+    wire::Append(message, header_);
+    if ((Flags() & kFlagTiming) != 0) {
+        (IsRequest() ? timing_.requestSentTime : timing_.replySentTime) = platform::CounterTicks();
+        wire::Append(message, timing_);
+    }
+    message.insert(message.end(), payload_.begin(), payload_.end());
+    return message;
+}
+
+std::shared_ptr<IPC> IPC::Deserialize(const ipc_header& header, std::span<const std::uint8_t> body) {
+    auto record = std::make_shared<IPC>();
+    record->header_ = header;
+    if (body.empty())
+        return record;
+    if ((record->Flags() & kFlagTiming) != 0) {
+        const auto timing = wire::Decode<ipc_timing>(body);
+        if (!timing)
+            return {};
+        record->timing_ = *timing;
+        body = body.subspan(sizeof(ipc_timing));
+        const std::int64_t now = platform::CounterTicks();
+        if (record->IsRequest()) {
+            record->timing_.requestReceivedTime = now;
+        } else {
+            const auto frequency = record->counterFrequency_;
+            CalculateStats(Seconds(timing->requestSentTime, timing->requestReceivedTime, frequency),
+                           Seconds(timing->replySentTime, now, frequency),
+                           Seconds(timing->requestSentTime, now, frequency),
+                           (record->Flags() & kFlagLogMeasurement) != 0);
+        }
+    }
+    record->payload_.assign(body.begin(), body.end());
+    return record;
+}

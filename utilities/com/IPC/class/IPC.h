@@ -1,0 +1,141 @@
+// IPC: one request, reply or notice of the framework, and its form on the wire.
+//
+//     auto request = IPC::Request(kCommand, wire::Encode(record));
+//     if (client->Send(request) == 0)
+//         auto reply = client->WaitReply(request->RequestId(), timeoutMs);
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "IPC/class/WireRecord.h"
+
+/// Commands that the framework itself defines; those of its users start at 100.
+enum IPCCommand : std::uint32_t {
+    kIpcTerminate = 0,
+    kIpcAliveCheck = 1,
+    kIpcStop = 2,
+    kIpcGetState = 3,
+    kIpcGetClientCount = 4,
+    kIpcGetClientsInfo = 5,
+};
+
+/// Results of the framework's operations.
+inline constexpr std::int32_t kIpcSuccess = 0;
+inline constexpr std::int32_t kIpcFailure = -1;
+inline constexpr std::int32_t kIpcCannotSend = -4;
+inline constexpr std::int32_t kIpcAlreadyWaiting = -5;
+inline constexpr std::int32_t kIpcNotWaiting = -9;
+inline constexpr std::int32_t kIpcNoReply = -36;
+
+/// The header of every message.
+struct ipc_header {
+    wire::u32 flags;      // offset 0, size 4
+    wire::u64 requestId;  // offset 4, size 8
+    wire::u32 aux;        // offset 12, size 4
+    wire::u32 command;    // offset 16, size 4
+    wire::u32 size;       // offset 20, size 4: bytes that follow the header
+};
+static_assert(sizeof(ipc_header) == 24 && offsetof(ipc_header, requestId) == 4 && offsetof(ipc_header, size) == 20);
+
+/// The timing block, between header and payload when flags bit 0 is set. Performance-counter values.
+struct ipc_timing {
+    wire::i64 requestSentTime;      // offset 0, size 8
+    wire::i64 requestReceivedTime;  // offset 8, size 8
+    wire::i64 replySentTime;        // offset 16, size 8
+    wire::i64 spareTime;            // offset 24, size 8: never set
+};
+static_assert(sizeof(ipc_timing) == 32 && offsetof(ipc_timing, spareTime) == 24);
+
+/// Payload of the replies to commands 3 (value: the state) and 4 (value: the client count).
+struct ipc_value_reply {
+    wire::i32 status;  // offset 0, size 4
+    wire::u32 value;   // offset 4, size 4
+};
+static_assert(sizeof(ipc_value_reply) == 8);
+
+/// One entry of the reply to command 5, from offset 8 of its payload on (i32 status, 4 unused bytes, the entries).
+struct ipc_client_info {
+    wire::u64 connectionId;  // offset 0, size 8
+    wire::u64 processId;     // offset 8, size 8
+    wire::u64 reserved;      // offset 16, size 8: zero
+};
+static_assert(sizeof(ipc_client_info) == 24 && offsetof(ipc_client_info, processId) == 8);
+
+/// What the record count of a clients-info request is multiplied by to give the request's declared size.
+inline constexpr std::uint32_t kIpcClientsInfoRequestUnit = 768;
+
+/// A message above this size is taken for a broken or hostile peer; no message of the system comes near it.
+inline constexpr std::uint32_t kIpcMaximumSize = 16u * 1024 * 1024;
+
+using IPCPayload = std::vector<std::uint8_t>;
+
+/// One record, held by shared ownership. Built by one thread, then handed over; not changed by two threads at once.
+class IPC {
+  public:
+    static constexpr std::uint32_t kFlagRequest = 1u << 31;
+    static constexpr std::uint32_t kFlagTerminate = 1u << 30;
+    static constexpr std::uint32_t kFlagNoReply = 1u << 29;
+    static constexpr std::uint32_t kFlagLogMeasurement = 1u << 1;
+    static constexpr std::uint32_t kFlagTiming = 1u << 0;
+
+    /// Every field zero; counterFrequency read from the system.
+    IPC();
+
+    /// A request with an id of its own (one counter per process, from 0). `aux` travels back in the reply.
+    static std::shared_ptr<IPC> Request(std::uint32_t command, IPCPayload payload = {}, std::uint32_t aux = 0);
+    /// The request that ends a connection.
+    static std::shared_ptr<IPC> Terminate();
+    /// A notice: a request that expects no reply.
+    static std::shared_ptr<IPC> Notice(std::uint32_t command, IPCPayload payload = {});
+    /// The reply to a request: its id, aux, command, flags (less the request bit), origin and timing values.
+    static std::shared_ptr<IPC> Reply(const IPC& request, IPCPayload payload = {});
+
+    /// Asks for the timing block, and for a log line of each measurement.
+    void EnableMeasurement();
+    void EnableMeasurementLog();
+    /// Replaces the payload and sets the header's size to match.
+    void SetPayload(IPCPayload payload);
+    /// Clears the request bit.
+    void MarkReply();
+
+    /// Header, timing block if any, and payload as one buffer; stamps the time of sending into the timing block.
+    IPCPayload Serialize();
+    /// The record of a header and the `header.size` bytes that follow it. Stamps the time of arrival; a reply's
+    /// measured times go to the statistics. Without any bytes there is neither block nor payload. Empty when there are
+    /// some, but too few for the timing block that the header declares.
+    static std::shared_ptr<IPC> Deserialize(const ipc_header& header, std::span<const std::uint8_t> body);
+
+    std::uint32_t Flags() const { return header_.flags; }
+    std::uint64_t RequestId() const { return header_.requestId; }
+    std::uint32_t Aux() const { return header_.aux; }
+    std::uint32_t Command() const { return header_.command; }
+    std::uint32_t Size() const { return header_.size; }
+    bool IsRequest() const { return (Flags() & kFlagRequest) != 0; }
+    bool IsTerminate() const { return (Flags() & kFlagTerminate) != 0; }
+    bool ExpectsReply() const { return (Flags() & kFlagNoReply) == 0; }
+    const IPCPayload& Payload() const { return payload_; }
+    const ipc_timing& Timing() const { return timing_; }
+    std::int64_t CounterFrequency() const { return counterFrequency_; }
+
+    /// Local only: the peer that sent the record, and the server-side connection that received it.
+    std::uint64_t Pid() const { return pid_; }
+    std::uint64_t ClientId() const { return clientId_; }
+    void SetOrigin(std::uint64_t clientId, std::uint64_t pid);
+
+    /// Adds the three durations of a reply (seconds) to the process's statistics; logs them when asked to.
+    static void CalculateStats(double request, double reply, double total, bool log);
+    /// Logs the statistics: every hundredth sample, or whenever there is one when forced.
+    static void PrintStats(bool force);
+
+  private:
+    ipc_header header_;
+    ipc_timing timing_;
+    IPCPayload payload_;
+    std::uint64_t pid_ = 0;
+    std::uint64_t clientId_ = 0;
+    std::int64_t counterFrequency_ = 0;
+};

@@ -1,0 +1,302 @@
+#include "IPC/class/IPCClient.h"
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <utility>
+
+#include "IPC/class/PipeReader.h"
+#include "IPC/transport/WholeTransfer.h"
+#include "utils/class/GlobalSettings.h"
+#include "utils/logging/Logger.h"
+#include "utils/platform/Platform.h"
+#include "utils/sync/WaitAny.h"
+
+namespace {
+
+/// One name of the process's table of clients.
+struct NamedClient {
+    std::mutex lock;  // guards client, through its connecting; the client's own locks are taken under it
+    std::weak_ptr<IPCClient> client;
+};
+
+std::shared_ptr<NamedClient> FindNamedClient(const std::string& serverName) {
+    static std::mutex tableLock;  // guards table
+    static std::map<std::string, std::shared_ptr<NamedClient>> table;
+    const std::scoped_lock guard(tableLock);
+    auto& entry = table[serverName];
+    if (!entry)
+        entry = std::make_shared<NamedClient>();
+    return entry;
+}
+
+/// The status that a reply of the framework's commands 3 to 5 begins with.
+std::int32_t ReplyStatus(const IPC& reply) {
+    const auto status = wire::Decode<wire::i32>(reply.Payload());
+    return status ? static_cast<std::int32_t>(*status) : kIpcFailure;
+}
+
+}  // namespace
+
+std::shared_ptr<IPCClient> IPCClient::GetClient(const std::string& serverName, bool useListener) {
+    const auto entry = FindNamedClient(serverName);
+    const std::scoped_lock guard(entry->lock);
+    auto client = entry->client.lock();
+    if (client && client->IsConnected())
+        return client;
+    if (client) {
+        KIV_LOG(Logging::Info, "Reconnect IPCClient");
+        client->Disconnect();
+    } else {
+        client = std::make_shared<IPCClient>(useListener);
+        entry->client = client;
+    }
+    client->Connect(serverName);
+    return client;
+}
+
+IPCClient::IPCClient(bool useListener) : IPCClient(useListener, GlobalSettings::Get()) {}
+
+IPCClient::IPCClient(bool useListener, const GlobalSettings& settings)
+    : measure_(settings.ipcStatEnabled),
+      logMeasure_(settings.ipcMeasureLog),
+      timeout_(settings.ipcTimeout),
+      useListener_(useListener) {}
+
+IPCClient::~IPCClient() {
+    Disconnect();
+}
+
+std::int32_t IPCClient::Connect(const std::string& serverName) {
+    const std::scoped_lock guard(lock_);
+    if (connected_)
+        return kIpcSuccess;
+    DropConnection();  // the remains of one that broke
+    const std::int32_t result = ConnectLocked(serverName);
+    if (result != kIpcSuccess)
+        DropConnection();
+    return result;
+}
+
+std::int32_t IPCClient::ConnectLocked(const std::string& serverName) {
+    const auto transport = ClientTransport::Make(serverName);
+    if (!transport) {
+        KIV_LOG(Logging::Error, "Cannot create IPC ClientTransport for %s", serverName.c_str());
+        return kIpcFailure;
+    }
+    {
+        const std::scoped_lock guard(connectionLock_);
+        transport_ = transport;
+    }
+    // From here on a Disconnect closes the transport; one that came before shows in the count.
+    bool connected = disconnecting_ == 0 && transport->Connect(timeout_) == 0 && Handshake(*transport);
+    if (connected) {
+        const auto reader = std::make_shared<PipeReader>(transport, useListener_);
+        reader->SetMonitors(this, this);
+        reader->SetIds(clientId_, platform::CurrentProcessId());
+        {
+            const std::scoped_lock guard(connectionLock_);
+            reader_ = reader;
+        }
+        SetConnected(true);  // before the listener, which may find the connection broken at once
+        connected = reader->StartListener() == kIpcSuccess;
+    }
+    if (!connected) {
+        KIV_LOG(Logging::Error, "Cannot connect IPC client for %s", serverName.c_str());
+        return kIpcFailure;
+    }
+    return kIpcSuccess;
+}
+
+bool IPCClient::Handshake(ClientTransport& transport) {
+    wire::u64 clientId;
+    wire::u64 serverPid;
+    const wire::u64 ownPid = platform::CurrentProcessId();
+    constexpr auto kIdSize = static_cast<std::int32_t>(sizeof(wire::u64));
+    if (!ReadWhole(transport, &clientId, kIdSize, timeout_) || !ReadWhole(transport, &serverPid, kIdSize, timeout_) ||
+        transport.Write(&ownPid, kIdSize, timeout_) != kIdSize)
+        return false;
+    clientId_ = clientId;
+    serverPid_ = serverPid;
+    return true;
+}
+
+std::int32_t IPCClient::Disconnect() {
+    ++disconnecting_;
+    std::shared_ptr<ClientTransport> transport;
+    {
+        const std::scoped_lock guard(connectionLock_);
+        if (reader_)
+            reader_->SignalStop();
+        transport = transport_;
+    }
+    // Before lock_: whoever waits on the connection holds that, and lets go of it now.
+    if (transport)
+        transport->Close();
+    const std::scoped_lock guard(lock_);
+    DropConnection();
+    --disconnecting_;
+    return kIpcSuccess;
+}
+
+void IPCClient::DropConnection() {
+    if (reader_)
+        reader_->StopListener();
+    if (transport_)
+        transport_->Close();
+    SetConnected(false);
+    const std::scoped_lock guard(connectionLock_);
+    reader_.reset();
+    transport_.reset();
+}
+
+void IPCClient::SetConnected(bool connected) {
+    {
+        const std::scoped_lock guard(noticesLock_);
+        connected_ = connected;
+    }
+    noticed_.notify_all();
+}
+
+void IPCClient::OnDisconnect(std::uint64_t) {
+    SetConnected(false);
+    const std::scoped_lock guard(connectionLock_);
+    if (reader_)
+        reader_->SignalStop();
+}
+
+std::int32_t IPCClient::OnRequest(const std::shared_ptr<IPC>& request) {
+    bool firstLoss = false;
+    {
+        const std::scoped_lock guard(noticesLock_);
+        notices_.push_back(request);
+        if (notices_.size() > kMaximumNotices) {
+            notices_.pop_front();
+            firstLoss = !std::exchange(noticesLost_, true);
+        }
+    }
+    noticed_.notify_one();
+    if (firstLoss)
+        KIV_LOG(Logging::Warning, "Notices are not taken, the oldest are dropped id:%lld pid:%lld",
+                static_cast<long long>(clientId_), static_cast<long long>(serverPid_));
+    return kIpcSuccess;
+}
+
+std::shared_ptr<IPC> IPCClient::TakeNotice(std::uint32_t timeoutMs) {
+    std::unique_lock guard(noticesLock_);
+    const auto done = [this] { return !notices_.empty() || !connected_; };
+    if (timeoutMs == kivsync::kInfinite)
+        noticed_.wait(guard, done);
+    else
+        noticed_.wait_for(guard, std::chrono::milliseconds(timeoutMs), done);
+    if (notices_.empty())
+        return {};
+    auto notice = std::move(notices_.front());
+    notices_.pop_front();
+    noticesLost_ = noticesLost_ && !notices_.empty();
+    return notice;
+}
+
+std::int32_t IPCClient::Send(const std::shared_ptr<IPC>& request) {
+    const std::scoped_lock guard(lock_);
+    if (!connected_)
+        return kIpcCannotSend;
+    if (measure_)
+        request->EnableMeasurement();
+    if (logMeasure_)
+        request->EnableMeasurementLog();
+    if (request->ExpectsReply() && reader_->BeginRequest(request->RequestId()) != kIpcSuccess)
+        return kIpcCannotSend;
+    const auto message = request->Serialize();
+    const auto size = static_cast<std::int32_t>(message.size());
+    if (transport_->Write(message.data(), size, timeout_) == size)
+        return kIpcSuccess;
+    if (request->ExpectsReply())
+        reader_->EndRequest(request->RequestId());
+    transport_->Close();
+    OnDisconnect(0);
+    return kIpcCannotSend;
+}
+
+std::shared_ptr<IPC> IPCClient::WaitReply(std::uint64_t requestId, std::uint32_t timeoutMs) {
+    const std::scoped_lock guard(lock_);
+    // Not a matter of connected_: the reply may have come before the server closed the connection.
+    if (!reader_)
+        return {};
+    auto reply = useListener_ ? reader_->GetReply(requestId, timeoutMs) : reader_->ReadReply(requestId);
+    reader_->EndRequest(requestId);
+    return reply;
+}
+
+std::int32_t IPCClient::Call(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs,
+                             std::shared_ptr<IPC>& reply) {
+    reply.reset();
+    if (Send(request) != kIpcSuccess)
+        return kIpcCannotSend;
+    reply = WaitReply(request->RequestId(), timeoutMs);
+    return reply ? kIpcSuccess : kIpcNoReply;
+}
+
+std::int32_t IPCClient::CheckAlive() {
+    std::shared_ptr<IPC> reply;
+    return Call(IPC::Request(kIpcAliveCheck), timeout_, reply) == kIpcSuccess ? kIpcSuccess : kIpcFailure;
+}
+
+std::int32_t IPCClient::Stop() {
+    std::shared_ptr<IPC> reply;
+    const std::int32_t result = Call(IPC::Request(kIpcStop), timeout_, reply);
+    if (result == kIpcCannotSend)
+        KIV_LOG(Logging::Error, "Cannot send stop request");
+    return result;
+}
+
+std::int32_t IPCClient::Terminate() {
+    std::shared_ptr<IPC> reply;
+    const std::int32_t result = Call(IPC::Terminate(), timeout_, reply);
+    if (result == kIpcCannotSend)
+        KIV_LOG(Logging::Error, "Cannot send terminate");
+    return result;
+}
+
+std::int32_t IPCClient::AskValue(std::uint32_t command, std::uint32_t& value) {
+    std::shared_ptr<IPC> reply;
+    if (const auto result = Call(IPC::Request(command, IPCPayload(1)), timeout_, reply); result != kIpcSuccess)
+        return result;
+    if (const auto status = ReplyStatus(*reply); status != kIpcSuccess)
+        return status;
+    const auto record = wire::Decode<ipc_value_reply>(reply->Payload());
+    if (!record)
+        return kIpcFailure;
+    value = record->value;
+    return kIpcSuccess;
+}
+
+std::int32_t IPCClient::GetState(std::uint32_t& state) {
+    return AskValue(kIpcGetState, state);
+}
+
+std::int32_t IPCClient::GetClientCount(std::uint32_t& count) {
+    return AskValue(kIpcGetClientCount, count);
+}
+
+std::int32_t IPCClient::GetClientsInfo(std::vector<ipc_client_info>& clients) {
+    std::uint32_t count = 0;
+    if (const auto result = GetClientCount(count); result != kIpcSuccess)
+        return result;
+    const std::uint64_t others = std::max(count, 1u) - 1u;
+    const auto size = std::min<std::uint64_t>(others * kIpcClientsInfoRequestUnit, kIpcMaximumSize);
+    std::shared_ptr<IPC> reply;
+    if (const auto result = Call(IPC::Request(kIpcGetClientsInfo, IPCPayload(size)), timeout_, reply);
+        result != kIpcSuccess)
+        return result;
+    if (const auto status = ReplyStatus(*reply); status != kIpcSuccess)
+        return status;
+    std::size_t offset = sizeof(ipc_value_reply);
+    for (; count > 0; --count, offset += sizeof(ipc_client_info)) {
+        const auto client = wire::Decode<ipc_client_info>(reply->Payload(), offset);
+        if (!client)
+            break;  // fewer than were counted a moment ago
+        clients.push_back(*client);
+    }
+    return kIpcSuccess;
+}

@@ -1,0 +1,108 @@
+// IPCClient: one connection to a named server.
+//
+//     auto client = IPCClient::GetClient("protocolmanager", 1);
+//     if (client->IsConnected() && client->CheckAlive() == 0) { ... }
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "IPC/class/IPC.h"
+#include "IPC/class/Monitors.h"
+#include "IPC/transport/ClientTransport.h"
+
+class PipeReader;
+struct GlobalSettings;
+
+/// Any thread may call any operation. Operations of one client are serialized by its lock, which WaitReply keeps for
+/// its whole wait: one caller waits at a time, several requests may be in flight. A connection that breaks ends the
+/// waits on it at once. Results: the reply's status, or kIpcCannotSend, kIpcNoReply, kIpcFailure.
+class IPCClient : public RequestMonitor, public DisconnectMonitor {
+  public:
+    /// Notices kept for an owner that does not take them; beyond that the oldest go.
+    static constexpr std::size_t kMaximumNotices = 4096;
+
+    /// The process's one client of that server, connected if that was possible; reconnected when it is found not
+    /// connected. Never empty. The table keeps no client alive: the last release closes the pipe. A server that is
+    /// slow to connect holds up only those who ask for the same name.
+    static std::shared_ptr<IPCClient> GetClient(const std::string& serverName, bool useListener);
+
+    explicit IPCClient(bool useListener);
+    ~IPCClient() override;
+    IPCClient(const IPCClient&) = delete;
+    IPCClient& operator=(const IPCClient&) = delete;
+
+    /// 0 when connected (also when it was before), -1 otherwise. A server that does not take the connection up within
+    /// the client's time-out counts as not there.
+    std::int32_t Connect(const std::string& serverName);
+    /// Ends the connection and whatever waits on it, a Connect included. 0.
+    std::int32_t Disconnect();
+    bool IsConnected() const { return connected_; }
+
+    /// Writes the request; 0 or kIpcCannotSend. With a reply expected, WaitReply must follow. A server that does not
+    /// take the request within the client's time-out ends the connection, since what follows could not be told apart.
+    std::int32_t Send(const std::shared_ptr<IPC>& request);
+    /// The reply to that request, or empty after `timeoutMs` or when the connection ended.
+    std::shared_ptr<IPC> WaitReply(std::uint64_t requestId, std::uint32_t timeoutMs);
+    /// Send and WaitReply in one; `reply` is empty unless the result is 0.
+    std::int32_t Call(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs, std::shared_ptr<IPC>& reply);
+
+    /// The framework's own requests, with this client's time-out. Outputs are written only when the result is 0.
+    std::int32_t CheckAlive();
+    std::int32_t Stop();
+    std::int32_t GetState(std::uint32_t& state);
+    std::int32_t GetClientCount(std::uint32_t& count);
+    /// Appends the server's clients to the list.
+    std::int32_t GetClientsInfo(std::vector<ipc_client_info>& clients);
+    std::int32_t Terminate();
+
+    /// The oldest notice that the server sent and nobody took yet, waiting for one at most `timeoutMs`; empty when
+    /// there is none, or when the connection ended and all were taken. Without a listener they only come in while a
+    /// reply is waited for.
+    std::shared_ptr<IPC> TakeNotice(std::uint32_t timeoutMs);
+
+    /// From the connection handshake.
+    std::uint64_t ServerPid() const { return serverPid_; }
+    std::uint64_t ClientId() const { return clientId_; }
+    /// ms to wait for each reply of the framework's own requests.
+    std::uint32_t Timeout() const { return timeout_; }
+
+    std::int32_t OnRequest(const std::shared_ptr<IPC>& request) override;
+    void OnDisconnect(std::uint64_t value) override;
+
+  private:
+    IPCClient(bool useListener, const GlobalSettings& settings);
+    std::int32_t ConnectLocked(const std::string& serverName);
+    bool Handshake(ClientTransport& transport);
+    void DropConnection();
+    std::int32_t AskValue(std::uint32_t command, std::uint32_t& value);
+    void SetConnected(bool connected);
+
+    // Serializes the operations, through their waits; taken before the other locks.
+    std::mutex lock_;
+    // Guards the two pointers, so that Disconnect and the listener thread reach the connection while an operation
+    // waits on it. They are changed under both locks. Never held while anything is waited for.
+    std::mutex connectionLock_;
+    std::shared_ptr<PipeReader> reader_;
+    std::shared_ptr<ClientTransport> transport_;
+    std::atomic<int> disconnecting_{0};  // calls of Disconnect under way: a Connect meanwhile gives up
+
+    const bool measure_;
+    const bool logMeasure_;
+    const std::uint32_t timeout_;
+    const bool useListener_;
+    std::atomic<bool> connected_{false};  // changed under noticesLock_, for the waiters of noticed_
+    std::atomic<std::uint64_t> serverPid_{0};
+    std::atomic<std::uint64_t> clientId_{0};
+
+    std::mutex noticesLock_;  // guards what follows; taken last
+    std::condition_variable noticed_;
+    std::deque<std::shared_ptr<IPC>> notices_;
+    bool noticesLost_ = false;
+};

@@ -1,0 +1,23 @@
+// ServerTransport: the listening end of a named server.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "IPC/transport/ClientTransport.h"
+
+/// Accept is called by one thread at a time; Interrupt by any.
+class ServerTransport {
+  public:
+    virtual std::int32_t Open() = 0;
+    virtual std::int32_t Close() = 0;
+    /// The next connection, or empty after `timeoutMs` (with a log line) or an Interrupt (without one).
+    virtual std::shared_ptr<ClientTransport> Accept(std::uint32_t timeoutMs) = 0;
+    virtual ~ServerTransport() = default;
+    /// Makes the Accept in progress, or else the next one, return empty at once.
+    virtual void Interrupt() = 0;
+
+    /// Listens under `serverName` from the moment it returns; empty when the system refuses.
+    static std::shared_ptr<ServerTransport> Make(const std::string& serverName);
+};

@@ -1,0 +1,20 @@
+// Reading a known number of bytes from a stream that delivers them as it likes.
+#pragma once
+
+#include <cstdint>
+
+#include "IPC/transport/ClientTransport.h"
+
+/// Reads until `size` bytes are there, each transfer within `timeoutMs`. False when a transfer fails.
+inline bool ReadWhole(ClientTransport& transport, void* buffer, std::int32_t size, std::uint32_t timeoutMs) {
+    auto* next = static_cast<std::uint8_t*>(buffer);
+    while (size > 0) {
+        // Zero bytes are no end of the stream: a peer may write nothing at all.
+        const std::int32_t bytes = transport.Read(next, size, timeoutMs);
+        if (bytes < 0)
+            return false;
+        next += bytes;
+        size -= bytes;
+    }
+    return true;
+}

@@ -1,0 +1,197 @@
+#include "IPC/transport/impl/win/ClientWinPipe.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <utility>
+
+#include "IPC/transport/PipeName.h"
+#include "utils/logging/Logger.h"
+
+namespace {
+
+constexpr std::int32_t kFailed = -1;
+constexpr std::uint32_t kBusyWaitSliceMs = 100;  // between two looks at whether the pipe was closed meanwhile
+
+HANDLE NewManualResetEvent(BOOL signalled) {
+    return CreateEventW(nullptr, TRUE, signalled, nullptr);
+}
+
+}  // namespace
+
+ClientWinPipe::Direction::Direction(const char* operationName, const char* progressName)
+    : event(NewManualResetEvent(TRUE)), operation(operationName), progress(progressName) {}
+
+ClientWinPipe::ClientWinPipe(std::string serverName)
+    : serverName_(std::move(serverName)), isClient_(true), closeEvent_(NewManualResetEvent(FALSE)) {}
+
+ClientWinPipe::ClientWinPipe(std::string serverName, UniqueHandle pipe)
+    : serverName_(std::move(serverName)),
+      isClient_(false),
+      pipe_(std::move(pipe)),
+      closeEvent_(NewManualResetEvent(FALSE)) {}
+
+ClientWinPipe::~ClientWinPipe() {
+    ClientWinPipe::Close();
+}
+
+std::int32_t ClientWinPipe::Connect(std::uint32_t timeoutMs) {
+    return isClient_ ? ConnectClient(timeoutMs) : 0;
+}
+
+std::int32_t ClientWinPipe::ConnectClient(std::uint32_t timeoutMs) {
+    const std::string name = PipeName(serverName_);
+    UniqueHandle pipe;
+    while (!pipe) {
+        // The server learns who the client is, but cannot act in its name: anyone could listen under this name.
+        pipe.Reset(CreateFileA(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                               FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr));
+        if (pipe)
+            break;
+        if (GetLastError() != ERROR_PIPE_BUSY) {
+            KIV_LOG(Logging::Error, "Cannot open client pipe server:%s", serverName_.c_str());
+            return kFailed;
+        }
+        if (!WaitForFreePipe(name, timeoutMs)) {
+            KIV_LOG(Logging::Error, "Timeout in open client pipe timeout:%d server:%s", static_cast<int>(timeoutMs),
+                    serverName_.c_str());
+            return kFailed;
+        }
+    }
+    const std::scoped_lock readGuard(read_.lock);
+    const std::scoped_lock writeGuard(write_.lock);
+    if (closing_)
+        return kFailed;
+    pipe_ = std::move(pipe);
+    DWORD mode = PIPE_READMODE_BYTE;
+    if (!SetNamedPipeHandleState(pipe_.Get(), &mode, nullptr, nullptr)) {
+        KIV_LOG(Logging::Error, "Cannot set client pipe state server:%s", serverName_.c_str());
+        return kFailed;
+    }
+    return 0;
+}
+
+bool ClientWinPipe::WaitForFreePipe(const std::string& name, std::uint32_t timeoutMs) const {
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    while (!closing_) {
+        const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+        if (timeoutMs != INFINITE && waited >= timeoutMs)
+            return false;
+        const auto left = timeoutMs == INFINITE ? kBusyWaitSliceMs : timeoutMs - static_cast<std::uint32_t>(waited);
+        // This wait watches no event, and so goes in slices.
+        if (WaitNamedPipeA(name.c_str(), std::min(left, kBusyWaitSliceMs)))
+            return true;
+        if (GetLastError() != ERROR_SEM_TIMEOUT)
+            return false;
+    }
+    return false;
+}
+
+std::int32_t ClientWinPipe::Close() {
+    closing_ = true;
+    if (closeEvent_)
+        SetEvent(closeEvent_.Get());
+    const std::scoped_lock readGuard(read_.lock);
+    const std::scoped_lock writeGuard(write_.lock);
+    if (write_.pending)
+        GiveUp(write_, 0);
+    pipe_.Reset();
+    return 0;
+}
+
+std::int32_t ClientWinPipe::Read(void* buffer, std::int32_t size, std::uint32_t timeoutMs) {
+    const std::scoped_lock guard(read_.lock);
+    if (closing_)
+        return kFailed;
+    DWORD bytes = 0;
+    const BOOL completed = ReadFile(pipe_.Get(), buffer, static_cast<DWORD>(size), &bytes, Prepare(read_, size));
+    const std::int32_t result = Started(read_, completed, bytes, timeoutMs);
+    return read_.pending ? GiveUp(read_, timeoutMs) : result;
+}
+
+std::int32_t ClientWinPipe::Write(const void* buffer, std::int32_t size, std::uint32_t timeoutMs) {
+    const std::scoped_lock guard(write_.lock);
+    const std::int32_t result = StartWrite(buffer, size, timeoutMs);
+    return write_.pending ? GiveUp(write_, timeoutMs) : result;
+}
+
+std::int32_t ClientWinPipe::BeginWrite(const void* buffer, std::int32_t size, std::uint32_t timeoutMs) {
+    const std::scoped_lock guard(write_.lock);
+    return StartWrite(buffer, size, timeoutMs);
+}
+
+std::int32_t ClientWinPipe::FinishWrite(std::uint32_t timeoutMs) {
+    const std::scoped_lock guard(write_.lock);
+    if (!write_.pending)
+        return kFailed;  // Close was faster
+    const std::int32_t result = Await(write_, timeoutMs);
+    return write_.pending ? GiveUp(write_, timeoutMs) : result;
+}
+
+std::int32_t ClientWinPipe::StartWrite(const void* buffer, std::int32_t size, std::uint32_t timeoutMs) {
+    if (closing_)
+        return kFailed;
+    DWORD bytes = 0;
+    const BOOL completed = WriteFile(pipe_.Get(), buffer, static_cast<DWORD>(size), &bytes, Prepare(write_, size));
+    return Started(write_, completed, bytes, timeoutMs);
+}
+
+OVERLAPPED* ClientWinPipe::Prepare(Direction& direction, std::int32_t size) const {
+    direction.overlapped = {};
+    direction.overlapped.hEvent = direction.event.Get();
+    direction.size = size;
+    return &direction.overlapped;
+}
+
+std::int32_t ClientWinPipe::Started(Direction& direction, BOOL completed, DWORD bytes, std::uint32_t timeoutMs) const {
+    if (completed)
+        return static_cast<std::int32_t>(bytes);
+    const DWORD error = GetLastError();
+    if (error == ERROR_IO_PENDING) {
+        direction.pending = true;
+        return Await(direction, timeoutMs);
+    }
+    if (error != ERROR_BROKEN_PIPE)
+        KIV_LOG(Logging::Error, "Cannot %s size:%d, %s:%d timeout:%d server:%s client:%d", direction.operation,
+                direction.size, direction.progress, static_cast<int>(bytes), static_cast<int>(timeoutMs),
+                serverName_.c_str(), isClient_ ? 1 : 0);
+    return kFailed;
+}
+
+// The result of the transfer under way; kWritePending, and still under way, when the time is over.
+std::int32_t ClientWinPipe::Await(Direction& direction, std::uint32_t timeoutMs) const {
+    const std::array events{direction.event.Get(), closeEvent_.Get()};
+    const DWORD index = WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(), FALSE, timeoutMs);
+    if (index == WAIT_TIMEOUT)
+        return kWritePending;
+    if (index != WAIT_OBJECT_0)
+        CancelIoEx(pipe_.Get(), &direction.overlapped);
+    return Collect(direction, index != WAIT_OBJECT_0, "error ", timeoutMs);
+}
+
+// Cancels the transfer under way. It may have completed just now: then it counts.
+std::int32_t ClientWinPipe::GiveUp(Direction& direction, std::uint32_t timeoutMs) const {
+    CancelIoEx(pipe_.Get(), &direction.overlapped);
+    return Collect(direction, TRUE, "timeout ", timeoutMs);
+}
+
+std::int32_t ClientWinPipe::Collect(Direction& direction, BOOL wait, const char* failure,
+                                    std::uint32_t timeoutMs) const {
+    DWORD bytes = 0;
+    const BOOL succeeded = GetOverlappedResult(pipe_.Get(), &direction.overlapped, &bytes, wait);
+    const DWORD error = succeeded ? ERROR_SUCCESS : GetLastError();
+    direction.pending = false;
+    if (succeeded)
+        return static_cast<std::int32_t>(bytes);
+    // Neither a peer that went away nor an end of our own making is an error.
+    if (error != ERROR_BROKEN_PIPE && !closing_)
+        KIV_LOG(Logging::Error, "Cannot %s %ssize:%d, %s:%d timeout:%d server:%s client:%d", direction.operation,
+                failure, direction.size, direction.progress, static_cast<int>(bytes), static_cast<int>(timeoutMs),
+                serverName_.c_str(), isClient_ ? 1 : 0);
+    return kFailed;
+}
+
+std::shared_ptr<ClientTransport> ClientTransport::Make(const std::string& serverName) {
+    return std::make_shared<ClientWinPipe>(serverName);
+}

@@ -1,0 +1,72 @@
+#include "IPC/transport/impl/win/ServerWinPipePool.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "utils/logging/Logger.h"
+
+namespace {
+
+constexpr std::uint32_t kRetryMs = 250;  // between two attempts to make a lost instance wait again
+
+}  // namespace
+
+ServerWinPipePool::ServerWinPipePool(std::string serverName, std::int32_t count)
+    : serverName_(std::move(serverName)),
+      count_(count),
+      interruptEvent_(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {}
+
+std::int32_t ServerWinPipePool::Init() {
+    for (std::int32_t i = 0; i < count_; ++i)
+        instances_.push_back(std::make_unique<ServerWinPipeInstance>(serverName_));
+    MakeAllReady();
+    return interruptEvent_ && !ready_.empty() ? 0 : -1;
+}
+
+bool ServerWinPipePool::MakeAllReady() {
+    ready_.clear();
+    for (const auto& instance : instances_) {
+        if (instance->MakeReady())
+            ready_.push_back(instance.get());
+    }
+    return ready_.size() == instances_.size();
+}
+
+UniqueHandle ServerWinPipePool::Accept(std::uint32_t timeoutMs) {
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    for (;;) {
+        const std::uint32_t waitMs = MakeAllReady() ? timeoutMs : std::min(timeoutMs, kRetryMs);
+        std::vector<HANDLE> events{interruptEvent_.Get()};
+        for (const auto* instance : ready_)
+            events.push_back(instance->GetWaitEvent());
+        const DWORD index = WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(), FALSE, waitMs);
+        if (index == WAIT_OBJECT_0)
+            return {};
+        if (index > WAIT_OBJECT_0 && index < events.size()) {
+            auto pipe = TakeConnection(*ready_[index - 1]);
+            if (pipe)
+                return pipe;
+            continue;
+        }
+        const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+        if (index == WAIT_TIMEOUT && waitMs != timeoutMs && waited < timeoutMs)
+            continue;
+        KIV_LOG(Logging::Error, "Timeout in wait for client connect timeout:%d server:%s", static_cast<int>(timeoutMs),
+                serverName_.c_str());
+        return {};
+    }
+}
+
+UniqueHandle ServerWinPipePool::TakeConnection(ServerWinPipeInstance& instance) {
+    // The wait prefers the first of several: the next one is another's turn, so that no client is left waiting.
+    const auto taken = std::find_if(instances_.begin(), instances_.end(),
+                                    [&](const auto& candidate) { return candidate.get() == &instance; });
+    std::rotate(taken, taken + 1, instances_.end());
+    return instance.TakeConnection();
+}
+
+void ServerWinPipePool::Interrupt() {
+    SetEvent(interruptEvent_.Get());
+}

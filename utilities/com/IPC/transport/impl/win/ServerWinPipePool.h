@@ -1,0 +1,35 @@
+// ServerWinPipePool: the pipe instances that a server keeps waiting, so that a client finds one also while another
+// client is being taken over. Owned by ServerWinPipe.
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "IPC/transport/impl/win/ServerWinPipeInstance.h"
+#include "utils/platform/impl/win/Handle.h"
+
+/// Accept is called by one thread at a time; Interrupt by any.
+class ServerWinPipePool {
+  public:
+    ServerWinPipePool(std::string serverName, std::int32_t count);
+
+    /// The next connected pipe; empty after `timeoutMs` (with a log line) or an Interrupt. Instances that wait for
+    /// nobody are tried again meanwhile.
+    UniqueHandle Accept(std::uint32_t timeoutMs);
+    /// Makes the instances. 0; -1 when none of them could be made to wait.
+    std::int32_t Init();
+    void Interrupt();
+
+  private:
+    bool MakeAllReady();
+    UniqueHandle TakeConnection(ServerWinPipeInstance& instance);
+
+    const std::string serverName_;
+    const std::int32_t count_;
+    std::vector<std::unique_ptr<ServerWinPipeInstance>> instances_;
+    std::vector<ServerWinPipeInstance*> ready_;  // those that wait
+    const UniqueHandle interruptEvent_;          // auto reset
+};

@@ -1,0 +1,122 @@
+#include "protocols/KivProtocol/ProtocolChild.h"
+
+#include <chrono>
+#include <utility>
+
+#include "utils/logging/Logger.h"
+
+namespace {
+
+constexpr std::string_view kKeyArgument = "--key:";
+constexpr const char* kReadyPipeSuffix = "-ready";
+
+// ms. The ready pipe exists before this process does, so that a pipe which is not free at once is about to go.
+constexpr std::uint32_t kReadyPipeTimeout = 5000;
+
+// How long the manager may take to connect once it has the create result, and how often that is looked at. The server
+// announces requests, not connections.
+constexpr std::chrono::milliseconds kManagerConnectTimeout{10'000};
+constexpr std::uint32_t kManagerConnectInterval = 10;
+
+}  // namespace
+
+std::optional<std::string> ProtocolChild::InstanceName(std::string_view commandLine) {
+    const auto key = commandLine.find(kKeyArgument);
+    if (key == std::string_view::npos)
+        return std::nullopt;
+    auto name = commandLine.substr(key + kKeyArgument.size());
+    if (key > 0 && commandLine[key - 1] == '"' && name.ends_with('"'))
+        name.remove_suffix(1);
+    if (name.empty())
+        return std::nullopt;
+    return std::string(name);
+}
+
+ProtocolChild::ProtocolChild(std::string instance)
+    : instance_(std::move(instance)), stop_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)) {}
+
+int ProtocolChild::Run() {
+    const auto result = CreateStack();
+    if (result != kCreated) {
+        KIV_LOG(Logging::Error, "Instance %s cannot create its protocol, error %u", instance_.c_str(),
+                unsigned{result});
+        ReportFailure(result);
+        return kExitNotCreated;
+    }
+    const auto exitCode = Serve();
+    server_.Stop();
+    DestroyStack();
+    return exitCode;
+}
+
+void ProtocolChild::RequestStop() {
+    stop_->Set();
+    server_.Stop();
+}
+
+int ProtocolChild::Serve() {
+    // The server is up before the manager hears of success, because the manager connects to it right away.
+    if (server_.Start(instance_) != 0) {
+        KIV_LOG(Logging::Error, "Instance %s cannot start its server", instance_.c_str());
+        ReportFailure(kNoServer);
+        return kExitNotCreated;
+    }
+    const auto readyPipe = ReportCreateResult(kCreated);
+    if (!readyPipe || !WaitForManager()) {
+        KIV_LOG(Logging::Error, "Instance %s has no manager", instance_.c_str());
+        return kExitNoManager;
+    }
+    readyPipe->Close();
+    AnswerRequests();
+    return kExitStopped;
+}
+
+// The pipe is handed back open: one that closes before the manager has accepted it takes its byte along.
+std::shared_ptr<ClientTransport> ProtocolChild::ReportCreateResult(std::uint8_t result) {
+    auto pipe = ClientTransport::Make(instance_ + kReadyPipeSuffix);
+    if (!pipe || pipe->Connect(kReadyPipeTimeout) != 0 ||
+        pipe->Write(&result, sizeof result, kReadyPipeTimeout) != sizeof result)
+        return nullptr;
+    return pipe;
+}
+
+// Returns when the manager has closed the pipe, that is when it has seen the error.
+void ProtocolChild::ReportFailure(std::uint8_t error) {
+    std::uint8_t nothing = 0;
+    if (const auto pipe = ReportCreateResult(error))
+        pipe->Read(&nothing, sizeof nothing, kReadyPipeTimeout);
+}
+
+// True as well when the end of this process is asked for meanwhile: the request loop then ends at once.
+bool ProtocolChild::WaitForManager() {
+    const auto end = std::chrono::steady_clock::now() + kManagerConnectTimeout;
+    while (server_.ClientCount() == 0) {
+        if (stop_->Wait(kManagerConnectInterval) == 0)
+            return true;
+        if (std::chrono::steady_clock::now() >= end)
+            return false;
+    }
+    return true;
+}
+
+void ProtocolChild::AnswerRequests() {
+    // The event is looked at because a stop that came before the server was started did not reach the server.
+    while (stop_->Wait(0) != 0) {
+        const auto request = server_.GetRequest();
+        if (!request)
+            return;
+        const auto reply = Answer(*request);
+        if (reply && request->ExpectsReply())
+            server_.SendReply(reply);
+        if (request->Command() == kIpcStop)
+            return;
+    }
+}
+
+std::shared_ptr<IPC> ProtocolChild::Answer(const IPC& request) {
+    if (request.Command() == kIpcAliveCheck || request.Command() == kIpcStop)
+        return IPC::Reply(request);
+    if (auto reply = server_.AnswerBuiltIn(request, StackState()))
+        return reply;
+    return HandleRequest(request);
+}

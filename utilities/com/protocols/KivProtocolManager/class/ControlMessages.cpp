@@ -1,0 +1,33 @@
+#include "protocols/KivProtocolManager/class/ControlMessages.h"
+
+#include <algorithm>
+
+IPCPayload EncodeListReply(const std::vector<std::string>& names) {
+    ipc_mngctrl_list_reply head;
+    head.result = names.empty() ? kManagerFailure : 0;
+    head.count = static_cast<std::uint32_t>(names.size());
+    auto payload = wire::Encode(head);
+    for (const auto& name : names)
+        wire::Append(payload, wire::Name(name));
+    payload.resize(std::max(payload.size(), sizeof head + sizeof(wire::Name)));
+    return payload;
+}
+
+IPCPayload EncodeClientsReply(std::uint32_t room, const std::vector<ipc_client_info>& clients) {
+    ipc_mngctrl_get_clients_reply head;
+    const auto entries = std::min<std::size_t>(room, clients.size());
+    head.count = static_cast<std::uint32_t>(entries);
+    auto payload = wire::Encode(head);
+    for (std::size_t i = 0; i < entries; ++i)
+        wire::Append(payload, clients[i]);
+    payload.resize(sizeof head + room * sizeof(ipc_client_info));
+    return payload;
+}
+
+IPCPayload EncodeUnknownClientsReply(std::int32_t result) {
+    ipc_mngctrl_get_clients_reply head;
+    head.result = result;
+    auto payload = wire::Encode(head);
+    payload.resize(kUnknownClientsReplySize);
+    return payload;
+}

@@ -1,0 +1,185 @@
+// The control messages of the server "protocolmanager": commands, results, and the payload of every request, reply and
+// event. Manager, command line and tests all encode and decode through these declarations.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "IPC/class/IPC.h"
+#include "IPC/class/WireRecord.h"
+
+inline constexpr const char* kManagerServerName = "protocolmanager";
+
+enum ManagerCommand : std::uint32_t {
+    kManagerAdd = 100,
+    kManagerRemove = 101,
+    kManagerStart = 102,
+    kManagerStop = 103,
+    kManagerRestart = 104,
+    kManagerGetString = 105,
+    kManagerSetString = 106,
+    kManagerGetNumber = 107,
+    kManagerSetNumber = 108,
+    kManagerList = 109,
+    kManagerStatus = 118,
+    kManagerRename = 119,
+    kManagerGetClients = 120,
+    kEventAdded = 150,
+    kEventRemoved = 151,
+    kEventRenamed = 152,
+    kEventStarted = 153,
+    kEventStopped = 154,
+    kEventStringChanged = 155,
+};
+
+/// Results beside 0 and the codes that the database or an instance operation passes through.
+inline constexpr std::int32_t kManagerFailure = -1;
+inline constexpr std::int32_t kManagerUnknownInstance = -9;
+inline constexpr std::int32_t kManagerInUse = -33;
+
+/// Status values of an instance.
+enum InstanceStatus : std::uint32_t { kRunning = 1, kStopped = 2, kStoppedWorking = 3 };
+
+struct ipc_mngctrl_add_request {
+    wire::u32 protocolType;  // offset 0, size 4: 0 to 7
+    wire::Name instance;     // offset 4, size 50
+};
+static_assert(sizeof(ipc_mngctrl_add_request) == 54 && offsetof(ipc_mngctrl_add_request, instance) == 4);
+
+/// Requests that carry one instance name: remove, start, stop, restart, status, get clients.
+struct ipc_mngctrl_instance_request {
+    wire::Name instance;  // offset 0, size 50
+};
+static_assert(sizeof(ipc_mngctrl_instance_request) == 50);
+using ipc_mngctrl_remove_request = ipc_mngctrl_instance_request;
+using ipc_mngctrl_start_request = ipc_mngctrl_instance_request;
+using ipc_mngctrl_stop_request = ipc_mngctrl_instance_request;
+using ipc_mngctrl_restart_request = ipc_mngctrl_instance_request;
+using ipc_mngctrl_status_request = ipc_mngctrl_instance_request;
+using ipc_mngctrl_get_clients_request = ipc_mngctrl_instance_request;
+
+/// Requests that name a property of an instance: get string, get number.
+struct ipc_mngctrl_get_property_request {
+    wire::Name instance;  // offset 0, size 50
+    wire::Name property;  // offset 50, size 50
+};
+static_assert(sizeof(ipc_mngctrl_get_property_request) == 100);
+using ipc_mngctrl_get_str_property_request = ipc_mngctrl_get_property_request;
+using ipc_mngctrl_get_num_property_request = ipc_mngctrl_get_property_request;
+
+struct ipc_mngctrl_set_str_property_request {
+    wire::Name instance;  // offset 0, size 50
+    wire::Name property;  // offset 50, size 50
+    wire::Name value;     // offset 100, size 50
+};
+static_assert(sizeof(ipc_mngctrl_set_str_property_request) == 150);
+
+struct ipc_mngctrl_set_num_property_request {
+    wire::Name instance;  // offset 0, size 50
+    wire::Name property;  // offset 50, size 50
+    wire::u32 value;      // offset 100, size 4
+};
+static_assert(sizeof(ipc_mngctrl_set_num_property_request) == 104);
+
+struct ipc_mngctrl_list_request {
+    wire::u32 protocolType;  // offset 0, size 4
+};
+static_assert(sizeof(ipc_mngctrl_list_request) == 4);
+
+struct ipc_mngctrl_rename_request {
+    wire::Name oldName;  // offset 0, size 50
+    wire::Name newName;  // offset 50, size 50
+};
+static_assert(sizeof(ipc_mngctrl_rename_request) == 100);
+
+/// Replies that carry the result alone: add, remove, start, stop, restart, rename.
+struct ipc_mngctrl_result_reply {
+    wire::i32 result;  // offset 0, size 4
+};
+static_assert(sizeof(ipc_mngctrl_result_reply) == 4);
+using ipc_mngctrl_add_reply = ipc_mngctrl_result_reply;
+using ipc_mngctrl_remove_reply = ipc_mngctrl_result_reply;
+using ipc_mngctrl_start_reply = ipc_mngctrl_result_reply;
+using ipc_mngctrl_stop_reply = ipc_mngctrl_result_reply;
+using ipc_mngctrl_restart_reply = ipc_mngctrl_result_reply;
+using ipc_mngctrl_rename_reply = ipc_mngctrl_result_reply;
+
+struct ipc_mngctrl_str_property_reply {
+    wire::i32 result;  // offset 0, size 4
+    wire::Name value;  // offset 4, size 50: zero in the reply to a set
+};
+static_assert(sizeof(ipc_mngctrl_str_property_reply) == 54);
+using ipc_mngctrl_get_str_property_reply = ipc_mngctrl_str_property_reply;
+using ipc_mngctrl_set_str_property_reply = ipc_mngctrl_str_property_reply;
+
+struct ipc_mngctrl_num_property_reply {
+    wire::i32 result;  // offset 0, size 4
+    wire::u32 value;   // offset 4, size 4: zero in the reply to a set
+};
+static_assert(sizeof(ipc_mngctrl_num_property_reply) == 8);
+using ipc_mngctrl_get_num_property_reply = ipc_mngctrl_num_property_reply;
+using ipc_mngctrl_set_num_property_reply = ipc_mngctrl_num_property_reply;
+
+/// Head of a list reply; `count` names of 50 bytes follow. The payload has room for at least one name.
+struct ipc_mngctrl_list_reply {
+    wire::i32 result;  // offset 0, size 4
+    wire::u32 count;   // offset 4, size 4
+};
+static_assert(sizeof(ipc_mngctrl_list_reply) == 8);
+
+struct ipc_mngctrl_status_reply {
+    wire::i32 result;        // offset 0, size 4
+    wire::u32 status;        // offset 4, size 4: InstanceStatus
+    wire::u32 protocolType;  // offset 8, size 4
+    wire::u64 upTime;        // offset 12, size 8: seconds; 0 when not running
+    wire::u32 lastError;     // offset 20, size 4
+    wire::u32 state;         // offset 24, size 4: the child's own state; 0 when not running
+    wire::u64 processId;     // offset 28, size 8
+    wire::u32 clientCount;   // offset 36, size 4
+};
+static_assert(sizeof(ipc_mngctrl_status_reply) == 40 && offsetof(ipc_mngctrl_status_reply, upTime) == 12 &&
+              offsetof(ipc_mngctrl_status_reply, processId) == 28 &&
+              offsetof(ipc_mngctrl_status_reply, clientCount) == 36);
+
+/// Head of a clients reply; ipc_client_info entries follow. For an unknown instance the payload is 32 bytes.
+struct ipc_mngctrl_get_clients_reply {
+    wire::i32 result;  // offset 0, size 4
+    wire::u32 count;   // offset 4, size 4
+};
+static_assert(sizeof(ipc_mngctrl_get_clients_reply) == 8);
+inline constexpr std::size_t kUnknownClientsReplySize = 32;
+
+/// Events that carry one instance name: added, removed, started, stopped.
+struct ipc_mngctrl_instance_event {
+    wire::Name instance;  // offset 0, size 50
+};
+static_assert(sizeof(ipc_mngctrl_instance_event) == 50);
+using ipc_mngctrl_add_event = ipc_mngctrl_instance_event;
+using ipc_mngctrl_remove_event = ipc_mngctrl_instance_event;
+using ipc_mngctrl_start_event = ipc_mngctrl_instance_event;
+using ipc_mngctrl_stop_event = ipc_mngctrl_instance_event;
+
+struct ipc_mngctrl_rename_event {
+    wire::Name oldName;  // offset 0, size 50
+    wire::Name newName;  // offset 50, size 50
+};
+static_assert(sizeof(ipc_mngctrl_rename_event) == 100);
+
+struct ipc_mngctrl_change_str_property_event {
+    wire::Name instance;  // offset 0, size 50
+    wire::Name property;  // offset 50, size 50
+    wire::Name oldValue;  // offset 100, size 50
+    wire::Name newValue;  // offset 150, size 50
+};
+static_assert(sizeof(ipc_mngctrl_change_str_property_event) == 200);
+
+/// Payload of a list reply: result 0 with the names, or -1 when there is none.
+IPCPayload EncodeListReply(const std::vector<std::string>& names);
+
+/// Payload of a clients reply: room for `room` entries, filled from the list as far as it goes.
+IPCPayload EncodeClientsReply(std::uint32_t room, const std::vector<ipc_client_info>& clients);
+/// Payload of a clients reply that refuses: -9 for an instance that does not exist.
+IPCPayload EncodeUnknownClientsReply(std::int32_t result);

@@ -1,0 +1,150 @@
+// CProtocolManager: owns the machine's protocol instances. It starts every configured one, watches them, restarts any
+// that stopped working, stops them all at the end, serves the control server "protocolmanager", and follows the changes
+// committed to the settings database.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "IPC/class/IPC.h"
+#include "IPC/class/IPCServer.h"
+#include "protocols/KivProtocolManager/class/IServiceHost.h"
+#include "protocols/KivProtocolManager/class/Protocol.h"
+#include "utils/VexaDB/class/VexaDBServer.h"
+#include "utils/VexaDB/class/VexaDBServerOpObserver.h"
+#include "utils/VexaDB/class/VexaDBSession.h"
+#include "utils/sync/Event.h"
+#include "utils/sync/Mutex.h"
+#include "utils/sync/Thread.h"
+
+/// Held by shared ownership. Threads: the host's main or console thread runs InternalMain; the control thread runs
+/// ProcessIPC and, with it, the command handlers; the service control thread calls InternalMainStop; the observer
+/// operations arrive on whichever thread committed a change.
+///
+/// Lock: one recursive mutex guards the table and every start and stop of an instance, the child's handshake included.
+/// The database may be called with it held (it calls back only after releasing its own locks), and events may be sent
+/// with it held (a client that does not read never blocks the sender); nothing else is waited for under it but the
+/// child being started or stopped.
+///
+/// Results: 0 success, -1 failure, kManagerInUse when other processes are connected to the instance,
+/// kManagerUnknownInstance where a handler says so.
+class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enable_shared_from_this<CProtocolManager> {
+  public:
+    using InstancePtr = std::shared_ptr<CProtocol>;
+    /// Nanoseconds of a monotonic clock.
+    using Clock = std::function<std::int64_t()>;
+
+    /// `host` outlives the manager.
+    explicit CProtocolManager(IServiceHost& host);
+    ~CProtocolManager() override;
+
+    /// Makes sure that this is the machine's only manager. False when it is not; `exitCode` is then the program's.
+    bool Init(std::int32_t& exitCode);
+    /// Takes the arguments after the program's path. False for one that is not the manager's, `badIndex` telling which.
+    /// Throws std::out_of_range for "--moni..." shorter than "--monitorwait:", which ends the program.
+    bool ParseArguments(const wchar_t* const* arguments, std::int32_t count, std::int32_t& badIndex);
+    /// The service's life, from the first instance's start to the last one's stop; 0.
+    std::int32_t InternalMain();
+    /// Requests the stop and returns once every instance is stopped; 0.
+    std::int32_t InternalMainStop();
+    /// Takes everything down. Safe to call twice.
+    void Release();
+
+    std::uint32_t MonitorWaitTime() const { return monitorWaitTime_; }
+
+    /// The first instance of exactly that name; empty when there is none.
+    InstancePtr GetProtocol(const std::string& name);
+    std::int32_t StartProtocol(const std::string& name);
+    std::int32_t StopProtocol(const std::string& name);
+    std::int32_t RestartProtocol(const std::string& name);
+    /// Registers the instance in the database and the table; it is not started.
+    std::int32_t AddProtocol(const std::string& name, std::uint32_t type);
+    /// Renames a running instance and its table entry, not the database's.
+    std::int32_t RenameProtocol(const std::string& oldName, const std::string& newName);
+
+    // VexaDBServerOpObserver
+    void InstanceTypeChanged(std::string instance, std::uint32_t type) override;
+    void InstanceRemoved(std::string instance) override;
+    void InstanceRenamed(std::string oldName, std::string newName) override;
+    void Uint32Changed(std::string instance, std::string setting, std::uint32_t oldValue,
+                       std::uint32_t newValue) override;
+    void StringChanged(std::string instance, std::string setting, std::string oldValue, std::string newValue) override;
+
+    /// The clock that command durations are measured with; set before InternalMain.
+    void SetClock(Clock clock) { clock_ = std::move(clock); }
+
+  private:
+    // The phases of InternalMain.
+    std::int32_t StartProtocols();
+    std::int32_t MonitorProtocol();
+    std::int32_t StopProtocols();
+    void AwaitProfinetHardware();
+    void CheckInstance(const InstancePtr& instance);
+    bool StopRequested() { return stopRequestEvent_->Wait(0) == 0; }
+
+    std::int32_t StartProtocol(const InstancePtr& instance);
+    std::vector<InstancePtr> Instances();
+    bool IsListed(const InstancePtr& instance) const;
+
+    // The command loop and its handlers (ProtocolManagerCommands.cpp). A handler returns the reply's payload.
+    std::int32_t ProcessIPC();
+    void HandleRequest(const std::shared_ptr<IPC>& request);
+    IPCPayload HandleEmpty(const IPC& request);
+    IPCPayload HandleStopRequest(const IPC& request);
+    IPCPayload HandleAdd(const IPC& request);
+    IPCPayload HandleRemove(const IPC& request);
+    IPCPayload HandleStart(const IPC& request);
+    IPCPayload HandleStop(const IPC& request);
+    IPCPayload HandleRestart(const IPC& request);
+    IPCPayload HandleGetString(const IPC& request);
+    IPCPayload HandleSetString(const IPC& request);
+    IPCPayload HandleGetNumber(const IPC& request);
+    IPCPayload HandleSetNumber(const IPC& request);
+    IPCPayload HandleList(const IPC& request);
+    IPCPayload HandleStatus(const IPC& request);
+    IPCPayload HandleRename(const IPC& request);
+    IPCPayload HandleGetClients(const IPC& request);
+    std::int32_t ProcessRemoveProtocol(const std::string& name);
+    std::int32_t SetStrPropertyProtocol(const std::string& instance, const std::string& property,
+                                        const std::string& value);
+
+    // Events to every client of the control server (ProtocolManagerObserver.cpp).
+    std::int32_t AddProtocolNotify(const std::string& name);
+    std::int32_t RemoveProtocolNotify(const std::string& name);
+    std::int32_t RenameProtocolNotify(const std::string& oldName, const std::string& newName);
+    std::int32_t StartProtocolNotify(const std::string& name);
+    std::int32_t StopProtocolNotify(const std::string& name);
+    std::int32_t ChangeStrPropertyNotify(const std::string& instance, const std::string& property,
+                                         const std::string& oldValue, const std::string& newValue);
+    std::int32_t RemoveProtocol(const std::string& name);
+
+    // Who may own a port (PortOwnership.cpp).
+    void SetPortOwner(CProtocol& instance);
+    std::vector<std::string> PortOwnersInTheWay(CProtocol& instance, const std::string& port);
+    std::vector<std::string> FindProtocol(std::uint32_t type, const std::string& key, std::uint32_t value);
+    std::vector<std::string> FindProtocol(std::uint32_t type, const std::string& key, const std::string& value);
+
+    // Repairs of old settings at start (CleanupRules.cpp).
+    bool CleanupSoftwareProfinetInstance(CProtocol& instance);
+    void CleanupEipInstance(CProtocol& instance);
+
+    IServiceHost& host_;
+    const std::shared_ptr<kivsync::Event> stopRequestEvent_;
+    const std::shared_ptr<kivsync::Event> stoppedEvent_;
+    std::shared_ptr<kivsync::Mutex> onlyManager_;  // held for the life of the process's manager
+
+    std::recursive_mutex lock_;  // guards protocols_ and every start and stop of an instance
+    std::vector<InstancePtr> protocols_;
+
+    std::uint32_t monitorWaitTime_ = 300000;  // ms
+    Clock clock_;
+    std::shared_ptr<VexaDB::VexaDBServer> server_;
+    std::unique_ptr<VexaDB::VexaDBSession> db_;
+    IPCServer ipcServer_;
+    std::unique_ptr<kivsync::Thread> ipcThread_;
+};

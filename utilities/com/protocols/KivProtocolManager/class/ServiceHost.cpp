@@ -1,0 +1,293 @@
+#include "protocols/KivProtocolManager/class/ServiceHost.h"
+
+#include <cstdarg>
+#include <cstring>
+#include <ctime>
+#include <cwchar>
+#include <utility>
+
+#include "utils/sync/Thread.h"
+#include "utils/sync/WaitAny.h"
+
+namespace {
+
+constexpr DWORD kWaitHintMs = 30000;
+constexpr wchar_t kOwnProcessServiceName[] = L"";  // a service that has its process to itself needs no name
+
+ServiceHost* theHost = nullptr;  // for the service-main entry, which the system gives no context
+
+std::wstring LocalTimestamp() {
+    const auto now = std::time(nullptr);
+    std::wstring text = L"[";
+    for (const char* c = std::asctime(std::localtime(&now)); *c != '\0' && *c != '\n'; ++c)
+        text += static_cast<wchar_t>(*c);
+    return text + L"] ";
+}
+
+/// The C library does not tell how long a wide text becomes, so the buffer grows until it fits.
+std::wstring FormatWide(const wchar_t* format, va_list arguments) {
+    constexpr std::size_t kLongestMessage = 64 * 1024;
+    for (std::wstring text(256, L'\0'); text.size() <= kLongestMessage; text.resize(text.size() * 2)) {
+        va_list attempt;
+        va_copy(attempt, arguments);
+        const int length = std::vswprintf(text.data(), text.size(), format, attempt);
+        va_end(attempt);
+        if (length >= 0 && static_cast<std::size_t>(length) < text.size()) {
+            text.resize(static_cast<std::size_t>(length));
+            return text;
+        }
+    }
+    return {};
+}
+
+/// A console takes wide text; a file or pipe behind standard output takes the narrow code page.
+void WriteToStandardOutput(const std::wstring& message) {
+    const HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE);
+    const auto length = static_cast<int>(message.size());
+    DWORD written = 0;
+    if (WriteConsoleW(out, message.data(), static_cast<DWORD>(length), &written, nullptr))
+        return;
+    const int size = WideCharToMultiByte(CP_ACP, 0, message.data(), length, nullptr, 0, nullptr, nullptr);
+    std::string narrow(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_ACP, 0, message.data(), length, narrow.data(), size, nullptr, nullptr);
+    std::fputs(narrow.c_str(), stdout);
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+std::shared_ptr<ServiceHost> ServiceHost::Create(int argc, wchar_t** argv, const wchar_t* serviceName) {
+    static std::weak_ptr<ServiceHost> only;
+    auto host = only.lock();
+    if (!host) {
+        host.reset(new ServiceHost(argc, argv, serviceName));
+        only = host;
+    }
+    return host;
+}
+
+ServiceHost::ServiceHost(int argc, wchar_t** argv, const wchar_t* serviceName)
+    : serviceName_(serviceName), readyEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)) {
+    for (int i = 0; i < argc; ++i) {
+        if (_wcsicmp(argv[i], L"--service") == 0)
+            serviceMode_ = true;
+        else if (_wcsicmp(argv[i], L"--usage") == 0)
+            usageRequested_ = true;
+        else
+            arguments_.push_back(argv[i]);
+    }
+    status_.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
+    status_.dwCurrentState = SERVICE_START_PENDING;
+    status_.dwControlsAccepted = SERVICE_ACCEPT_STOP;
+    status_.dwWaitHint = kWaitHintMs;
+    theHost = this;
+}
+
+ServiceHost::~ServiceHost() {
+    if (outputFile_)
+        std::fclose(outputFile_);
+    theHost = nullptr;
+}
+
+void ServiceHost::Wire(ServiceCallbacks callbacks) {
+    callbacks_ = std::move(callbacks);
+    if (!callbacks_.shutdown)
+        return;
+    const std::lock_guard hold(statusLock_);
+    status_.dwControlsAccepted |= SERVICE_ACCEPT_SHUTDOWN;
+    Report();
+}
+
+std::int32_t ServiceHost::Run() {
+    if (!callbacks_.main || (!serviceMode_ && !callbacks_.stop))
+        return kNotWired;
+    if (usageRequested_) {
+        PrintUsage();
+        return 0;
+    }
+    std::int32_t refusal = 0;
+    if (!AcceptArguments(refusal))
+        return refusal;
+    if (callbacks_.init && !callbacks_.init(exitCode_))
+        return exitCode_;
+    return serviceMode_ ? RunAsService() : RunInConsole();
+}
+
+void ServiceHost::PrintUsage() {
+    Print(L"Usage for %ls:\n\n", serviceName_);
+    Print(L"--usage:  This help page\n");
+    if (callbacks_.extraUsage)
+        callbacks_.extraUsage();
+}
+
+bool ServiceHost::AcceptArguments(std::int32_t& result) {
+    const auto count = static_cast<std::int32_t>(arguments_.size());
+    if (!callbacks_.argumentHandler) {
+        if (count <= 1)
+            return true;
+        Print(L"The service received the following argument(s) but is not setup to handle them:\n ");
+        for (std::int32_t i = 1; i < count; ++i)
+            Print(L"%ls\n", arguments_[static_cast<std::size_t>(i)]);
+        result = kArgumentsUnhandled;
+        return false;
+    }
+
+    std::int32_t badIndex = -1;
+    if (callbacks_.argumentHandler(arguments_.data(), count, badIndex))
+        return true;
+    Print(L"The service rejected the following argument:\n ");
+    if (badIndex < 0 || badIndex >= count)
+        Print(L"Badly formed arguments, please call with --usage\n");
+    else
+        Print(L"%ls\n", arguments_[static_cast<std::size_t>(badIndex)]);
+    result = kArgumentRejected;
+    return false;
+}
+
+std::int32_t ServiceHost::RunInConsole() {
+    const auto ended = kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
+    const auto thread = kivsync::Thread::Start([this, &ended] {
+        exitCode_ = callbacks_.main();
+        ended->Set();
+    });
+    if (!thread)
+        return kNotWired;
+    constexpr std::uint32_t kReadyIndex = 1;
+    if (kivsync::WaitAny({ended.get(), readyEvent_.get()}, kivsync::kInfinite) == kReadyIndex) {
+        Print(L"PRESS ENTER TO QUIT\n");
+        std::getwchar();
+        callbacks_.stop(ControlCode::Stop);
+    }
+    thread->Join();
+    return exitCode_;
+}
+
+std::int32_t ServiceHost::RunAsService() {
+    wchar_t name[] = L"";
+    SERVICE_TABLE_ENTRYW table[] = {{name, &ServiceHost::ServiceMainEntry}, {nullptr, nullptr}};
+    if (!StartServiceCtrlDispatcherW(table))
+        return static_cast<std::int32_t>(GetLastError());
+    // The dispatcher returns as soon as STOPPED is reported, while the service's thread may still be taking things
+    // down that the caller is about to destroy.
+    if (serviceMainThread_)
+        WaitForSingleObject(serviceMainThread_.Get(), INFINITE);
+    return 0;
+}
+
+void WINAPI ServiceHost::ServiceMainEntry(DWORD /*argc*/, wchar_t** /*argv*/) {
+    theHost->ServiceMain();
+}
+
+void ServiceHost::ServiceMain() {
+    HANDLE self = nullptr;
+    const HANDLE process = GetCurrentProcess();
+    if (DuplicateHandle(process, GetCurrentThread(), process, &self, SYNCHRONIZE, FALSE, 0))
+        serviceMainThread_ = UniqueHandle(self);
+
+    const auto handle = RegisterServiceCtrlHandlerExW(kOwnProcessServiceName, &ServiceHost::ControlHandler, this);
+    if (!handle)
+        return;
+    if (callbacks_.deviceEvent)
+        deviceNotification_ =
+            RegisterDeviceNotificationW(reinterpret_cast<HANDLE>(handle), deviceFilter_, DEVICE_NOTIFY_SERVICE_HANDLE);
+    {
+        const std::lock_guard hold(statusLock_);
+        statusHandle_ = handle;
+        Report();
+    }
+    callbacks_.main();
+    SetPlatformState(SERVICE_STOPPED);
+    readyEvent_->Reset();
+    if (deviceNotification_)
+        UnregisterDeviceNotification(deviceNotification_);
+}
+
+DWORD WINAPI ServiceHost::ControlHandler(DWORD control, DWORD eventType, void* eventData, void* context) {
+    return static_cast<ServiceHost*>(context)->HandleControl(control, eventType, eventData);
+}
+
+DWORD ServiceHost::HandleControl(DWORD control, DWORD eventType, void* eventData) {
+    switch (control) {
+        case SERVICE_CONTROL_STOP:
+            return Control(callbacks_.stop, ControlCode::Stop, SERVICE_STOP_PENDING);
+        case SERVICE_CONTROL_PAUSE:
+            return Control(callbacks_.pause, ControlCode::Pause, SERVICE_PAUSE_PENDING);
+        case SERVICE_CONTROL_CONTINUE:
+            return Control(callbacks_.resume, ControlCode::Continue, SERVICE_CONTINUE_PENDING);
+        case SERVICE_CONTROL_SHUTDOWN:
+            return Control(callbacks_.shutdown, ControlCode::Shutdown, SERVICE_STOP_PENDING);
+        case SERVICE_CONTROL_INTERROGATE:
+            if (callbacks_.interrogate)
+                callbacks_.interrogate(ControlCode::Interrogate, eventData);
+            return NO_ERROR;
+        case SERVICE_CONTROL_PRESHUTDOWN:
+            if (!callbacks_.preShutdown)
+                return ERROR_CALL_NOT_IMPLEMENTED;
+            callbacks_.preShutdown(ControlCode::PreShutdown, eventData);
+            return NO_ERROR;
+        case SERVICE_CONTROL_DEVICEEVENT:
+            if (!callbacks_.deviceEvent)
+                return ERROR_CALL_NOT_IMPLEMENTED;
+            callbacks_.deviceEvent(eventType, eventData);
+            return NO_ERROR;
+        default:
+            return callbacks_.otherControl ? callbacks_.otherControl(control, eventType, eventData)
+                                           : DWORD{ERROR_CALL_NOT_IMPLEMENTED};
+    }
+}
+
+DWORD ServiceHost::Control(const std::function<void(ControlCode)>& callback, ControlCode code, DWORD pendingState) {
+    if (!callback)
+        return ERROR_CALL_NOT_IMPLEMENTED;
+    SetPlatformState(pendingState);
+    callback(code);
+    return NO_ERROR;
+}
+
+void ServiceHost::SetState(ServiceState state) {
+    SetPlatformState(static_cast<DWORD>(state));
+}
+
+void ServiceHost::SetPlatformState(DWORD state) {
+    const std::lock_guard hold(statusLock_);
+    if (status_.dwCurrentState == state)
+        return;
+    status_.dwCurrentState = state;
+    status_.dwWin32ExitCode = NO_ERROR;
+    status_.dwServiceSpecificExitCode = 0;
+    status_.dwCheckPoint = 0;
+    Report();
+}
+
+/// Tells the system; the status lock is held.
+void ServiceHost::Report() {
+    if (statusHandle_)
+        SetServiceStatus(statusHandle_, &status_);
+}
+
+SERVICE_STATUS ServiceHost::Status() const {
+    const std::lock_guard hold(statusLock_);
+    return status_;
+}
+
+void ServiceHost::Print(const wchar_t* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    std::wstring message = FormatWide(format, arguments);
+    va_end(arguments);
+
+    if (timestampOutput_)
+        message.insert(0, LocalTimestamp());
+    if (outputFile_) {
+        std::fwprintf(outputFile_, L"%ls", message.c_str());
+        std::fflush(outputFile_);
+    }
+    if (printOutput_) {
+        if (serviceMode_)
+            OutputDebugStringW(message.c_str());
+        else
+            WriteToStandardOutput(message);
+    }
+    if (callbacks_.output)
+        callbacks_.output(message);
+}

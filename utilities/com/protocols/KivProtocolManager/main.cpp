@@ -1,0 +1,37 @@
+// KivProtocolManager: the service that owns the machine's industrial-protocol instances.
+
+#include <memory>
+#include <utility>
+
+#include "protocols/KivProtocolManager/class/ProtocolManager.h"
+#include "protocols/KivProtocolManager/class/ServiceHost.h"
+#include "utils/logging/Logger.h"
+
+int wmain(int argc, wchar_t** argv) {
+    KIV_LOG(Logging::Info, "Start of KivProtocolManager");
+    auto host = ServiceHost::Create(argc, argv, L"KivProtocolManager");
+    auto manager = std::make_shared<CProtocolManager>(*host);
+
+    ServiceCallbacks callbacks;
+    callbacks.main = [&manager] { return manager->InternalMain(); };
+    callbacks.shutdown = [&manager](ControlCode) { manager->InternalMainStop(); };
+    callbacks.stop = callbacks.shutdown;
+    callbacks.argumentHandler = [&manager](const wchar_t* const* arguments, std::int32_t count,
+                                           std::int32_t& badIndex) {
+        return manager->ParseArguments(arguments, count, badIndex);
+    };
+    callbacks.extraUsage = [&host] {
+        host->Print(L"--monitorwait:[NUMBER]  Specifies the time to wait before monitoring protocols \n");
+    };
+    callbacks.init = [&manager](std::int32_t& exitCode) { return manager->Init(exitCode); };
+    host->Wire(std::move(callbacks));
+
+    const auto exitCode = host->Run();
+    if (!host->InServiceMode())
+        manager->Release();
+    // The manager borrows the host, so it goes first.
+    manager.reset();
+    host.reset();
+    KIV_LOG(Logging::Info, "End of KivProtocolManager\n");
+    return exitCode;
+}

@@ -1,0 +1,257 @@
+#include <algorithm>
+#include <optional>
+
+#include "protocols/kivctl/Arguments.h"
+#include "protocols/kivctl/Commands.h"
+#include "protocols/kivctl/Console.h"
+#include "protocols/kivctl/Database.h"
+#include "protocols/kivctl/Deadline.h"
+#include "protocols/kivctl/Manager.h"
+
+namespace kivctl {
+
+namespace {
+
+/// What a command did, for a person; scripts have the exit code.
+void Say(const Options& options, const std::string& sentence) {
+    if (!options.json)
+        PrintLine(sentence);
+}
+
+/// The processes other than the manager that are connected to the instance.
+std::string ForeignClients(Manager& manager, const std::string& instance) {
+    std::vector<ipc_client_info> clients;
+    manager.Clients(instance, clients);
+    std::string pids;
+    for (const auto& client : clients)
+        if (client.processId != manager.Client().ServerPid())
+            pids += (pids.empty() ? "" : ", ") + std::to_string(client.processId);
+    return pids;
+}
+
+/// Throws the Failure of a request that the manager refused, with the reason as far as it can be found.
+void CheckResult(Manager& manager, const std::string& instance, std::int32_t result) {
+    if (result == 0)
+        return;
+    const auto status = manager.Status(instance);
+    if (status.result == kManagerUnknownInstance)
+        throw Failure(kRefused,
+                      "Refused: the manager knows no instance \"" + instance + "\" (" + std::to_string(result) + ").",
+                      result);
+    const auto pids = result == kManagerInUse ? ForeignClients(manager, instance) : "";
+    if (!pids.empty())
+        throw Failure(kRefused,
+                      "Refused: in use by another process (" + std::to_string(result) + "), pid " + pids + ".", result);
+    throw Failure(kRefused, Refusal(result), result);
+}
+
+/// The same for a start, which most often fails because of the instance's settings or in the child.
+void CheckStart(Manager& manager, const std::string& instance, std::int32_t result) {
+    if (result == 0)
+        return;
+    const auto status = manager.Status(instance);
+    std::uint32_t enabled = 0;
+    if (status.result == 0 && manager.GetNumber(instance, "enabled", enabled) == 0 && enabled == 0)
+        throw Failure(kRefused,
+                      "Refused: \"" + instance + "\" is not enabled (" + std::to_string(result) +
+                          "). Allow it with: kivctl set \"" + instance + "\" enabled 1",
+                      result);
+    const std::uint32_t lastError = 0 - std::uint32_t{status.lastError};  // as the child wrote it
+    if (status.result == 0 && lastError != 0)
+        throw Failure(kRefused,
+                      "Refused: the child of \"" + instance + "\" reported error " + std::to_string(lastError) + " (" +
+                          std::to_string(result) + ").",
+                      result);
+    CheckResult(manager, instance, result);
+}
+
+void AddAdd(CLI::App& app, const Options& options) {
+    auto* command = app.add_subcommand("add", "Adds an instance; it is enabled, but not started yet");
+    const auto name = NameArgument(*command, "NAME", "The new instance");
+    const auto type = TextArgument(*command, "TYPE", "Its protocol type, by name or number");
+    command->callback([=, &options] {
+        const auto number = ParseType(*type);
+        Manager manager(options);
+        const auto result = manager.Add(*name, number);
+        if (result != 0 && manager.Status(*name).result == 0)
+            throw Failure(kRefused,
+                          "Refused: there is an instance \"" + *name + "\" already (" + std::to_string(result) + ").",
+                          result);
+        if (result != 0)
+            throw Failure(kRefused, Refusal(result), result);
+        Say(options, "Added " + *name + ", type " + TypeName(number) + ".");
+    });
+}
+
+void AddRemove(CLI::App& app, const Options& options) {
+    auto* command = app.add_subcommand("remove", "Stops an instance and removes it with all its settings");
+    const auto name = NameArgument(*command, "NAME", "The instance");
+    command->callback([=, &options] {
+        Manager manager(options);
+        CheckResult(manager, *name, manager.Remove(*name));
+        Say(options, "Removed " + *name + ".");
+    });
+}
+
+/// The database tells the manager of a rename while it serves nobody else: a child that is started then cannot read its
+/// settings. So a running instance is stopped before and started after.
+void RenameEverywhere(const std::string& oldName, const std::string& newName, const Options& options) {
+    Manager manager(options);
+    VexaDB::VexaDBSession database(ReachDatabase(options));
+    if (!database.IsInstanceExist(oldName))
+        throw Failure(kRefused, "Refused: the database has no instance \"" + oldName + "\" (-1).", kManagerFailure);
+    if (database.IsInstanceExist(newName))
+        throw Failure(kRefused, "Refused: there is an instance \"" + newName + "\" already (-1).", kManagerFailure);
+
+    const auto status = manager.Status(oldName);
+    const bool known = status.result == 0;
+    const bool running = known && status.processId != 0;
+    if (running)
+        CheckResult(manager, oldName, manager.Stop(oldName));
+    const auto renamed = database.RenameInstance(oldName, newName);
+    const auto& name = renamed == 0 ? newName : oldName;
+    const auto started = running ? manager.Start(name) : 0;
+    CheckDatabaseResult(renamed, "The instance cannot be renamed");
+    if (known && manager.Status(newName).result != 0)
+        throw Failure(kRefused,
+                      "The database has the new name, but the manager did not follow: it takes the name up at "
+                      "its next start.",
+                      kManagerFailure);
+    CheckStart(manager, newName, started);
+    Say(options, "Renamed " + oldName + " to " + newName + ".");
+}
+
+void AddRename(CLI::App& app, const Options& options) {
+    auto* command = app.add_subcommand("rename", "Renames an instance in the database and in the running manager");
+    command->footer(
+        "The instance keeps its settings. Its process, if it runs, is stopped and started under the new name.\n"
+        "With --running-only the manager and the process take the new name, the database does not: the settings stay\n"
+        "under the old name, where the renamed instance no longer finds them, and at its next start the manager has "
+        "the\n"
+        "old name again.");
+    const auto oldName = NameArgument(*command, "OLD", "The instance");
+    const auto newName = NameArgument(*command, "NEW", "Its new name");
+    auto runningOnly = std::make_shared<bool>(false);
+    command->add_flag("--running-only", *runningOnly, "Leave the database as it is");
+    command->callback([=, &options] {
+        if (!*runningOnly)
+            return RenameEverywhere(*oldName, *newName, options);
+        Manager manager(options);
+        CheckResult(manager, *oldName, manager.RenameRunning(*oldName, *newName));
+        Say(options, "Renamed " + *oldName + " to " + *newName + " in the running manager; the database is as it was.");
+    });
+}
+
+void AddStart(CLI::App& app, const Options& options) {
+    auto* command = app.add_subcommand("start", "Starts an instance");
+    const auto name = NameArgument(*command, "NAME", "The instance");
+    command->callback([=, &options] {
+        Manager manager(options);
+        CheckStart(manager, *name, manager.Start(*name));
+        Say(options, "Started " + *name + ", pid " + std::to_string(manager.Status(*name).processId) + ".");
+    });
+}
+
+void AddStop(CLI::App& app, const Options& options) {
+    auto* command = app.add_subcommand("stop", "Stops an instance that no other process uses");
+    const auto name = NameArgument(*command, "NAME", "The instance");
+    command->callback([=, &options] {
+        Manager manager(options);
+        CheckResult(manager, *name, manager.Stop(*name));
+        Say(options, "Stopped " + *name + ".");
+    });
+}
+
+void AddRestart(CLI::App& app, const Options& options) {
+    auto* command = app.add_subcommand("restart", "Stops an instance that no other process uses, and starts it");
+    const auto name = NameArgument(*command, "NAME", "The instance");
+    command->callback([=, &options] {
+        Manager manager(options);
+        const auto result = manager.Restart(*name);
+        if (result == kManagerInUse)
+            CheckResult(manager, *name, result);
+        CheckStart(manager, *name, result);
+        Say(options, "Restarted " + *name + ", pid " + std::to_string(manager.Status(*name).processId) + ".");
+    });
+}
+
+/// The property with its kind; empty when the instance has none of that name.
+std::optional<SettingValue> Property(Manager& manager, const std::string& instance, const std::string& property) {
+    const auto status = manager.Status(instance);
+    CheckResult(manager, instance, status.result);
+    std::string text;
+    if (manager.GetString(instance, property, text) == 0)
+        return text;
+    std::uint32_t number = 0;
+    if (manager.GetNumber(instance, property, number) == 0)
+        return number;
+    return std::nullopt;
+}
+
+void AddGet(CLI::App& app, const Options& options) {
+    auto* command = app.add_subcommand("get", "Prints a property of an instance");
+    const auto name = NameArgument(*command, "NAME", "The instance");
+    const auto property = NameArgument(*command, "PROPERTY", "The property");
+    command->callback([=, &options] {
+        Manager manager(options);
+        const auto value = Property(manager, *name, *property);
+        if (!value)
+            throw Failure(kRefused, "Refused: \"" + *name + "\" has no property \"" + *property + "\" (-1).",
+                          kManagerFailure);
+        PrintSetting(*name, {*property, *value}, options);
+    });
+}
+
+void AddSet(CLI::App& app, const Options& options) {
+    auto* command = app.add_subcommand("set", "Sets a property of an instance; it keeps its kind");
+    const auto name = NameArgument(*command, "NAME", "The instance");
+    const auto property = NameArgument(*command, "PROPERTY", "The property");
+    const auto text = TextArgument(*command, "VALUE", "Its new value");
+    const auto kind = AddKindFlags(*command);
+    command->callback([=, &options] {
+        Manager manager(options);
+        const auto value = ParseValue(*text, *kind, Property(manager, *name, *property));
+        const auto* number = std::get_if<std::uint32_t>(&value);
+        CheckResult(manager, *name,
+                    number ? manager.SetNumber(*name, *property, *number) : manager.SetString(*name, *property, *text));
+        Say(options, "Set " + *property + " of " + *name + " to " + *text + ".");
+    });
+}
+
+void AddShutdown(CLI::App& app, const Options& options) {
+    auto* command = app.add_subcommand("shutdown", "Stops every instance and the manager");
+    auto noWait = std::make_shared<bool>(false);
+    command->add_flag("--no-wait", *noWait, "Return when the manager has taken the request, not when it has stopped");
+    command->callback([=, &options] {
+        Manager manager(options);
+        manager.RequestShutdown();
+        if (*noWait)
+            return Say(options, "The manager is stopping.");
+        // It closes its connections when its instances have stopped.
+        constexpr std::uint32_t interval = 500;
+        const auto timeout = options.TimeoutOr(kShutdownTimeout);
+        const Deadline deadline(timeout);
+        while (manager.Client().IsConnected() && !deadline.Passed())
+            manager.Client().TakeNotice(std::min(interval, deadline.Rest()));
+        if (manager.Client().IsConnected())
+            throw Failure(kNotReachable, "The manager took the request, but has not stopped within " +
+                                             std::to_string(timeout) + " ms.");
+        Say(options, "The manager has stopped.");
+    });
+}
+
+}  // namespace
+
+void AddControlCommands(CLI::App& app, const Options& options) {
+    AddAdd(app, options);
+    AddRemove(app, options);
+    AddRename(app, options);
+    AddStart(app, options);
+    AddStop(app, options);
+    AddRestart(app, options);
+    AddGet(app, options);
+    AddSet(app, options);
+    AddShutdown(app, options);
+}
+
+}  // namespace kivctl

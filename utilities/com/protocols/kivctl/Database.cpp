@@ -1,0 +1,101 @@
+#include "protocols/kivctl/Database.h"
+
+#include <utility>
+
+#include "protocols/kivctl/Connection.h"
+#include "protocols/kivctl/Words.h"
+#include "utils/VexaDB/class/VexaDBMessages.h"
+
+namespace kivctl {
+
+namespace {
+
+// The value that holds an instance's name in its table; a part of the table, not a setting.
+constexpr const char* kNameValue = "_kiv_name";
+
+}  // namespace
+
+std::shared_ptr<VexaDB::VexaDBIPCClient> ReachDatabase(const Options& options) {
+    // The database's client takes the connection made here, which has a time limit, from the table of clients.
+    const auto connection = Reach(VexaDB::kDatabaseServerName, options.TimeoutOr(kRequestTimeout));
+    auto database = std::make_shared<VexaDB::VexaDBIPCClient>();
+    if (!database->Connect())
+        throw Failure(kNotReachable, "The connection to the settings database broke.");
+    return database;
+}
+
+void CheckDatabaseResult(std::int32_t result, const std::string& what) {
+    if (result == 0)
+        return;
+    const bool noAnswer = result == kIpcCannotSend || result == kIpcNoReply;
+    throw Failure(noAnswer ? kNotReachable : kRefused,
+                  what + ": " + ResultMeaning(result) + " (" + std::to_string(result) + ").", result);
+}
+
+std::vector<std::string> InstanceNames(VexaDB::VexaDBSession& database) {
+    std::vector<std::string> names;
+    CheckDatabaseResult(database.GetInstances(names), "The instances cannot be read");
+    std::erase(names, "");
+    return names;
+}
+
+std::vector<Setting> Settings(VexaDB::VexaDBSession& database, const std::string& instance) {
+    if (!instance.empty() && !database.IsInstanceExist(instance))
+        throw Failure(kRefused, "The database has no instance \"" + instance + "\".", -1);
+    std::vector<VexaDB::SettingEntry> entries;
+    CheckDatabaseResult(database.GetInstanceSettings(instance, entries), "The settings cannot be read");
+    std::vector<Setting> settings;
+    for (const auto& entry : entries) {
+        if (entry.name == kNameValue)
+            continue;
+        if (entry.kind == VexaDB::SettingKind::Number)
+            settings.push_back({entry.name, database.Number(instance, entry.name)});
+        else
+            settings.push_back({entry.name, database.Text(instance, entry.name)});
+    }
+    return settings;
+}
+
+std::optional<SettingValue> FindSetting(VexaDB::VexaDBSession& database, const std::string& instance,
+                                        const std::string& setting) {
+    for (auto& found : Settings(database, instance))
+        if (found.name == setting)
+            return std::move(found.value);
+    return std::nullopt;
+}
+
+const char* KindName(const SettingValue& value) {
+    return std::holds_alternative<std::uint32_t>(value) ? "number" : "string";
+}
+
+std::string ValueText(const SettingValue& value) {
+    if (const auto* number = std::get_if<std::uint32_t>(&value))
+        return std::to_string(*number);
+    return std::get<std::string>(value);
+}
+
+Json ValueJson(const SettingValue& value) {
+    if (const auto* number = std::get_if<std::uint32_t>(&value))
+        return *number;
+    return ToUtf8(std::get<std::string>(value));
+}
+
+void PrintSetting(const std::string& instance, const Setting& setting, const Options& options) {
+    if (!options.json)
+        return PrintLine(ValueText(setting.value));
+    PrintJson({{"instance", ToUtf8(instance)},
+               {"setting", ToUtf8(setting.name)},
+               {"kind", KindName(setting.value)},
+               {"value", ValueJson(setting.value)}});
+}
+
+SettingValue ParseValue(const std::string& text, const KindFlags& kind, const std::optional<SettingValue>& present) {
+    if (!kind.string && !kind.number && !present)
+        throw Failure(kWrongUsage, "This setting is new: say with --string or --number of which kind it is to be.");
+    const bool number = kind.number || (!kind.string && std::holds_alternative<std::uint32_t>(*present));
+    if (present && std::holds_alternative<std::uint32_t>(*present) != number)
+        throw Failure(kWrongUsage, std::string("This setting is a ") + KindName(*present) + ", and keeps its kind.");
+    return number ? SettingValue(ParseNumber(text)) : SettingValue(text);
+}
+
+}  // namespace kivctl

@@ -1,0 +1,237 @@
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+
+#include "protocols/kivctl/Arguments.h"
+#include "protocols/kivctl/Commands.h"
+#include "protocols/kivctl/Console.h"
+#include "protocols/kivctl/Database.h"
+#include "protocols/kivctl/Failure.h"
+#include "protocols/kivctl/Import.h"
+#include "protocols/kivctl/SettingsFile.h"
+
+namespace kivctl {
+
+namespace {
+
+constexpr const char* kStandardStream = "-";
+
+/// Where a setting stands: in an instance, or with --global in the database itself.
+struct Place {
+    std::string instance;
+    bool global = false;
+
+    const std::string& Instance() const {
+        if (global != instance.empty())
+            throw Failure(kWrongUsage, "Name an instance, or say --global for the database-wide settings.");
+        return instance;
+    }
+};
+
+std::shared_ptr<Place> AddPlace(CLI::App& command) {
+    auto place = std::make_shared<Place>();
+    command.add_option("-i,--instance", place->instance, "The instance whose setting it is")->check(FitsRequest());
+    command.add_flag("-g,--global", place->global, "The setting is a database-wide one");
+    return place;
+}
+
+void AddInstances(CLI::App& db, const Options& options) {
+    auto* command = db.add_subcommand("instances", "Lists the instances of the database with their types");
+    command->callback([&options] {
+        VexaDB::VexaDBSession database(ReachDatabase(options));
+        Table table({"NAME", "TYPE", "PROTOCOL", "ENABLED"});
+        auto list = Json::array();
+        for (const auto& name : InstanceNames(database)) {
+            const auto type = database.Number(name, "type");
+            const auto protocol = database.Text(name, "protocol");
+            const auto enabled = database.Number(name, "enabled");
+            table.AddRow({name, TypeName(type), protocol, std::to_string(enabled)});
+            list.push_back({{"name", ToUtf8(name)},
+                            {"type", TypeName(type)},
+                            {"typeNumber", type},
+                            {"protocol", ToUtf8(protocol)},
+                            {"enabled", enabled}});
+        }
+        if (options.json)
+            PrintJson(list);
+        else
+            table.Print();
+    });
+}
+
+void AddSettings(CLI::App& db, const Options& options) {
+    auto* command = db.add_subcommand("settings", "Lists the settings of an instance, or the database-wide ones");
+    auto place = std::make_shared<Place>();
+    command->add_option("NAME", place->instance, "The instance")->check(FitsRequest());
+    command->add_flag("-g,--global", place->global, "The database-wide settings");
+    command->callback([=, &options] {
+        VexaDB::VexaDBSession database(ReachDatabase(options));
+        Table table({"SETTING", "KIND", "VALUE"});
+        auto list = Json::array();
+        for (const auto& setting : Settings(database, place->Instance())) {
+            table.AddRow({setting.name, KindName(setting.value), ValueText(setting.value)});
+            list.push_back({{"setting", ToUtf8(setting.name)},
+                            {"kind", KindName(setting.value)},
+                            {"value", ValueJson(setting.value)}});
+        }
+        if (options.json)
+            PrintJson(list);
+        else
+            table.Print();
+    });
+}
+
+void AddGet(CLI::App& db, const Options& options) {
+    auto* command = db.add_subcommand("get", "Prints a setting");
+    const auto place = AddPlace(*command);
+    const auto name = NameArgument(*command, "SETTING", "The setting");
+    command->callback([=, &options] {
+        const auto& instance = place->Instance();
+        VexaDB::VexaDBSession database(ReachDatabase(options));
+        const auto value = FindSetting(database, instance, *name);
+        if (!value)
+            throw Failure(kRefused, "Refused: there is no setting \"" + *name + "\" (-1).", -1);
+        PrintSetting(instance, {*name, *value}, options);
+    });
+}
+
+void AddSet(CLI::App& db, const Options& options) {
+    auto* command = db.add_subcommand("set", "Sets a setting; it keeps its kind");
+    const auto place = AddPlace(*command);
+    const auto name = NameArgument(*command, "SETTING", "The setting");
+    const auto text = TextArgument(*command, "VALUE", "Its new value");
+    const auto kind = AddKindFlags(*command);
+    command->callback([=, &options] {
+        const auto& instance = place->Instance();
+        VexaDB::VexaDBSession database(ReachDatabase(options));
+        const auto value = ParseValue(*text, *kind, FindSetting(database, instance, *name));
+        const auto* number = std::get_if<std::uint32_t>(&value);
+        CheckDatabaseResult(
+            number ? database.SetUint32(instance, *name, *number) : database.SetString(instance, *name, *text),
+            "The setting cannot be written");
+        if (!options.json)
+            PrintLine("Set " + *name + " to " + *text + ".");
+    });
+}
+
+/// The whole database; tells on the standard error what may have been cut on its way here.
+std::vector<FileInstance> ReadDatabase(VexaDB::VexaDBSession& database) {
+    auto names = InstanceNames(database);
+    names.insert(names.begin(), "");
+    std::vector<FileInstance> instances;
+    for (const auto& name : names) {
+        FileInstance instance{.name = name, .settings = {}};
+        for (auto& setting : Settings(database, name)) {
+            if (ValueText(setting.value).size() == kNameMaximum)
+                std::fprintf(stderr, "%s.%s has %zu characters, the most that a request carries: it may be cut.\n",
+                             name.c_str(), setting.name.c_str(), kNameMaximum);
+            instance.settings.push_back({setting.name, std::move(setting.value)});
+        }
+        instances.push_back(std::move(instance));
+    }
+    return instances;
+}
+
+void AddExport(CLI::App& db, const Options& options) {
+    auto* command = db.add_subcommand("export", "Writes the whole database to a JSON file");
+    auto path = std::make_shared<std::string>();
+    command->add_option("FILE", *path, "The file; - is the standard output")->required();
+    command->callback([=, &options] {
+        VexaDB::VexaDBSession database(ReachDatabase(options));
+        const auto instances = ReadDatabase(database);
+        const auto text = WriteSettings(instances);
+        if (*path == kStandardStream)
+            return Print(text);
+        std::ofstream file(*path, std::ios::binary);
+        file << text << std::flush;
+        if (!file)
+            throw Failure(kWrongUsage, "The file \"" + *path + "\" cannot be written.");
+        if (!options.json)
+            PrintLine("Instances written to " + *path + ": " + std::to_string(instances.size() - 1) + ".");
+    });
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    if (!file.is_open() || file.bad())
+        throw Failure(kWrongUsage, "The file \"" + path + "\" cannot be read.");
+    return text;
+}
+
+void PrintChanges(const std::vector<ImportChange>& changes) {
+    Table table({"INSTANCE", "SETTING", "NOW", "IN THE FILE"});
+    for (const auto& change : changes) {
+        const bool added = change.setting.empty();
+        table.AddRow({change.instance.empty() ? "(database-wide)" : change.instance,
+                      added ? "(new instance)" : change.setting, change.from ? ValueText(*change.from) : "",
+                      added ? "type " + ValueText(change.to) : ValueText(change.to)});
+    }
+    table.Print();
+}
+
+Json ChangesJson(const std::vector<ImportChange>& changes) {
+    auto list = Json::array();
+    for (const auto& change : changes)
+        list.push_back({{"instance", ToUtf8(change.instance)},
+                        {"setting", change.setting.empty() ? Json() : Json(ToUtf8(change.setting))},
+                        {"from", change.from ? ValueJson(*change.from) : Json()},
+                        {"to", ValueJson(change.to)}});
+    return list;
+}
+
+void Import(const std::string& path, bool dryRun, const Options& options) {
+    const auto file = ReadSettings(ReadFile(path));
+    const auto database = ReachDatabase(options);
+    VexaDB::VexaDBSession session(database);
+    const auto changes = PlanImport(session, file);
+    if (!dryRun && !changes.empty()) {
+        ApplyImport(*database, changes);
+        // A commit does not say how far it came.
+        const auto missing = PlanImport(session, file);
+        if (!missing.empty()) {
+            PrintChanges(missing);
+            throw Failure(kRefused,
+                          "The database took the file in part only: " + std::to_string(missing.size()) + " of " +
+                              std::to_string(changes.size()) +
+                              " changes are missing, as shown. The manager's "
+                              "log tells why; importing again tries them again.",
+                          -1);
+        }
+    }
+    if (options.json)
+        return PrintJson({{"applied", !dryRun}, {"changes", ChangesJson(changes)}});
+    if (changes.empty())
+        return PrintLine("The database holds all of the file already.");
+    if (dryRun)
+        return PrintChanges(changes);
+    PrintLine("Changes made in one commit: " + std::to_string(changes.size()) + ".");
+    if (std::any_of(changes.begin(), changes.end(), [](const auto& change) { return change.setting.empty(); }))
+        PrintLine("The manager takes new instances up at its next start.");
+}
+
+void AddImport(CLI::App& db, const Options& options) {
+    auto* command = db.add_subcommand("import", "Brings a file of db export into the database");
+    command->footer("All changes are made in one commit. What the file does not mention stays as it is.");
+    auto path = std::make_shared<std::string>();
+    auto dryRun = std::make_shared<bool>(false);
+    command->add_option("FILE", *path, "The file")->required();
+    command->add_flag("--dry-run", *dryRun, "Change nothing; show what the import would change");
+    command->callback([=, &options] { Import(*path, *dryRun, options); });
+}
+
+}  // namespace
+
+void AddDatabaseCommands(CLI::App& app, const Options& options) {
+    auto* db = app.add_subcommand("db", "Reads and changes the settings database");
+    db->require_subcommand(1);
+    AddInstances(*db, options);
+    AddSettings(*db, options);
+    AddGet(*db, options);
+    AddSet(*db, options);
+    AddExport(*db, options);
+    AddImport(*db, options);
+}
+
+}  // namespace kivctl

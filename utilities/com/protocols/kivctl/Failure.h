@@ -1,0 +1,27 @@
+// How a command of kivctl ends when it does not succeed.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+namespace kivctl {
+
+enum ExitCode : int { kDone = 0, kRefused = 1, kWrongUsage = 2, kNotReachable = 3 };
+
+/// Ends the command: main prints the message, a sentence for the operator, and exits with the code.
+class Failure : public std::runtime_error {
+  public:
+    Failure(ExitCode code, const std::string& message, std::int32_t result = 0)
+        : std::runtime_error(message), code_(code), result_(result) {}
+
+    ExitCode Code() const { return code_; }
+    /// What the manager or the database answered; 0 when neither did.
+    std::int32_t Result() const { return result_; }
+
+  private:
+    ExitCode code_;
+    std::int32_t result_;
+};
+
+}  // namespace kivctl

@@ -1,0 +1,105 @@
+#include "protocols/kivctl/Import.h"
+
+#include <algorithm>
+
+#include "protocols/kivctl/Failure.h"
+#include "utils/VexaDB/class/ProtocolTypes.h"
+
+namespace kivctl {
+
+namespace {
+
+constexpr const char* kTypeSetting = "type";
+
+[[noreturn]] void FailAtLine(int line, const std::string& reason) {
+    throw Failure(kWrongUsage, "Line " + std::to_string(line) + ": " + reason + ".");
+}
+
+std::uint32_t TypeOf(const FileInstance& instance) {
+    for (const auto& setting : instance.settings) {
+        const auto* type = std::get_if<std::uint32_t>(&setting.value);
+        if (setting.name == kTypeSetting && type && *type < VexaDB::kProtocolNames.size())
+            return *type;
+        if (setting.name == kTypeSetting)
+            FailAtLine(setting.line, "a type is a number from 0 to 7");
+    }
+    FailAtLine(instance.line, "the new instance \"" + instance.name + "\" needs a \"type\"");
+}
+
+/// What a new instance of the type has from its addition on.
+std::vector<Setting> DefaultSettings(std::uint32_t type) {
+    return {{"enabled", 1u},      {"hardware", 0u},
+            {"owner", 0u},        {"emultype", std::string("none")},
+            {kTypeSetting, type}, {"protocol", std::string(VexaDB::kProtocolNames[type])}};
+}
+
+void PlanSettings(const FileInstance& instance, const std::vector<Setting>& present, std::vector<ImportChange>& plan) {
+    for (const auto& wanted : instance.settings) {
+        const auto found = std::find_if(present.begin(), present.end(),
+                                        [&](const Setting& setting) { return setting.name == wanted.name; });
+        if (found == present.end()) {
+            plan.push_back({instance.name, wanted.name, std::nullopt, wanted.value});
+            continue;
+        }
+        if (found->value.index() != wanted.value.index())
+            FailAtLine(wanted.line, "\"" + wanted.name + "\" is a " + KindName(found->value) +
+                                        " in the database and keeps its kind");
+        if (found->value != wanted.value)
+            plan.push_back({instance.name, wanted.name, found->value, wanted.value});
+    }
+}
+
+/// A session of its own rather than one that reopens itself: a batch must not go on outside its session.
+class BatchSession {
+  public:
+    explicit BatchSession(VexaDB::VexaDBServerInterface& database) : database_(database) {
+        CheckDatabaseResult(database_.OpenSession(session_), "The settings database gives no session");
+    }
+    ~BatchSession() { database_.CloseSession(session_); }
+    BatchSession(const BatchSession&) = delete;
+    BatchSession& operator=(const BatchSession&) = delete;
+
+    VexaDB::SessionId Id() const { return session_; }
+
+  private:
+    VexaDB::VexaDBServerInterface& database_;
+    VexaDB::SessionId session_ = VexaDB::kInvalidSession;
+};
+
+std::int32_t Apply(VexaDB::VexaDBServerInterface& database, VexaDB::SessionId session, const ImportChange& change) {
+    if (change.setting.empty())
+        return database.AddInstance(session, change.instance, std::get<std::uint32_t>(change.to));
+    if (const auto* number = std::get_if<std::uint32_t>(&change.to))
+        return database.SetUint32(session, change.instance, change.setting, *number);
+    return database.SetString(session, change.instance, change.setting, std::get<std::string>(change.to));
+}
+
+}  // namespace
+
+std::vector<ImportChange> PlanImport(VexaDB::VexaDBSession& database, const std::vector<FileInstance>& file) {
+    std::vector<ImportChange> plan;
+    for (const auto& instance : file) {
+        if (instance.name.empty() || database.IsInstanceExist(instance.name)) {
+            PlanSettings(instance, Settings(database, instance.name), plan);
+            continue;
+        }
+        const auto type = TypeOf(instance);
+        plan.push_back({instance.name, "", std::nullopt, type});
+        PlanSettings(instance, DefaultSettings(type), plan);
+    }
+    return plan;
+}
+
+void ApplyImport(VexaDB::VexaDBServerInterface& database, const std::vector<ImportChange>& changes) {
+    const BatchSession session(database);
+    CheckDatabaseResult(database.Batch(session.Id()), "The settings database takes no batch");
+    for (const auto& change : changes)
+        if (const auto result = Apply(database, session.Id(), change); result != 0) {
+            database.Reset(session.Id());
+            CheckDatabaseResult(result, "Nothing was changed: " + change.instance +
+                                            (change.setting.empty() ? "" : "." + change.setting) + " is refused");
+        }
+    CheckDatabaseResult(database.Commit(session.Id()), "The commit failed");
+}
+
+}  // namespace kivctl

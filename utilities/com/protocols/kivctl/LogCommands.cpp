@@ -1,0 +1,104 @@
+#include "protocols/kivctl/Arguments.h"
+#include "protocols/kivctl/Commands.h"
+#include "protocols/kivctl/Console.h"
+#include "protocols/kivctl/Failure.h"
+#include "utils/registry/Registry.h"
+#include "utils/registry/RegistryKey.h"
+
+namespace kivctl {
+
+namespace {
+
+constexpr const char* kTypeValue = "logtype";
+constexpr const char* kFileValue = "logfile";
+constexpr const char* kColourValue = "logcolor";
+constexpr std::size_t kPathMaximum = 255;  // characters that the logger reads
+
+/// The tuning values, each empty when it is not set.
+struct LogChoice {
+    std::optional<std::string> type;
+    std::optional<std::string> file;
+    std::optional<std::uint32_t> colour;
+
+    std::string Meaning() const {
+        if (type == "console")
+            return "the console of each process";
+        if (type == "file")
+            return "the file " + file.value_or("%PROGRAMDATA%\\Quenlar Imaging\\log\\zebcom.log") +
+                   (colour.value_or(1) != 0 ? ", with colour codes" : ", without colour codes");
+        return "event tracing, where EtwVexaProviderX64.dll is installed; nothing is logged without it";
+    }
+};
+
+LogChoice ReadChoice() {
+    const auto tuning = VexaUtils::Registry::Make(VexaUtils::kTuningKey);
+    LogChoice choice;
+    if (tuning->Open() != 0)
+        return choice;
+    std::string text;
+    std::uint32_t number = 0;
+    if (tuning->GetString(kTypeValue, text) == 0)
+        choice.type = text;
+    if (tuning->GetString(kFileValue, text) == 0)
+        choice.file = text;
+    if (tuning->GetUint32(kColourValue, number) == 0)
+        choice.colour = number;
+    return choice;
+}
+
+void AddShow(CLI::App& log, const Options& options) {
+    auto* command = log.add_subcommand("show", "Shows where the programs log to");
+    command->callback([&options] {
+        const auto choice = ReadChoice();
+        if (options.json)
+            return PrintJson({{kTypeValue, choice.type ? Json(ToUtf8(*choice.type)) : Json()},
+                              {kFileValue, choice.file ? Json(ToUtf8(*choice.file)) : Json()},
+                              {kColourValue, choice.colour ? Json(*choice.colour) : Json()},
+                              {"meaning", ToUtf8(choice.Meaning())}});
+        PrintLine("Logging to " + choice.Meaning() + ".");
+        Table table({"VALUE", "SET TO"});
+        table.AddRow({kTypeValue, choice.type.value_or("")});
+        table.AddRow({kFileValue, choice.file.value_or("")});
+        table.AddRow({kColourValue, choice.colour ? std::to_string(*choice.colour) : ""});
+        table.Print();
+    });
+}
+
+void AddSet(CLI::App& log, const Options& options) {
+    auto* command = log.add_subcommand("set", "Chooses where the programs log to, from their next start on");
+    auto type = std::make_shared<std::string>();
+    auto file = std::make_shared<std::string>();
+    auto colour = std::make_shared<std::string>();
+    command->add_option("TYPE", *type, "console, file or etw (event tracing)")
+        ->required()
+        ->check(CLI::IsMember({"console", "file", "etw"}));
+    command->add_option("PATH", *file, "The log file; without it, the one set before or the default");
+    command->add_option("--color", *colour, "Colour codes in the log file")->check(CLI::IsMember({"on", "off"}));
+    command->callback([=, &options] {
+        if (!file->empty() && *type != "file")
+            throw Failure(kWrongUsage, "A path goes with \"file\" only.");
+        if (file->size() > kPathMaximum)
+            throw Failure(kWrongUsage, "The path has " + std::to_string(file->size()) + " characters; at most " +
+                                           std::to_string(kPathMaximum) + " are possible.");
+        const auto key =
+            VexaUtils::RegistryKey::OpenOrCreate(std::string(VexaUtils::kProductKey) + VexaUtils::kTuningKey);
+        const bool written = key && key->SetText(kTypeValue, *type) == 0 &&
+                             (file->empty() || key->SetText(kFileValue, *file) == 0) &&
+                             (colour->empty() || key->SetNumber(kColourValue, *colour == "on" ? 1 : 0) == 0);
+        if (!written)
+            throw Failure(kRefused, "Refused: the registry cannot be written. Run this as an administrator.", -1);
+        if (!options.json)
+            PrintLine("From their next start on, the programs log to " + ReadChoice().Meaning() + ".");
+    });
+}
+
+}  // namespace
+
+void AddLogCommands(CLI::App& app, const Options& options) {
+    auto* log = app.add_subcommand("log", "Chooses where the manager and its children log to");
+    log->require_subcommand(1);
+    AddShow(*log, options);
+    AddSet(*log, options);
+}
+
+}  // namespace kivctl

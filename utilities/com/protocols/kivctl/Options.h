@@ -1,0 +1,24 @@
+// The options that every command of kivctl takes.
+#pragma once
+
+#include <cstdint>
+
+namespace kivctl {
+
+// ms. A request that starts or stops a child is answered when that is done, and the manager gives a child 10 s to start
+// and 50 s to stop, if no setting says otherwise.
+inline constexpr std::uint32_t kRequestTimeout = 5'000;
+inline constexpr std::uint32_t kStartTimeout = 60'000;
+inline constexpr std::uint32_t kStopTimeout = 60'000;
+inline constexpr std::uint32_t kRestartTimeout = 90'000;
+inline constexpr std::uint32_t kShutdownTimeout = 300'000;
+
+struct Options {
+    bool json = false;
+    bool verbose = false;
+    std::uint32_t timeoutMs = 0;  // 0: each request has its own
+
+    std::uint32_t TimeoutOr(std::uint32_t ownMs) const { return timeoutMs != 0 ? timeoutMs : ownMs; }
+};
+
+}  // namespace kivctl

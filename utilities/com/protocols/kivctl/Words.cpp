@@ -1,0 +1,132 @@
+#include "protocols/kivctl/Words.h"
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <string_view>
+
+#include "IPC/class/IPC.h"
+#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "protocols/kivctl/Failure.h"
+#include "utils/VexaDB/class/ProtocolTypes.h"
+
+namespace kivctl {
+
+namespace {
+
+constexpr std::string_view kNoTypeName = "none";
+constexpr std::string_view kTypeSuffix = "protocol";
+
+std::string LowerCase(std::string_view text) {
+    std::string lower(text);
+    for (auto& letter : lower)
+        if (letter >= 'A' && letter <= 'Z')
+            letter = static_cast<char>(letter - 'A' + 'a');
+    return lower;
+}
+
+std::string ShortTypeName(std::uint32_t type) {
+    auto name = LowerCase(VexaDB::kProtocolNames[type]);
+    if (name.ends_with(kTypeSuffix))
+        name.resize(name.size() - kTypeSuffix.size());
+    return name.empty() ? std::string(kNoTypeName) : name;
+}
+
+bool ReadNumber(std::string_view word, std::uint32_t& number) {
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+    return error == std::errc() && end == word.data() + word.size();
+}
+
+}  // namespace
+
+std::uint32_t ParseType(const std::string& word) {
+    const auto count = static_cast<std::uint32_t>(VexaDB::kProtocolNames.size());
+    std::uint32_t number = 0;
+    if (ReadNumber(word, number) && number < count)
+        return number;
+    auto name = LowerCase(word);
+    if (name.ends_with(kTypeSuffix))
+        name.resize(name.size() - kTypeSuffix.size());
+    std::string known;
+    for (std::uint32_t type = 0; type < count; ++type) {
+        if (name == ShortTypeName(type))
+            return type;
+        known += (type == 0 ? "" : ", ") + std::to_string(type) + " " + ShortTypeName(type);
+    }
+    throw Failure(kWrongUsage, "\"" + word + "\" is no protocol type. The types are: " + known + ".");
+}
+
+std::string TypeName(std::uint32_t type) {
+    return type < VexaDB::kProtocolNames.size() ? ShortTypeName(type) : std::to_string(type);
+}
+
+std::uint32_t ParseNumber(const std::string& word) {
+    std::uint32_t number = 0;
+    if (!ReadNumber(word, number))
+        throw Failure(kWrongUsage, "\"" + word + "\" is no number from 0 to 4294967295.");
+    return number;
+}
+
+std::string StatusName(std::uint32_t status) {
+    switch (status) {
+        case kRunning:
+            return "running";
+        case kStopped:
+            return "stopped";
+        case kStoppedWorking:
+            return "not working";
+        default:
+            return std::to_string(status);
+    }
+}
+
+std::string ResultMeaning(std::int32_t result) {
+    switch (result) {
+        case kIpcSuccess:
+            return "done";
+        case kManagerFailure:
+            return "failed";
+        case kIpcCannotSend:
+            return "the request could not be sent";
+        case kManagerUnknownInstance:
+            return "unknown instance";
+        case kManagerInUse:
+            return "in use by another process";
+        case kIpcNoReply:
+            return "no answer came";
+        default:
+            return "failed";
+    }
+}
+
+std::string Refusal(std::int32_t result) {
+    return "Refused: " + ResultMeaning(result) + " (" + std::to_string(result) + ").";
+}
+
+std::string Duration(std::uint64_t seconds) {
+    constexpr std::uint64_t minute = 60;
+    constexpr std::uint64_t hour = 60 * minute;
+    constexpr std::uint64_t day = 24 * hour;
+    char clock[16];
+    std::snprintf(clock, sizeof clock, "%02u:%02u:%02u", static_cast<unsigned>(seconds % day / hour),
+                  static_cast<unsigned>(seconds % hour / minute), static_cast<unsigned>(seconds % minute));
+    return seconds < day ? clock : std::to_string(seconds / day) + "d " + clock;
+}
+
+std::string LocalTime() {
+    using std::chrono::duration_cast;
+    using std::chrono::milliseconds;
+    using std::chrono::system_clock;
+    const auto now = system_clock::now();
+    const auto calendarTime = system_clock::to_time_t(now);
+    const auto ms = duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000;
+    char date[32];
+    char text[40];
+    std::strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", std::localtime(&calendarTime));
+    std::snprintf(text, sizeof text, "%s.%03d", date, static_cast<int>(ms));
+    return text;
+}
+
+}  // namespace kivctl

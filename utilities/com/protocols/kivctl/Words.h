@@ -1,0 +1,35 @@
+// The words in which an operator and kivctl speak of types, states, results and times.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace kivctl {
+
+/// The longest name or text that a request carries, in bytes.
+inline constexpr std::size_t kNameMaximum = 49;
+
+/// The type number that a number or a name stands for; names in any letter case, with or without "protocol" at the end,
+/// "none" for 0. Throws Failure for any other word.
+std::uint32_t ParseType(const std::string& word);
+/// Name and number as ParseType takes them; the number alone when no type has it.
+std::string TypeName(std::uint32_t type);
+
+/// The value of a number setting: decimal digits up to 4294967295. Throws Failure otherwise.
+std::uint32_t ParseNumber(const std::string& word);
+
+/// "running", "stopped", "not working"; the number for a status that is none of them.
+std::string StatusName(std::uint32_t status);
+
+/// What a result code of manager, database or framework means.
+std::string ResultMeaning(std::int32_t result);
+/// "Refused: MEANING (CODE)."
+std::string Refusal(std::int32_t result);
+
+/// Seconds as "4d 03:02:01", without days below one.
+std::string Duration(std::uint64_t seconds);
+/// The local time of now, "2024-03-05 14:07:09.042".
+std::string LocalTime();
+
+}  // namespace kivctl

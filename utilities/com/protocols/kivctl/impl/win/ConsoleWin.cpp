@@ -1,0 +1,100 @@
+#include <windows.h>
+
+#include <cstdio>
+
+#include "protocols/kivctl/Console.h"
+#include "utils/platform/Platform.h"
+
+namespace kivctl {
+
+namespace {
+
+/// The console behind the standard output, when there is one and colour is wanted.
+class ColourConsole {
+  public:
+    ColourConsole() {
+        // The C library does not buffer for a console: each character would be a call of its own.
+        std::setvbuf(stdout, nullptr, _IOFBF, kBufferSize);
+        CONSOLE_SCREEN_BUFFER_INFO info;
+        coloured_ = GetConsoleScreenBufferInfo(output_, &info) && platform::EnvironmentVariable("NO_COLOR").empty();
+        if (coloured_)
+            plain_ = info.wAttributes;
+    }
+
+    // The attribute applies to what reaches the console from now on, so the C library's buffer goes out first.
+    void Set(Colour colour) {
+        if (!coloured_)
+            return;
+        std::fflush(stdout);
+        SetConsoleTextAttribute(output_, Attribute(colour));
+    }
+
+  private:
+    static constexpr std::size_t kBufferSize = 16 * 1024;
+
+    WORD Attribute(Colour colour) const {
+        constexpr WORD foreground = FOREGROUND_RED | FOREGROUND_GREEN | FOREGROUND_BLUE | FOREGROUND_INTENSITY;
+        const auto background = static_cast<WORD>(plain_ & ~foreground);
+        switch (colour) {
+            case Colour::Good:
+                return background | FOREGROUND_GREEN | FOREGROUND_INTENSITY;
+            case Colour::Warning:
+                return background | FOREGROUND_RED | FOREGROUND_GREEN | FOREGROUND_INTENSITY;
+            case Colour::Bad:
+                return background | FOREGROUND_RED | FOREGROUND_INTENSITY;
+            case Colour::Plain:
+                break;
+        }
+        return plain_;
+    }
+
+    const HANDLE output_ = GetStdHandle(STD_OUTPUT_HANDLE);
+    bool coloured_ = false;
+    WORD plain_ = 0;
+};
+
+std::wstring Widen(UINT codePage, DWORD flags, const std::string& text) {
+    const auto size = static_cast<int>(text.size());
+    const auto length = MultiByteToWideChar(codePage, flags, text.data(), size, nullptr, 0);
+    std::wstring wide(static_cast<std::size_t>(length), L'\0');
+    MultiByteToWideChar(codePage, flags, text.data(), size, wide.data(), length);
+    return wide;
+}
+
+std::string Narrow(UINT codePage, const std::wstring& wide) {
+    const auto size = static_cast<int>(wide.size());
+    const auto length = WideCharToMultiByte(codePage, 0, wide.data(), size, nullptr, 0, nullptr, nullptr);
+    std::string text(static_cast<std::size_t>(length), '\0');
+    WideCharToMultiByte(codePage, 0, wide.data(), size, text.data(), length, nullptr, nullptr);
+    return text;
+}
+
+}  // namespace
+
+void Print(std::string_view text, Colour colour) {
+    static ColourConsole console;
+    if (colour != Colour::Plain)
+        console.Set(colour);
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    if (colour != Colour::Plain)
+        console.Set(Colour::Plain);
+}
+
+void Flush() {
+    std::fflush(stdout);
+}
+
+std::string ToUtf8(const std::string& narrow) {
+    return Narrow(CP_UTF8, Widen(CP_ACP, 0, narrow));
+}
+
+std::optional<std::string> FromUtf8(const std::string& utf8) {
+    const auto wide = Widen(CP_UTF8, MB_ERR_INVALID_CHARS, utf8);
+    const auto narrow = Narrow(CP_ACP, wide);
+    // A character that the code page lacks comes back as another one.
+    if (Widen(CP_ACP, 0, narrow) != wide || wide.empty() != utf8.empty())
+        return std::nullopt;
+    return narrow;
+}
+
+}  // namespace kivctl

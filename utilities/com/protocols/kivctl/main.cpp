@@ -1,0 +1,65 @@
+// kivctl: the operator's command line to the manager and its settings database.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "protocols/kivctl/Commands.h"
+#include "protocols/kivctl/Console.h"
+#include "protocols/kivctl/Failure.h"
+#include "utils/logging/Logger.h"
+
+namespace {
+
+using namespace kivctl;
+
+constexpr const char* kDescription =
+    "Controls KivProtocolManager on this machine: its protocol instances and their settings.\n"
+    "Names are case-sensitive and have at most 49 characters.";
+constexpr const char* kFooter =
+    "Exit codes: 0 done; 1 refused by the manager, or an awaited state not reached; 2 wrong usage;\n"
+    "3 manager not reachable, or no answer in time.\n"
+    "KivProtocolManager answers its requests one after another: a request may wait for another's start or stop.";
+
+int Report(const Failure& failure, const Options& options) {
+    if (options.json)
+        PrintJson({{"error", ToUtf8(failure.what())}, {"result", failure.Result()}});
+    else
+        std::fprintf(stderr, "kivctl: %s\n", failure.what());
+    return failure.Code();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    CLI::App app(kDescription, "kivctl");
+    // A value may begin with a slash.
+    app.allow_windows_style_options(false);
+    app.fallthrough();
+    app.require_subcommand(0, 1);  // with 1 at least, an unknown command would be reported as none
+    app.footer(kFooter);
+    app.set_version_flag("--version", "kivctl " KIV_VERSION);
+    app.add_flag("--json", options.json, "Print data, and a failure, as JSON");
+    app.add_option("--timeout", options.timeoutMs,
+                   "How long to wait for each answer, in ms (5000, or longer where a child starts or stops)")
+        ->check(CLI::Range(1u, 86'400'000u));
+    app.add_flag_callback(
+        "--verbose", [&options] { options.verbose = true; }, "Log as the manager does");
+    app.parse_complete_callback([&options] { Logging::Logger::GetInstance()->SetDisabled(!options.verbose); });
+    AddStatusCommands(app, options);
+    AddControlCommands(app, options);
+    AddWatchCommands(app, options);
+    AddDatabaseCommands(app, options);
+    AddLogCommands(app, options);
+    AddServiceCommands(app, options);
+    try {
+        app.parse(argc, argv);
+        if (app.get_subcommands().empty())
+            throw Failure(kWrongUsage, "Name a command; kivctl --help lists them.");
+        return kDone;
+    } catch (const CLI::ParseError& error) {
+        // Help and version come as errors whose code is 0.
+        return app.exit(error) == 0 ? kDone : kWrongUsage;
+    } catch (const Failure& failure) {
+        return Report(failure, options);
+    }
+}

@@ -1,0 +1,33 @@
+// The protocol types: their numbers and the names stored with an instance.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+namespace VexaDB {
+
+enum ProtocolType : std::uint32_t {
+    kNoProtocol = 0,
+    kProfinet = 1,
+    kModbus = 2,
+    kEthernetIp = 3,
+    kRobot = 4,
+    kCclink = 5,
+    kOpcua = 6,
+    kSampleProtocol = 7,
+};
+
+/// Indexed by type number.
+inline constexpr std::array<std::string_view, 8> kProtocolNames = {
+    "",
+    "ProfinetProtocol",
+    "ModbusProtocol",
+    "EIPProtocol",
+    "RobotProtocol",
+    "CclinkProtocol",
+    "OpcuaProtocol",
+    "sampleprotocol",
+};
+
+}  // namespace VexaDB

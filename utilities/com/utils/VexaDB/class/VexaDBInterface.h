@@ -1,0 +1,42 @@
+// The store interface: instances, each with its table of settings.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "utils/VexaDB/class/VexaDBOpObserver.h"
+
+namespace VexaDB {
+
+enum class SettingKind : std::uint32_t { String = 0, Number = 1 };
+
+/// One setting as the lists give it; the text of a string setting is read with GetString.
+struct SettingEntry {
+    std::string name;
+    SettingKind kind = SettingKind::String;
+    std::uint32_t number = 0;
+};
+
+/// Results: 0 success, anything else failure; a failed read leaves its output untouched. Not locked: the database
+/// server serializes the calls.
+class VexaDBInterface {
+  public:
+    virtual ~VexaDBInterface() = default;
+    virtual std::int32_t AddInstance(const std::string& instance) = 0;
+    virtual std::int32_t RemoveInstance(const std::string& instance) = 0;
+    virtual std::int32_t RenameInstance(const std::string& oldName, const std::string& newName) = 0;
+    virtual std::int32_t SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) = 0;
+    virtual std::int32_t SetString(const std::string& instance, const std::string& setting,
+                                   const std::string& value) = 0;
+    virtual std::int32_t GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) = 0;
+    virtual std::int32_t GetString(const std::string& instance, const std::string& setting, std::string& value) = 0;
+    virtual std::int32_t GetInstances(std::vector<std::string>& instances) = 0;
+    virtual std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) = 0;
+    virtual bool IsInstanceExist(const std::string& instance) = 0;
+    virtual std::int32_t AddObserver(const std::shared_ptr<VexaDBOpObserver>& observer) = 0;
+    virtual std::int32_t RemoveObserver(const std::shared_ptr<VexaDBOpObserver>& observer) = 0;
+};
+
+}  // namespace VexaDB

@@ -1,0 +1,123 @@
+// VexaDB::VexaDBServer: the single owner of the settings database inside the service. It gives out sessions, applies
+// their changes to the persistent store or, while a batch is open, to the session's own copy, and tells its observers
+// of every change of the persistent store. Its IPC service gives the same to other processes.
+//
+// Two locks: the session lock, then the database lock, never the other way round. Both are held while a change is
+// applied; the store's notices of it are collected meanwhile and forwarded to the observers after both were released,
+// on the same thread, before the call returns. An observer may therefore call the database, and may wait for a lock
+// whose holder does.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "utils/VexaDB/class/VexaDBIPCServer.h"
+#include "utils/VexaDB/class/VexaDBOperation.h"
+#include "utils/VexaDB/class/VexaDBServerInterface.h"
+
+namespace VexaDB {
+
+/// Held by shared pointers. Any thread may call any operation, except Start and Stop, which belong to the owner.
+class VexaDBServer : public VexaDBServerInterface,
+                     public VexaDBOpObserver,
+                     public std::enable_shared_from_this<VexaDBServer> {
+  public:
+    /// The process's one server, created on first use. Never empty.
+    static std::shared_ptr<VexaDBServer> GetInstance();
+    /// The server when this process made one already, else empty.
+    static std::shared_ptr<VexaDBServer> GetExisting();
+
+    /// Opens the persistent store. The service takes GetInstance.
+    VexaDBServer();
+
+    /// Observes the store and starts the IPC service; 0. An IPC service that cannot start is logged: the database then
+    /// serves this process alone.
+    std::int32_t Start();
+    /// Stops the IPC service and no longer observes the store; 0. Safe to call twice.
+    std::int32_t Stop();
+
+    using VexaDBServerInterface::GetString;
+    using VexaDBServerInterface::GetUint32;
+    using VexaDBServerInterface::SetString;
+    using VexaDBServerInterface::SetUint32;
+
+    std::int32_t OpenSession(SessionId& session) override;
+    /// The service's own session only drops what its batch recorded, and stays valid.
+    std::int32_t CloseSession(SessionId session) override;
+    /// A batch that is open already starts afresh.
+    std::int32_t Batch(SessionId session) override;
+    std::int32_t Commit(SessionId session) override;
+    std::int32_t Reset(SessionId session) override;
+    std::int32_t AddInstance(SessionId session, const std::string& instance, std::uint32_t type) override;
+    std::int32_t RemoveInstance(SessionId session, const std::string& instance) override;
+    std::int32_t RenameInstance(SessionId session, const std::string& oldName, const std::string& newName) override;
+    std::int32_t SetUint32(SessionId session, const std::string& instance, const std::string& setting,
+                           std::uint32_t value) override;
+    std::int32_t SetString(SessionId session, const std::string& instance, const std::string& setting,
+                           const std::string& value) override;
+    std::int32_t GetUint32(SessionId session, const std::string& instance, const std::string& setting,
+                           std::uint32_t& value) override;
+    std::int32_t GetString(SessionId session, const std::string& instance, const std::string& setting,
+                           std::string& value) override;
+    /// Without the empty name of the database-wide settings.
+    std::int32_t GetInstances(SessionId session, std::vector<std::string>& instances) override;
+    std::int32_t GetInstanceSettings(SessionId session, const std::string& instance,
+                                     std::vector<SettingEntry>& settings) override;
+    /// False also for a session that is not open.
+    bool IsInstanceExist(SessionId session, const std::string& instance) override;
+    std::int32_t AddObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) override;
+    /// A notice that another thread is forwarding just now may still arrive.
+    std::int32_t RemoveObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) override;
+    bool IsSessionValid(SessionId session) override;
+
+    /// The persistent store's notices; called by the store only, with both locks held.
+    void InstanceAdded(std::string instance) override;
+    void InstanceRemoved(std::string instance) override;
+    void InstanceRenamed(std::string oldName, std::string newName) override;
+    void Uint32Changed(std::string instance, std::string setting, std::uint32_t oldValue,
+                       std::uint32_t newValue) override;
+    void StringChanged(std::string instance, std::string setting, std::string oldValue, std::string newValue) override;
+
+  private:
+    using Operations = std::vector<std::shared_ptr<const Operation::VexaDBOperation>>;
+    using Notice = std::function<void(VexaDBServerOpObserver&)>;
+
+    struct Session {
+        bool inBatch = false;
+        std::shared_ptr<VexaDBInterface> batchStore;  // the session's own copy while its batch is open
+        Operations batchOperations;                   // recorded since the batch opened
+    };
+    /// What is left to tell once the locks are released, and whom.
+    struct Outbox {
+        std::vector<Notice> notices;
+        std::vector<std::shared_ptr<VexaDBServerOpObserver>> observers;
+        void Send() const;
+    };
+
+    /// Runs `body` (Session& to result) under the session lock; -1 for a session that is not open.
+    template <class Body>
+    std::int32_t WithSession(SessionId session, Body body);
+    /// Runs `read` (VexaDBInterface& to result) on what the session sees.
+    template <class Read>
+    std::int32_t ReadStore(SessionId session, Read read);
+    /// Applies one change for the session, recording it when a batch is open, and forwards the notices.
+    std::int32_t Change(SessionId session, const std::shared_ptr<const Operation::VexaDBOperation>& operation);
+    /// Takes what the change just applied left to tell. Call with the database lock held.
+    Outbox TakeNotices();
+
+    std::mutex sessionLock_;   // guards the session table and the counter; before databaseLock_
+    std::mutex databaseLock_;  // guards the stores, the notices and the observers
+    std::vector<std::shared_ptr<VexaDBServerOpObserver>> observers_;  // in registration order
+    std::shared_ptr<VexaDBInterface> store_;
+    SessionId nextSession_ = 1;
+    std::map<SessionId, Session> sessions_;
+    std::vector<Notice> notices_;
+    VexaDBIPCServer ipc_;  // last: its thread uses all of the above
+};
+
+}  // namespace VexaDB

@@ -1,0 +1,64 @@
+// VexaDBSession: one session of the settings database, opened at construction and closed at the end.
+//
+//     VexaDB::VexaDBSession db(VexaDB::VexaDBServer::GetInstance());
+//     std::uint32_t enabled = 0;
+//     db.GetUint32("Line 1", "enabled", enabled);
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "utils/VexaDB/class/VexaDBServerInterface.h"
+
+namespace VexaDB {
+
+/// Works over the server itself or over its IPC client. A session that is found no longer valid (the service was
+/// restarted, say) is opened anew and the operation tried once more; not so within a batch, which is lost with its
+/// session: everything then fails up to and including Commit or Reset. Any thread. Results as in VexaDBServerInterface;
+/// a failed read leaves its output untouched.
+class VexaDBSession {
+  public:
+    explicit VexaDBSession(std::shared_ptr<VexaDBServerInterface> database);
+    ~VexaDBSession();
+    VexaDBSession(const VexaDBSession&) = delete;
+    VexaDBSession& operator=(const VexaDBSession&) = delete;
+
+    std::int32_t Batch();
+    std::int32_t Commit();
+    std::int32_t Reset();
+    std::int32_t AddInstance(const std::string& instance, std::uint32_t type);
+    std::int32_t RemoveInstance(const std::string& instance);
+    std::int32_t RenameInstance(const std::string& oldName, const std::string& newName);
+    std::int32_t SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value);
+    std::int32_t SetString(const std::string& instance, const std::string& setting, const std::string& value);
+    std::int32_t GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value);
+    std::int32_t GetString(const std::string& instance, const std::string& setting, std::string& value);
+    std::int32_t GetInstances(std::vector<std::string>& instances);
+    std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings);
+    bool IsInstanceExist(const std::string& instance);
+
+    /// The value, or 0 / the empty text when the setting is missing. The empty instance name addresses the
+    /// database-wide settings.
+    std::uint32_t Number(const std::string& instance, const std::string& setting);
+    std::string Text(const std::string& instance, const std::string& setting);
+
+  private:
+    /// Calls `call` (session to result), once more with a new session when the one it used is no longer valid.
+    template <class Call>
+    std::int32_t Run(Call call);
+    SessionId Current();
+    /// A session in place of the one that was lost; one only, however many threads noticed.
+    SessionId Renew(SessionId lost);
+    SessionId Open();
+
+    const std::shared_ptr<VexaDBServerInterface> database_;
+    std::mutex lock_;  // guards session_; before the database's own locks
+    SessionId session_ = kInvalidSession;
+    std::atomic<bool> inBatch_{false};
+};
+
+}  // namespace VexaDB

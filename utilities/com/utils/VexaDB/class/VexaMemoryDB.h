@@ -1,0 +1,52 @@
+// VexaDB::VexaMemoryDB: a store that lives in memory only. The database server makes one as a copy of the persistent
+// store when a session opens a batch, and drops it when the batch ends.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "utils/VexaDB/class/VexaStore.h"
+
+namespace VexaDB {
+
+/// Names are compared byte by byte. Held through shared pointers. Not locked: the database server serializes the calls.
+class VexaMemoryDB : public VexaStore {
+  public:
+    /// A copy of every instance and setting of the source, without its observers; empty for an empty source.
+    explicit VexaMemoryDB(const std::shared_ptr<VexaDBInterface>& source);
+
+    std::int32_t AddInstance(const std::string& instance) override;
+    std::int32_t RemoveInstance(const std::string& instance) override;
+    std::int32_t RenameInstance(const std::string& oldName, const std::string& newName) override;
+    std::int32_t SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) override;
+    std::int32_t SetString(const std::string& instance, const std::string& setting, const std::string& value) override;
+    std::int32_t GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) override;
+    std::int32_t GetString(const std::string& instance, const std::string& setting, std::string& value) override;
+    std::int32_t GetInstances(std::vector<std::string>& instances) override;
+    std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) override;
+
+    /// Drops every instance without telling the observers; 0.
+    virtual std::int32_t Clear();
+
+  private:
+    struct Setting {
+        SettingKind kind = SettingKind::String;
+        std::uint32_t number = 0;
+        std::string text;
+    };
+    using Settings = std::map<std::string, Setting>;
+
+    void CopyInstance(VexaDBInterface& source, const std::string& instance);
+    /// The table of an instance that exists, else null.
+    Settings* Find(const std::string& instance);
+    /// The setting when it exists with that kind, else null.
+    const Setting* Find(const std::string& instance, const std::string& setting, SettingKind kind);
+    /// The setting to write, made when it is missing; null when that is not allowed.
+    Setting* FindForWriting(const std::string& instance, const std::string& setting, SettingKind kind);
+
+    std::map<std::string, Settings> instances_;
+};
+
+}  // namespace VexaDB

@@ -1,0 +1,272 @@
+#include "utils/VexaDB/class/VexaRegistryDB.h"
+
+#include <algorithm>
+
+#include "utils/logging/Logger.h"
+
+namespace VexaDB {
+
+using VexaUtils::RegistryKey;
+using VexaUtils::RegistryValue;
+using VexaUtils::ValueKind;
+
+namespace {
+
+constexpr const char* kDatabaseKey = "Software\\Quenlar\\Torvik\\Runtime\\Settings\\vexa";
+
+/// The table's own name; false when it has none.
+bool ReadName(RegistryKey& table, std::string& name) {
+    RegistryValue value;
+    if (table.Query(kNameValue, value) != 0 || value.kind != ValueKind::Text)
+        return false;
+    name = std::move(value.text);
+    return true;
+}
+
+bool IsDecimal(const std::string& id) {
+    return !id.empty() && std::all_of(id.begin(), id.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+}  // namespace
+
+VexaRegistryDB::VexaRegistryDB() : key_(RegistryKey::OpenOrCreate(kDatabaseKey)) {
+    if (!key_) {
+        KIV_LOG(Logging::Error, "Cannot open the settings database %s", kDatabaseKey);
+        return;
+    }
+    RepairOldTables();
+}
+
+void VexaRegistryDB::RepairOldTables() {
+    std::vector<std::string> ids;
+    key_->Subkeys(ids);
+    usedIds_ = {ids.begin(), ids.end()};
+    for (const auto& id : ids) {
+        const auto table = key_->OpenSubkey(id);
+        if (!table)
+            continue;
+        std::string name;
+        if (!ReadName(*table, name)) {
+            KIV_LOG(Logging::Warning, "Fixing old table %s without name field", id.c_str());
+            if (table->SetText(kNameValue, id) != 0)
+                continue;  // its key name is all the name it has
+        }
+        if (!IsDecimal(id)) {
+            KIV_LOG(Logging::Warning, "Fixing old table %s using name as id", id.c_str());
+            const auto newId = FreeId();
+            if (key_->RenameSubkey(id, newId) == 0)
+                usedIds_.insert(newId);
+        }
+    }
+}
+
+std::int32_t VexaRegistryDB::ReadTables() {
+    state_ = IndexState::Unread;
+    tables_.clear();
+    ids_.clear();
+    usedIds_.clear();
+    std::vector<std::string> ids;
+    if (!key_ || key_->Subkeys(ids) != 0)
+        return -1;
+    for (const auto& id : ids) {
+        usedIds_.insert(id);
+        const auto table = key_->OpenSubkey(id);
+        if (!table)
+            continue;  // deleted since it was listed
+        Table entry{id, id, false};
+        entry.named = ReadName(*table, entry.name);
+        ids_.emplace(entry.name, id);  // of two tables with one name the first one counts
+        tables_.push_back(std::move(entry));
+    }
+    state_ = IndexState::Exact;
+    return 0;
+}
+
+std::int32_t VexaRegistryDB::FollowOutsideChanges() {
+    if (!key_)
+        return -1;
+    if (key_->ChangedSinceLastAsked())
+        state_ = IndexState::Unread;
+    return state_ == IndexState::Unread ? ReadTables() : 0;
+}
+
+void VexaRegistryDB::AbsorbOwnChange() {
+    key_->ChangedSinceLastAsked();
+    state_ = IndexState::Suspect;
+}
+
+std::shared_ptr<RegistryKey> VexaRegistryDB::OpenTable(const std::string& instance) {
+    if (instance.empty())
+        return key_;
+    if (FollowOutsideChanges() != 0)
+        return nullptr;
+    if (auto table = OpenIndexedTable(instance))
+        return table;
+    if (state_ == IndexState::Exact || ReadTables() != 0)
+        return nullptr;
+    return OpenIndexedTable(instance);
+}
+
+std::shared_ptr<RegistryKey> VexaRegistryDB::OpenIndexedTable(const std::string& instance) {
+    const auto found = ids_.find(instance);
+    if (found == ids_.end())
+        return nullptr;
+    auto table = key_->OpenSubkey(found->second);
+    std::string name = found->second;
+    if (table) {
+        ReadName(*table, name);
+        if (name == instance)
+            return table;
+    }
+    state_ = IndexState::Suspect;  // renamed or deleted from outside just now
+    return nullptr;
+}
+
+bool VexaRegistryDB::IsTaken(const std::string& name) {
+    return name.empty() || OpenIndexedTable(name) != nullptr;
+}
+
+std::string VexaRegistryDB::FreeId() {
+    for (std::uint32_t number = 0;; ++number) {
+        auto id = std::to_string(number);
+        if (usedIds_.contains(id))
+            continue;
+        if (!key_->OpenSubkey(id))
+            return id;
+        usedIds_.insert(std::move(id));  // made from outside just now
+    }
+}
+
+std::int32_t VexaRegistryDB::AddInstance(const std::string& instance) {
+    if (FollowOutsideChanges() != 0 || IsTaken(instance))
+        return -1;
+    const auto id = FreeId();
+    const auto table = key_->CreateSubkey(id);
+    if (!table)
+        return -1;
+    table->Flush();
+    if (table->SetText(kNameValue, instance) != 0) {
+        key_->DeleteSubkey(id);
+        AbsorbOwnChange();
+        return -1;
+    }
+    ids_[instance] = id;
+    usedIds_.insert(id);
+    AbsorbOwnChange();
+    Notify(&VexaDBOpObserver::InstanceAdded, instance);
+    return 0;
+}
+
+std::int32_t VexaRegistryDB::RemoveInstance(const std::string& instance) {
+    // The database key itself is no table.
+    if (instance.empty() || !OpenTable(instance))
+        return -1;
+    const auto found = ids_.find(instance);
+    if (key_->DeleteSubkey(found->second) != 0)
+        return -1;
+    key_->Flush();
+    usedIds_.erase(found->second);
+    ids_.erase(found);
+    AbsorbOwnChange();
+    Notify(&VexaDBOpObserver::InstanceRemoved, instance);
+    return 0;
+}
+
+std::int32_t VexaRegistryDB::RenameInstance(const std::string& oldName, const std::string& newName) {
+    if (oldName.empty())
+        return -1;
+    const auto table = OpenTable(oldName);
+    if (!table || IsTaken(newName) || table->SetText(kNameValue, newName) != 0)
+        return -1;
+    auto entry = ids_.extract(oldName);
+    ids_[newName] = std::move(entry.mapped());
+    AbsorbOwnChange();
+    Notify(&VexaDBOpObserver::InstanceRenamed, oldName, newName);
+    return 0;
+}
+
+std::int32_t VexaRegistryDB::SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) {
+    RegistryValue old;
+    const auto table = OpenForWriting(instance, setting, ValueKind::Number, old);
+    if (!table || table->SetNumber(setting, value) != 0)
+        return -1;
+    AbsorbOwnChange();
+    Notify(&VexaDBOpObserver::Uint32Changed, instance, setting, old.number, value);
+    return 0;
+}
+
+std::int32_t VexaRegistryDB::SetString(const std::string& instance, const std::string& setting,
+                                       const std::string& value) {
+    RegistryValue old;
+    const auto table = OpenForWriting(instance, setting, ValueKind::Text, old);
+    if (!table || table->SetText(setting, value) != 0)
+        return -1;
+    AbsorbOwnChange();
+    Notify(&VexaDBOpObserver::StringChanged, instance, setting, old.text, value);
+    return 0;
+}
+
+std::shared_ptr<RegistryKey> VexaRegistryDB::OpenForWriting(const std::string& instance, const std::string& setting,
+                                                            ValueKind kind, RegistryValue& old) {
+    auto table = OpenTable(instance);
+    if (!table || IsNameValue(setting))
+        return nullptr;
+    if (table->Query(setting, old) == 0 && old.kind != kind)
+        return nullptr;
+    return table;
+}
+
+std::int32_t VexaRegistryDB::GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) {
+    RegistryValue found;
+    if (Query(instance, setting, ValueKind::Number, found) != 0)
+        return -1;
+    value = found.number;
+    return 0;
+}
+
+std::int32_t VexaRegistryDB::GetString(const std::string& instance, const std::string& setting, std::string& value) {
+    RegistryValue found;
+    if (Query(instance, setting, ValueKind::Text, found) != 0)
+        return -1;
+    value = std::move(found.text);
+    return 0;
+}
+
+std::int32_t VexaRegistryDB::Query(const std::string& instance, const std::string& setting, ValueKind kind,
+                                   RegistryValue& value) {
+    const auto table = OpenTable(instance);
+    return table && table->Query(setting, value) == 0 && value.kind == kind ? 0 : -1;
+}
+
+std::int32_t VexaRegistryDB::GetInstances(std::vector<std::string>& instances) {
+    if (FollowOutsideChanges() != 0 || (state_ != IndexState::Exact && ReadTables() != 0))
+        return -1;
+    instances.assign(1, "");
+    for (const auto& table : tables_) {
+        if (!table.named)
+            KIV_LOG(Logging::Info, "Old table????");
+        instances.push_back(table.name);
+    }
+    return 0;
+}
+
+std::int32_t VexaRegistryDB::GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) {
+    const auto table = OpenTable(instance);
+    std::vector<VexaUtils::NamedRegistryValue> values;
+    if (!table || table->Values(values) != 0)
+        return -1;
+    settings.clear();
+    for (const auto& [name, value] : values) {
+        if (value.kind == ValueKind::Other || IsNameValue(name))
+            continue;
+        const auto kind = value.kind == ValueKind::Number ? SettingKind::Number : SettingKind::String;
+        settings.push_back({name, kind, value.number});
+    }
+    return 0;
+}
+
+bool VexaRegistryDB::IsInstanceExist(const std::string& instance) {
+    return OpenTable(instance) != nullptr;
+}
+
+}  // namespace VexaDB

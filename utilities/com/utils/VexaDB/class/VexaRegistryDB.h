@@ -1,0 +1,85 @@
+// VexaDB::VexaRegistryDB: the persistent store. The database is one registry key: its values are the database-wide
+// settings, each of its subkeys is the table of one instance. A table is named by a decimal id and holds the instance's
+// name in the value "_kiv_name"; every other number or text value of it is a setting.
+//
+// Every change is in the registry when the operation returns, as one registry write, so a process killed at any point
+// leaves every instance either as it was or as it became.
+//
+// Finding the table of an instance goes through an index in memory, since reading every table's name for each setting
+// would cost more with every instance. The index follows what other processes change (see IndexState).
+#pragma once
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "utils/VexaDB/class/VexaStore.h"
+#include "utils/registry/RegistryKey.h"
+
+namespace VexaDB {
+
+/// Owned by the database server, which serializes the calls. When the registry refuses, an operation returns -1 and
+/// nothing is retried.
+class VexaRegistryDB : public VexaStore {
+  public:
+    /// Opens the database, making it when it is missing, and brings tables of the older layout into today's.
+    VexaRegistryDB();
+
+    std::int32_t AddInstance(const std::string& instance) override;
+    std::int32_t RemoveInstance(const std::string& instance) override;
+    std::int32_t RenameInstance(const std::string& oldName, const std::string& newName) override;
+    std::int32_t SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) override;
+    std::int32_t SetString(const std::string& instance, const std::string& setting, const std::string& value) override;
+    std::int32_t GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) override;
+    std::int32_t GetString(const std::string& instance, const std::string& setting, std::string& value) override;
+    /// The empty name (home of the database-wide settings) first, then the tables in the registry's order. A table
+    /// without a name counts under its key name, which is what the older layout named its tables by.
+    std::int32_t GetInstances(std::vector<std::string>& instances) override;
+    std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) override;
+    bool IsInstanceExist(const std::string& instance) override;
+
+  private:
+    /// How far the index can be trusted.
+    enum class IndexState {
+        Unread,   // something was changed from outside: read the tables before the index is used
+        Suspect,  // the store itself wrote: a change from outside at that very moment may have gone unnoticed, so a
+                  // name that is not found is no proof that it is missing
+        Exact,
+    };
+    struct Table {
+        std::string id;
+        std::string name;
+        bool named;  // by a value of its own
+    };
+
+    void RepairOldTables();
+    std::int32_t ReadTables();
+    /// Reads the tables if they changed from outside since the last time; 0 when the index is usable.
+    std::int32_t FollowOutsideChanges();
+    /// Takes the system's notice of a write of our own, so that it does not pass for a change from outside.
+    void AbsorbOwnChange();
+
+    /// The instance's table (of the empty name: the database key), open; empty when the instance is missing.
+    std::shared_ptr<VexaUtils::RegistryKey> OpenTable(const std::string& instance);
+    /// The same from the index alone, checked against the table's own name.
+    std::shared_ptr<VexaUtils::RegistryKey> OpenIndexedTable(const std::string& instance);
+    bool IsTaken(const std::string& name);
+    /// The first of "0", "1", "2", ... that no table has.
+    std::string FreeId();
+
+    std::int32_t Query(const std::string& instance, const std::string& setting, VexaUtils::ValueKind kind,
+                       VexaUtils::RegistryValue& value);
+    /// The table to write the setting into, with the setting's value so far; empty when that is not allowed.
+    std::shared_ptr<VexaUtils::RegistryKey> OpenForWriting(const std::string& instance, const std::string& setting,
+                                                           VexaUtils::ValueKind kind, VexaUtils::RegistryValue& old);
+
+    std::shared_ptr<VexaUtils::RegistryKey> key_;  // empty when the registry refused it
+    IndexState state_ = IndexState::Unread;
+    std::vector<Table> tables_;               // in the registry's order; of use while the index is Exact
+    std::map<std::string, std::string> ids_;  // instance name to table id
+    std::set<std::string> usedIds_;
+};
+
+}  // namespace VexaDB

@@ -1,0 +1,39 @@
+// VexaDB::VexaStore: what the two stores have in common: their observers, and finding an instance by its name.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "utils/VexaDB/class/VexaDBInterface.h"
+
+namespace VexaDB {
+
+/// The value of a table that holds its instance's name. It is no setting: no store sets it through SetUint32 or
+/// SetString (they fail with -1), whatever its letter case, since an instance would lose its name by it.
+inline constexpr const char* kNameValue = "_kiv_name";
+
+/// Not locked: the database server serializes the calls.
+class VexaStore : public VexaDBInterface {
+  public:
+    /// Looks for exactly this name in what GetInstances gives.
+    bool IsInstanceExist(const std::string& instance) override;
+    std::int32_t AddObserver(const std::shared_ptr<VexaDBOpObserver>& observer) override;
+    /// Removes the first entry of that observer; 0 also when there is none.
+    std::int32_t RemoveObserver(const std::shared_ptr<VexaDBOpObserver>& observer) override;
+
+  protected:
+    static bool IsNameValue(const std::string& setting);
+
+    /// Tells every observer, in registration order, each with its own copies of the strings.
+    template <class... Parameters, class... Arguments>
+    void Notify(void (VexaDBOpObserver::*change)(Parameters...), const Arguments&... arguments) {
+        for (const auto& observer : observers_)
+            (observer.get()->*change)(arguments...);
+    }
+
+  private:
+    std::vector<std::shared_ptr<VexaDBOpObserver>> observers_;
+};
+
+}  // namespace VexaDB

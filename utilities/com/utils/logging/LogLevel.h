@@ -1,0 +1,20 @@
+// The levels of a log entry.
+#pragma once
+
+#include <cstdint>
+
+namespace Logging {
+
+/// A call passes exactly one; the values are bits so that filters can be written as sets.
+enum LogLevel : std::uint32_t {
+    Info = 1,
+    Warning = 2,
+    Error = 4,
+    Verbose = 8,
+    Trace = 16,
+    Debug = 32,
+    Fatal = 64,
+    Notice = 128,  // a configuration change
+};
+
+}  // namespace Logging

@@ -1,0 +1,151 @@
+#include "utils/logging/Logger.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <utility>
+
+#include "utils/logging/FileSink.h"
+#include "utils/logging/SinkFactory.h"
+#include "utils/platform/LastErrorKeeper.h"
+#include "utils/platform/Platform.h"
+#include "utils/registry/Registry.h"
+
+namespace Logging {
+
+namespace {
+
+constexpr std::size_t kFormatBufferSize = 512;
+constexpr const char* kDefaultLogFile = "\\Quenlar Imaging\\log\\zebcom.log";  // below the PROGRAMDATA folder
+
+struct Configuration {
+    std::string type;
+    std::string file = platform::EnvironmentVariable("PROGRAMDATA") + kDefaultLogFile;
+    std::uint32_t color = 1;
+};
+
+/// A value that is missing, or of another kind, leaves its default.
+Configuration ReadConfiguration() {
+    Configuration configuration;
+    const auto settings = VexaUtils::Registry::Make(VexaUtils::kTuningKey);
+    if (settings->Open() != 0)
+        return configuration;
+    if (settings->ValueExists("logtype"))
+        settings->GetString("logtype", configuration.type);
+    if (settings->ValueExists("logfile"))
+        settings->GetString("logfile", configuration.file);
+    if (settings->ValueExists("logcolor"))
+        settings->GetUint32("logcolor", configuration.color);
+    settings->Close();
+    return configuration;
+}
+
+std::shared_ptr<ISink> MakeSink(const Configuration& configuration) {
+    if (configuration.type == "console")
+        return MakeConsoleSink();
+    if (configuration.type == "file")
+        return std::make_shared<FileSink>(configuration.file, configuration.color != 0);
+    return MakeEventTracingSink();
+}
+
+template <typename List, typename Value>
+bool Passes(const List& filter, const Value& value) {
+    return filter.empty() || std::find(filter.begin(), filter.end(), value) != filter.end();
+}
+
+}  // namespace
+
+/// The two locks are never held together.
+struct Logger::State {
+    std::mutex formatLock;  // guards the buffer, from the formatting until the entry holds its copy
+    std::array<char, kFormatBufferSize> formatBuffer{};
+
+    std::mutex lock;  // guards the rest, and lets one thread at a time write to the sink
+    std::shared_ptr<ISink> sink;
+    std::vector<std::uint32_t> enabledLevels;
+    std::vector<std::string> moduleFilter;
+    bool disabled = false;
+
+    std::atomic<bool> active{false};  // there is a sink and logging is not disabled: asked before anything is formatted
+
+    /// Under the lock.
+    void Update() { active = sink != nullptr && !disabled; }
+};
+
+std::shared_ptr<Logger> Logger::GetInstance() {
+    // Never destroyed: static objects may log while the process ends.
+    static const auto& instance = *[] {
+        const platform::LastErrorKeeper lastError;
+        return new std::shared_ptr<Logger>(std::make_shared<Logger>());
+    }();
+    return instance;
+}
+
+namespace {
+
+/// Makes the logger while the process starts, not within somebody's first log call.
+[[maybe_unused]] const bool madeAtStartUp = Logger::GetInstance() != nullptr;
+
+}  // namespace
+
+Logger::Logger() : state_(std::make_shared<State>()) {
+    state_->sink = MakeSink(ReadConfiguration());
+    if (state_->sink == nullptr)
+        state_->enabledLevels = {Error};
+    state_->Update();
+}
+
+void Logger::Log(std::uint32_t level, const char* file, std::uint32_t line, const char* function, const char* format,
+                 ...) noexcept {
+    if (!state_->active)
+        return;
+    const platform::LastErrorKeeper lastError;
+    try {
+        std::shared_ptr<LogEntry> entry;
+        {
+            const std::lock_guard guard(state_->formatLock);
+            auto& buffer = state_->formatBuffer;
+            std::va_list arguments;
+            va_start(arguments, format);
+            if (std::vsnprintf(buffer.data(), buffer.size(), format, arguments) < 0)
+                buffer.front() = '\0';
+            va_end(arguments);
+            lastError.Restore();  // the entry records the caller's
+            entry = std::make_shared<LogEntry>(level, buffer.data(), file, line, function);
+        }
+
+        const std::lock_guard guard(state_->lock);
+        if (!state_->active || !Passes(state_->moduleFilter, entry->ModulePath()) ||
+            !Passes(state_->enabledLevels, level))
+            return;
+        state_->sink->Write(entry);
+    } catch (...) {
+        // A log call never fails toward its caller; the entry is lost.
+    }
+}
+
+void Logger::SetSink(std::shared_ptr<ISink> sink) {
+    const std::lock_guard guard(state_->lock);
+    state_->sink.swap(sink);
+    state_->Update();
+}
+
+void Logger::SetEnabledLevels(std::vector<std::uint32_t> levels) {
+    const std::lock_guard guard(state_->lock);
+    state_->enabledLevels = std::move(levels);
+}
+
+void Logger::SetModuleFilter(std::vector<std::string> modules) {
+    const std::lock_guard guard(state_->lock);
+    state_->moduleFilter = std::move(modules);
+}
+
+void Logger::SetDisabled(bool disabled) {
+    const std::lock_guard guard(state_->lock);
+    state_->disabled = disabled;
+    state_->Update();
+}
+
+}  // namespace Logging

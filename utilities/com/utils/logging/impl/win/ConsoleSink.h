@@ -1,0 +1,34 @@
+// Logging::ConsoleSink: entries on the process's standard output; errors and warnings stand out in colour on a console.
+#pragma once
+
+#include <string_view>
+
+#include "utils/logging/ISink.h"
+#include "utils/platform/impl/win/Handle.h"
+
+namespace Logging {
+
+/// A line is `timestamp|process:thread|function : message`; a Verbose entry is its message alone. Output that was
+/// redirected to a file or a pipe gets the same text without colours. A named mutex keeps processes on one console
+/// apart.
+class ConsoleSink : public ISink {
+  public:
+    /// Standard output and its colours are those of this moment.
+    ConsoleSink();
+
+    void Write(const std::shared_ptr<LogEntry>& entry) override;
+    /// Nothing to do: 0.
+    std::int32_t Open() override { return 0; }
+    std::int32_t Close() override { return 0; }
+
+  private:
+    void Print(std::string_view text) const;
+    void SetAttribute(WORD attribute) const;
+
+    const HANDLE output_;  // the process's, not owned
+    const bool isConsole_;
+    const WORD defaultAttribute_;
+    const UniqueHandle mutex_;
+};
+
+}  // namespace Logging

@@ -1,0 +1,47 @@
+// What the rest of the system needs to know of the process it runs in and of the machine's clocks.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+
+namespace platform {
+
+/// Id of this process. Any thread.
+std::uint64_t CurrentProcessId();
+
+/// Id of the calling thread.
+std::uint64_t CurrentThreadId();
+
+/// The calling thread's last operating-system error code, and its setter (logging puts back what it found).
+std::uint32_t LastError();
+void SetLastError(std::uint32_t code);
+
+/// Full path of the running executable, in the narrow code page; empty when the system does not tell.
+std::string ModulePath();
+
+/// Value of an environment variable; empty when it is not set.
+std::string EnvironmentVariable(const char* name);
+
+/// The system-wide performance counter (comparable between processes) and its ticks per second.
+std::int64_t CounterTicks();
+std::int64_t CounterFrequency();
+
+/// Counter ticks as nanoseconds. Whole seconds and the remainder are converted apart, so that nothing overflows.
+std::int64_t TicksToNanoseconds(std::int64_t ticks, std::int64_t frequency);
+
+/// The performance counter in nanoseconds, for measuring durations.
+std::int64_t MonotonicNanoseconds();
+
+/// Wall-clock time in 100-nanosecond ticks since 1970-01-01 00:00 UTC.
+std::int64_t WallClockTicks();
+
+/// Seconds since 1970-01-01 00:00 UTC as local calendar time; all fields 0 for a time that has none. Any thread.
+std::tm LocalTime(std::int64_t seconds);
+
+enum class StandardStream { Output, Error };
+
+/// Whether a person sees what is written to the stream: a console, or the pseudo terminal of a Unix-like shell.
+bool IsTerminal(StandardStream stream);
+
+}  // namespace platform

@@ -1,0 +1,44 @@
+// Module: owns one loaded library, and looks functions up in it.
+#pragma once
+
+#include <windows.h>
+
+#include "utils/platform/LastErrorKeeper.h"
+
+/// Looks a function up by its exported name; null when the library does not have it.
+template <typename Function>
+Function* FindFunction(HMODULE library, const char* name) {
+    // By way of the most general function type: compilers warn of a direct cast between unlike signatures.
+    return reinterpret_cast<Function*>(reinterpret_cast<void (*)()>(GetProcAddress(library, name)));
+}
+
+/// Frees the library, and leaves the last error as it was. Empty when the library could not be loaded.
+class Module {
+  public:
+    Module() = default;
+    explicit Module(const wchar_t* fileName) : library_(LoadLibraryW(fileName)) {}
+    Module(const Module&) = delete;
+    Module& operator=(const Module&) = delete;
+    Module& operator=(Module&& other) noexcept {
+        const HMODULE library = other.library_;
+        other.library_ = nullptr;
+        Free();
+        library_ = library;
+        return *this;
+    }
+    ~Module() { Free(); }
+
+    explicit operator bool() const { return library_ != nullptr; }
+    HMODULE Get() const { return library_; }
+
+    void Free() {
+        if (library_ == nullptr)
+            return;
+        const platform::LastErrorKeeper lastError;
+        FreeLibrary(library_);
+        library_ = nullptr;
+    }
+
+  private:
+    HMODULE library_ = nullptr;
+};

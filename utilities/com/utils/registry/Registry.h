@@ -1,0 +1,40 @@
+// VexaUtils::Registry: named values of one registry key below the product's settings root, for tuning values.
+//
+//     auto tuning = VexaUtils::Registry::Make(VexaUtils::kTuningKey);
+//     std::uint32_t delay = 0;
+//     if (tuning->Open() == 0 && tuning->GetUint32("fpgadelayedstart", delay) == 0) { ... }
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace VexaUtils {
+
+/// The product's main key below HKEY_LOCAL_MACHINE, with its closing backslash.
+inline constexpr const char* kProductKey = "SOFTWARE\\Quenlar\\Torvik\\";
+/// The key of the tuning values, relative to the product's main key.
+inline constexpr const char* kTuningKey = "runtime\\settings\\vexa";
+
+/// Calls in this order: Make, Open, any reads, Close (or destruction). 0 on success, -1 on any failure; a failed read
+/// leaves its output untouched. Used by one thread at a time.
+class Registry {
+  public:
+    /// Closes the key.
+    virtual ~Registry() = default;
+    virtual bool ValueExists(const std::string& name) = 0;
+    virtual std::int32_t GetUint32(const std::string& name, std::uint32_t& value) = 0;
+    /// At most 255 characters; a longer value fails.
+    virtual std::int32_t GetString(const std::string& name, std::string& value) = 0;
+    /// The two setters need a key that was opened for writing, which Open does not do: they then fail with -1.
+    virtual std::int32_t SetUint32(const std::string& name, std::uint32_t value) = 0;
+    virtual std::int32_t SetString(const std::string& name, const std::string& value) = 0;
+    /// Opens the key for reading, in the 64-bit view.
+    virtual std::int32_t Open() = 0;
+    virtual std::int32_t Close() = 0;
+
+    /// Access to HKEY_LOCAL_MACHINE, the product's main key, `relativePath`. Nothing is opened yet.
+    static std::shared_ptr<Registry> Make(const std::string& relativePath);
+};
+
+}  // namespace VexaUtils
