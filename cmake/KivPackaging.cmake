@@ -12,6 +12,8 @@ set(CPACK_PACKAGE_INSTALL_DIRECTORY KivProtocolManager)
 set(CPACK_MONOLITHIC_INSTALL ON)
 set(CPACK_STRIP_FILES ON)
 
+# A 64-bit installer for the 64-bit system that its programs need.
+set(CPACK_NSIS_DEFINES "Target amd64-unicode")
 set(CPACK_NSIS_DISPLAY_NAME "KivProtocolManager ${PROJECT_VERSION}")
 set(CPACK_NSIS_PACKAGE_NAME KivProtocolManager)
 # An upgrade in place: what runs lets go of its files first, and is started again with the new ones.

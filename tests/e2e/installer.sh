@@ -3,7 +3,7 @@
 # uninstalls. Usage: installer.sh BUILD_FOLDER
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
-build=$1
+build=$(cd "$1" && pwd)
 packages="$build/packages"
 export WINEPREFIX="$build/installer-prefix"
 wine="$root/scripts/wine.sh"
@@ -17,7 +17,7 @@ finish() {
     wineserver -k || true
 }
 
-rm -rf "$packages"
+rm -rf "$packages" "$WINEPREFIX"
 (cd "$build" && cpack -B packages >/dev/null)
 installer=$(ls "$packages"/*.exe)
 [ -s "$(ls "$packages"/*.zip)" ] || fail "no archive"
@@ -28,10 +28,10 @@ installer=$(ls "$packages"/*.exe)
 holder=$!
 trap finish EXIT
 
-"$wine" "$installer" /S '/D=C:\Kiv Test'
-folder="$WINEPREFIX/drive_c/Kiv Test"
+"$wine" "$installer" /S
+folder="$WINEPREFIX/drive_c/Program Files/KivProtocolManager"
 kivctl() { "$wine" "$folder/kivctl.exe" "$@"; }
-[ -x "$folder/KivProtocolManager.exe" ] || [ -f "$folder/KivProtocolManager.exe" ] || fail "the manager is not installed"
+[ -e "$folder/KivProtocolManager.exe" ] || fail "the manager is not installed"
 kivctl --version | grep -q "$(sed -n 's/^project(KivProtocolManager VERSION \([0-9.]*\).*/\1/p' "$root/CMakeLists.txt")" ||
     fail "kivctl says another version"
 
@@ -42,13 +42,18 @@ kivctl start Installed
 kivctl status Installed | grep -q running || fail "the instance does not run"
 
 # An upgrade in place: the same installer over a running service.
-"$wine" "$installer" /S '/D=C:\Kiv Test'
+"$wine" "$installer" /S
 kivctl service start
 kivctl wait Installed running --timeout 60 || fail "the instance does not run after the upgrade"
 
-"$wine" "$folder/Uninstall.exe" /S '_?=C:\Kiv Test'
+# The uninstaller goes on as a copy of itself, so its end shows in what it removes.
+"$wine" "$folder/Uninstall.exe" /S
+for ((waited = 0; waited < 120; ++waited)); do
+    [ -e "$folder/KivProtocolManager.exe" ] || break
+    sleep 0.5
+done
 [ ! -e "$folder/KivProtocolManager.exe" ] || fail "the manager is still there"
-"$wine" sc query KivProtocolManager | grep -q 1060 || "$wine" sc query KivProtocolManager && fail "the service is still registered"
+"$wine" sc query KivProtocolManager >/dev/null 2>&1 && fail "the service is still registered"
 "$wine" reg query 'HKLM\Software\Quenlar\Torvik\Runtime\Settings\vexa\0' /v _kiv_name | grep -q Installed ||
     fail "the settings did not stay"
 echo "installer test: passed"

@@ -20,8 +20,7 @@ namespace {
 using transport_host::Operation;
 using Guard = std::unique_lock<std::mutex>;
 
-constexpr std::size_t kBufferSize = 4096;       // bytes each way
-constexpr std::size_t kWaitingConnections = 2;  // that a server holds ready
+constexpr std::size_t kBufferSize = 4096;  // bytes each way
 
 /// The client end is 0, the server end 1; each reads from its own buffer.
 struct Connection {
@@ -61,21 +60,17 @@ class HostClientTransport : public ClientTransport {
         : connection_(std::move(connection)), own_(1), peer_(0) {}
     ~HostClientTransport() override { HostClientTransport::Close(); }
 
-    std::int32_t Connect(std::uint32_t timeoutMs) override {
-        Guard guard(world.lock);
-        std::shared_ptr<Listener> listener;
-        const auto decided = [&] {
-            listener = world.servers[serverName_].lock();
-            return closed_ || connection_ || !listener || listener->waiting.size() < kWaitingConnections;
-        };
-        if (!world.WaitFor(guard, timeoutMs, decided) || closed_)
+    std::int32_t Connect(std::uint32_t) override {
+        const Guard guard(world.lock);
+        const auto listener = world.servers[serverName_].lock();
+        if (closed_ || (!connection_ && !listener))
             return -1;
-        if (!connection_ && listener) {
+        if (!connection_) {
             connection_ = std::make_shared<Connection>();
             listener->waiting.push_back(connection_);
             world.changed.notify_all();
         }
-        return connection_ ? 0 : -1;
+        return 0;
     }
 
     std::int32_t Close() override {

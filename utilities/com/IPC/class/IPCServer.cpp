@@ -156,7 +156,9 @@ std::shared_ptr<IPCServerClient> IPCServer::FindServingClient(std::uint64_t conn
 }
 
 // The table is the accepting thread's to clean: the caller may be a thread of the connection that ended.
-void IPCServer::OnDisconnect(std::uint64_t) { WakeAcceptThread(); }
+void IPCServer::OnDisconnect(std::uint64_t) {
+    WakeAcceptThread();
+}
 
 void IPCServer::WakeAcceptThread() {
     std::shared_ptr<ServerTransport> transport;

@@ -2,6 +2,9 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "protocols/kivctl/Arguments.h"
 #include "protocols/kivctl/Commands.h"
@@ -17,23 +20,30 @@ namespace {
 
 constexpr const char* kStandardStream = "-";
 
-/// Where a setting stands: in an instance, or with --global in the database itself.
-struct Place {
-    std::string instance;
+/// The words of a command that addresses a setting: "NAME SETTING ..." for one of an instance, or with --global
+/// "SETTING ..." for a database-wide one.
+struct Address {
+    std::vector<std::string> words;
     bool global = false;
 
-    const std::string& Instance() const {
-        if (global != instance.empty())
-            throw Failure(kWrongUsage, "Name an instance, or say --global for the database-wide settings.");
-        return instance;
+    /// `count` words are needed with the instance among them. Throws Failure when their number does not fit.
+    void Check(std::size_t count) const {
+        if (words.size() + (global ? 1 : 0) != count)
+            throw Failure(kWrongUsage, "The words do not fit; --help after the command tells which it takes.");
     }
+    std::string Instance() const { return global ? "" : words[0]; }
+    const std::string& Setting() const { return words[global ? 0 : 1]; }
+    const std::string& Value() const { return words[global ? 1 : 2]; }
 };
 
-std::shared_ptr<Place> AddPlace(CLI::App& command) {
-    auto place = std::make_shared<Place>();
-    command.add_option("-i,--instance", place->instance, "The instance whose setting it is")->check(FitsRequest());
-    command.add_flag("-g,--global", place->global, "The setting is a database-wide one");
-    return place;
+std::shared_ptr<Address> AddAddress(CLI::App& command, const std::string& words, int count) {
+    auto address = std::make_shared<Address>();
+    command.add_option("WORDS", address->words, "NAME " + words + ", or with --global " + words)
+        ->required()
+        ->expected(1, count)
+        ->check(FitsRequest());
+    command.add_flag("-g,--global", address->global, "The setting is a database-wide one, of no instance");
+    return address;
 }
 
 void AddInstances(CLI::App& db, const Options& options) {
@@ -62,14 +72,17 @@ void AddInstances(CLI::App& db, const Options& options) {
 
 void AddSettings(CLI::App& db, const Options& options) {
     auto* command = db.add_subcommand("settings", "Lists the settings of an instance, or the database-wide ones");
-    auto place = std::make_shared<Place>();
-    command->add_option("NAME", place->instance, "The instance")->check(FitsRequest());
-    command->add_flag("-g,--global", place->global, "The database-wide settings");
+    auto name = std::make_shared<std::string>();
+    auto global = std::make_shared<bool>(false);
+    command->add_option("NAME", *name, "The instance")->check(FitsRequest());
+    command->add_flag("-g,--global", *global, "The database-wide settings");
     command->callback([=, &options] {
+        if (*global != name->empty())
+            throw Failure(kWrongUsage, "Name an instance, or say --global for the database-wide settings.");
         VexaDB::VexaDBSession database(ReachDatabase(options));
         Table table({"SETTING", "KIND", "VALUE"});
         auto list = Json::array();
-        for (const auto& setting : Settings(database, place->Instance())) {
+        for (const auto& setting : Settings(database, *name)) {
             table.AddRow({setting.name, KindName(setting.value), ValueText(setting.value)});
             list.push_back({{"setting", ToUtf8(setting.name)},
                             {"kind", KindName(setting.value)},
@@ -83,35 +96,38 @@ void AddSettings(CLI::App& db, const Options& options) {
 }
 
 void AddGet(CLI::App& db, const Options& options) {
-    auto* command = db.add_subcommand("get", "Prints a setting");
-    const auto place = AddPlace(*command);
-    const auto name = NameArgument(*command, "SETTING", "The setting");
+    constexpr int words = 2;
+    auto* command = db.add_subcommand("get", "Prints a setting of an instance, or a database-wide one");
+    const auto address = AddAddress(*command, "SETTING", words);
     command->callback([=, &options] {
-        const auto& instance = place->Instance();
+        address->Check(words);
         VexaDB::VexaDBSession database(ReachDatabase(options));
-        const auto value = FindSetting(database, instance, *name);
+        const auto value = FindSetting(database, address->Instance(), address->Setting());
         if (!value)
-            throw Failure(kRefused, "Refused: there is no setting \"" + *name + "\" (-1).", -1);
-        PrintSetting(instance, {*name, *value}, options);
+            throw Failure(kRefused, "Refused: there is no setting \"" + address->Setting() + "\" (-1).", -1);
+        PrintSetting(address->Instance(), {address->Setting(), *value}, options);
     });
 }
 
 void AddSet(CLI::App& db, const Options& options) {
-    auto* command = db.add_subcommand("set", "Sets a setting; it keeps its kind");
-    const auto place = AddPlace(*command);
-    const auto name = NameArgument(*command, "SETTING", "The setting");
-    const auto text = TextArgument(*command, "VALUE", "Its new value");
+    constexpr int words = 3;
+    auto* command = db.add_subcommand("set", "Sets a setting of an instance, or a database-wide one");
+    const auto address = AddAddress(*command, "SETTING VALUE", words);
     const auto kind = AddKindFlags(*command);
+    command->footer("A setting keeps its kind.");
     command->callback([=, &options] {
-        const auto& instance = place->Instance();
+        address->Check(words);
+        const auto instance = address->Instance();
+        const auto& name = address->Setting();
+        const auto& text = address->Value();
         VexaDB::VexaDBSession database(ReachDatabase(options));
-        const auto value = ParseValue(*text, *kind, FindSetting(database, instance, *name));
+        const auto value = ParseValue(text, *kind, FindSetting(database, instance, name));
         const auto* number = std::get_if<std::uint32_t>(&value);
         CheckDatabaseResult(
-            number ? database.SetUint32(instance, *name, *number) : database.SetString(instance, *name, *text),
+            number ? database.SetUint32(instance, name, *number) : database.SetString(instance, name, text),
             "The setting cannot be written");
         if (!options.json)
-            PrintLine("Set " + *name + " to " + *text + ".");
+            PrintLine("Set " + name + " to " + text + ".");
     });
 }
 

@@ -52,7 +52,10 @@ std::int32_t ClientWinPipe::ConnectClient(std::uint32_t timeoutMs) {
             KIV_LOG(Logging::Error, "Cannot open client pipe server:%s", serverName_.c_str());
             return kFailed;
         }
-        if (!WaitForFreePipe(name, timeoutMs)) {
+        const bool isFree = WaitForFreePipe(name, timeoutMs);
+        if (closing_)
+            return kFailed;
+        if (!isFree) {
             KIV_LOG(Logging::Error, "Timeout in open client pipe timeout:%d server:%s", static_cast<int>(timeoutMs),
                     serverName_.c_str());
             return kFailed;
