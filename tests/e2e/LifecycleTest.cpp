@@ -112,6 +112,23 @@ TEST(Lifecycle, AChildThatDoesNotAnswerOrDoesNotStopIsEndedInTime) {
     EXPECT_EQ(manager.Stop(), 0);
 }
 
+TEST(Lifecycle, AChildLeftByAKilledManagerGivesWay) {
+    PrepareMachine();
+    WriteTable("0", "heir", Port("1"));
+    const auto orphan = [] {
+        ManagerRun killed(ProgramFolder(), "", ManagerRun::End::KillManagerAlone);
+        EXPECT_TRUE(WaitForStatus("heir", kRunning));
+        return Status("heir").processId;
+    }();
+    EXPECT_TRUE(IsAlive(orphan));
+    ManagerRun manager;
+    ASSERT_TRUE(WaitForStatus("heir", kRunning));
+    EXPECT_NE(Status("heir").processId, orphan);
+    EXPECT_TRUE(Eventually([orphan] { return !IsAlive(orphan); }));
+    EXPECT_TRUE(LogHas("serves instance heir but is not its child"));
+    EXPECT_EQ(manager.Stop(), 0);
+}
+
 TEST(Lifecycle, BadSettingsAreNamedAndTheOthersRun) {
     const std::string longName(60, 'n');
     PrepareMachine({{"monitorwaittime", std::string("not a number")}});

@@ -160,7 +160,7 @@ ProgramResult RunProgram(const std::string& commandLine, std::uint32_t timeoutMs
     return result;
 }
 
-ManagerRun::ManagerRun(const std::string& folder, const std::string& arguments) {
+ManagerRun::ManagerRun(const std::string& folder, const std::string& arguments, End end) : end_(end) {
     process_ = StartProcess("\"" + folder + "KivProtocolManager.exe\" " + arguments, nullptr);
     EXPECT_TRUE(Eventually([] { return IPCClient::GetClient(kManagerServerName, true)->CheckAlive() == 0; }))
         << "the manager does not answer; its log:\n"
@@ -172,7 +172,8 @@ ManagerRun::~ManagerRun() {
         TerminateProcess(process_.Get(), 1);
         WaitForSingleObject(process_.Get(), kPatienceMs);
     }
-    EndChildren();
+    if (end_ == End::KillAll)
+        EndChildren();
 }
 
 std::int32_t ManagerRun::Stop() {

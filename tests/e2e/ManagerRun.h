@@ -58,7 +58,9 @@ ProgramResult RunProgram(const std::string& commandLine, std::uint32_t timeoutMs
 class ManagerRun {
   public:
     /// Starts the manager of `folder` in console mode and waits until its control server answers.
-    explicit ManagerRun(const std::string& folder = ProgramFolder(), const std::string& arguments = "");
+    enum class End { KillAll, KillManagerAlone };  // what becomes of one that was not stopped
+    explicit ManagerRun(const std::string& folder = ProgramFolder(), const std::string& arguments = "",
+                        End end = End::KillAll);
     ~ManagerRun();
     ManagerRun(const ManagerRun&) = delete;
     ManagerRun& operator=(const ManagerRun&) = delete;
@@ -70,6 +72,7 @@ class ManagerRun {
 
   private:
     UniqueHandle process_;
+    const End end_;
 };
 
 /// Status of an instance over the project's own client; result -36 when the manager does not answer.

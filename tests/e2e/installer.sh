@@ -24,7 +24,7 @@ installer=$(ls "$packages"/*.exe)
 
 "$wine"
 # Services live as long as an ordinary program of the prefix does.
-"$wine" cmd /c "pause" < <(sleep 600) >/dev/null 2>&1 &
+"$wine" cmd /c "pause" < <(exec sleep 600 >/dev/null 2>&1) >/dev/null 2>&1 &
 holder=$!
 trap finish EXIT
 

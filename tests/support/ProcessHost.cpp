@@ -1,57 +1,56 @@
 #include "support/ProcessHost.h"
 
-#include <atomic>
 #include <mutex>
 #include <utility>
 
 #include "utils/class/IProcess.h"
+#include "utils/platform/Platform.h"
 
 namespace {
 
 std::mutex lock;  // guards the factory and every process's child
 ChildFactory factory;
-std::atomic<std::uint64_t> lastPid{1000};
+
+template <class Value>
+Value Locked(const Value& value) {
+    const std::lock_guard guard(lock);
+    return value;
+}
 
 class ProcessHost : public IProcess {
   public:
     explicit ProcessHost(std::vector<std::string> arguments) : arguments_(std::move(arguments)) {}
 
     std::uint32_t Start() override {
-        std::unique_lock guard(lock);
-        const auto make = factory;
-        guard.unlock();
+        const auto make = Locked(factory);
         const auto child = make ? make(arguments_.empty() ? "" : arguments_.front()) : nullptr;
         Hold(child);
-        return child == nullptr ? kProcessStartFailed : 0;
+        return child ? 0 : kProcessStartFailed;
     }
     std::int32_t Stop() override {
-        if (const auto child = Held())
+        if (const auto child = Locked(child_))
             child->Kill();
         Hold(nullptr);
         return 0;
     }
-    bool IsStarted() override { return Held() != nullptr; }
+    bool IsStarted() override { return Locked(child_) != nullptr; }
     bool IsRunning() override {
-        const auto child = Held();
-        return child != nullptr && child->IsRunning();
+        const auto child = Locked(child_);
+        return child && child->IsRunning();
     }
     bool WaitForExit(std::uint32_t timeoutMs) override {
-        const auto child = Held();
-        if (child == nullptr || !child->WaitForExit(timeoutMs))
-            return false;
-        Hold(nullptr);
-        return true;
+        const auto child = Locked(child_);
+        const bool exited = child && child->WaitForExit(timeoutMs);
+        if (exited)
+            Hold(nullptr);
+        return exited;
     }
     std::uint64_t GetPid() override {
-        const auto child = Held();
-        return child == nullptr ? 0 : child->Pid();
+        const auto child = Locked(child_);
+        return child ? child->Pid() : 0;
     }
 
   private:
-    std::shared_ptr<FakeChild> Held() {
-        const std::lock_guard guard(lock);
-        return child_;
-    }
     void Hold(std::shared_ptr<FakeChild> child) {
         const std::lock_guard guard(lock);
         child_.swap(child);
@@ -64,7 +63,7 @@ class ProcessHost : public IProcess {
 }  // namespace
 
 FakeChild::FakeChild()
-    : pid_(++lastPid), exited_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)) {}
+    : pid_(platform::CurrentProcessId()), exited_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)) {}
 
 void SetChildFactory(ChildFactory newFactory) {
     const std::lock_guard guard(lock);

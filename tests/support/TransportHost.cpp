@@ -48,7 +48,7 @@ struct World {
     std::condition_variable changed;
     std::map<std::string, std::weak_ptr<Listener>> servers;
     std::map<Operation, int> failures;  // operations until the one that fails
-    std::int32_t readLimit = 0;
+    std::int32_t readLimit = INT32_MAX;
 };
 
 World& world = *new World;  // never destroyed: static clients may close while the process ends
@@ -65,11 +65,9 @@ class HostClientTransport : public ClientTransport {
         const auto listener = world.servers[serverName_].lock();
         if (closed_ || (!connection_ && !listener))
             return -1;
-        if (!connection_) {
-            connection_ = std::make_shared<Connection>();
-            listener->waiting.push_back(connection_);
-            world.changed.notify_all();
-        }
+        if (!connection_)
+            connection_ = listener->waiting.emplace_back(std::make_shared<Connection>());
+        world.changed.notify_all();
         return 0;
     }
 
@@ -90,9 +88,7 @@ class HostClientTransport : public ClientTransport {
         const auto ready = [&] { return closed_ || !bytes.empty() || connection_->closed[peer_]; };
         if (!world.WaitFor(guard, timeoutMs, ready) || closed_ || bytes.empty())
             return -1;
-        auto count = std::min(size, static_cast<std::int32_t>(bytes.size()));
-        if (world.readLimit > 0)
-            count = std::min(count, world.readLimit);
+        const auto count = std::min({size, static_cast<std::int32_t>(bytes.size()), world.readLimit});
         std::copy_n(bytes.begin(), count, static_cast<std::uint8_t*>(buffer));
         bytes.erase(bytes.begin(), bytes.begin() + count);
         world.changed.notify_all();
@@ -114,6 +110,7 @@ class HostClientTransport : public ClientTransport {
         Guard guard(world.lock);
         return std::max(Transfer(guard, timeoutMs), -1);
     }
+    std::uint64_t PeerProcessId() override { return 0; }
 
   private:
     std::int32_t Transfer(Guard& guard, std::uint32_t timeoutMs) {
@@ -202,5 +199,5 @@ void transport_host::FailOperation(Operation operation, int nth) {
 
 void transport_host::LimitReads(std::int32_t bytes) {
     const Guard guard(world.lock);
-    world.readLimit = bytes;
+    world.readLimit = bytes > 0 ? bytes : INT32_MAX;
 }

@@ -14,6 +14,8 @@
 #include "IPC/class/IPCClient.h"
 #include "support/CaptureSink.h"
 #include "support/ProcessHost.h"
+#include "support/SyncHost.h"
+#include "support/TransportHost.h"
 #include "utils/registry/RegistryKey.h"
 
 namespace {
@@ -89,6 +91,7 @@ class ManagerTest : public testing::Test {
             Db().RemoveInstance(kSession, name);
         Db().SetUint32(kSession, "monitorwaittime", 200);
         Db().SetUint32(kSession, "starttimeout", 5000);
+        Db().SetUint32(kSession, "stoptimeout", 1000);
         SetChildFactory([this](const std::string& argument) {
             const auto name = argument.substr(std::string("--key:").size());
             const auto special = onStart.find(name);
@@ -237,6 +240,91 @@ TEST_F(ManagerTest, AStopDuringAHandshakeWaitsForItAndEndsTheChild) {
     stopped.get();
     manager->InternalMainStop();  // twice, and after the end
     EXPECT_FALSE(lastChild.lock() && lastChild.lock()->IsRunning());
+}
+
+TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
+    using transport_host::Operation;
+    class ThrowingSink : public CaptureSink {
+        void Write(const std::shared_ptr<Logging::LogEntry>&) override { throw std::runtime_error("disk full"); }
+    };
+    Db().SetUint32(kSession, "monitorwaittime", 3'600'000);
+    Db().SetUint32(kSession, "starttimeout", 300);
+    Db().SetUint32(kSession, "stoptimeout", 100);
+    Add("one", "1");
+    RunAndWait();
+    const auto serves = [&] {
+        return manager->RestartProtocol("one") == 0 && manager->GetProtocol("one")->GetStatus() == kRunning &&
+               Connect()->CheckAlive() == 0;
+    };
+    ASSERT_TRUE(serves());
+    const std::function<void(int)> faults[] = {[](int nth) { transport_host::FailOperation(Operation::Read, nth); },
+                                               [](int nth) { transport_host::FailOperation(Operation::Write, nth); },
+                                               sync_host::FailThread};
+    for (const auto& fail : faults) {
+        for (int nth = 1; nth <= 14; ++nth) {
+            fail(nth);
+            IPCClient client(true);
+            client.Connect(kManagerServerName);
+            client.CheckAlive();
+            client.Terminate();
+            manager->RestartProtocol("one");
+            fail(0);
+            EXPECT_TRUE(serves()) << "fault " << (&fail - faults) << " at " << nth;
+        }
+    }
+    EXPECT_TRUE(log->Contains("Cannot start PipeReader listener thread"));
+    EXPECT_TRUE(log->Contains("Cannot connect to client protocolmanager"));
+
+    SetChildFactory(nullptr);
+    EXPECT_EQ(manager->RestartProtocol("one"), -1);
+    EXPECT_TRUE(log->Contains("Cannot start protocol one"));
+    EXPECT_EQ(Connect()->CheckAlive(), 0);
+    Logging::Logger::GetInstance()->SetSink(std::make_shared<ThrowingSink>());
+    EXPECT_EQ(manager->StopProtocol("one"), 0);
+    EXPECT_EQ(Connect()->CheckAlive(), 0);
+}
+
+TEST_F(ManagerTest, CommandsAndDatabaseChangesAtOnceLeaveTableAndDatabaseAlike) {
+    constexpr int kRounds = 50;
+    for (const char* name : {"a", "b", "c"})
+        Add(name, "1");  // one port: each start looks for its other owners
+    RunAndWait();
+    std::vector<std::thread> users;
+    for (const char* name : {"a", "b"}) {
+        users.emplace_back([name] {
+            IPCClient client(true);
+            EXPECT_EQ(client.Connect(kManagerServerName), 0);
+            const auto named = wire::Encode(ipc_mngctrl_instance_request{std::string(name)});
+            for (int round = 0; round < kRounds; ++round) {
+                for (const auto command : {kManagerRestart, kManagerStatus, kManagerStop, kManagerGetClients}) {
+                    std::shared_ptr<IPC> reply;
+                    EXPECT_EQ(client.Call(IPC::Request(command, named), kPatienceMs, reply), 0);
+                }
+            }
+        });
+        users.emplace_back([added = std::string("new ") + name] {
+            for (int round = 0; round < kRounds; ++round) {
+                VexaDB::SessionId session = 0;
+                EXPECT_EQ(Db().OpenSession(session), 0);
+                EXPECT_EQ(Db().Batch(session), 0);
+                EXPECT_EQ(Db().AddInstance(session, added, 7), 0);
+                EXPECT_EQ(Db().SetString(session, "c", "mode", added), 0);
+                EXPECT_EQ(Db().Commit(session), 0);
+                EXPECT_EQ(Db().RenameInstance(session, added, added + "er"), 0);
+                EXPECT_EQ(Db().RemoveInstance(session, added + "er"), 0);
+                EXPECT_EQ(Db().CloseSession(session), 0);
+            }
+        });
+    }
+    for (auto& user : users)
+        user.join();
+    std::vector<std::string> names;
+    Db().GetInstances(kSession, names);
+    EXPECT_EQ(names, (std::vector<std::string>{"a", "b", "c"}));
+    for (const auto& name : names)
+        EXPECT_TRUE(manager->GetProtocol(name)) << name;
+    EXPECT_FALSE(manager->GetProtocol("new aer"));
+    EXPECT_EQ(Connect()->Stop(), 0) << "the request that ends the manager is answered, too";
 }
 
 TEST_F(ManagerTest, LongCommandsAreLogged) {

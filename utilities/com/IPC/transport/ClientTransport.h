@@ -28,6 +28,9 @@ class ClientTransport {
     /// The result of the write under way, as Write gives it after at most another `timeoutMs`.
     virtual std::int32_t FinishWrite(std::uint32_t timeoutMs) = 0;
 
+    /// Server end: the process that opened the connection; 0 when the system cannot tell.
+    virtual std::uint64_t PeerProcessId() = 0;
+
     /// The client end of a connection to the named server; not connected yet.
     static std::shared_ptr<ClientTransport> Make(const std::string& serverName);
 };

@@ -45,17 +45,40 @@ void CheckResult(Manager& manager, const std::string& instance, std::int32_t res
     throw Failure(kRefused, Refusal(result), result);
 }
 
+/// The instance of the same type that owns the port which `instance` is set to; empty when there is none.
+std::string PortOwner(Manager& manager, const std::string& instance, std::uint32_t type) {
+    std::string port;
+    manager.GetString(instance, "port", port);
+    for (const auto& other : manager.Instances(type)) {
+        std::uint32_t owner = 0;
+        std::string otherPort;
+        manager.GetString(other, "port", otherPort);
+        if (other != instance && otherPort == port && manager.GetNumber(other, "owner", owner) == 0 && owner != 0)
+            return other;
+    }
+    return "";
+}
+
 /// The same for a start, which most often fails because of the instance's settings or in the child.
 void CheckStart(Manager& manager, const std::string& instance, std::int32_t result) {
     if (result == 0)
         return;
     const auto status = manager.Status(instance);
     std::uint32_t enabled = 0;
-    if (status.result == 0 && manager.GetNumber(instance, "enabled", enabled) == 0 && enabled == 0)
+    if (status.result == 0 && manager.GetNumber(instance, "enabled", enabled) == 0 && enabled == 0) {
+        const auto owner = PortOwner(manager, instance, status.protocolType);
+        if (!owner.empty())
+            throw Failure(kRefused,
+                          "Refused: \"" + instance + "\" has the same port as \"" + owner +
+                              "\" of its type, which owns it, and is disabled for that (" + std::to_string(result) +
+                              "). Give it its own: kivctl set \"" + instance +
+                              "\" port PORT --string, then kivctl set \"" + instance + "\" enabled 1",
+                          result);
         throw Failure(kRefused,
                       "Refused: \"" + instance + "\" is not enabled (" + std::to_string(result) +
                           "). Allow it with: kivctl set \"" + instance + "\" enabled 1",
                       result);
+    }
     const std::uint32_t lastError = 0 - std::uint32_t{status.lastError};  // as the child wrote it
     if (status.result == 0 && lastError != 0)
         throw Failure(kRefused,
@@ -93,8 +116,8 @@ void AddRemove(CLI::App& app, const Options& options) {
     });
 }
 
-/// The database tells the manager of a rename while it serves nobody else: a child that is started then cannot read its
-/// settings. So a running instance is stopped before and started after.
+/// A running instance is stopped before and started after: the database would have the manager do both before it
+/// answers, which may take longer than a database request waits.
 void RenameEverywhere(const std::string& oldName, const std::string& newName, const Options& options) {
     Manager manager(options);
     VexaDB::VexaDBSession database(ReachDatabase(options));

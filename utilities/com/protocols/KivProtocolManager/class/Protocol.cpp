@@ -1,5 +1,6 @@
 #include "protocols/KivProtocolManager/class/Protocol.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <sstream>
@@ -20,6 +21,7 @@ constexpr const char* kKeyArgument = "--key:";
 // The child's command line is "KivProtocol --key:NAME" and has to fit the 70 bytes that starting a process has for it.
 constexpr std::size_t kLongestStartableName = 51;
 constexpr std::uint32_t kCreateResultTimeoutMs = 500;
+constexpr int kConnectAttempts = 5;  // each sends one stranger that serves under the instance's name away
 constexpr std::int64_t kNanosecondsPerMs = 1'000'000;
 
 std::int64_t CalendarSeconds() {
@@ -98,12 +100,45 @@ std::int32_t CProtocol::Start(std::uint32_t timeoutMs) {
     return -1;
 }
 
+std::shared_ptr<ClientTransport> CProtocol::AcceptChild(ServerTransport& readyPipe, std::uint32_t timeoutMs) {
+    const auto begin = platform::MonotonicNanoseconds();
+    auto leftMs = timeoutMs;
+    for (;;) {
+        auto connection = readyPipe.Accept(leftMs);
+        const auto peer = connection ? connection->PeerProcessId() : 0;
+        if (peer == 0 || peer == ProcessId())
+            return connection;
+        KIV_LOG(Logging::Warning, "Process %llu is not the child of instance %s, its ready connection is refused",
+                static_cast<unsigned long long>(peer), Name().c_str());
+        const auto elapsedMs = (platform::MonotonicNanoseconds() - begin) / kNanosecondsPerMs;
+        leftMs = timeoutMs - static_cast<std::uint32_t>(std::min<std::int64_t>(elapsedMs, timeoutMs));
+    }
+}
+
+/// A child of an earlier manager that did not come to its end may still serve under the name; it is asked to go.
+std::shared_ptr<IPCClient> CProtocol::ConnectToChild(const std::string& name) {
+    for (int attempt = 0; attempt < kConnectAttempts; ++attempt) {
+        auto client = IPCClient::GetClient(name, true);
+        const auto server = client->ServerPid();
+        const bool connected = client->IsConnected();
+        if (connected ? server == 0 || server == ProcessId() : attempt == 0)
+            return client;
+        if (!connected)
+            continue;  // the stranger was still going
+        KIV_LOG(Logging::Warning, "Process %llu serves instance %s but is not its child, it is asked to end",
+                static_cast<unsigned long long>(server), name.c_str());
+        client->Stop();
+        client->Disconnect();
+    }
+    return {};
+}
+
 bool CProtocol::AwaitChild(ServerTransport& readyPipe, std::uint32_t timeoutMs) {
     const auto name = Name();
     KIV_LOG(Logging::Info, "Starting Instance %s", name.c_str());
     const auto begin = platform::MonotonicNanoseconds();
 
-    const auto connection = readyPipe.Accept(timeoutMs);
+    const auto connection = AcceptChild(readyPipe, timeoutMs);
     if (!connection) {
         KIV_LOG(Logging::Error, "Cannot start instance %s did not connect %d", name.c_str(), IsRunning() ? 1 : 0);
         return false;
@@ -123,7 +158,7 @@ bool CProtocol::AwaitChild(ServerTransport& readyPipe, std::uint32_t timeoutMs) 
         return false;
     }
 
-    auto client = IPCClient::GetClient(name, true);
+    auto client = ConnectToChild(name);
     if (!client) {
         KIV_LOG(Logging::Error, "Cannot get IPC to new instance %s", name.c_str());
         return false;
@@ -182,6 +217,14 @@ InstanceStatus CProtocol::GetStatus() {
     if (stopped_)
         return kStopped;
     return running && IsConnected() ? kRunning : kStoppedWorking;
+}
+
+CProtocol::Condition CProtocol::GetCondition() {
+    const auto client = CurrentClient();
+    if (stopped_ || !client || !IsRunning())
+        return {GetStatus(), GetState(), GetClientCount()};
+    const auto child = client->GetCondition();
+    return {child.alive ? kRunning : kStoppedWorking, child.state, child.clientCount};
 }
 
 std::uint32_t CProtocol::GetClientCount() {

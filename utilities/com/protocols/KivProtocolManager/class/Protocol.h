@@ -46,6 +46,13 @@ class CProtocol {
     /// The child answers the alive check.
     bool IsConnected();
     InstanceStatus GetStatus();
+    /// GetStatus, GetState and GetClientCount in one exchange with the child.
+    struct Condition {
+        InstanceStatus status;
+        std::uint32_t state;
+        std::uint32_t clientCount;
+    };
+    Condition GetCondition();
     /// Clients connected to the child's own server; 0 when not running.
     std::uint32_t GetClientCount();
     std::vector<ipc_client_info> GetClients();
@@ -62,6 +69,10 @@ class CProtocol {
   private:
     void CreateProcessObject();
     bool IsTypeDisabled(std::uint32_t type);
+    /// The child's connection on the ready pipe, which anybody can open; empty when it does not come in time.
+    std::shared_ptr<ClientTransport> AcceptChild(class ServerTransport& readyPipe, std::uint32_t timeoutMs);
+    /// The connection to the child's own server; empty when others keep serving under the name.
+    std::shared_ptr<IPCClient> ConnectToChild(const std::string& name);
     /// The child's side of the handshake on the ready pipe; true when it reported success.
     bool AwaitChild(class ServerTransport& readyPipe, std::uint32_t timeoutMs);
 

@@ -95,7 +95,6 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     std::int32_t ProcessIPC();
     void HandleRequest(const std::shared_ptr<IPC>& request);
     IPCPayload HandleEmpty(const IPC& request);
-    IPCPayload HandleStopRequest(const IPC& request);
     IPCPayload HandleAdd(const IPC& request);
     IPCPayload HandleRemove(const IPC& request);
     IPCPayload HandleStart(const IPC& request);

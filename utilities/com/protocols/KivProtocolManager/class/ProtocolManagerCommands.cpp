@@ -45,7 +45,7 @@ void CProtocolManager::HandleRequest(const std::shared_ptr<IPC>& request) {
     };
     static constexpr Entry kHandlers[] = {
         {kIpcAliveCheck, &CProtocolManager::HandleEmpty},
-        {kIpcStop, &CProtocolManager::HandleStopRequest},
+        {kIpcStop, &CProtocolManager::HandleEmpty},
         {kManagerAdd, &CProtocolManager::HandleAdd},
         {kManagerRemove, &CProtocolManager::HandleRemove},
         {kManagerStart, &CProtocolManager::HandleStart},
@@ -71,6 +71,8 @@ void CProtocolManager::HandleRequest(const std::shared_ptr<IPC>& request) {
         if (request->ExpectsReply())
             ipcServer_.SendReply(IPC::Reply(*request, std::move(payload)));
     }
+    if (command == kIpcStop)
+        stopRequestEvent_->Set();  // not before the answer: the stop closes the connection that it goes over
     const auto elapsed = clock_() - begin;
     if (elapsed >= kLongCommandNanoseconds)
         KIV_LOG(Logging::Error, "Manager IPC command %d process took long time - %lldms!", static_cast<int>(command),
@@ -78,11 +80,6 @@ void CProtocolManager::HandleRequest(const std::shared_ptr<IPC>& request) {
 }
 
 IPCPayload CProtocolManager::HandleEmpty(const IPC& /*request*/) {
-    return {};
-}
-
-IPCPayload CProtocolManager::HandleStopRequest(const IPC& /*request*/) {
-    stopRequestEvent_->Set();
     return {};
 }
 
@@ -171,13 +168,14 @@ IPCPayload CProtocolManager::HandleStatus(const IPC& request) {
         reply.result = name ? kManagerUnknownInstance : kManagerFailure;
         return wire::Encode(reply);
     }
-    reply.status = instance->GetStatus();
+    const auto condition = instance->GetCondition();
+    reply.status = condition.status;
     reply.protocolType = instance->Type();
     reply.upTime = instance->GetUptime();
     reply.lastError = instance->GetLastErrorCode();
-    reply.state = instance->GetState();
+    reply.state = condition.state;
     reply.processId = instance->ProcessId();
-    reply.clientCount = instance->GetClientCount();
+    reply.clientCount = condition.clientCount;
     return wire::Encode(reply);
 }
 

@@ -26,7 +26,7 @@ std::wstring LocalTimestamp() {
 
 /// The C library does not tell how long a wide text becomes, so the buffer grows until it fits.
 std::wstring FormatWide(const wchar_t* format, va_list arguments) {
-    constexpr std::size_t kLongestMessage = 64 * 1024;
+    constexpr std::size_t kLongestMessage = std::size_t{64} * 1024;
     for (std::wstring text(256, L'\0'); text.size() <= kLongestMessage; text.resize(text.size() * 2)) {
         va_list attempt;
         va_copy(attempt, arguments);

@@ -132,6 +132,12 @@ std::int32_t ClientWinPipe::FinishWrite(std::uint32_t timeoutMs) {
     return write_.pending ? GiveUp(write_, timeoutMs) : result;
 }
 
+std::uint64_t ClientWinPipe::PeerProcessId() {
+    const std::scoped_lock guard(read_.lock);
+    ULONG processId = 0;
+    return !isClient_ && GetNamedPipeClientProcessId(pipe_.Get(), &processId) ? processId : 0;
+}
+
 std::int32_t ClientWinPipe::StartWrite(const void* buffer, std::int32_t size, std::uint32_t timeoutMs) {
     if (closing_)
         return kFailed;

@@ -29,6 +29,7 @@ class ClientWinPipe : public ClientTransport {
     std::int32_t Write(const void* buffer, std::int32_t size, std::uint32_t timeoutMs) override;
     std::int32_t BeginWrite(const void* buffer, std::int32_t size, std::uint32_t timeoutMs) override;
     std::int32_t FinishWrite(std::uint32_t timeoutMs) override;
+    std::uint64_t PeerProcessId() override;
 
   private:
     /// One direction of the pipe. A thread holds the lock while it is in a transfer, so that whoever has it knows that

@@ -1,0 +1,126 @@
+// The operator's command line against a running manager: what it says, and its exit codes.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "e2e/ManagerRun.h"
+
+namespace e2e {
+namespace {
+
+ProgramResult Kivctl(const std::string& arguments) {
+    return RunProgram("\"" + ProgramFolder() + "kivctl.exe\" " + arguments);
+}
+
+struct Expectation {
+    const char* arguments;
+    std::int32_t exitCode;
+    const char* text;  // that the output holds
+};
+
+void ExpectAll(std::initializer_list<Expectation> expectations) {
+    for (const auto& expected : expectations) {
+        const auto result = Kivctl(expected.arguments);
+        EXPECT_EQ(result.exitCode, expected.exitCode) << expected.arguments << "\n" << result.output;
+        EXPECT_NE(result.output.find(expected.text), std::string::npos) << expected.arguments << "\n" << result.output;
+    }
+}
+
+TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
+    PrepareMachine({{"ipctimeout", 2000u}});
+    ExpectAll({{"status", 3, "is not running"},
+               {"", 2, "--help"},
+               {"frobnicate", 2, "frobnicate"},
+               {"add X nosuch", 2, "no protocol type"},
+               {"--version", 0, "kivctl "},
+               {"start --help", 0, "NAME"}});
+    ManagerRun manager;
+    ExpectAll({{"list", 1, ""},
+               {"add \"Line 1\" sampleprotocol", 0, "Added Line 1"},
+               {"add \"Line 1\" 7", 1, "(-1)"},
+               {"add 12345678901234567890123456789012345678901234567890 7", 2, "at most 49"},
+               {"add M modbus", 0, "Added M"},
+               {"list modbus", 0, "M"},
+               {"start \"Line 1\"", 0, "pid"},
+               {"start nobody", 1, "no instance \"nobody\""},
+               {"status", 0, "Line 1"},
+               {"status nobody", 1, "(-9)"},
+               {"wait \"Line 1\" running --timeout 20", 0, ""},
+               {"wait M running --timeout 1", 1, "not running"},
+               {"clients \"Line 1\"", 0, "the manager"},
+               {"set M port 502 --string", 0, ""},
+               {"get M port", 0, "502"},
+               {"get M nothing", 1, "nothing"},
+               {"set M enabled 0", 0, ""},
+               {"start M", 1, "not enabled"},
+               {"set M enabled 4294967296", 2, "4294967296"},
+               {"db instances", 0, "Line 1"},
+               {"db settings M", 0, "502"},
+               {"db set --global ipctimeout 2500", 0, ""},
+               {"db get --global ipctimeout", 0, "2500"},
+               {"restart \"Line 1\"", 0, ""},
+               {"rename \"Line 1\" \"Line 2\"", 0, "Line 2"},
+               {"wait \"Line 2\" running --timeout 20", 0, ""},
+               {"add N sample", 0, ""},
+               {"start N", 1, "same port as \"Line 2\""},
+               {"set N port 9 --string", 0, ""},
+               {"set N enabled 1", 0, ""},
+               {"start N", 0, ""},
+               {"remove N", 0, ""},
+               {"stop \"Line 2\"", 0, "Stopped"},
+               {"remove M", 0, "Removed"},
+               {"remove M", 1, "(-9)"},
+               {"ping --count 2", 0, "2 round trips"},
+               {"log show", 0, "file"}});
+    const auto status = nlohmann::json::parse(Kivctl("--json status").output);
+    ASSERT_EQ(status.size(), 1u);
+    EXPECT_EQ(status[0]["name"], "Line 2");
+    EXPECT_EQ(status[0]["state"], "stopped");
+    EXPECT_EQ(status[0]["typeNumber"], 7);
+    ExpectAll({{"shutdown", 0, ""}});
+    EXPECT_EQ(manager.WaitForExit(), 0);
+}
+
+TEST(Kivctl, AnExportImportedIntoAnEmptyDatabaseGivesTheSame) {
+    const auto file = ProgramFolder() + "e2e.export.json";
+    const auto import = "db import \"" + file + "\"";
+    PrepareMachine();
+    WriteTable("0", "one", SampleSettings({{"port", std::string("1")}, {"enabled", 0u}}));
+    WriteTable("1", "two \"quoted\"", SampleSettings({{"n", 0xFFFFFFFFu}, {"enabled", 0u}}));
+    {
+        ManagerRun manager;
+        ExpectAll({{("db export \"" + file + "\"").c_str(), 0, ""}});
+        EXPECT_EQ(manager.Stop(), 0);
+    }
+    PrepareMachine();
+    ManagerRun manager;
+    const auto dryRun = Kivctl(import + " --dry-run");
+    EXPECT_EQ(dryRun.exitCode, 0) << dryRun.output;
+    EXPECT_NE(dryRun.output.find("port"), std::string::npos) << dryRun.output;
+    EXPECT_EQ(ReadValue("0", "_kiv_name"), "") << "a dry run changes nothing";
+    ExpectAll({{import.c_str(), 0, ""}});
+    EXPECT_EQ(ReadValue("0", "_kiv_name") + ReadValue("0", "port") + ReadValue("0", "enabled"), "one10");
+    EXPECT_EQ(ReadValue("1", "_kiv_name") + ReadValue("1", "n"), "two \"quoted\"4294967295");
+
+    // A broken file changes nothing, and the line is named.
+    std::stringstream exported;
+    exported << std::ifstream(file).rdbuf();
+    auto text = exported.str();
+    const auto number = text.find("4294967295");
+    ASSERT_NE(number, std::string::npos);
+    text.insert(number, "9");
+    text.replace(text.find("\"one\""), 5, "\"new\"");
+    std::ofstream(file) << text;
+    const auto line =
+        "Line " + std::to_string(1 + std::count(text.begin(), text.begin() + static_cast<long>(number), '\n'));
+    ExpectAll({{import.c_str(), 2, line.c_str()}});
+    EXPECT_EQ(ReadValue("2", "_kiv_name"), "");
+    EXPECT_EQ(manager.Stop(), 0);
+}
+
+}  // namespace
+}  // namespace e2e

@@ -1,0 +1,116 @@
+// A manager in long use: what it holds afterwards is what it held when it had warmed up.
+#include <gtest/gtest.h>
+#include <windows.h>
+// After <windows.h>, which they need.
+#include <psapi.h>
+#include <tlhelp32.h>
+
+#include <iostream>
+
+#include "IPC/class/IPCClient.h"
+#include "e2e/ManagerRun.h"
+#include "e2e/RawClient.h"
+#include "protocols/KivProtocolManager/class/ControlMessages.h"
+
+namespace e2e {
+namespace {
+
+// What a run may differ by without a leak: a few handles and a thread of what is under way just then, and the heap's
+// own unevenness. One handle, or 4 KiB, lost in every cycle would be far beyond.
+constexpr std::uint64_t kHandleValueTolerance = 16 * 4;
+constexpr std::uint64_t kMemoryTolerance = 2 * 1024 * 1024;
+
+/// What can be seen of a process from outside.
+struct Figures {
+    std::uint64_t freshHandle = 0;  // value of a newly made handle: grows with the handles that are held
+    std::uint64_t threads = 0;
+    std::uint64_t privateBytes = 0;
+};
+
+std::ostream& operator<<(std::ostream& out, const Figures& figures) {
+    return out << "fresh handle " << figures.freshHandle << ", threads " << figures.threads << ", private bytes "
+               << figures.privateBytes;
+}
+
+Figures Measure(std::uint64_t pid) {
+    Figures figures;
+    const UniqueHandle process(OpenProcess(PROCESS_ALL_ACCESS, FALSE, static_cast<DWORD>(pid)));
+    const HANDLE self = GetCurrentProcess();
+    HANDLE inside = nullptr;
+    HANDLE back = nullptr;
+    EXPECT_TRUE(DuplicateHandle(self, process.Get(), process.Get(), &inside, 0, FALSE, DUPLICATE_SAME_ACCESS));
+    EXPECT_TRUE(
+        DuplicateHandle(process.Get(), inside, self, &back, 0, FALSE, DUPLICATE_SAME_ACCESS | DUPLICATE_CLOSE_SOURCE));
+    CloseHandle(back);
+    figures.freshHandle = reinterpret_cast<std::uintptr_t>(inside);
+
+    PROCESS_MEMORY_COUNTERS memory{};
+    EXPECT_TRUE(GetProcessMemoryInfo(process.Get(), &memory, sizeof memory));
+    figures.privateBytes = memory.PagefileUsage;  // the same as PrivateUsage, which not every system fills in
+
+    const UniqueHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    PROCESSENTRY32 entry{};
+    entry.dwSize = sizeof entry;
+    for (BOOL more = Process32First(snapshot.Get(), &entry); more; more = Process32Next(snapshot.Get(), &entry)) {
+        if (entry.th32ProcessID == pid)
+            figures.threads = entry.cntThreads;
+    }
+    return figures;
+}
+
+/// So many rounds of everything a plant does to its manager.
+void Use(int connections, int startsAndStops, int requests, int terminates, int kills) {
+    for (int i = 0; i < connections; ++i) {
+        RawClient client(i % 2 == 0 ? kManagerPipe : kDatabasePipe);
+        Bytes instance;
+        PutName(instance, "worn");
+        ASSERT_FALSE(i % 2 == 0 ? client.Ask(kManagerStatus, instance).empty() : client.Ask(508, Bytes(8)).empty());
+    }
+    for (int i = 0; i < startsAndStops; ++i) {
+        ASSERT_EQ(Control(kManagerStart, "worn"), 0);
+        ASSERT_EQ(Control(kManagerStop, "worn"), 0);
+    }
+    const auto client = IPCClient::GetClient(kManagerServerName, true);
+    for (int i = 0; i < requests; ++i)
+        ASSERT_EQ(client->CheckAlive(), 0);
+    for (int i = 0; i < terminates; ++i) {
+        RawClient ending(kManagerPipe);
+        ending.Send(0xC0000000, 9, kIpcTerminate, {});
+        ASSERT_EQ(ending.Receive().id, 9u);
+        ASSERT_EQ(ending.Receive().command, 0xFFFFFFFF) << "the connection is over";
+    }
+    for (int i = 0; i < kills; ++i) {
+        const auto killed = ClientTransport::Make(kManagerServerName);
+        Bytes greetingAndHalfAHeader(sizeof(std::uint64_t) + sizeof(ipc_header) / 2);
+        ASSERT_EQ(killed->Connect(kPatienceMs), 0);
+        ASSERT_GT(killed->Write(greetingAndHalfAHeader.data(), static_cast<std::int32_t>(greetingAndHalfAHeader.size()),
+                                kPatienceMs),
+                  0);
+    }
+}
+
+TEST(Soak, LeavesHandlesThreadsAndMemoryAsTheyWere) {
+    PrepareMachine();
+    WriteTable("0", "worn", SampleSettings({{"port", std::string("1")}}));
+    ManagerRun manager;
+    ASSERT_TRUE(WaitForStatus("worn", kRunning));
+    ASSERT_EQ(Control(kManagerStop, "worn"), 0);
+    const auto pid = IPCClient::GetClient(kManagerServerName, true)->ServerPid();
+    const auto idleThreads = Measure(pid).threads;
+    const auto settled = [&] {
+        EXPECT_TRUE(Eventually([&] { return Measure(pid).threads <= idleThreads; }))
+            << "connections go within a second";
+        return Measure(pid);
+    };
+    Use(100, 10, 1000, 100, 100);
+    const auto before = settled();
+    Use(1000, 200, 10000, 500, 100);
+    const auto after = settled();
+    std::cout << "before: " << before << "\nafter:  " << after << "\n";
+    EXPECT_LE(after.freshHandle, before.freshHandle + kHandleValueTolerance);
+    EXPECT_LE(after.privateBytes, before.privateBytes + kMemoryTolerance);
+    EXPECT_EQ(manager.Stop(), 0);
+}
+
+}  // namespace
+}  // namespace e2e
