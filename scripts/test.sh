@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Every check there is: the unit tests natively under AddressSanitizer with UndefinedBehaviorSanitizer and under
-# ThreadSanitizer, and all tests of the Windows build under Wine. Stops at the first stage that fails; the last line
-# counts the test programs.
+# ThreadSanitizer, a short run of the fuzz targets, and all tests of the Windows build under Wine. Stops at the first
+# stage that fails; the last line counts the test programs.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
@@ -51,6 +51,8 @@ echo "== setup"
 scripts/setup.sh
 check_preset host-asan -j "$(nproc)"
 check_preset host-tsan -j "$(nproc)"
+stage="fuzz"
+scripts/fuzz.sh 15
 
 stage="Wine prefix"
 scripts/wine.sh

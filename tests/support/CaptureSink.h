@@ -5,6 +5,7 @@
 //     EXPECT_TRUE(log->WaitFor("Process stopped", 5000));
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <string_view>
@@ -32,7 +33,6 @@ class CaptureSink : public Logging::ISink {
         const std::lock_guard guard(lock_);
         return lines_;
     }
-    /// The messages alone.
     std::vector<std::string> Messages() const {
         std::vector<std::string> messages;
         for (const auto& line : Lines())
@@ -42,14 +42,14 @@ class CaptureSink : public Logging::ISink {
     /// How many messages hold the text.
     std::size_t Count(std::string_view text) const {
         const std::lock_guard guard(lock_);
-        return CountLocked(text);
+        const auto holdsIt = [text](const auto& line) { return line.message.find(text) != std::string::npos; };
+        return static_cast<std::size_t>(std::count_if(lines_.begin(), lines_.end(), holdsIt));
     }
     bool Contains(std::string_view text) const { return Count(text) != 0; }
     /// Waits until `times` messages hold the text; false when they do not within `timeoutMs`.
     bool WaitFor(std::string_view text, unsigned timeoutMs, std::size_t times = 1) {
         std::unique_lock guard(lock_);
-        const auto enough = [&] { return CountLocked(text) >= times; };
-        return changed_.wait_for(guard, std::chrono::milliseconds(timeoutMs), enough);
+        return changed_.wait_for(guard, std::chrono::milliseconds(timeoutMs), [&] { return Count(text) >= times; });
     }
     void Clear() {
         const std::lock_guard guard(lock_);
@@ -57,15 +57,8 @@ class CaptureSink : public Logging::ISink {
     }
 
   private:
-    std::size_t CountLocked(std::string_view text) const {
-        std::size_t count = 0;
-        for (const auto& line : lines_)
-            count += line.message.find(text) != std::string::npos;
-        return count;
-    }
-
-    mutable std::mutex lock_;
-    std::condition_variable changed_;
+    mutable std::recursive_mutex lock_;
+    std::condition_variable_any changed_;
     std::vector<CapturedLine> lines_;
 };
 
@@ -78,8 +71,6 @@ class LogCapture {
     }
     ~LogCapture() { Logging::Logger::GetInstance()->SetSink(nullptr); }
     LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
-
     CaptureSink* operator->() const { return sink_.get(); }
 
   private:

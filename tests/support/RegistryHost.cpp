@@ -1,8 +1,10 @@
 #include "support/RegistryHost.h"
 
 #include <algorithm>
+#include <cctype>
 #include <map>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,9 +22,8 @@ using VexaUtils::ValueKind;
 /// Names compare without regard to letter case.
 struct NameLess {
     bool operator()(const std::string& a, const std::string& b) const {
-        const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; };
-        return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
-                                            [&](char x, char y) { return upper(x) < upper(y); });
+        const auto upper = [](unsigned char c) { return std::toupper(c); };
+        return std::ranges::lexicographical_compare(a, b, {}, upper, upper);
     }
 };
 
@@ -41,8 +42,8 @@ struct Tree {
 };
 
 Tree& TheTree() {
-    static auto* tree = new Tree;  // outlives every static object that may still log
-    return *tree;
+    static auto& tree = *new Tree;  // outlives every static object that may still log
+    return tree;
 }
 
 class RegistryKeyHost : public RegistryKey {
@@ -50,25 +51,21 @@ class RegistryKeyHost : public RegistryKey {
     explicit RegistryKeyHost(std::shared_ptr<Node> node) : node_(std::move(node)) {}
 
     std::int32_t Subkeys(std::vector<std::string>& names) override {
-        std::lock_guard guard(tree_.lock);
-        if (!Readable())
-            return -1;
+        const std::lock_guard guard(tree_.lock);
         names.clear();
         for (const auto& [name, subkey] : node_->subkeys)
             names.push_back(name);
-        return 0;
+        return Readable() ? 0 : -1;
     }
     std::int32_t Values(std::vector<NamedRegistryValue>& values) override {
-        std::lock_guard guard(tree_.lock);
-        if (!Readable())
-            return -1;
+        const std::lock_guard guard(tree_.lock);
         values.clear();
         for (const auto& [name, value] : node_->values)
             values.push_back({name, value});
-        return 0;
+        return Readable() ? 0 : -1;
     }
     std::int32_t Query(const std::string& name, RegistryValue& value) override {
-        std::lock_guard guard(tree_.lock);
+        const std::lock_guard guard(tree_.lock);
         if (!Readable() || !node_->values.contains(name))
             return -1;
         value = node_->values[name];
@@ -81,22 +78,19 @@ class RegistryKeyHost : public RegistryKey {
         return Set(name, {ValueKind::Text, 0, text});
     }
     std::shared_ptr<RegistryKey> OpenSubkey(const std::string& name) override {
-        std::lock_guard guard(tree_.lock);
-        if (!Readable() || !node_->subkeys.contains(name))
-            return nullptr;
-        return std::make_shared<RegistryKeyHost>(node_->subkeys[name]);
+        const std::lock_guard guard(tree_.lock);
+        const bool found = Readable() && node_->subkeys.contains(name);
+        return found ? std::make_shared<RegistryKeyHost>(node_->subkeys[name]) : nullptr;
     }
     std::shared_ptr<RegistryKey> CreateSubkey(const std::string& name) override {
-        std::lock_guard guard(tree_.lock);
+        const std::lock_guard guard(tree_.lock);
         if (!Writable())
             return nullptr;
-        auto& subkey = node_->subkeys[name];
-        if (!subkey)
-            subkey = std::make_shared<Node>();
-        return std::make_shared<RegistryKeyHost>(subkey);
+        const auto made = node_->subkeys.try_emplace(name, std::make_shared<Node>()).first;
+        return std::make_shared<RegistryKeyHost>(made->second);
     }
     std::int32_t RenameSubkey(const std::string& oldName, const std::string& newName) override {
-        std::lock_guard guard(tree_.lock);
+        const std::lock_guard guard(tree_.lock);
         if (!Writable() || node_->subkeys.contains(newName) || !node_->subkeys.contains(oldName))
             return -1;
         auto subkey = node_->subkeys.extract(oldName);
@@ -105,7 +99,7 @@ class RegistryKeyHost : public RegistryKey {
         return 0;
     }
     std::int32_t DeleteSubkey(const std::string& name) override {
-        std::lock_guard guard(tree_.lock);
+        const std::lock_guard guard(tree_.lock);
         if (!Writable() || !node_->subkeys.contains(name))
             return -1;
         node_->subkeys[name]->deleted = true;
@@ -114,7 +108,7 @@ class RegistryKeyHost : public RegistryKey {
     }
     std::int32_t Flush() override { return 0; }
     bool ChangedSinceLastAsked() override {
-        std::lock_guard guard(tree_.lock);
+        const std::lock_guard guard(tree_.lock);
         return std::exchange(seen_, tree_.changes) != tree_.changes;
     }
 
@@ -131,7 +125,7 @@ class RegistryKeyHost : public RegistryKey {
         return true;
     }
     std::int32_t Set(const std::string& name, const RegistryValue& value) {
-        std::lock_guard guard(tree_.lock);
+        const std::lock_guard guard(tree_.lock);
         if (!Writable())
             return -1;
         node_->values[name] = value;
@@ -139,21 +133,22 @@ class RegistryKeyHost : public RegistryKey {
     }
 
     Tree& tree_ = TheTree();
-    std::shared_ptr<Node> node_;
+    const std::shared_ptr<Node> node_;
     unsigned seen_ = 0xFFFFFFFF;  // no number of changes yet
 };
 
+std::shared_ptr<RegistryKey> Root() {
+    const std::lock_guard guard(TheTree().lock);
+    return std::make_shared<RegistryKeyHost>(TheTree().root);
+}
+
 /// The key of a path; empty when it is missing and `create` is false.
 std::shared_ptr<RegistryKey> KeyAt(const std::string& path, bool create) {
-    std::unique_lock guard(TheTree().lock);
-    std::shared_ptr<RegistryKey> key = std::make_shared<RegistryKeyHost>(TheTree().root);
-    guard.unlock();
-    for (std::size_t begin = 0; key && begin < path.size();) {
-        const auto end = std::min(path.find('\\', begin), path.size());
-        const auto name = path.substr(begin, end - begin);
+    auto key = Root();
+    std::istringstream names(path);
+    for (std::string name; key && std::getline(names, name, '\\');) {
         auto subkey = key->OpenSubkey(name);
         key = subkey || !create ? subkey : key->CreateSubkey(name);
-        begin = end + 1;
     }
     return key;
 }
@@ -187,7 +182,7 @@ class RegistryReader : public VexaUtils::Registry {
     std::int32_t Close() override { return std::exchange(key_, nullptr) ? 0 : -1; }
 
   private:
-    std::string path_;
+    const std::string path_;
     std::shared_ptr<RegistryKey> key_;
 };
 
@@ -202,18 +197,18 @@ std::shared_ptr<RegistryKey> RegistryKey::OpenOrCreate(const std::string& path) 
 }
 
 void RegistryHost::Reset() {
-    std::lock_guard guard(TheTree().lock);
+    const std::lock_guard guard(TheTree().lock);
     TheTree().root = std::make_shared<Node>();
     ++TheTree().changes;
     TheTree().writesLeft = kUnlimited;
 }
 
 unsigned RegistryHost::Calls() {
-    std::lock_guard guard(TheTree().lock);
+    const std::lock_guard guard(TheTree().lock);
     return TheTree().calls;
 }
 
 void RegistryHost::AllowWrites(unsigned count) {
-    std::lock_guard guard(TheTree().lock);
+    const std::lock_guard guard(TheTree().lock);
     TheTree().writesLeft = count;
 }

@@ -1,14 +1,10 @@
 // The native build has neither a Windows console nor event tracing.
 #include "utils/logging/SinkFactory.h"
 
-namespace Logging {
-
-std::shared_ptr<ISink> MakeConsoleSink() {
+std::shared_ptr<Logging::ISink> Logging::MakeConsoleSink() {
     return nullptr;
 }
 
-std::shared_ptr<ISink> MakeEventTracingSink() {
+std::shared_ptr<Logging::ISink> Logging::MakeEventTracingSink() {
     return nullptr;
 }
-
-}  // namespace Logging

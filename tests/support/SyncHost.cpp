@@ -1,4 +1,6 @@
 // Events, named mutexes and threads on the standard library, for the native build of the tests.
+#include "support/SyncHost.h"
+
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
@@ -21,6 +23,7 @@ struct Shared {
     std::mutex lock;
     std::condition_variable changed;
     std::map<std::string, std::weak_ptr<Event>> mutexes;
+    int threadsToFailure = 0;  // threads until the one that does not start; 0: none
 };
 
 Shared& TheShared() {
@@ -165,7 +168,22 @@ std::shared_ptr<Mutex> Mutex::OpenNamed(const std::string& name) {
 }
 
 std::unique_ptr<Thread> Thread::Start(std::function<void()> body) {
+    {
+        const std::lock_guard guard(TheShared().lock);
+        auto& left = TheShared().threadsToFailure;
+        if (left > 0 && --left == 0)
+            return nullptr;
+    }
     return std::make_unique<ThreadHost>(std::move(body));
 }
 
+void FailThread(int nth) {
+    const std::lock_guard guard(TheShared().lock);
+    TheShared().threadsToFailure = nth;
+}
+
 }  // namespace kivsync
+
+void sync_host::FailThread(int nth) {
+    kivsync::FailThread(nth);
+}

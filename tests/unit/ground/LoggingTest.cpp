@@ -28,11 +28,6 @@ TEST(FormatTimestamp, IsLocalTimeWithMilliseconds) {
     EXPECT_EQ(text.substr(std::string("2024-03-05T14:07:09").size()), ".123");
 }
 
-std::string Id(std::uint64_t id) {
-    const auto digits = std::to_string(id);
-    return std::string(digits.size() < 5 ? 5 - digits.size() : 0, '0') + digits;
-}
-
 TEST(FileSink, AppendsOneLineAnEntry) {
     const auto path = (std::filesystem::temp_directory_path() / "ground-log.txt").string();
     std::filesystem::remove(path);
@@ -45,20 +40,19 @@ TEST(FileSink, AppendsOneLineAnEntry) {
     colored.Write(both);
     Logging::SetProcessTag("");
 
-    const auto process = Id(platform::CurrentProcessId()), thread = Id(platform::CurrentThreadId());
-    auto module = platform::ModulePath();
-    module.resize(std::max<std::size_t>(module.size(), 70), ' ');
-    const auto function = "Klass::Do" + std::string(41, ' ');
-    std::ifstream file(path);
-    std::string line;
-    std::getline(file, line);
-    EXPECT_EQ(line,
-              info->FormatTimestamp() + "|" + process + ":" + thread + "|" + module + "|" + function + "|[I] plain");
-    std::getline(file, line);
-    EXPECT_EQ(line, "\033[32m" + both->FormatTimestamp() + "|\033[35m" + process + ":\033[35m" + thread +
-                        "|\033[1m\033[34m" + module + "|\033[0m\033[33m" + function +
-                        "|\033[4m\033[92mtag|\033[4m\033[36m[T] twice\033[4m\033[35m[D] twice\033[0m");
-    EXPECT_FALSE(std::getline(file, line));
+    const auto padded = [](const std::string& text, int width) {
+        return (std::ostringstream() << std::left << std::setw(width) << text).str();
+    };
+    const auto id = [](std::uint64_t number) {
+        return (std::ostringstream() << std::setfill('0') << std::setw(5) << number).str();
+    };
+    const auto process = id(platform::CurrentProcessId()), thread = id(platform::CurrentThreadId());
+    const auto module = padded(platform::ModulePath(), 70), function = padded("Klass::Do", 50);
+    const auto lines = (std::ostringstream() << std::ifstream(path).rdbuf()).str();
+    EXPECT_EQ(lines, info->FormatTimestamp() + "|" + process + ":" + thread + "|" + module + "|" + function +
+                         "|[I] plain\n\033[32m" + both->FormatTimestamp() + "|\033[35m" + process + ":\033[35m" +
+                         thread + "|\033[1m\033[34m" + module + "|\033[0m\033[33m" + function +
+                         "|\033[4m\033[92mtag|\033[4m\033[36m[T] twice\033[4m\033[35m[D] twice\033[0m\n");
 }
 
 TEST(LogLine, EveryLevelHasItsTagAndColors) {
@@ -119,17 +113,17 @@ TEST(Logger, PassesWhatItsFiltersLetThrough) {
 }
 
 TEST(Logger, KeepsTheMessagesOfThreadsApart) {
-    constexpr int kMessages = 200;
+    constexpr std::size_t kMessages = 200;
     const LogCapture log;
     const auto write = [](char letter) {
-        for (int i = 0; i < kMessages; ++i)
-            KIV_LOG(Logging::Info, "%d %s", i, std::string(100, letter).c_str());
+        for (std::size_t i = 0; i < kMessages; ++i)
+            KIV_LOG(Logging::Info, "%zu %s", i, std::string(100, letter).c_str());
     };
     std::thread other(write, 'a');
     write('b');
     other.join();
-    EXPECT_EQ(log->Count(" " + std::string(100, 'a')), std::size_t{kMessages});
-    EXPECT_EQ(log->Count(" " + std::string(100, 'b')), std::size_t{kMessages});
+    for (const char letter : {'a', 'b'})
+        EXPECT_EQ(log->Count(" " + std::string(100, letter)), kMessages);
 }
 
 }  // namespace

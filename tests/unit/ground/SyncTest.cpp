@@ -1,4 +1,4 @@
-// Events, waits for several of them, named mutexes and threads; and the clock they are timed by.
+// Events, waits for several of them, and named mutexes; and the clock they are timed by.
 #include <gtest/gtest.h>
 
 #include "utils/platform/Platform.h"
@@ -8,19 +8,15 @@
 
 namespace {
 
-using kivsync::Event;
-using kivsync::Initially;
-using kivsync::Mutex;
-using kivsync::Thread;
-using kivsync::WaitAny;
+using namespace kivsync;
 
 constexpr std::uint32_t kPatienceMs = 10000;
 
 TEST(Event, AnAutomaticOneLetsOneWaiterThrough) {
-    const auto automatic = Event::Make(kivsync::Reset::Auto, Initially::Signalled);
+    const auto automatic = Event::Make(Reset::Auto, Initially::Signalled);
     EXPECT_EQ(automatic->Wait(0), 0);
     EXPECT_EQ(automatic->Wait(0), -1);
-    const auto manual = Event::Make(kivsync::Reset::Manual, Initially::Clear);
+    const auto manual = Event::Make(Reset::Manual, Initially::Clear);
     EXPECT_EQ(manual->Set(), 0);
     EXPECT_EQ(manual->Wait(), 0);
     EXPECT_EQ(manual->Wait(0), 0);
@@ -29,24 +25,22 @@ TEST(Event, AnAutomaticOneLetsOneWaiterThrough) {
     EXPECT_EQ(manual->Close(), 0);
     for (const auto result : {manual->Close(), manual->Set(), manual->Reset(), manual->Wait(0)})
         EXPECT_EQ(result, -1);
-    EXPECT_EQ(WaitAny({automatic.get(), manual.get()}, 0), kivsync::kWaitFailed);
+    EXPECT_EQ(WaitAny({automatic.get(), manual.get()}, 0), kWaitFailed);
 }
 
 TEST(WaitAny, ReturnsTheFirstOfTheListAndConsumesOnlyThat) {
-    const auto first = Event::Make(kivsync::Reset::Auto, Initially::Clear);
-    const auto second = Event::Make(kivsync::Reset::Auto, Initially::Clear);
-    EXPECT_EQ(WaitAny({first.get(), second.get()}, 1), kivsync::kWaitTimeout);
+    const auto first = Event::Make(Reset::Auto, Initially::Clear);
+    const auto second = Event::Make(Reset::Auto, Initially::Clear);
+    const auto wait = [&](std::uint32_t timeoutMs) { return WaitAny({first.get(), second.get()}, timeoutMs); };
+    EXPECT_EQ(wait(1), kWaitTimeout);
     first->Set();
     second->Set();
-    EXPECT_EQ(WaitAny({first.get(), second.get()}, 0), 0u);
-    EXPECT_EQ(WaitAny({first.get(), second.get()}, 0), 1u);
-    EXPECT_EQ(WaitAny({}, 0), kivsync::kWaitFailed);
-
-    std::uint32_t woken = kivsync::kWaitFailed;
-    const auto thread = Thread::Start([&] { woken = WaitAny({first.get(), second.get()}, kivsync::kInfinite); });
+    EXPECT_EQ(wait(0), 0u);
+    EXPECT_EQ(wait(0), 1u);
+    EXPECT_EQ(WaitAny({}, 0), kWaitFailed);
+    const auto thread = Thread::Start([&] { EXPECT_EQ(wait(kInfinite), 1u); });
     second->Set();
     thread->Join();
-    EXPECT_EQ(woken, 1u);
 }
 
 TEST(Mutex, HasOneCreatorAndOneHolder) {
@@ -69,7 +63,6 @@ TEST(Mutex, HasOneCreatorAndOneHolder) {
     EXPECT_EQ(lockElsewhere(1), -1);
     EXPECT_EQ(created->Unlock(), 0);
     EXPECT_EQ(lockElsewhere(kPatienceMs), 0);
-
     EXPECT_EQ(created->Lock(), 0);
     EXPECT_EQ(created->Destroy(), 0);  // unlocks first
     EXPECT_EQ(created->Lock(0), -1);

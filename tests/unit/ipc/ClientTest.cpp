@@ -110,37 +110,33 @@ TEST(Client, ReplyRightBeforeTheEndIsNotLost) {
 
 TEST(Client, ServerThatNeverGreets) {
     const auto server = ServerTransport::Make("mute");
-    {
-        const IpcTimeout timeout(50);
-        EXPECT_EQ(IPCClient(true).Connect("mute"), -1);
+    for (const auto timeoutMs : {50u, kivsync::kInfinite}) {
+        const IpcTimeout timeout(timeoutMs);
+        IPCClient client(true);
+        std::thread connecting([&] { EXPECT_EQ(client.Connect("mute"), -1); });
+        const auto silent = server->Accept(kPatienceMs);  // it has opened the pipe
+        if (timeoutMs == kivsync::kInfinite)
+            client.Disconnect();
+        connecting.join();
     }
-    EXPECT_NE(server->Accept(kPatienceMs), nullptr);
-    const IpcTimeout timeout(kivsync::kInfinite);
-    IPCClient client(true);
-    std::thread connecting([&] { EXPECT_EQ(client.Connect("mute"), -1); });
-    const auto silent = server->Accept(kPatienceMs);  // it has opened the pipe
-    client.Disconnect();
-    connecting.join();
 }
 
 TEST(Client, ManyThreadsShareOneConnection) {
     RunningServer running("threads");
     IPCClient client(true);
     ASSERT_EQ(client.Connect("threads"), 0);
-    std::vector<std::thread> threads;
-    for (std::uint8_t number = 0; number < 4; ++number) {
-        threads.emplace_back([&, number] {
-            for (std::uint8_t i = 0; i < 50; ++i) {
-                std::shared_ptr<IPC> reply;
-                ASSERT_EQ(client.Call(IPC::Request(100, {number, i}), kPatienceMs, reply), 0);
-                ASSERT_EQ(reply->Payload(), (Bytes{number, i}));
-                running.server.Broadcast(IPC::Notice(150));
-                ASSERT_NE(client.TakeNotice(kPatienceMs), nullptr);
-            }
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
+    const auto use = [&](std::uint8_t number) {
+        for (std::uint8_t i = 0; i < 50; ++i) {
+            std::shared_ptr<IPC> reply;
+            ASSERT_EQ(client.Call(IPC::Request(100, {number, i}), kPatienceMs, reply), 0);
+            ASSERT_EQ(reply->Payload(), (Bytes{number, i}));
+            running.server.Broadcast(IPC::Notice(150));
+            ASSERT_NE(client.TakeNotice(kPatienceMs), nullptr);
+        }
+    };
+    std::thread first(use, 1), second(use, 2), third(use, 3);
+    for (auto* thread : {&first, &second, &third})
+        thread->join();
 }
 
 }  // namespace

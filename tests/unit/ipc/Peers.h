@@ -20,12 +20,11 @@ inline constexpr std::uint32_t kPatienceMs = 10000;  // for what must happen; a 
 using Bytes = std::vector<std::uint8_t>;
 
 /// Bytes written as hexadecimal pairs, with blanks between them where they help the reader.
-inline Bytes Hex(const std::string& text) {
+inline Bytes Hex(std::string text) {
+    std::erase(text, ' ');
     Bytes bytes;
-    for (std::size_t i = 0; i < text.size(); i += text[i] == ' ' ? 1 : 2) {
-        if (text[i] != ' ')
-            bytes.push_back(static_cast<std::uint8_t>(std::stoul(text.substr(i, 2), nullptr, 16)));
-    }
+    for (std::size_t i = 0; i < text.size(); i += 2)
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(text.substr(i, 2), nullptr, 16)));
     return bytes;
 }
 

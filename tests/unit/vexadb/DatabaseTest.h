@@ -5,9 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "support/CaptureSink.h"
 #include "utils/VexaDB/class/ProtocolTypes.h"
@@ -18,12 +15,10 @@ using Lines = std::vector<std::string>;
 
 class DatabaseTest : public ::testing::Test {
   protected:
-    static constexpr const char* kSettings = "Software\\Quenlar\\Torvik\\Runtime\\Settings";
-
     DatabaseTest() { Clear(); }
 
     void Clear() {
-        const auto settings = VexaUtils::RegistryKey::OpenOrCreate(kSettings);
+        const auto settings = VexaUtils::RegistryKey::OpenOrCreate("Software\\Quenlar\\Torvik\\Runtime\\Settings");
         settings->DeleteSubkey("vexa");
         outside = settings->CreateSubkey("vexa");
     }
@@ -31,9 +26,8 @@ class DatabaseTest : public ::testing::Test {
     /// Every value of the database as `name=7` or `name="text"`, then the tables' with `id\` before; sorted within a
     /// key.
     Lines Dump() const {
-        Lines lines;
+        Lines lines, ids;
         DumpValues(*outside, "", lines);
-        Lines ids;
         outside->Subkeys(ids);
         for (const auto& id : ids)
             DumpValues(*outside->OpenSubkey(id), id + '\\', lines);
@@ -58,11 +52,11 @@ class DatabaseTest : public ::testing::Test {
     static void DumpValues(VexaUtils::RegistryKey& key, const std::string& prefix, Lines& lines) {
         std::vector<VexaUtils::NamedRegistryValue> values;
         key.Values(values);
-        std::sort(values.begin(), values.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
-        for (const auto& [name, value] : values)
-            lines.push_back(prefix + name + "=" +
-                            (value.kind == VexaUtils::ValueKind::Number ? std::to_string(value.number)
-                             : value.kind == VexaUtils::ValueKind::Text ? '"' + value.text + '"'
-                                                                        : "?"));
+        const auto first = static_cast<std::ptrdiff_t>(lines.size());
+        for (const auto& [name, value] : values) {
+            const bool isNumber = value.kind == VexaUtils::ValueKind::Number;
+            lines.push_back(prefix + name + "=" + (isNumber ? std::to_string(value.number) : '"' + value.text + '"'));
+        }
+        std::sort(lines.begin() + first, lines.end());
     }
 };

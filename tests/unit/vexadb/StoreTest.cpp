@@ -8,18 +8,12 @@ using namespace VexaDB;
 
 namespace {
 
-class StoreContract : public DatabaseTest, public ::testing::WithParamInterface<bool> {
-  protected:
-    std::shared_ptr<VexaDBInterface> MakeStore() {
-        auto persistent = std::make_shared<VexaRegistryDB>();
-        if (GetParam())
-            return persistent;
-        return std::make_shared<VexaMemoryDB>(persistent);
-    }
-};
+class StoreContract : public DatabaseTest, public ::testing::WithParamInterface<bool> {};
 
 TEST_P(StoreContract, InstancesAndSettings) {
-    const auto store = MakeStore();
+    std::shared_ptr<VexaDBInterface> store = std::make_shared<VexaRegistryDB>();
+    if (!GetParam())
+        store = std::make_shared<VexaMemoryDB>(store);
     EXPECT_EQ(store->AddInstance("A"), 0);
     EXPECT_NE(store->AddInstance("A"), 0);
     EXPECT_EQ(store->AddInstance("a"), 0);  // names are compared exactly
@@ -44,14 +38,12 @@ TEST_P(StoreContract, InstancesAndSettings) {
     EXPECT_EQ(store->GetUint32("B", "n", number), 0);
     EXPECT_EQ(store->GetString("B", "s", text), 0);
     EXPECT_EQ(text + std::to_string(number), "7");
-
     std::vector<SettingEntry> settings;
     EXPECT_NE(store->GetInstanceSettings("A", settings), 0);
     ASSERT_EQ(store->GetInstanceSettings("B", settings), 0);
     ASSERT_EQ(settings.size(), 2u);
     EXPECT_TRUE(settings[0].name == "n" && settings[0].kind == SettingKind::Number && settings[0].number == 7);
     EXPECT_TRUE(settings[1].name == "s" && settings[1].kind == SettingKind::String);
-
     EXPECT_EQ(store->RemoveInstance("a"), 0);
     EXPECT_TRUE(store->IsInstanceExist("B"));
     EXPECT_FALSE(store->IsInstanceExist("b"));
@@ -60,7 +52,7 @@ TEST_P(StoreContract, InstancesAndSettings) {
 INSTANTIATE_TEST_SUITE_P(Stores, StoreContract, ::testing::Bool(),
                          [](const auto& store) { return store.param ? "Registry" : "Memory"; });
 
-class RegistryStore : public DatabaseTest {};
+using RegistryStore = DatabaseTest;
 
 TEST_F(RegistryStore, TablesTakeTheFirstFreeIdAndKeepIt) {
     VexaRegistryDB store;
@@ -74,7 +66,6 @@ TEST_F(RegistryStore, TablesTakeTheFirstFreeIdAndKeepIt) {
     EXPECT_EQ(Dump(),
               (Lines{"global=1", "0\\_kiv_name=\"E\"", "1\\_kiv_name=\"D\"", "1\\s=\"x\"", "2\\_kiv_name=\"C\""}));
     EXPECT_EQ(Names(store), (Lines{"", "E", "D", "C"}));
-    // The database key is the home of the database-wide settings and no instance.
     EXPECT_NE(store.RemoveInstance(""), 0);
     EXPECT_NE(store.RenameInstance("", "X"), 0);
     EXPECT_NE(store.RenameInstance("C", ""), 0);
@@ -115,9 +106,8 @@ TEST_F(RegistryStore, ChangesFromOutsideAreSeen) {
     EXPECT_EQ(store.AddInstance("C"), 0);  // takes "2"
     Logged();
     EXPECT_EQ(Names(store), (Lines{"", "A2", "1", "C"}));
-    EXPECT_EQ(Logged(), (Lines{"Old table????"}));
     EXPECT_EQ(Names(store), (Lines{"", "A2", "1", "C"}));
-    EXPECT_EQ(Logged(), (Lines{"Old table????"}));
+    EXPECT_EQ(Logged(), (Lines{"Old table????", "Old table????"}));
     EXPECT_EQ(store.SetUint32("1", "n", 1), 0);
 }
 

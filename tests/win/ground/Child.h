@@ -2,7 +2,6 @@
 #pragma once
 
 namespace child {
-
 inline constexpr unsigned kPatienceMs = 20000;
 inline constexpr unsigned kReachedEnd = 3, kDiedWithMutex = 4;  // exit codes
 inline constexpr unsigned kLongestArgument = 57;                // of a command line of 69 characters
@@ -12,5 +11,4 @@ inline constexpr const char* kMutex = "ground-mutex";
 inline constexpr const char* kLogVariable = "GROUND_LOG_FILE";
 inline constexpr const char* kLogMessage = "a message that either is there as a whole or not at all";
 inline constexpr int kLogLines = 300;
-
 }  // namespace child

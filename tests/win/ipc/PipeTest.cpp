@@ -28,11 +28,9 @@ TEST_F(PipeTest, TransfersThatTimeOutAreTakenBackOrFinished) {
     EXPECT_EQ(served->Write("abc", 3, kPatienceMs), 3);
     EXPECT_EQ(client->Read(buffer.data(), 8, kPatienceMs), 3);  // nothing went to the read before
     EXPECT_EQ(client->Write(large.data(), largeSize, 20), -1);
-    const std::vector<std::string> expected{
-        "Cannot Read timeout size:8, read:0 timeout:20 server:pipe client:1",
-        "Cannot write timeout size:1048576, write:0 timeout:20 server:pipe client:1"};
-    EXPECT_EQ(log->Messages(), expected);
-
+    EXPECT_EQ(log->Messages(),
+              (std::vector<std::string>{"Cannot Read timeout size:8, read:0 timeout:20 server:pipe client:1",
+                                        "Cannot write timeout size:1048576, write:0 timeout:20 server:pipe client:1"}));
     EXPECT_EQ(served->BeginWrite(large.data(), largeSize, 5), ClientTransport::kWritePending);
     Bytes received(large.size());
     std::thread reader([&] { EXPECT_TRUE(ReadWhole(*client, received.data(), largeSize, kPatienceMs)); });
@@ -56,8 +54,7 @@ TEST_F(PipeTest, CloseAtEitherEndEndsWhatIsInFlightSilently) {
 TEST_F(PipeTest, ConnectWaitsForAFreePipe) {
     EXPECT_EQ(ClientTransport::Make("nobody")->Connect(kPatienceMs), -1);
     EXPECT_TRUE(log->Contains("Cannot open client pipe server:nobody"));
-    RawClient first("pipe");
-    RawClient second("pipe");
+    RawClient first("pipe"), second("pipe");
     EXPECT_EQ(ClientTransport::Make("pipe")->Connect(30), -1);  // both waiting pipes are taken
     EXPECT_TRUE(log->Contains("Timeout in open client pipe timeout:30 server:pipe"));
 
@@ -77,23 +74,20 @@ TEST_F(PipeTest, PoolOutlivesClientsThatVanish) {
         while (!done)
             server->Accept(kivsync::kInfinite);
     });
-    std::vector<std::thread> vanishing;
-    for (int i = 0; i < 3; ++i) {
-        vanishing.emplace_back([] {
-            for (int round = 0; round < 100; ++round)
-                ClientTransport::Make("pipe")->Connect(kPatienceMs);
-        });
-    }
-    for (auto& thread : vanishing)
-        thread.join();
+    const auto vanish = [] {
+        for (int round = 0; round < 100; ++round)
+            ClientTransport::Make("pipe")->Connect(kPatienceMs);
+    };
+    std::thread first(vanish), second(vanish), third(vanish);
+    for (auto* thread : {&first, &second, &third})
+        thread->join();
     done = true;
     server->Interrupt();
     accepting.join();
     EXPECT_FALSE(log->Contains("Timeout in wait for client connect"));
     while (!log->Contains("Timeout in wait for client connect timeout:1 server:pipe"))
         server->Accept(1);
-    RawClient first("pipe");  // both pipes wait again
-    RawClient second("pipe");
+    RawClient one("pipe"), another("pipe");  // both pipes wait again
     EXPECT_NE(server->Accept(kPatienceMs), nullptr);
     EXPECT_NE(server->Accept(kPatienceMs), nullptr);
 }

@@ -36,6 +36,17 @@ std::int32_t ReplyStatus(const IPC& reply) {
     return status ? static_cast<std::int32_t>(*status) : kIpcFailure;
 }
 
+/// The status of a reply to command 3 or 4, and the value when that is 0.
+std::int32_t ReplyValue(const IPC& reply, std::uint32_t& value) {
+    if (const auto status = ReplyStatus(reply); status != kIpcSuccess)
+        return status;
+    const auto record = wire::Decode<ipc_value_reply>(reply.Payload());
+    if (!record)
+        return kIpcFailure;
+    value = record->value;
+    return kIpcSuccess;
+}
+
 }  // namespace
 
 std::shared_ptr<IPCClient> IPCClient::GetClient(const std::string& serverName, bool useListener) {
@@ -198,23 +209,39 @@ std::shared_ptr<IPC> IPCClient::TakeNotice(std::uint32_t timeoutMs) {
 }
 
 std::int32_t IPCClient::Send(const std::shared_ptr<IPC>& request) {
+    return SendTogether({request});
+}
+
+std::int32_t IPCClient::SendTogether(std::initializer_list<std::shared_ptr<IPC>> requests) {
     const std::scoped_lock guard(lock_);
     if (!connected_)
         return kIpcCannotSend;
-    if (measure_)
-        request->EnableMeasurement();
-    if (logMeasure_)
-        request->EnableMeasurementLog();
-    if (request->ExpectsReply() && reader_->BeginRequest(request->RequestId()) != kIpcSuccess)
-        return kIpcCannotSend;
-    const auto message = request->Serialize();
+    IPCPayload message;
+    std::vector<std::uint64_t> awaited;
+    bool ready = true;
+    for (const auto& request : requests) {
+        if (measure_)
+            request->EnableMeasurement();
+        if (logMeasure_)
+            request->EnableMeasurementLog();
+        if (request->ExpectsReply()) {
+            ready = ready && reader_->BeginRequest(request->RequestId()) == kIpcSuccess;
+            if (!ready)
+                break;
+            awaited.push_back(request->RequestId());
+        }
+        const auto bytes = request->Serialize();
+        message.insert(message.end(), bytes.begin(), bytes.end());
+    }
     const auto size = static_cast<std::int32_t>(message.size());
-    if (transport_->Write(message.data(), size, timeout_) == size)
+    if (ready && transport_->Write(message.data(), size, timeout_) == size)
         return kIpcSuccess;
-    if (request->ExpectsReply())
-        reader_->EndRequest(request->RequestId());
-    transport_->Close();
-    OnDisconnect(0);
+    for (const auto requestId : awaited)
+        reader_->EndRequest(requestId);
+    if (ready) {
+        transport_->Close();
+        OnDisconnect(0);
+    }
     return kIpcCannotSend;
 }
 
@@ -262,13 +289,7 @@ std::int32_t IPCClient::AskValue(std::uint32_t command, std::uint32_t& value) {
     std::shared_ptr<IPC> reply;
     if (const auto result = Call(IPC::Request(command, IPCPayload(1)), timeout_, reply); result != kIpcSuccess)
         return result;
-    if (const auto status = ReplyStatus(*reply); status != kIpcSuccess)
-        return status;
-    const auto record = wire::Decode<ipc_value_reply>(reply->Payload());
-    if (!record)
-        return kIpcFailure;
-    value = record->value;
-    return kIpcSuccess;
+    return ReplyValue(*reply, value);
 }
 
 std::int32_t IPCClient::GetState(std::uint32_t& state) {
@@ -277,6 +298,21 @@ std::int32_t IPCClient::GetState(std::uint32_t& state) {
 
 std::int32_t IPCClient::GetClientCount(std::uint32_t& count) {
     return AskValue(kIpcGetClientCount, count);
+}
+
+IPCClient::Condition IPCClient::GetCondition() {
+    const auto alive = IPC::Request(kIpcAliveCheck);
+    const auto state = IPC::Request(kIpcGetState, IPCPayload(1));
+    const auto count = IPC::Request(kIpcGetClientCount, IPCPayload(1));
+    Condition condition;
+    if (SendTogether({alive, state, count}) != kIpcSuccess)
+        return condition;
+    condition.alive = WaitReply(alive->RequestId(), timeout_) != nullptr;
+    if (const auto reply = WaitReply(state->RequestId(), timeout_))
+        ReplyValue(*reply, condition.state);
+    if (const auto reply = WaitReply(count->RequestId(), timeout_))
+        ReplyValue(*reply, condition.clientCount);
+    return condition;
 }
 
 std::int32_t IPCClient::GetClientsInfo(std::vector<ipc_client_info>& clients) {

@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -62,6 +63,17 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     std::int32_t GetClientsInfo(std::vector<ipc_client_info>& clients);
     std::int32_t Terminate();
 
+    /// What the server answers to the alive check and to the requests for its state and its client count. A value that
+    /// is not answered stays 0.
+    struct Condition {
+        bool alive = false;
+        std::uint32_t state = 0;
+        std::uint32_t clientCount = 0;
+    };
+    /// The three requests go in one write, before the wait for the first reply: that takes little longer than one of
+    /// them.
+    Condition GetCondition();
+
     /// The oldest notice that the server sent and nobody took yet, waiting for one at most `timeoutMs`; empty when
     /// there is none, or when the connection ended and all were taken. Without a listener they only come in while a
     /// reply is waited for.
@@ -82,6 +94,8 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     bool Handshake(ClientTransport& transport);
     void DropConnection();
     std::int32_t AskValue(std::uint32_t command, std::uint32_t& value);
+    /// Send for several requests in one write: all of them, or none.
+    std::int32_t SendTogether(std::initializer_list<std::shared_ptr<IPC>> requests);
     void SetConnected(bool connected);
 
     // Serializes the operations, through their waits; taken before the other locks.

@@ -105,13 +105,13 @@ std::shared_ptr<IPC> PipeReader::Read() {
 
 std::shared_ptr<IPC> PipeReader::ReadMessage() {
     ipc_header header{};
-    if (!ReadWhole(*transport_, &header, sizeof header, kivsync::kInfinite))
+    if (!ReadBytes(&header, sizeof header))
         return {};
     const std::uint32_t size = header.size;
     std::shared_ptr<IPC> record;
     if (size <= kIpcMaximumSize) {
         IPCPayload body(size);
-        if (!ReadWhole(*transport_, body.data(), static_cast<std::int32_t>(size), kivsync::kInfinite)) {
+        if (!ReadBytes(body.data(), size)) {
             KIV_LOG(Logging::Error, "Disconnect in middle size:%d id:%lld pid:%lld", static_cast<int>(size),
                     static_cast<long long>(id_), static_cast<long long>(pid_));
             return {};
@@ -124,6 +124,26 @@ std::shared_ptr<IPC> PipeReader::ReadMessage() {
         transport_->Close();  // what follows cannot be told apart any more
     }
     return record;
+}
+
+bool PipeReader::ReadBytes(void* target, std::size_t size) {
+    auto* next = static_cast<std::uint8_t*>(target);
+    for (;;) {
+        const auto taken = std::min(size, aheadEnd_ - aheadBegin_);
+        next = std::copy_n(ahead_.begin() + static_cast<std::ptrdiff_t>(aheadBegin_), taken, next);
+        aheadBegin_ += taken;
+        size -= taken;
+        if (size == 0)
+            return true;
+        if (size >= kReadAheadSize)
+            return ReadWhole(*transport_, next, static_cast<std::int32_t>(size), kivsync::kInfinite);
+        // Zero bytes are no end of the stream: a peer may write nothing at all.
+        const auto bytes = transport_->Read(ahead_.data(), kReadAheadSize, kivsync::kInfinite);
+        if (bytes < 0)
+            return false;
+        aheadBegin_ = 0;
+        aheadEnd_ = static_cast<std::size_t>(bytes);
+    }
 }
 
 void PipeReader::Dispatch(const std::shared_ptr<IPC>& record) {

@@ -9,7 +9,9 @@
 //     reader->EndRequest(id);
 #pragma once
 
+#include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -67,8 +69,12 @@ class PipeReader {
     std::int32_t AddReply(const std::shared_ptr<IPC>& reply);
 
   private:
+    static constexpr std::size_t kReadAheadSize = 512;  // bytes; longer than any message but a list
+
     void InternalListenerThread(const std::function<bool()>& greeting);
     std::shared_ptr<IPC> ReadMessage();
+    /// The next `size` bytes of the stream, waiting for them without limit; false when it ends before.
+    bool ReadBytes(void* target, std::size_t size);
     void Dispatch(const std::shared_ptr<IPC>& record);
     void TellDisconnect();
     std::shared_ptr<IPCRequestInfo> TakeIdleEntry();
@@ -86,6 +92,11 @@ class PipeReader {
     DisconnectMonitor* disconnectMonitor_ = nullptr;
     std::uint64_t id_ = 0;
     std::uint64_t pid_ = 0;
+
+    // Read ahead by whoever reads: what has come of a message, and of those behind it, costs one read.
+    std::array<std::uint8_t, kReadAheadSize> ahead_{};
+    std::size_t aheadBegin_ = 0;
+    std::size_t aheadEnd_ = 0;
 
     std::mutex lock_;  // guards what follows; taken before the entries' own locks
     std::map<std::uint64_t, std::shared_ptr<IPCRequestInfo>> pending_;

@@ -100,11 +100,10 @@ bool ProtocolChild::WaitForManager() {
 }
 
 void ProtocolChild::AnswerRequests() {
-    // The event is looked at because a stop that came before the server was started did not reach the server.
-    while (stop_->Wait(0) != 0) {
-        const auto request = server_.GetRequest();
-        if (!request)
-            return;
+    // A stop that came before the server was started did not reach the server; any later one ends its requests.
+    if (stop_->Wait(0) == 0)
+        return;
+    while (const auto request = server_.GetRequest()) {
         const auto reply = Answer(*request);
         if (reply && request->ExpectsReply())
             server_.SendReply(reply);

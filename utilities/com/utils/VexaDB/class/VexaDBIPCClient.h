@@ -42,7 +42,7 @@ class VexaDBIPCClient : public VexaDBServerInterface {
     std::int32_t GetString(SessionId session, const std::string& instance, const std::string& setting,
                            std::string& value) override;
     std::int32_t GetInstances(SessionId session, std::vector<std::string>& instances) override;
-    /// The entries carry no numbers.
+    /// The entries carry no values.
     std::int32_t GetInstanceSettings(SessionId session, const std::string& instance,
                                      std::vector<SettingEntry>& settings) override;
     /// False also when the server does not answer.

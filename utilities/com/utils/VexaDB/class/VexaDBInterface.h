@@ -12,11 +12,12 @@ namespace VexaDB {
 
 enum class SettingKind : std::uint32_t { String = 0, Number = 1 };
 
-/// One setting as the lists give it; the text of a string setting is read with GetString.
+/// One setting as the lists give it.
 struct SettingEntry {
     std::string name;
     SettingKind kind = SettingKind::String;
     std::uint32_t number = 0;
+    std::string text;
 };
 
 /// Results: 0 success, anything else failure; a failed read leaves its output untouched. Not locked: the database

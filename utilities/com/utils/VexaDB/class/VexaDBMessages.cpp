@@ -57,7 +57,7 @@ std::int32_t DecodeInstances(std::span<const std::uint8_t> payload, std::vector<
 
 std::int32_t DecodeSettings(std::span<const std::uint8_t> payload, std::vector<SettingEntry>& settings) {
     return DecodeList<ipc_vexadb_setting_entry>(payload, settings, [](const ipc_vexadb_setting_entry& entry) {
-        return SettingEntry{entry.setting.Text(), static_cast<SettingKind>(std::uint32_t{entry.kind}), 0};
+        return SettingEntry{entry.setting.Text(), static_cast<SettingKind>(std::uint32_t{entry.kind}), 0, {}};
     });
 }
 

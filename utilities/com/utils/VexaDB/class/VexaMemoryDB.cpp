@@ -16,12 +16,8 @@ void VexaMemoryDB::CopyInstance(VexaDBInterface& source, const std::string& inst
     auto& copies = instances_[instance];
     std::vector<SettingEntry> settings;
     source.GetInstanceSettings(instance, settings);
-    for (const auto& setting : settings) {
-        Setting copy{setting.kind, setting.number, {}};
-        if (setting.kind == SettingKind::String && source.GetString(instance, setting.name, copy.text) != 0)
-            continue;  // gone since it was listed
-        copies[setting.name] = std::move(copy);
-    }
+    for (auto& setting : settings)
+        copies[setting.name] = {setting.kind, setting.number, std::move(setting.text)};
 }
 
 std::int32_t VexaMemoryDB::AddInstance(const std::string& instance) {
@@ -98,8 +94,12 @@ std::int32_t VexaMemoryDB::GetInstanceSettings(const std::string& instance, std:
         return -1;
     settings.clear();
     for (const auto& [name, setting] : *table)
-        settings.push_back({name, setting.kind, setting.number});
+        settings.push_back({name, setting.kind, setting.number, setting.text});
     return 0;
+}
+
+bool VexaMemoryDB::IsInstanceExist(const std::string& instance) {
+    return instances_.contains(instance);
 }
 
 std::int32_t VexaMemoryDB::Clear() {
@@ -108,8 +108,6 @@ std::int32_t VexaMemoryDB::Clear() {
 }
 
 VexaMemoryDB::Settings* VexaMemoryDB::Find(const std::string& instance) {
-    if (!IsInstanceExist(instance))
-        return nullptr;
     const auto found = instances_.find(instance);
     return found == instances_.end() ? nullptr : &found->second;
 }

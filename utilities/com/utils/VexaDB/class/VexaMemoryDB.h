@@ -26,6 +26,7 @@ class VexaMemoryDB : public VexaStore {
     std::int32_t GetString(const std::string& instance, const std::string& setting, std::string& value) override;
     std::int32_t GetInstances(std::vector<std::string>& instances) override;
     std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) override;
+    bool IsInstanceExist(const std::string& instance) override;
 
     /// Drops every instance without telling the observers; 0.
     virtual std::int32_t Clear();

@@ -38,26 +38,36 @@ VexaRegistryDB::VexaRegistryDB() : key_(RegistryKey::OpenOrCreate(kDatabaseKey))
 }
 
 void VexaRegistryDB::RepairOldTables() {
-    std::vector<std::string> ids;
-    key_->Subkeys(ids);
-    usedIds_ = {ids.begin(), ids.end()};
-    for (const auto& id : ids) {
-        const auto table = key_->OpenSubkey(id);
-        if (!table)
-            continue;
-        std::string name;
-        if (!ReadName(*table, name)) {
-            KIV_LOG(Logging::Warning, "Fixing old table %s without name field", id.c_str());
-            if (table->SetText(kNameValue, id) != 0)
+    FollowOutsideChanges();
+    for (const auto& table : tables_) {
+        if (!table.named) {
+            KIV_LOG(Logging::Warning, "Fixing old table %s without name field", table.id.c_str());
+            const auto key = key_->OpenSubkey(table.id);
+            if (!key || key->SetText(kNameValue, table.id) != 0)
                 continue;  // its key name is all the name it has
         }
-        if (!IsDecimal(id)) {
-            KIV_LOG(Logging::Warning, "Fixing old table %s using name as id", id.c_str());
+        if (!IsDecimal(table.id)) {
+            KIV_LOG(Logging::Warning, "Fixing old table %s using name as id", table.id.c_str());
             const auto newId = FreeId();
-            if (key_->RenameSubkey(id, newId) == 0)
+            if (key_->RenameSubkey(table.id, newId) == 0)
                 usedIds_.insert(newId);
         }
     }
+}
+
+std::shared_ptr<RegistryKey> VexaRegistryDB::OpenById(const std::string& id, std::string& name) {
+    if (const auto kept = keys_.find(id); kept != keys_.end()) {
+        if (ReadName(*kept->second, name))
+            return kept->second;
+        keys_.erase(kept);  // deleted from outside, and perhaps made anew
+    }
+    auto table = key_->OpenSubkey(id);
+    if (!table)
+        return nullptr;
+    name.clear();
+    if (ReadName(*table, name))
+        keys_[id] = table;
+    return table;
 }
 
 std::int32_t VexaRegistryDB::ReadTables() {
@@ -68,13 +78,15 @@ std::int32_t VexaRegistryDB::ReadTables() {
     std::vector<std::string> ids;
     if (!key_ || key_->Subkeys(ids) != 0)
         return -1;
+    usedIds_ = {ids.begin(), ids.end()};
+    std::erase_if(keys_, [this](const auto& kept) { return !usedIds_.contains(kept.first); });
     for (const auto& id : ids) {
-        usedIds_.insert(id);
-        const auto table = key_->OpenSubkey(id);
-        if (!table)
+        Table entry{id, {}, false};
+        if (!OpenById(id, entry.name))
             continue;  // deleted since it was listed
-        Table entry{id, id, false};
-        entry.named = ReadName(*table, entry.name);
+        entry.named = keys_.contains(id);
+        if (!entry.named)
+            entry.name = id;
         ids_.emplace(entry.name, id);  // of two tables with one name the first one counts
         tables_.push_back(std::move(entry));
     }
@@ -111,13 +123,10 @@ std::shared_ptr<RegistryKey> VexaRegistryDB::OpenIndexedTable(const std::string&
     const auto found = ids_.find(instance);
     if (found == ids_.end())
         return nullptr;
-    auto table = key_->OpenSubkey(found->second);
-    std::string name = found->second;
-    if (table) {
-        ReadName(*table, name);
-        if (name == instance)
-            return table;
-    }
+    std::string name;
+    auto table = OpenById(found->second, name);
+    if (table && (keys_.contains(found->second) ? name : found->second) == instance)
+        return table;
     state_ = IndexState::Suspect;  // renamed or deleted from outside just now
     return nullptr;
 }
@@ -151,6 +160,7 @@ std::int32_t VexaRegistryDB::AddInstance(const std::string& instance) {
         return -1;
     }
     ids_[instance] = id;
+    keys_[id] = table;
     usedIds_.insert(id);
     AbsorbOwnChange();
     Notify(&VexaDBOpObserver::InstanceAdded, instance);
@@ -158,10 +168,14 @@ std::int32_t VexaRegistryDB::AddInstance(const std::string& instance) {
 }
 
 std::int32_t VexaRegistryDB::RemoveInstance(const std::string& instance) {
+    // A kept key follows its table even to another id, but what is deleted goes by its id: it is opened anew.
+    if (const auto known = ids_.find(instance); known != ids_.end())
+        keys_.erase(known->second);
     // The database key itself is no table.
     if (instance.empty() || !OpenTable(instance))
         return -1;
     const auto found = ids_.find(instance);
+    keys_.erase(found->second);
     if (key_->DeleteSubkey(found->second) != 0)
         return -1;
     key_->Flush();
@@ -256,11 +270,11 @@ std::int32_t VexaRegistryDB::GetInstanceSettings(const std::string& instance, st
     if (!table || table->Values(values) != 0)
         return -1;
     settings.clear();
-    for (const auto& [name, value] : values) {
+    for (auto& [name, value] : values) {
         if (value.kind == ValueKind::Other || IsNameValue(name))
             continue;
         const auto kind = value.kind == ValueKind::Number ? SettingKind::Number : SettingKind::String;
-        settings.push_back({name, kind, value.number});
+        settings.push_back({name, kind, value.number, std::move(value.text)});
     }
     return 0;
 }

@@ -6,7 +6,9 @@
 // leaves every instance either as it was or as it became.
 //
 // Finding the table of an instance goes through an index in memory, since reading every table's name for each setting
-// would cost more with every instance. The index follows what other processes change (see IndexState).
+// would cost more with every instance. The index follows what other processes change (see IndexState). The key of each
+// table is opened once and kept, so that a setting costs two calls into the registry: is it still the instance's table,
+// and the setting itself.
 #pragma once
 
 #include <map>
@@ -55,6 +57,9 @@ class VexaRegistryDB : public VexaStore {
     };
 
     void RepairOldTables();
+    /// The table of that id, and its name (empty for a table without one, which is not kept open); empty when there is
+    /// none.
+    std::shared_ptr<VexaUtils::RegistryKey> OpenById(const std::string& id, std::string& name);
     std::int32_t ReadTables();
     /// Reads the tables if they changed from outside since the last time; 0 when the index is usable.
     std::int32_t FollowOutsideChanges();
@@ -79,6 +84,7 @@ class VexaRegistryDB : public VexaStore {
     IndexState state_ = IndexState::Unread;
     std::vector<Table> tables_;               // in the registry's order; of use while the index is Exact
     std::map<std::string, std::string> ids_;  // instance name to table id
+    std::map<std::string, std::shared_ptr<VexaUtils::RegistryKey>> keys_;  // of the named tables, by id
     std::set<std::string> usedIds_;
 };
 

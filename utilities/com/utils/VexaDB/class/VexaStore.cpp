@@ -5,13 +5,6 @@
 
 namespace VexaDB {
 
-bool VexaStore::IsInstanceExist(const std::string& instance) {
-    std::vector<std::string> instances;
-    if (GetInstances(instances) != 0)
-        return false;
-    return std::find(instances.begin(), instances.end(), instance) != instances.end();
-}
-
 std::int32_t VexaStore::AddObserver(const std::shared_ptr<VexaDBOpObserver>& observer) {
     observers_.push_back(observer);
     return 0;

@@ -1,4 +1,4 @@
-// VexaDB::VexaStore: what the two stores have in common: their observers, and finding an instance by its name.
+// VexaDB::VexaStore: what the two stores have in common: their observers, and which setting is none.
 #pragma once
 
 #include <memory>
@@ -16,8 +16,6 @@ inline constexpr const char* kNameValue = "_kiv_name";
 /// Not locked: the database server serializes the calls.
 class VexaStore : public VexaDBInterface {
   public:
-    /// Looks for exactly this name in what GetInstances gives.
-    bool IsInstanceExist(const std::string& instance) override;
     std::int32_t AddObserver(const std::shared_ptr<VexaDBOpObserver>& observer) override;
     /// Removes the first entry of that observer; 0 also when there is none.
     std::int32_t RemoveObserver(const std::shared_ptr<VexaDBOpObserver>& observer) override;

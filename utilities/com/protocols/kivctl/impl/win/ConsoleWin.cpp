@@ -30,7 +30,7 @@ class ColourConsole {
     }
 
   private:
-    static constexpr std::size_t kBufferSize = 16 * 1024;
+    static constexpr std::size_t kBufferSize = std::size_t{16} * 1024;
 
     WORD Attribute(Colour colour) const {
         constexpr WORD foreground = FOREGROUND_RED | FOREGROUND_GREEN | FOREGROUND_BLUE | FOREGROUND_INTENSITY;

@@ -1,0 +1,95 @@
+// Sequences of control commands to a running manager and of database commands to its database, with any payloads. Every
+// one is answered, and the manager stops in the end.
+#include <array>
+#include <thread>
+
+#include "Fuzz.h"
+#include "IPC/class/IPCClient.h"
+#include "protocols/KivProtocolManager/class/ProtocolManager.h"
+#include "support/ProcessHost.h"
+#include "utils/VexaDB/class/VexaDBIPCServer.h"
+#include "utils/VexaDB/class/VexaDBMessages.h"
+#include "utils/class/GlobalSettings.h"
+#include "utils/registry/RegistryKey.h"
+
+namespace {
+
+constexpr std::size_t kLongestPayload = 170;  // bytes: more than any command has
+
+constexpr std::array kControlCommands = {
+    std::uint32_t{kIpcAliveCheck},    std::uint32_t{kManagerAdd},        std::uint32_t{kManagerRemove},
+    std::uint32_t{kManagerStart},     std::uint32_t{kManagerStop},       std::uint32_t{kManagerRestart},
+    std::uint32_t{kManagerGetString}, std::uint32_t{kManagerSetString},  std::uint32_t{kManagerGetNumber},
+    std::uint32_t{kManagerSetNumber}, std::uint32_t{kManagerList},       std::uint32_t{kManagerStatus},
+    std::uint32_t{kManagerRename},    std::uint32_t{kManagerGetClients},
+};
+
+/// Reports success and has no server, so that a start costs no time.
+class HastyChild : public FakeChild {
+  public:
+    explicit HastyChild(const std::string& name) : ready_(ClientTransport::Make(name + "-ready")) {
+        const std::uint8_t created = 0;
+        ready_->Connect(0);
+        ready_->Write(&created, sizeof created, 0);
+    }
+
+  private:
+    const std::shared_ptr<ClientTransport> ready_;
+};
+
+VexaDB::VexaDBServer& Prepare() {
+    auto& database = *VexaDB::VexaDBServer::GetInstance();
+    std::vector<std::string> names;
+    database.GetInstances(VexaDB::kServiceSession, names);
+    for (const auto& name : names)
+        database.RemoveInstance(VexaDB::kServiceSession, name);
+    VexaUtils::RegistryKey::OpenOrCreate("SOFTWARE\\Quenlar\\Torvik\\runtime\\settings\\vexa")
+        ->SetNumber("fpgadelayedstart", 0);
+    database.SetUint32(VexaDB::kServiceSession, "stoptimeout", 1);
+    database.SetUint32(VexaDB::kServiceSession, "monitorwaittime", 300000);
+    return database;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    DroppingSink::Install();
+    SetChildFactory([](const std::string& key) { return std::make_shared<HastyChild>(key.substr(key.find(':') + 1)); });
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    auto& database = Prepare();
+    VexaDB::VexaDBIPCServer databaseService(database);
+    VexaDB::SessionId firstSession = 0;
+    database.OpenSession(firstSession);
+    QuietHost host;
+    const auto manager = std::make_shared<CProtocolManager>(host);
+    std::thread main([&manager] { manager->InternalMain(); });
+    const auto client = std::make_shared<IPCClient>(true);
+    while (client->Connect(kManagerServerName) != 0)
+        std::this_thread::yield();
+
+    FuzzedDataProvider input(data, size);
+    while (input.remaining_bytes() > 0) {
+        const bool toManager = input.ConsumeBool();
+        const auto command = toManager ? input.PickValueInArray(kControlCommands)
+                                       : input.ConsumeIntegralInRange<std::uint32_t>(VexaDB::kDatabaseAddInstance,
+                                                                                     VexaDB::kDatabaseIsSessionValid);
+        const auto length = input.ConsumeIntegralInRange<std::size_t>(0, kLongestPayload);
+        const auto request = IPC::Request(command, input.ConsumeBytes<std::uint8_t>(length));
+        std::shared_ptr<IPC> reply;
+        if (toManager)
+            Require(client->Call(request, kPatienceMs, reply) == 0);
+        else
+            reply = databaseService.Handle(request);
+        Require(reply && !reply->IsRequest() && reply->RequestId() == request->RequestId());
+    }
+    Require(client->Stop() == 0);
+    main.join();
+    VexaDB::SessionId lastSession = 0;
+    database.OpenSession(lastSession);
+    for (auto session = firstSession; session <= lastSession; ++session)
+        database.CloseSession(session);
+    return 0;
+}

@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Static analysis: clang-tidy, with the rules of .clang-tidy, over all code of the product. What builds natively is
+# looked at as the native build compiles it, the Windows code as clang would compile it for MinGW-w64. Both builds have
+# to be configured: cmake --preset host-asan, cmake --preset windows.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+native=${LINT_NATIVE_BUILD:-build/host-asan}
+windows=${LINT_WINDOWS_BUILD:-build/windows}
+
+# The product's sources that a build compiles.
+sources() {
+    sed -n 's/^ *"file": "\(.*\)",\{0,1\}$/\1/p' "$1/compile_commands.json" | grep '/utilities/.*\.cpp$' | sort -u
+}
+
+gcc_includes=$(dirname "$(x86_64-w64-mingw32-g++-posix -print-libgcc-file-name)")/include
+for_windows=(
+    --extra-arg-before=--target=x86_64-w64-windows-gnu
+    --extra-arg=-nostdinc # no header of this system, but those of the cross compiler
+    --extra-arg=-isystem"$gcc_includes/c++"
+    --extra-arg=-isystem"$gcc_includes/c++/x86_64-w64-mingw32"
+    --extra-arg=-isystem"$(clang -print-resource-dir)/include"
+    --extra-arg=-isystem/usr/x86_64-w64-mingw32/include
+)
+quiet='[0-9]* warnings\{0,1\} generated\.$' # of headers that are not ours
+lint() {
+    xargs -P "$(nproc)" -n 1 clang-tidy -quiet "$@" 2> >(grep -v "$quiet" >&2)
+}
+
+echo "== lint: what builds natively"
+sources "$native" | lint -p "$native"
+echo "== lint: what builds for Windows alone"
+comm -13 <(sources "$native") <(sources "$windows") | lint -p "$windows" "${for_windows[@]}"
