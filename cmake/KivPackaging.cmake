@@ -16,20 +16,29 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_NSIS_DEFINES "Target amd64-unicode")
 set(CPACK_NSIS_DISPLAY_NAME "KivProtocolManager ${PROJECT_VERSION}")
 set(CPACK_NSIS_PACKAGE_NAME KivProtocolManager)
-# An upgrade in place: what runs lets go of its files first, and is started again with the new ones.
+# An upgrade in place: what runs lets go of its files first, and is started again with the new ones. Labels instead of
+# relative jumps, because a call of a plug-in is more than one instruction.
 set(CPACK_NSIS_EXTRA_PREINSTALL_COMMANDS [[
-    IfFileExists '$INSTDIR\\kivctl.exe' 0 +2
+    IfFileExists '$INSTDIR\\kivctl.exe' 0 kiv_stopped
     nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service stop'
+    Pop $0
+    StrCmp $0 0 kiv_stopped
+    SetErrorLevel 2
+    Abort
+    kiv_stopped:
 ]])
 set(CPACK_NSIS_EXTRA_INSTALL_COMMANDS [[
     nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service install'
     Pop $0
-    StrCmp $0 0 +2
+    StrCmp $0 0 kiv_installed
     SetErrorLevel 2
+    kiv_installed:
     nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service start'
+    Pop $0
 ]])
 # The settings stay in the registry: an uninstalled service that comes back finds its instances again.
 set(CPACK_NSIS_EXTRA_UNINSTALL_COMMANDS [[
     nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service uninstall'
+    Pop $0
 ]])
 include(CPack)

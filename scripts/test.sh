@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Every check there is: the unit tests natively under AddressSanitizer with UndefinedBehaviorSanitizer and under
-# ThreadSanitizer, a short run of the fuzz targets, and all tests of the Windows build under Wine. Stops at the first
-# stage that fails; the last line counts the test programs.
+# ThreadSanitizer, a short run of the fuzz targets, all tests of the Windows build under Wine, and static analysis. Stops
+# at the first stage that fails; the last line counts the test programs.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
@@ -63,3 +63,6 @@ wineserver -k || true
 wineserver -p </dev/null >/dev/null 2>&1
 scripts/wine.sh cmd /c exit </dev/null >/dev/null 2>&1
 check_preset windows
+
+stage="lint"
+scripts/lint.sh

@@ -1,0 +1,129 @@
+#!/usr/bin/env bash
+# Takes the tour of README.md word for word: starts scripts/run.sh in an empty Wine prefix, runs the tour's commands and
+# compares what they print. Usage: tour.sh BUILD_FOLDER
+#
+# In README.md the block after a line "<!-- tour: run -->" holds lines that scripts/run.sh prints, in this order and
+# with others between them. The blocks after "<!-- tour: commands -->" are the tour: a line that begins with "$ " is a
+# command, the rest is all that it prints. Process ids, times and durations may differ, and so may the width of columns.
+set -euo pipefail
+# Bounded as a whole: whatever hangs is ended with all that was started here.
+[ -n "${KIV_TOUR_BOUNDED:-}" ] || KIV_TOUR_BOUNDED=yes exec timeout --kill-after=30 240 "$0" "$@"
+
+[ $# -eq 1 ] || { echo "usage: tour.sh BUILD_FOLDER" >&2; exit 2; }
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+work="$(cd "$1" && pwd)/tour"
+cd "$root"
+export WINEPREFIX="$root/build/run-prefix" # the one that scripts/run.sh and scripts/kivctl.sh use
+aside="$root/build/run-prefix.aside"
+start_limit=120 # seconds, for the build and the prefix
+stop_limit=30
+run=
+
+fail() {
+    echo "tour: $*" >&2
+    exit 1
+}
+
+# The system processes of the prefix would outlive this script, with whatever they hold open.
+end_prefix() {
+    [ -d "$WINEPREFIX" ] || return 0
+    wineserver -k </dev/null >/dev/null 2>&1 || true
+    timeout "$stop_limit" wineserver -w </dev/null >/dev/null 2>&1 || true
+}
+
+finish() {
+    code=$?
+    trap '' TERM INT
+    if [ -n "$run" ] && kill -0 "$run" 2>/dev/null; then
+        kill -KILL "$run" 2>/dev/null || true # its manager ends with the prefix
+    fi
+    end_prefix
+    rm -rf "$WINEPREFIX"
+    [ ! -e "$aside" ] || mv "$aside" "$WINEPREFIX"
+    [ "$code" -eq 0 ] || echo "tour: FAILED; what was printed is in $work" >&2
+}
+
+# Makes equal what may differ from run to run.
+normalize() {
+    sed -E -e 's/\r$//' \
+        -e 's/^[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:.]{12}\|[0-9]{5}:[0-9]{5}\|/TIME|PID:THREAD|/' \
+        -e 's/[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3}/TIME/g' \
+        -e 's/([0-9]+d )?[0-9]{2}:[0-9]{2}:[0-9]{2}/DURATION/g' \
+        -e 's/"uptimeSeconds": [0-9]+/"uptimeSeconds": DURATION/' \
+        -e 's/[0-9]+\.[0-9]{3} ms/DURATION/g' \
+        -e 's/(pid|process|"pid":) [0-9]+/\1 PID/g' \
+        -e 's/[0-9]+ +the manager/PID the manager/' \
+        -e 's/(running|not working) +[0-9]+ +DURATION/\1 PID DURATION/' \
+        -e 's/ {2,}/  /g' -e 's/ +$//' "$1"
+}
+
+# What is in the fenced blocks that follow the marker.
+block() {
+    awk -v marker="<!-- tour: $1 -->" '
+        $0 == marker { found = 1; next }
+        found && /^```/ { if (inside) found = 0; inside = !inside; next }
+        inside { print }' README.md
+}
+
+run_script() { scripts/run.sh </dev/null >"$work/run.txt" 2>&1; }
+is_up() { grep -qs '^Running\.' "$work/run.txt"; }
+has_ended() { ! kill -0 "$run" 2>/dev/null; }
+
+rm -rf "$work"
+mkdir -p "$work"
+block run >"$work/run-expected.txt"
+block commands >"$work/expected.txt"
+[ -s "$work/run-expected.txt" ] || fail "README.md has no block \"tour: run\""
+[ "$(grep -c '^\$ ' "$work/expected.txt")" -gt 0 ] || fail "README.md has no commands in blocks \"tour: commands\""
+
+# A prefix that is in use belongs to somebody's manager; one that is not is put back at the end.
+if [ -e "$aside" ]; then
+    rm -rf "$WINEPREFIX" # of a tour that was killed
+elif [ -e "$WINEPREFIX" ]; then
+    timeout "$stop_limit" wineserver -w </dev/null >/dev/null 2>&1 ||
+        fail "a program runs in $WINEPREFIX; end scripts/run.sh first"
+    mv "$WINEPREFIX" "$aside"
+fi
+trap finish EXIT
+trap 'exit 1' TERM INT
+
+run_script &
+run=$!
+SECONDS=0
+until is_up; do
+    if has_ended || [ "$SECONDS" -ge "$start_limit" ]; then
+        tail -20 "$work/run.txt" >&2
+        fail "scripts/run.sh did not come up"
+    fi
+    sleep 0.2
+done
+
+: >"$work/printed.txt"
+status=0
+while IFS= read -r line; do
+    [[ $line == '$ '* ]] || continue
+    printf '%s\n' "$line" >>"$work/printed.txt"
+    code=0
+    # A command sees the exit code of the one before it as $?.
+    { (exit "$status"); eval "${line#'$ '}"; } </dev/null >>"$work/printed.txt" 2>&1 || code=$?
+    status=$code
+done <"$work/expected.txt"
+
+SECONDS=0
+until has_ended; do
+    [ "$SECONDS" -lt "$stop_limit" ] || fail "scripts/run.sh still runs after the tour"
+    sleep 0.2
+done
+wait "$run" || fail "scripts/run.sh ended with exit code $?"
+
+differs=
+diff -u --label README.md --label printed <(normalize "$work/expected.txt") <(normalize "$work/printed.txt") ||
+    differs=yes
+# Every line of the block has to come after the one before it.
+normalize "$work/run.txt" >"$work/run-normalized.txt"
+normalize "$work/run-expected.txt" | awk '
+    NR == FNR { printed[++count] = $0; next }
+    { while (++at <= count && printed[at] != $0); if (at > count) { print "scripts/run.sh did not print: " $0; exit 1 } }
+    ' "$work/run-normalized.txt" - || differs=yes
+[ -z "$differs" ] || exit 1
+echo "tour: $(grep -c '^\$ ' "$work/expected.txt") commands printed what README.md shows"
