@@ -26,20 +26,22 @@ constexpr VexaDB::SessionId kSession = VexaDB::kServiceSession;
 class FakeHost : public IServiceHost {
   public:
     bool InServiceMode() const override { return serviceMode; }
-    void SetState(ServiceState state) override {
-        states += std::to_string(static_cast<std::uint32_t>(state));
-        if (state == ServiceState::Running)
-            running->Set();
-    }
-    void SignalReady() override { states += "r"; }
-    void ResetReady() override { states += "c"; }
+    void SetState(ServiceState state) override { Note(std::to_string(static_cast<std::uint32_t>(state))); }
+    void SignalReady() override { Note("r"); }
+    void ResetReady() override { Note("c"); }
     void PrintMessage(const std::wstring& message) override { printed = message; }
 
     bool serviceMode = false;
     std::string states;  // in the order in which they were reported
     std::wstring printed;
-    const std::shared_ptr<kivsync::Event> running =
-        kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
+
+  private:
+    void Note(const std::string& what) {
+        const std::lock_guard hold(lock_);
+        states += what;
+    }
+
+    std::mutex lock_;  // two stops may come at once
 };
 
 /// A child that keeps the handshake: server first, then the create result; `onStart` comes before both.
@@ -325,6 +327,50 @@ TEST_F(ManagerTest, CommandsAndDatabaseChangesAtOnceLeaveTableAndDatabaseAlike) 
         EXPECT_TRUE(manager->GetProtocol(name)) << name;
     EXPECT_FALSE(manager->GetProtocol("new aer"));
     EXPECT_EQ(Connect()->Stop(), 0) << "the request that ends the manager is answered, too";
+}
+
+TEST_F(ManagerTest, AStopBeforeTheStartOrTwiceWhileAllAreBusyEndsEverything) {
+    const auto stop = [this] { return std::async(std::launch::async, [this] { manager->InternalMainStop(); }); };
+    Add("one", "1");
+    auto early = stop();
+    ASSERT_TRUE(log->WaitFor("Received stop request", kPatienceMs));
+    Run();
+    early.get();
+    Stop();
+    EXPECT_FALSE(lastChild.lock() && lastChild.lock()->IsRunning());
+
+    manager = std::make_shared<CProtocolManager>(host);
+    log->Clear();
+    RunAndWait();
+    std::promise<void> busy;
+    std::promise<void> goOn;
+    onStart["one"] = [&, gone = goOn.get_future().share()] {
+        busy.set_value();
+        gone.wait();
+    };
+    const auto client = Connect();
+    auto handler = std::async(std::launch::async, [&client] {
+        std::shared_ptr<IPC> reply;
+        client->Call(IPC::Request(kManagerRestart, wire::Encode(ipc_mngctrl_restart_request{std::string("one")})),
+                     kPatienceMs, reply);
+    });
+    busy.get_future().wait();
+    std::atomic<bool> stopped{false};
+    auto connecting = std::async(std::launch::async, [&stopped] {
+        while (!stopped)
+            IPCClient(true).Connect(kManagerServerName);
+    });
+    auto first = stop();
+    auto second = stop();
+    ASSERT_TRUE(log->WaitFor("Received stop request", kPatienceMs));
+    goOn.set_value();
+    first.get();
+    second.get();
+    handler.get();
+    Stop();
+    stopped = true;
+    connecting.get();
+    EXPECT_FALSE(lastChild.lock() && lastChild.lock()->IsRunning());
 }
 
 TEST_F(ManagerTest, LongCommandsAreLogged) {

@@ -16,6 +16,8 @@ namespace {
 
 constexpr const char* kManagerMutexName = "KivProtocolManager";
 constexpr std::int32_t kInitExitCode = -1;
+constexpr std::int64_t kTakeOverNanoseconds = 5'000'000'000;  // for a manager before this one to be gone
+constexpr std::uint32_t kTakeOverPollMs = 50;
 constexpr std::wstring_view kMonitorWaitArgument = L"--monitorwait:";
 constexpr std::size_t kComparedArgumentCharacters = 6;
 constexpr std::uint32_t kProfinetDelayMs = 7000;
@@ -47,12 +49,22 @@ CProtocolManager::~CProtocolManager() {
 bool CProtocolManager::Init(std::int32_t& exitCode) {
     KIV_LOG(Logging::Info, "Init of Protocol service manager");
     exitCode = kInitExitCode;
-    onlyManager_ = kivsync::Mutex::MakeNamed(kManagerMutexName, false);
-    if (onlyManager_)
+    if (ClaimMachine())
         return true;
     KIV_LOG(Logging::Error, "Another %s is already running on this machine", kManagerMutexName);
     host_.PrintMessage(L"Another KivProtocolManager is already running on this machine\n");
     return false;
+}
+
+/// A manager that reported its stop may still be closing its servers, while the next one is started already.
+bool CProtocolManager::ClaimMachine() {
+    const auto deadline = platform::MonotonicNanoseconds() + kTakeOverNanoseconds;
+    for (;;) {
+        onlyManager_ = kivsync::Mutex::MakeNamed(kManagerMutexName, false);
+        if (onlyManager_ || platform::MonotonicNanoseconds() >= deadline)
+            return onlyManager_ != nullptr;
+        stopRequestEvent_->Wait(kTakeOverPollMs);
+    }
 }
 
 bool CProtocolManager::ParseArguments(const wchar_t* const* arguments, std::int32_t count, std::int32_t& badIndex) {
@@ -115,8 +127,11 @@ void CProtocolManager::Release() {
         ipcThread_->Join();
         ipcThread_.reset();
     }
-    const std::lock_guard hold(lock_);
-    protocols_.clear();
+    {
+        const std::lock_guard hold(lock_);
+        protocols_.clear();
+    }
+    onlyManager_.reset();
 }
 
 std::vector<CProtocolManager::InstancePtr> CProtocolManager::Instances() {

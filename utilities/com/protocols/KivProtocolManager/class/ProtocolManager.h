@@ -79,6 +79,8 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     void SetClock(Clock clock) { clock_ = std::move(clock); }
 
   private:
+    bool ClaimMachine();
+
     // The phases of InternalMain.
     std::int32_t StartProtocols();
     std::int32_t MonitorProtocol();
@@ -135,7 +137,7 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     IServiceHost& host_;
     const std::shared_ptr<kivsync::Event> stopRequestEvent_;
     const std::shared_ptr<kivsync::Event> stoppedEvent_;
-    std::shared_ptr<kivsync::Mutex> onlyManager_;  // held for the life of the process's manager
+    std::shared_ptr<kivsync::Mutex> onlyManager_;  // from Init to Release
 
     std::recursive_mutex lock_;  // guards protocols_ and every start and stop of an instance
     std::vector<InstancePtr> protocols_;

@@ -167,10 +167,11 @@ std::int32_t ServiceHost::RunAsService() {
     SERVICE_TABLE_ENTRYW table[] = {{name, &ServiceHost::ServiceMainEntry}, {nullptr, nullptr}};
     if (!StartServiceCtrlDispatcherW(table))
         return static_cast<std::int32_t>(GetLastError());
-    // The dispatcher returns as soon as STOPPED is reported, while the service's thread may still be taking things
-    // down that the caller is about to destroy.
+    // The dispatcher returns as soon as STOPPED is reported, or the service's thread has ended, while that thread or
+    // the control that stopped it may still be at work on what the caller is about to destroy.
     if (serviceMainThread_)
         WaitForSingleObject(serviceMainThread_.Get(), INFINITE);
+    AwaitControls();
     return 0;
 }
 
@@ -203,7 +204,31 @@ void ServiceHost::ServiceMain() {
 }
 
 DWORD WINAPI ServiceHost::ControlHandler(DWORD control, DWORD eventType, void* eventData, void* context) {
-    return static_cast<ServiceHost*>(context)->HandleControl(control, eventType, eventData);
+    auto& host = *static_cast<ServiceHost*>(context);
+    if (!host.BeginControl())
+        return ERROR_SERVICE_NOT_ACTIVE;
+    const auto result = host.HandleControl(control, eventType, eventData);
+    host.EndControl();
+    return result;
+}
+
+bool ServiceHost::BeginControl() {
+    const std::lock_guard hold(controlsLock_);
+    if (!controlsEnded_)
+        ++controlsInProgress_;
+    return !controlsEnded_;
+}
+
+void ServiceHost::EndControl() {
+    const std::lock_guard hold(controlsLock_);
+    --controlsInProgress_;
+    controlsDone_.notify_all();
+}
+
+void ServiceHost::AwaitControls() {
+    std::unique_lock hold(controlsLock_);
+    controlsDone_.wait(hold, [this] { return controlsInProgress_ == 0; });
+    controlsEnded_ = true;
 }
 
 DWORD ServiceHost::HandleControl(DWORD control, DWORD eventType, void* eventData) {

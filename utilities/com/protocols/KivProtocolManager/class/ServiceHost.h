@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <condition_variable>
 #include <cstdint>
 #include <cstdio>
 #include <functional>
@@ -60,7 +61,8 @@ class ServiceHost : public IServiceHost {
     ServiceHost& operator=(const ServiceHost&) = delete;
 
     void Wire(ServiceCallbacks callbacks);
-    /// Runs the program to its end and returns the exit code. The thread that ran `main` has ended when it returns.
+    /// Runs the program to its end and returns the exit code. When it returns, the thread that ran `main` has ended and
+    /// no control is being handled.
     std::int32_t Run();
     /// Prints a wide printf-style message where whoever started the program sees it.
     void Print(const wchar_t* format, ...);
@@ -90,6 +92,9 @@ class ServiceHost : public IServiceHost {
     std::int32_t RunInConsole();
     std::int32_t RunAsService();
     void ServiceMain();
+    bool BeginControl();
+    void EndControl();
+    void AwaitControls();
     void SetPlatformState(DWORD state);
     void Report();
     DWORD Control(const std::function<void(ControlCode)>& callback, ControlCode code, DWORD pendingState);
@@ -113,4 +118,9 @@ class ServiceHost : public IServiceHost {
     std::vector<const wchar_t*> arguments_;  // those that are not the host's own, the program's path included
     const std::shared_ptr<kivsync::Event> readyEvent_;
     UniqueHandle serviceMainThread_;
+
+    std::mutex controlsLock_;  // guards the two below
+    std::condition_variable controlsDone_;
+    std::uint32_t controlsInProgress_ = 0;
+    bool controlsEnded_ = false;
 };

@@ -11,6 +11,7 @@
 #include "protocols/kivctl/Console.h"
 #include "protocols/kivctl/Failure.h"
 #include "utils/platform/Platform.h"
+#include "utils/platform/impl/win/Handle.h"
 
 namespace kivctl {
 
@@ -24,6 +25,7 @@ constexpr wchar_t kDescription[] = L"Runs the industrial-protocol instances of t
 constexpr DWORD kRestartDelayMs = 5000;            // before the service is started again after a failure
 constexpr DWORD kFailureResetSeconds = 24 * 3600;  // without a failure until the count of failures starts anew
 constexpr DWORD kPollMs = 100;
+constexpr DWORD kProcessEndMs = 10000;  // for the stopped service's process to be gone
 
 struct ScmHandleCloser {
     void operator()(SC_HANDLE handle) const { CloseServiceHandle(handle); }
@@ -86,6 +88,17 @@ void Await(const ScmHandle& service, DWORD wanted, std::uint32_t timeoutMs) {
     }
 }
 
+/// The process that the service runs in, for waiting; empty when there is none or it cannot be opened.
+UniqueHandle ServiceProcess(const ScmHandle& service) {
+    SERVICE_STATUS_PROCESS status{};
+    DWORD needed = 0;
+    if (!QueryServiceStatusEx(service.get(), SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof status,
+                              &needed) ||
+        status.dwProcessId == 0)
+        return {};
+    return UniqueHandle(OpenProcess(SYNCHRONIZE, FALSE, status.dwProcessId));
+}
+
 std::string InstalledProgram() {
     const auto own = platform::ModulePath();
     return own.substr(0, own.find_last_of("\\/") + 1) + kProgram;
@@ -139,11 +152,15 @@ void Stop(const Options& options) {
     }
     if (!service)
         Refuse("Cannot stop the service");
+    const auto process = ServiceProcess(service);
     SERVICE_STATUS status{};
     // The control returns when every instance is stopped, or with a time-out of the system's; the state tells.
     if (!ControlService(service.get(), SERVICE_CONTROL_STOP, &status) && GetLastError() == ERROR_ACCESS_DENIED)
         Refuse("Cannot stop the service");
     Await(service, SERVICE_STOPPED, options.TimeoutOr(kShutdownTimeout));
+    // Its files are free only when its process has ended, a moment after the service counts as stopped.
+    if (process)
+        WaitForSingleObject(process.Get(), kProcessEndMs);
     PrintLine("Stopped");
 }
 
