@@ -109,14 +109,16 @@ TEST_F(DatabaseIPC, EveryMessageHasItsBytes) {
         };
         EXPECT_EQ(passed[i].first, message("\0\0\0\x80"s, exchange.request)) << exchange.command;
         EXPECT_EQ(passed[i].second, message(good, exchange.reply)) << exchange.command;
-        // A byte short of its fields it does nothing, and fails with the reply of its command.
+        // A byte short of its fields, or empty, it does nothing, and fails with the reply of its command.
         if (exchange.request.empty())
             continue;
         const bool isList =
             exchange.command == kDatabaseGetInstances || exchange.command == kDatabaseGetInstanceSettings;
         const auto replySize = isList ? 2 * good.size() : exchange.reply.size();
-        const auto request = IPC::Request(exchange.command, IPCPayload(exchange.request.size() - 1));
-        EXPECT_EQ(Bytes(handlers.Handle(request)->Payload()), bad + std::string(replySize - bad.size(), '\0'));
+        for (const auto size : {exchange.request.size() - 1, std::size_t{0}}) {
+            const auto request = IPC::Request(exchange.command, IPCPayload(size));
+            EXPECT_EQ(Bytes(handlers.Handle(request)->Payload()), bad + std::string(replySize - bad.size(), '\0'));
+        }
     }
     EXPECT_EQ(Logged(), Lines{});
     EXPECT_EQ(Dump(), Lines{"n=16909060"});
