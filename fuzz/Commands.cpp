@@ -37,8 +37,7 @@ class HastyChild : public FakeChild {
     const std::shared_ptr<ClientTransport> ready_;
 };
 
-VexaDB::VexaDBServer& Prepare() {
-    auto& database = *VexaDB::VexaDBServer::GetInstance();
+void Prepare(VexaDB::VexaDBServer& database) {
     std::vector<std::string> names;
     database.GetInstances(VexaDB::kServiceSession, names);
     for (const auto& name : names)
@@ -47,7 +46,6 @@ VexaDB::VexaDBServer& Prepare() {
         ->SetNumber("fpgadelayedstart", 0);
     database.SetUint32(VexaDB::kServiceSession, "stoptimeout", 1);
     database.SetUint32(VexaDB::kServiceSession, "monitorwaittime", 300000);
-    return database;
 }
 
 }  // namespace
@@ -59,7 +57,9 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    auto& database = Prepare();
+    const auto held = VexaDB::VexaDBServer::GetInstance();
+    auto& database = *held;
+    Prepare(database);
     VexaDB::VexaDBIPCServer databaseService(database);
     VexaDB::SessionId firstSession = 0;
     database.OpenSession(firstSession);

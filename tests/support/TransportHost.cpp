@@ -63,7 +63,7 @@ class HostClientTransport : public ClientTransport {
     std::int32_t Connect(std::uint32_t) override {
         const Guard guard(world.lock);
         const auto listener = world.servers[serverName_].lock();
-        if (closed_ || (!connection_ && !listener))
+        if (closed_ || (!connection_ && (!listener || world.Fails(Operation::Connect))))
             return -1;
         if (!connection_)
             connection_ = listener->waiting.emplace_back(std::make_shared<Connection>());
@@ -80,15 +80,16 @@ class HostClientTransport : public ClientTransport {
         return 0;
     }
 
-    std::int32_t Read(void* buffer, std::int32_t size, std::uint32_t timeoutMs) override {
+    std::int32_t ReadAhead(void* buffer, std::int32_t, std::int32_t capacity, std::uint32_t timeoutMs) override {
         Guard guard(world.lock);
         if (!connection_ || world.Fails(Operation::Read))
             return -1;
         auto& bytes = connection_->buffers[own_];
-        const auto ready = [&] { return closed_ || !bytes.empty() || connection_->closed[peer_]; };
+        const bool slow = world.Fails(Operation::SlowRead);
+        const auto ready = [&] { return closed_ || (!slow && !bytes.empty()) || connection_->closed[peer_]; };
         if (!world.WaitFor(guard, timeoutMs, ready) || closed_ || bytes.empty())
             return -1;
-        const auto count = std::min({size, static_cast<std::int32_t>(bytes.size()), world.readLimit});
+        const auto count = std::min({capacity, static_cast<std::int32_t>(bytes.size()), world.readLimit});
         std::copy_n(bytes.begin(), count, static_cast<std::uint8_t*>(buffer));
         bytes.erase(bytes.begin(), bytes.begin() + count);
         world.changed.notify_all();
@@ -103,6 +104,7 @@ class HostClientTransport : public ClientTransport {
         Guard guard(world.lock);
         next_ = static_cast<const std::uint8_t*>(buffer);
         size_ = left_ = size;
+        slow_ = world.Fails(Operation::SlowWrite);
         return world.Fails(Operation::Write) ? -1 : Transfer(guard, timeoutMs);
     }
 
@@ -117,6 +119,8 @@ class HostClientTransport : public ClientTransport {
         const auto ended = [&] {
             if (closed_ || !connection_ || connection_->closed[peer_])
                 return true;
+            if (slow_)
+                return false;
             auto& bytes = connection_->buffers[peer_];
             const auto count = std::min(static_cast<std::int32_t>(kBufferSize - bytes.size()), left_);
             bytes.insert(bytes.end(), next_, next_ + count);
@@ -139,6 +143,7 @@ class HostClientTransport : public ClientTransport {
     const std::uint8_t* next_ = nullptr;  // of the write under way
     std::int32_t size_ = 0;
     std::int32_t left_ = 0;
+    bool slow_ = false;
 };
 
 class HostServerTransport : public ServerTransport {
@@ -157,7 +162,7 @@ class HostServerTransport : public ServerTransport {
     std::shared_ptr<ClientTransport> Accept(std::uint32_t timeoutMs) override {
         Guard guard(world.lock);
         const auto ready = [&] { return listener_->interrupted || !listener_->waiting.empty(); };
-        const bool inTime = world.WaitFor(guard, timeoutMs, ready);
+        const bool inTime = world.WaitFor(guard, timeoutMs, ready) && !world.Fails(Operation::Accept);
         if (std::exchange(listener_->interrupted, false) || !inTime)
             return {};
         auto connection = std::move(listener_->waiting.front());
@@ -185,7 +190,7 @@ std::shared_ptr<ClientTransport> ClientTransport::Make(const std::string& server
 std::shared_ptr<ServerTransport> ServerTransport::Make(const std::string& serverName) {
     const Guard guard(world.lock);
     auto& known = world.servers[serverName];
-    if (!known.expired())
+    if (world.Fails(Operation::Open) || !known.expired())
         return {};  // one server a name: it keeps a test from meeting another one's
     auto listener = std::make_shared<Listener>();
     known = listener;

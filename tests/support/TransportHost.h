@@ -5,7 +5,8 @@
 
 namespace transport_host {
 
-enum class Operation { Read, Write };
+/// A slow read or write moves nothing as long as the connection lasts.
+enum class Operation { Open, Accept, Connect, Read, Write, SlowRead, SlowWrite };
 
 /// Makes the `nth` such operation from now on (1: the next one) of any connection fail; 0: none.
 void FailOperation(Operation operation, int nth);

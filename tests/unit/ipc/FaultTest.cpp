@@ -6,7 +6,9 @@ namespace {
 TEST(Faults, FailedOrShortTransfersHarmOneConnectionAtMost) {
     RunningServer running("faults");
     transport_host::LimitReads(3);
-    for (const auto operation : {transport_host::Operation::Read, transport_host::Operation::Write}) {
+    const IpcTimeout timeout(50);
+    using enum transport_host::Operation;
+    for (const auto operation : {Accept, Connect, Read, Write, SlowRead, SlowWrite}) {
         for (int nth = 1; nth <= 12; ++nth) {  // any part of handshake and exchange, at either end
             IPCClient client(true);
             transport_host::FailOperation(operation, nth);

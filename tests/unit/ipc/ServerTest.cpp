@@ -1,3 +1,5 @@
+#include <future>
+
 #include "unit/ipc/Peers.h"
 #include "utils/platform/Platform.h"
 
@@ -90,6 +92,41 @@ TEST(Server, PeerThatDoesNotReadHarmsOnlyItself) {
     EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst, Bytes(9 * 1024 * 1024))), -1);
     EXPECT_EQ(running.server.ClientCount(), 0u);
     EXPECT_EQ(log->Count("Too much waits for the client, connection ended id:2 "), 1u);
+}
+
+TEST(Server, PeerThatAsksTooFastWaitsForItsTurn) {
+    constexpr std::uint32_t kCount = 2000;
+    std::promise<void> goOn;
+    RunningServer running("flood", [gone = goOn.get_future().share()](const IPC&) {
+        gone.wait();
+        return nullptr;
+    });
+    const auto flood = ClientTransport::Make("flood");
+    ASSERT_EQ(flood->Connect(kPatienceMs), 0);
+    Bytes requests(8);  // the greeting, then the requests
+    for (std::uint32_t id = 0; id < kCount; ++id)
+        wire::Append(requests, ipc_header{IPC::kFlagRequest, id, 0, 100, 0});
+    const auto size = static_cast<std::int32_t>(requests.size());
+    EXPECT_EQ(flood->BeginWrite(requests.data(), size, 200), ClientTransport::kWritePending);
+    IPCClient other(true);
+    ASSERT_EQ(other.Connect("flood"), 0);
+    std::thread asking([&other] { EXPECT_EQ(other.CheckAlive(), 0); });
+    goOn.set_value();
+    std::thread reading([&flood] {
+        Bytes replies(16 + kCount * sizeof(ipc_header));
+        EXPECT_TRUE(ReadWhole(*flood, replies.data(), static_cast<std::int32_t>(replies.size()), kPatienceMs));
+    });
+    EXPECT_EQ(flood->FinishWrite(kPatienceMs), size);
+    reading.join();
+    asking.join();
+
+    IPCServer idle;  // whose owner takes nothing; it stops all the same
+    ASSERT_EQ(idle.Start("idle"), 0);
+    const auto unread = ClientTransport::Make("idle");
+    ASSERT_EQ(unread->Connect(kPatienceMs), 0);
+    EXPECT_EQ(unread->BeginWrite(requests.data(), size, 200), ClientTransport::kWritePending);
+    idle.Stop();
+    EXPECT_EQ(unread->FinishWrite(kPatienceMs), -1);
 }
 
 }  // namespace

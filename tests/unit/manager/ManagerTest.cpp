@@ -14,8 +14,11 @@
 #include "IPC/class/IPCClient.h"
 #include "support/CaptureSink.h"
 #include "support/ProcessHost.h"
+#include "support/RegistryHost.h"
 #include "support/SyncHost.h"
 #include "support/TransportHost.h"
+#include "utils/VexaDB/class/VexaDBIPCClient.h"
+#include "utils/class/GlobalSettings.h"
 #include "utils/registry/RegistryKey.h"
 
 namespace {
@@ -87,13 +90,10 @@ class ServingChild : public FakeChild {
 class ManagerTest : public testing::Test {
   protected:
     ManagerTest() {
-        std::vector<std::string> left;
-        Db().GetInstances(kSession, left);
-        for (const auto& name : left)
-            Db().RemoveInstance(kSession, name);
-        Db().SetUint32(kSession, "monitorwaittime", 200);
-        Db().SetUint32(kSession, "starttimeout", 5000);
-        Db().SetUint32(kSession, "stoptimeout", 1000);
+        RegistryHost::Reset();
+        Db()->SetUint32(kSession, "monitorwaittime", 200);
+        Db()->SetUint32(kSession, "starttimeout", 5000);
+        Db()->SetUint32(kSession, "stoptimeout", 1000);
         SetChildFactory([this](const std::string& argument) {
             const auto name = argument.substr(std::string("--key:").size());
             const auto special = onStart.find(name);
@@ -106,12 +106,13 @@ class ManagerTest : public testing::Test {
     ~ManagerTest() override {
         Stop();
         SetChildFactory(nullptr);
+        GlobalSettings::Set({});
     }
 
-    static VexaDB::VexaDBServer& Db() { return *VexaDB::VexaDBServer::GetInstance(); }
+    static std::shared_ptr<VexaDB::VexaDBServer> Db() { return VexaDB::VexaDBServer::GetInstance(); }
     static void Add(const std::string& name, const std::string& port, std::uint32_t type = 7) {
-        Db().AddInstance(kSession, name, type);
-        Db().SetString(kSession, name, "port", port);
+        Db()->AddInstance(kSession, name, type);
+        Db()->SetString(kSession, name, "port", port);
     }
     void Run() {
         main_ = std::async(std::launch::async, [this] { manager->InternalMain(); });
@@ -120,6 +121,17 @@ class ManagerTest : public testing::Test {
     void RunAndWait() {
         Run();
         ASSERT_TRUE(log->WaitFor("Monitor Protocols services", kPatienceMs));
+    }
+    /// Ends the manager with all that it holds.
+    void End() {
+        Stop();
+        manager.reset();
+    }
+    void RunAgain() {
+        End();
+        manager = std::make_shared<CProtocolManager>(host);
+        log->Clear();
+        RunAndWait();
     }
     /// A client of the control server, which comes up on a thread of its own.
     static std::shared_ptr<IPCClient> Connect() {
@@ -181,10 +193,10 @@ TEST_F(ManagerTest, ADatabaseChangeDuringAStartDoesNotLockUp) {
     std::promise<void> changed;
     std::future<void> removed;
     onStart["slow"] = [&] {
-        removed = std::async(std::launch::async, [] { Db().RemoveInstance(kSession, "gone"); });
-        Db().SetString(kSession, "slow", "mode", "tcp");
+        removed = std::async(std::launch::async, [] { Db()->RemoveInstance(kSession, "gone"); });
+        Db()->SetString(kSession, "slow", "mode", "tcp");
         std::string mode;
-        EXPECT_EQ(Db().GetString(kSession, "slow", "mode", mode), 0);
+        EXPECT_EQ(Db()->GetString(kSession, "slow", "mode", mode), 0);
         EXPECT_EQ(mode, "tcp");
         changed.set_value();
     };
@@ -200,11 +212,11 @@ TEST_F(ManagerTest, FollowsWhatTheDatabaseCommits) {
     RunAndWait();
     const auto watcher = Connect();
     ASSERT_EQ(watcher->CheckAlive(), 0);
-    EXPECT_EQ(Db().RenameInstance(kSession, "old", "new"), 0);
+    EXPECT_EQ(Db()->RenameInstance(kSession, "old", "new"), 0);
     EXPECT_FALSE(manager->GetProtocol("old"));
     ASSERT_TRUE(manager->GetProtocol("new"));
     EXPECT_EQ(manager->GetProtocol("new")->GetStatus(), kRunning);
-    EXPECT_EQ(Db().RemoveInstance(kSession, "new"), 0);
+    EXPECT_EQ(Db()->RemoveInstance(kSession, "new"), 0);
     EXPECT_FALSE(manager->GetProtocol("new"));
     EXPECT_EQ(watcher->TakeNotice(kPatienceMs)->Command(), static_cast<std::uint32_t>(kEventRenamed));
     const auto notice = watcher->TakeNotice(kPatienceMs);
@@ -216,7 +228,7 @@ TEST_F(ManagerTest, AStopEndsTheProfinetDelayAndLeavesNoChild) {
     const auto tuning = VexaUtils::RegistryKey::OpenOrCreate("SOFTWARE\\Quenlar\\Torvik\\runtime\\settings\\vexa");
     tuning->SetNumber("fpgadelayedstart", 3'600'000);
     Add("net", "1", 1);
-    Db().SetUint32(kSession, "net", "hardware", 1);
+    Db()->SetUint32(kSession, "net", "hardware", 1);
     Run();
     ASSERT_TRUE(log->WaitFor("ProfinetProtocol delay: 3600000 ms", kPatienceMs));
     const auto net = manager->GetProtocol("net");
@@ -226,7 +238,7 @@ TEST_F(ManagerTest, AStopEndsTheProfinetDelayAndLeavesNoChild) {
 }
 
 TEST_F(ManagerTest, AStopDuringAHandshakeWaitsForItAndEndsTheChild) {
-    Db().SetUint32(kSession, "starttimeout", 300);
+    Db()->SetUint32(kSession, "starttimeout", 300);
     Add("late", "1");
     std::promise<void> begun;
     std::promise<void> goOn;
@@ -249,9 +261,10 @@ TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
     class ThrowingSink : public CaptureSink {
         void Write(const std::shared_ptr<Logging::LogEntry>&) override { throw std::runtime_error("disk full"); }
     };
-    Db().SetUint32(kSession, "monitorwaittime", 3'600'000);
-    Db().SetUint32(kSession, "starttimeout", 300);
-    Db().SetUint32(kSession, "stoptimeout", 100);
+    Db()->SetUint32(kSession, "monitorwaittime", 3'600'000);
+    Db()->SetUint32(kSession, "starttimeout", 300);
+    Db()->SetUint32(kSession, "stoptimeout", 100);
+    Db()->SetUint32(kSession, "ipctimeout", 400);
     Add("one", "1");
     RunAndWait();
     const auto serves = [&] {
@@ -259,9 +272,10 @@ TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
                Connect()->CheckAlive() == 0;
     };
     ASSERT_TRUE(serves());
-    const std::function<void(int)> faults[] = {[](int nth) { transport_host::FailOperation(Operation::Read, nth); },
-                                               [](int nth) { transport_host::FailOperation(Operation::Write, nth); },
-                                               sync_host::FailThread};
+    std::vector<std::function<void(int)>> faults{sync_host::FailThread};
+    for (const auto operation : {Operation::Open, Operation::Accept, Operation::Connect, Operation::Read,
+                                 Operation::Write, Operation::SlowRead, Operation::SlowWrite})
+        faults.emplace_back([operation](int nth) { transport_host::FailOperation(operation, nth); });
     for (const auto& fail : faults) {
         for (int nth = 1; nth <= 14; ++nth) {
             fail(nth);
@@ -271,7 +285,7 @@ TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
             client.Terminate();
             manager->RestartProtocol("one");
             fail(0);
-            EXPECT_TRUE(serves()) << "fault " << (&fail - faults) << " at " << nth;
+            EXPECT_TRUE(serves()) << "fault " << (&fail - faults.data()) << " at " << nth;
         }
     }
     EXPECT_TRUE(log->Contains("Cannot start PipeReader listener thread"));
@@ -284,6 +298,98 @@ TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
     Logging::Logger::GetInstance()->SetSink(std::make_shared<ThrowingSink>());
     EXPECT_EQ(manager->StopProtocol("one"), 0);
     EXPECT_EQ(Connect()->CheckAlive(), 0);
+}
+
+TEST_F(ManagerTest, KilledAtAnyRegistryWriteItServesWhatWasAcknowledged) {
+    using Names = std::vector<std::string>;
+    const auto ask = [](std::uint32_t command, const auto& request) {
+        std::shared_ptr<IPC> reply;
+        if (Connect()->Call(IPC::Request(command, wire::Encode(request)), kPatienceMs, reply) != 0)
+            return kIpcNoReply;
+        return std::int32_t{wire::Decode<ipc_mngctrl_result_reply>(reply->Payload())->result};
+    };
+    const auto list = [] {
+        Names names;
+        VexaDB::VexaDBIPCClient db;
+        EXPECT_TRUE(db.Connect());
+        EXPECT_EQ(db.GetInstances(kSession, names), 0);
+        return names;
+    };
+    const auto text = [](const std::string& instance, const std::string& setting) {
+        std::string value;
+        Db()->GetString(kSession, instance, setting, value);
+        return value;
+    };
+    const auto inDatabase = [](auto change) {
+        return [change] {
+            VexaDB::VexaDBIPCClient db;
+            return db.Connect() ? change(db) : -1;
+        };
+    };
+    const struct {
+        std::function<std::int32_t()> change;
+        Names names;          // after it
+        std::string setting;  // of the last instance, and its value after it
+        std::string value;
+    } changes[] = {
+        {[&] {
+             return ask(kManagerAdd, ipc_mngctrl_add_request{7u, std::string("B")});
+         },
+         {"A", "Z", "B"},
+         "protocol",
+         "sampleprotocol"},
+        {[&] { return ask(kManagerRemove, ipc_mngctrl_instance_request{std::string("A")}); }, {"Z"}, "s", "kept"},
+        {[&] {
+             return ask(kManagerSetString,
+                        ipc_mngctrl_set_str_property_request{std::string("Z"), std::string("s"), std::string("new")});
+         },
+         {"A", "Z"},
+         "s",
+         "new"},
+        {inDatabase([](auto& db) { return db.AddInstance(kSession, "B", 3); }),
+         {"A", "Z", "B"},
+         "protocol",
+         "EIPProtocol"},
+        {inDatabase([](auto& db) { return db.RenameInstance(kSession, "Z", "B"); }), {"A", "B"}, "s", "kept"},
+        {inDatabase([](auto& db) { return db.RemoveInstance(kSession, "A"); }), {"Z"}, "s", "kept"},
+        {inDatabase([](auto& db) { return db.SetString(kSession, "Z", "s", "new"); }), {"A", "Z"}, "s", "new"},
+    };
+    for (const auto& [change, namesAfter, setting, value] : changes) {
+        bool acknowledged = false;
+        for (unsigned writes = 0; !acknowledged; ++writes) {
+            SCOPED_TRACE(std::to_string(&namesAfter - &changes[0].names) +
+                         ", killed after writes: " + std::to_string(writes));
+            End();
+            RegistryHost::Reset();
+            for (const char* name : {"A", "Z"}) {
+                Add(name, "1");
+                Db()->SetUint32(kSession, name, "enabled", 0);
+                Db()->SetString(kSession, name, "s", "kept");
+            }
+            RunAgain();
+            RegistryHost::AllowWrites(writes);
+            acknowledged = change() == 0;
+            if (!acknowledged)
+                RegistryHost::AllowWrites(0);
+            End();
+            RegistryHost::AllowWrites(RegistryHost::kUnlimited);
+            RunAgain();
+            if (!acknowledged) {
+                // As it was, but for an instance that an add had begun; and the change can be made now.
+                auto names = list();
+                if (names.size() > 2) {
+                    EXPECT_EQ(Db()->RemoveInstance(kSession, names.back()), 0);
+                    names.pop_back();
+                }
+                EXPECT_EQ(names, (Names{"A", "Z"}));
+                EXPECT_EQ(text("A", "s") + text("Z", "s"), "keptkept");
+                EXPECT_EQ(change(), 0);
+            }
+            EXPECT_EQ(list(), namesAfter);
+            EXPECT_EQ(text(namesAfter.back(), setting), value);
+            ASSERT_LT(writes, 20u);
+        }
+    }
 }
 
 TEST_F(ManagerTest, CommandsAndDatabaseChangesAtOnceLeaveTableAndDatabaseAlike) {
@@ -307,21 +413,21 @@ TEST_F(ManagerTest, CommandsAndDatabaseChangesAtOnceLeaveTableAndDatabaseAlike) 
         users.emplace_back([added = std::string("new ") + name] {
             for (int round = 0; round < kRounds; ++round) {
                 VexaDB::SessionId session = 0;
-                EXPECT_EQ(Db().OpenSession(session), 0);
-                EXPECT_EQ(Db().Batch(session), 0);
-                EXPECT_EQ(Db().AddInstance(session, added, 7), 0);
-                EXPECT_EQ(Db().SetString(session, "c", "mode", added), 0);
-                EXPECT_EQ(Db().Commit(session), 0);
-                EXPECT_EQ(Db().RenameInstance(session, added, added + "er"), 0);
-                EXPECT_EQ(Db().RemoveInstance(session, added + "er"), 0);
-                EXPECT_EQ(Db().CloseSession(session), 0);
+                EXPECT_EQ(Db()->OpenSession(session), 0);
+                EXPECT_EQ(Db()->Batch(session), 0);
+                EXPECT_EQ(Db()->AddInstance(session, added, 7), 0);
+                EXPECT_EQ(Db()->SetString(session, "c", "mode", added), 0);
+                EXPECT_EQ(Db()->Commit(session), 0);
+                EXPECT_EQ(Db()->RenameInstance(session, added, added + "er"), 0);
+                EXPECT_EQ(Db()->RemoveInstance(session, added + "er"), 0);
+                EXPECT_EQ(Db()->CloseSession(session), 0);
             }
         });
     }
     for (auto& user : users)
         user.join();
     std::vector<std::string> names;
-    Db().GetInstances(kSession, names);
+    Db()->GetInstances(kSession, names);
     EXPECT_EQ(names, (std::vector<std::string>{"a", "b", "c"}));
     for (const auto& name : names)
         EXPECT_TRUE(manager->GetProtocol(name)) << name;
@@ -339,9 +445,7 @@ TEST_F(ManagerTest, AStopBeforeTheStartOrTwiceWhileAllAreBusyEndsEverything) {
     Stop();
     EXPECT_FALSE(lastChild.lock() && lastChild.lock()->IsRunning());
 
-    manager = std::make_shared<CProtocolManager>(host);
-    log->Clear();
-    RunAndWait();
+    RunAgain();
     std::promise<void> busy;
     std::promise<void> goOn;
     onStart["one"] = [&, gone = goOn.get_future().share()] {

@@ -177,8 +177,11 @@ std::int32_t IPCServer::OnRequest(const std::shared_ptr<IPC>& request) {
 
 std::shared_ptr<IPC> IPCServer::GetRequest() {
     while (!stopping_ && stopEvent_ && requests_) {
-        if (auto request = requests_->PopOrAwait())
+        if (auto request = requests_->PopOrAwait()) {
+            if (const auto client = FindServingClient(request->ClientId()))
+                client->RequestTaken(*request);
             return request;
+        }
         kivsync::WaitAny({stopEvent_.get(), requests_->ReplyEvent()}, kivsync::kInfinite);
     }
     return {};

@@ -14,6 +14,12 @@ namespace {
 
 constexpr std::uint32_t kDirectWriteMs = 5;                    // how long a sender waits for the client itself
 constexpr std::size_t kMaximumBacklogBytes = kIpcMaximumSize;  // of the messages that wait for a client
+constexpr std::size_t kMaximumWaitingRequests = 64 * 1024;     // bytes; the client is not read while more wait
+
+/// What a request counts for: the small ones for more than their bytes, because each takes the owner its time.
+std::size_t Weight(const IPC& request) {
+    return 1024 + request.Payload().size();
+}
 
 }  // namespace
 
@@ -54,15 +60,25 @@ bool IPCServerClient::Handshake() {
     return true;
 }
 
+bool IPCServerClient::SetEnded() {
+    bool endedBefore = false;
+    {
+        const std::scoped_lock guard(requestsLock_);
+        endedBefore = ended_.exchange(true);
+    }
+    requestTaken_.notify_all();
+    return endedBefore;
+}
+
 void IPCServerClient::End() {
-    if (ended_.exchange(true))
+    if (SetEnded())
         return;
     transport_->Close();
     disconnectMonitor_.OnDisconnect(connectionId_);
 }
 
 void IPCServerClient::Close() {
-    ended_ = true;
+    SetEnded();
     transport_->Close();
 }
 
@@ -73,8 +89,16 @@ void IPCServerClient::OnDisconnect(std::uint64_t) {
 }
 
 std::int32_t IPCServerClient::OnRequest(const std::shared_ptr<IPC>& request) {
-    if (!request->IsTerminate())
-        return requestMonitor_.OnRequest(request);
+    if (!request->IsTerminate()) {
+        {
+            const std::scoped_lock guard(requestsLock_);
+            waitingRequests_ += Weight(*request);
+        }
+        const auto result = requestMonitor_.OnRequest(request);
+        std::unique_lock guard(requestsLock_);
+        requestTaken_.wait(guard, [this] { return ended_ || waitingRequests_ <= kMaximumWaitingRequests; });
+        return result;
+    }
     terminating_ = true;
     terminateThread_ = kivsync::Thread::Start([this, request] { AnswerTerminate(*request); });
     if (!terminateThread_) {
@@ -82,6 +106,15 @@ std::int32_t IPCServerClient::OnRequest(const std::shared_ptr<IPC>& request) {
         terminating_ = false;
     }
     return kIpcSuccess;
+}
+
+void IPCServerClient::RequestTaken(const IPC& request) {
+    {
+        const std::scoped_lock guard(requestsLock_);
+        // Never below nothing: the request may be of an earlier connection that had the same id.
+        waitingRequests_ -= std::min(waitingRequests_, Weight(request));
+    }
+    requestTaken_.notify_all();
 }
 
 void IPCServerClient::AnswerTerminate(const IPC& request) {
@@ -94,7 +127,7 @@ void IPCServerClient::AnswerTerminate(const IPC& request) {
         std::unique_lock guard(writeLock_);
         backlogDone_.wait(guard, [this] { return backlog_.empty(); });
     }
-    const bool endedBefore = ended_.exchange(true);
+    const bool endedBefore = SetEnded();
     if (transport_->Close() != 0)
         KIV_LOG(Logging::Error, "Cannot close client %X", static_cast<unsigned>(connectionId_));
     KIV_LOG(Logging::Info, "OnRequest terminate set event id:%lld pid:%lld", id, pid);

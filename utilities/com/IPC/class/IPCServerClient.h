@@ -4,6 +4,9 @@
 // not complete within a few milliseconds, that write is left to a thread of the connection, and what is sent
 // meanwhile queues behind it: a client that is slow or stuck costs the server's other clients next to nothing. It is
 // ended when a message waits for longer than the general IPC time-out, or when too much is waiting.
+//
+// In the other direction a client that asks faster than the owner answers is not read further while too many of its
+// requests wait for the owner: its pipe fills up and its writes wait, while other clients' requests find their turn.
 #pragma once
 
 #include <atomic>
@@ -45,6 +48,9 @@ class IPCServerClient : public RequestMonitor, public DisconnectMonitor {
     /// cannot take it.
     std::int32_t Send(const std::shared_ptr<const IPCPayload>& message);
 
+    /// The owner took this request of the connection: there is room for another one.
+    void RequestTaken(const IPC& request);
+
     /// The handshake is complete, and the connection has not ended.
     bool IsServing() const { return handshakeDone_ && !ended_; }
     bool HasEnded() const { return ended_; }
@@ -63,6 +69,7 @@ class IPCServerClient : public RequestMonitor, public DisconnectMonitor {
     };
 
     bool Handshake();
+    bool SetEnded();
     void AnswerTerminate(const IPC& request);
     std::int32_t WriteOrQueue(const std::shared_ptr<const IPCPayload>& message);
     void Queue(const std::shared_ptr<const IPCPayload>& message);
@@ -76,7 +83,11 @@ class IPCServerClient : public RequestMonitor, public DisconnectMonitor {
     RequestMonitor& requestMonitor_;
     DisconnectMonitor& disconnectMonitor_;
     std::atomic<bool> handshakeDone_{false};
-    std::atomic<bool> ended_{false};
+    std::atomic<bool> ended_{false};  // set by SetEnded only
+
+    std::mutex requestsLock_;          // guards what follows; nothing is called with it held
+    std::size_t waitingRequests_ = 0;  // bytes of the requests that the owner has not taken yet
+    std::condition_variable requestTaken_;
 
     std::atomic<bool> terminating_{false};
     std::unique_ptr<kivsync::Thread> terminateThread_;  // started by the listener thread, joined after it

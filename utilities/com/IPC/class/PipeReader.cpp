@@ -135,10 +135,11 @@ bool PipeReader::ReadBytes(void* target, std::size_t size) {
         size -= taken;
         if (size == 0)
             return true;
-        if (size >= kReadAheadSize)
-            return ReadWhole(*transport_, next, static_cast<std::int32_t>(size), kivsync::kInfinite);
+        const auto wanted = static_cast<std::int32_t>(size);
+        if (wanted >= kReadAheadSize)
+            return ReadWhole(*transport_, next, wanted, kivsync::kInfinite);
         // Zero bytes are no end of the stream: a peer may write nothing at all.
-        const auto bytes = transport_->Read(ahead_.data(), kReadAheadSize, kivsync::kInfinite);
+        const auto bytes = transport_->ReadAhead(ahead_.data(), wanted, kReadAheadSize, kivsync::kInfinite);
         if (bytes < 0)
             return false;
         aheadBegin_ = 0;

@@ -69,7 +69,7 @@ class PipeReader {
     std::int32_t AddReply(const std::shared_ptr<IPC>& reply);
 
   private:
-    static constexpr std::size_t kReadAheadSize = 512;  // bytes; more than any message but a list takes
+    static constexpr std::int32_t kReadAheadSize = 512;  // bytes; more than any message but a list takes
 
     void InternalListenerThread(const std::function<bool()>& greeting);
     std::shared_ptr<IPC> ReadMessage();

@@ -15,7 +15,12 @@ class ClientTransport {
     virtual std::int32_t Close() = 0;
     /// One transfer of what the system delivers: the bytes moved (at most `size`), or -1. A broken connection is
     /// reported without a log line, since a peer that goes away is normal.
-    virtual std::int32_t Read(void* buffer, std::int32_t size, std::uint32_t timeoutMs) = 0;
+    std::int32_t Read(void* buffer, std::int32_t size, std::uint32_t timeoutMs) {
+        return ReadAhead(buffer, size, size, timeoutMs);
+    }
+    /// A Read that takes up to `capacity` bytes, if they are there, where `size` are needed; a failure is logged with
+    /// the needed ones.
+    virtual std::int32_t ReadAhead(void* buffer, std::int32_t size, std::int32_t capacity, std::uint32_t timeoutMs) = 0;
     virtual std::int32_t Write(const void* buffer, std::int32_t size, std::uint32_t timeoutMs) = 0;
     /// Closes.
     virtual ~ClientTransport() = default;

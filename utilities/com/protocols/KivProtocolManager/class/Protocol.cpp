@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "IPC/transport/ServerTransport.h"
+#include "utils/VexaDB/class/VexaDBMessages.h"
 #include "utils/VexaDB/class/VexaDBServer.h"
 #include "utils/class/GlobalSettings.h"
 #include "utils/logging/Logger.h"
@@ -79,6 +80,12 @@ std::int32_t CProtocol::Start(std::uint32_t timeoutMs) {
     if (name.size() > kLongestStartableName) {
         KIV_LOG(Logging::Error, "Cannot start instance %s: its name is longer than %zu characters", name.c_str(),
                 kLongestStartableName);
+        return -1;
+    }
+
+    // A child that serves under such a name could not be told from the manager's own servers.
+    if (name == kManagerServerName || name == VexaDB::kDatabaseServerName) {
+        KIV_LOG(Logging::Error, "Cannot start instance %s: the manager itself serves under this name", name.c_str());
         return -1;
     }
 

@@ -13,7 +13,7 @@ namespace {
 
 struct Singleton {
     std::mutex lock;  // guards server
-    std::shared_ptr<VexaDBServer> server;
+    std::weak_ptr<VexaDBServer> server;
 };
 
 Singleton& TheServer() {
@@ -25,15 +25,15 @@ Singleton& TheServer() {
 
 std::shared_ptr<VexaDBServer> VexaDBServer::GetInstance() {
     std::lock_guard guard(TheServer().lock);
-    auto& server = TheServer().server;
+    auto server = TheServer().server.lock();
     if (!server)
-        server = std::make_shared<VexaDBServer>();
+        TheServer().server = server = std::make_shared<VexaDBServer>();
     return server;
 }
 
 std::shared_ptr<VexaDBServer> VexaDBServer::GetExisting() {
     std::lock_guard guard(TheServer().lock);
-    return TheServer().server;
+    return TheServer().server.lock();
 }
 
 VexaDBServer::VexaDBServer() : store_(std::make_shared<VexaRegistryDB>()), ipc_(*this) {

@@ -27,9 +27,9 @@ class VexaDBServer : public VexaDBServerInterface,
                      public VexaDBOpObserver,
                      public std::enable_shared_from_this<VexaDBServer> {
   public:
-    /// The process's one server, created on first use. Never empty.
+    /// The process's one server, created on first use and living as long as somebody holds it. Never empty.
     static std::shared_ptr<VexaDBServer> GetInstance();
-    /// The server when this process made one already, else empty.
+    /// The server when somebody in this process holds it, else empty.
     static std::shared_ptr<VexaDBServer> GetExisting();
 
     /// Opens the persistent store. The service takes GetInstance.

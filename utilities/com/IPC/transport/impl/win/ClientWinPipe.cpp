@@ -103,12 +103,13 @@ std::int32_t ClientWinPipe::Close() {
     return 0;
 }
 
-std::int32_t ClientWinPipe::Read(void* buffer, std::int32_t size, std::uint32_t timeoutMs) {
+std::int32_t ClientWinPipe::ReadAhead(void* buffer, std::int32_t size, std::int32_t capacity,
+                                      std::uint32_t timeoutMs) {
     const std::scoped_lock guard(read_.lock);
     if (closing_)
         return kFailed;
     DWORD bytes = 0;
-    const BOOL completed = ReadFile(pipe_.Get(), buffer, static_cast<DWORD>(size), &bytes, Prepare(read_, size));
+    const BOOL completed = ReadFile(pipe_.Get(), buffer, static_cast<DWORD>(capacity), &bytes, Prepare(read_, size));
     const std::int32_t result = Started(read_, completed, bytes, timeoutMs);
     return read_.pending ? GiveUp(read_, timeoutMs) : result;
 }

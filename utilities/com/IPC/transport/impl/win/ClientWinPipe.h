@@ -25,7 +25,7 @@ class ClientWinPipe : public ClientTransport {
 
     std::int32_t Connect(std::uint32_t timeoutMs) override;
     std::int32_t Close() override;
-    std::int32_t Read(void* buffer, std::int32_t size, std::uint32_t timeoutMs) override;
+    std::int32_t ReadAhead(void* buffer, std::int32_t size, std::int32_t capacity, std::uint32_t timeoutMs) override;
     std::int32_t Write(const void* buffer, std::int32_t size, std::uint32_t timeoutMs) override;
     std::int32_t BeginWrite(const void* buffer, std::int32_t size, std::uint32_t timeoutMs) override;
     std::int32_t FinishWrite(std::uint32_t timeoutMs) override;
