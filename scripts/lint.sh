@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Static analysis: clang-tidy, with the rules of .clang-tidy, over all code of the product. What builds natively is
-# looked at as the native build compiles it, the Windows code as clang would compile it for MinGW-w64. Both builds have
-# to be configured: cmake --preset host-asan, cmake --preset windows.
+# Static analysis of all code of the product: clang-tidy with the rules of .clang-tidy, and cppcheck. What builds
+# natively, clang-tidy looks at as the native build compiles it, the Windows code as clang would compile it for
+# MinGW-w64. Both builds have to be configured: cmake --preset host-asan, cmake --preset windows.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 native=${LINT_NATIVE_BUILD:-build/host-asan}
@@ -30,3 +30,6 @@ echo "== lint: what builds natively"
 sources "$native" | lint -p "$native"
 echo "== lint: what builds for Windows alone"
 comm -13 <(sources "$native") <(sources "$windows") | lint -p "$windows" "${for_windows[@]}"
+echo "== lint: cppcheck"
+cppcheck --quiet -j "$(nproc)" --error-exitcode=1 --std=c++20 --library=windows --enable=warning,performance,portability \
+    --inline-suppr -I utilities/com utilities

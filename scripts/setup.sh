@@ -10,7 +10,8 @@ packages=(
     googletest                                 # the tests' framework, as source
     libcli11-dev nlohmann-json3-dev            # headers that kivctl uses
     nsis                                       # the installer
-    clang libclang-rt-14-dev clang-tidy        # fuzz targets, static analysis
+    clang libclang-rt-14-dev                   # fuzz targets
+    clang-tidy cppcheck                        # static analysis
 )
 
 missing=()

@@ -7,13 +7,19 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "IPC/transport/PipeName.h"
 #include "e2e/ManagerRun.h"
+#include "e2e/RawClient.h"
 
 namespace e2e {
 namespace {
 
+std::string KivctlCommand(const std::string& arguments) {
+    return "\"" + ProgramFolder() + "kivctl.exe\" " + arguments;
+}
+
 ProgramResult Kivctl(const std::string& arguments) {
-    return RunProgram("\"" + ProgramFolder() + "kivctl.exe\" " + arguments);
+    return RunProgram(KivctlCommand(arguments));
 }
 
 struct Expectation {
@@ -32,23 +38,26 @@ void ExpectAll(std::initializer_list<Expectation> expectations) {
 
 TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
     PrepareMachine({{"ipctimeout", 2000u}});
-    ExpectAll({{"status", 3, "is not running"},
-               {"", 2, "--help"},
+    for (const char* command : {"status", "list", "watch", "ping", "shutdown", "start X", "db instances"})
+        ExpectAll({{command, 3, "is not running"}});
+    ExpectAll({{"", 2, "--help"},
                {"frobnicate", 2, "frobnicate"},
                {"add X nosuch", 2, "no protocol type"},
                {"--version", 0, "kivctl "},
-               {"start --help", 0, "NAME"}});
+               {"start --help", 0, "NAME"},
+               {"service status", 0, "not installed"},
+               {"service start", 1, "kivctl service install"}});
     ManagerRun manager;
     ExpectAll({{"list", 1, ""},
                {"add \"Line 1\" sampleprotocol", 0, "Added Line 1"},
                {"add \"Line 1\" 7", 1, "(-1)"},
                {"add 12345678901234567890123456789012345678901234567890 7", 2, "at most 49"},
+               {"add protocolmanager 7", 2, "another name"},
                {"add M modbus", 0, "Added M"},
                {"list modbus", 0, "M"},
+               {"list eip", 1, "of this type"},
                {"start \"Line 1\"", 0, "pid"},
-               {"start nobody", 1, "no instance \"nobody\""},
                {"status", 0, "Line 1"},
-               {"status nobody", 1, "(-9)"},
                {"wait \"Line 1\" running --timeout 20", 0, ""},
                {"wait M running --timeout 1", 1, "not running"},
                {"clients \"Line 1\"", 0, "the manager"},
@@ -58,10 +67,18 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                {"set M enabled 0", 0, ""},
                {"start M", 1, "not enabled"},
                {"set M enabled 4294967296", 2, "4294967296"},
+               {"set M enabled yes --string", 2, "keeps its kind"},
                {"db instances", 0, "Line 1"},
                {"db settings M", 0, "502"},
                {"db set --global ipctimeout 2500", 0, ""},
                {"db get --global ipctimeout", 0, "2500"},
+               {"db get M nothing", 1, "\"nothing\" (-1)"},
+               {"db set M type text --string", 2, "keeps its kind"},
+               {"db export C:\\nosuch\\file.json", 2, "cannot be written"},
+               {"db import C:\\nosuch.json", 2, "cannot be read"},
+               {"rename M \"Line 1\"", 1, "already (-1)"},
+               {"rename M \"Line 1\" --running-only", 1, "already"},
+               {"rename M vexadbserver", 2, "another name"},
                {"restart \"Line 1\"", 0, ""},
                {"rename \"Line 1\" \"Line 2\"", 0, "Line 2"},
                {"wait \"Line 2\" running --timeout 20", 0, ""},
@@ -71,18 +88,53 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                {"set N enabled 1", 0, ""},
                {"start N", 0, ""},
                {"remove N", 0, ""},
-               {"stop \"Line 2\"", 0, "Stopped"},
-               {"remove M", 0, "Removed"},
-               {"remove M", 1, "(-9)"},
                {"ping --count 2", 0, "2 round trips"},
-               {"log show", 0, "file"}});
+               {"ping nobody", 3, "Nothing serves \"nobody\""},
+               {"log show", 0, "file"},
+               {"log set console C:\\path", 2, "\"file\" only"}});
+    for (const char* command : {"start nobody", "stop nobody", "restart nobody", "remove nobody", "rename nobody X",
+                                "get nobody port", "set nobody port 1 --string", "status nobody", "wait nobody running",
+                                "db settings nobody", "db get nobody port"})
+        ExpectAll({{command, 1, "no instance \"nobody\""}});
+    ExpectAll({{"clients nobody", 1, "(-9)"}});
+    {
+        const RawClient user(PipeName("Line 2").c_str());
+        const auto inUse = "(-33), pid " + std::to_string(GetCurrentProcessId());
+        for (const char* command : {"stop \"Line 2\"", "restart \"Line 2\"", "remove \"Line 2\"", "rename \"Line 2\" X",
+                                    "rename \"Line 2\" X --running-only"})
+            ExpectAll({{command, 1, inUse.c_str()}});
+    }
+    ExpectAll({{"wait \"Line 2\" running", 0, ""}, {"stop \"Line 2\"", 0, "Stopped"}, {"remove M", 0, "Removed"}});
     const auto status = nlohmann::json::parse(Kivctl("--json status").output);
     ASSERT_EQ(status.size(), 1u);
     EXPECT_EQ(status[0]["name"], "Line 2");
     EXPECT_EQ(status[0]["state"], "stopped");
     EXPECT_EQ(status[0]["typeNumber"], 7);
-    ExpectAll({{"shutdown", 0, ""}});
+    const auto log = "log set file \"" + ProgramFolder() + "new folder\\x.txt\" --color off";
+    ExpectAll({{"shutdown", 0, ""}, {log.c_str(), 0, "without colour codes"}});
+    EXPECT_EQ(ReadValue("", "logtype") + ReadValue("", "logcolor"), "file0");
+    EXPECT_TRUE(RemoveDirectoryA((ProgramFolder() + "new folder").c_str())) << "the log's folder is made";
     EXPECT_EQ(manager.WaitForExit(), 0);
+}
+
+TEST(Kivctl, WatchTellsWhatHappensUntilItIsEnded) {
+    PrepareMachine();
+    auto manager = std::make_unique<ManagerRun>();
+    ExpectAll({{"add W sample", 0, ""}});
+    const Program watch(KivctlCommand("watch"));
+    const auto tells = [&watch](const std::string& text) { return watch.Output().find(text) != std::string::npos; };
+    EXPECT_TRUE(Eventually([&] {
+        ExpectAll({{"set W mode tcp --string", 0, ""}});
+        return tells("changed   W  mode: \"");
+    }));
+    EXPECT_EQ(manager->Stop(), 0);
+    EXPECT_TRUE(Eventually([&] { return tells("gone      "); }));
+    manager = std::make_unique<ManagerRun>();
+    EXPECT_TRUE(Eventually([&] { return tells("back      "); }));
+    ASSERT_TRUE(WaitForStatus("W", kRunning));
+    ExpectAll({{"stop W", 0, ""}});
+    EXPECT_TRUE(Eventually([&] { return tells("stopped   W"); }));
+    EXPECT_EQ(manager->Stop(), 0);
 }
 
 TEST(Kivctl, AnExportImportedIntoAnEmptyDatabaseGivesTheSame) {

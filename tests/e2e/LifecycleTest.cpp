@@ -134,11 +134,13 @@ TEST(Lifecycle, BadSettingsAreNamedAndTheOthersRun) {
     PrepareMachine({{"monitorwaittime", std::string("not a number")}});
     WriteTable("0", longName, Port("1"));
     WriteTable("1", "untyped", {{"enabled", 1u}});
-    WriteTable("2", "good", Port("2"));
+    WriteTable("2", kManagerServerName, Port("3"));
+    WriteTable("3", "good", Port("2"));
     ManagerRun manager;
 
     ASSERT_TRUE(WaitForStatus("good", kRunning));
     EXPECT_TRUE(LogHas("Cannot start instance " + longName));
+    EXPECT_TRUE(LogHas("Cannot start instance protocolmanager: the manager itself serves under this name"));
     EXPECT_TRUE(LogHas("General Monitoring wait time set to 300000"));
     EXPECT_EQ(Status("untyped").protocolType, 0u);
 

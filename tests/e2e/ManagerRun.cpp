@@ -31,6 +31,24 @@ void Write(VexaUtils::RegistryKey& key, const Settings& settings) {
     }
 }
 
+std::string Content(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+std::int32_t ExitCode(const UniqueHandle& process, std::uint32_t timeoutMs) {
+    DWORD code = STILL_ACTIVE;
+    WaitForSingleObject(process.Get(), timeoutMs);
+    GetExitCodeProcess(process.Get(), &code);
+    return static_cast<std::int32_t>(code);
+}
+
+void EndProcess(const UniqueHandle& process) {
+    TerminateProcess(process.Get(), 1);
+    WaitForSingleObject(process.Get(), kPatienceMs);
+}
+
 /// Ends every child that a manager left behind.
 void EndChildren() {
     const UniqueHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
@@ -40,8 +58,7 @@ void EndChildren() {
         if (std::string(entry.szExeFile) != "KivProtocol.exe")
             continue;
         const UniqueHandle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, entry.th32ProcessID));
-        TerminateProcess(process.Get(), 1);
-        WaitForSingleObject(process.Get(), kPatienceMs);
+        EndProcess(process);
     }
 }
 
@@ -113,10 +130,7 @@ std::string FaultyFolder() {
 }
 
 std::string Log() {
-    std::ifstream file(LogPath(), std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return Content(LogPath());
 }
 
 bool LogHas(const std::string& text) {
@@ -136,28 +150,33 @@ bool IsAlive(std::uint64_t pid) {
     return process && WaitForSingleObject(process.Get(), 0) == WAIT_TIMEOUT;
 }
 
-ProgramResult RunProgram(const std::string& commandLine, std::uint32_t timeoutMs) {
+Program::Program(const std::string& commandLine)
+    : path_(ProgramFolder() + "e2e.output." + std::to_string(reinterpret_cast<std::uintptr_t>(this)) + ".txt") {
     SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
-    const auto path = ProgramFolder() + "e2e.output.txt";
-    UniqueHandle output(CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
-                                    CREATE_ALWAYS, 0, nullptr));
-    const auto process = StartProcess(commandLine, output.Get());
-    ProgramResult result;
-    if (!process || WaitForSingleObject(process.Get(), timeoutMs) != WAIT_OBJECT_0) {
-        TerminateProcess(process.Get(), 1);
-        ADD_FAILURE() << "did not start or did not end: " << commandLine;
-        result.exitCode = STILL_ACTIVE;
-    } else {
-        DWORD code = 0;
-        GetExitCodeProcess(process.Get(), &code);
-        result.exitCode = static_cast<std::int32_t>(code);
-    }
-    output = {};
-    std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    result.output = text.str();
-    return result;
+    const UniqueHandle output(CreateFileA(path_.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                          &inheritable, CREATE_ALWAYS, 0, nullptr));
+    process_ = StartProcess(commandLine, output.Get());
+    EXPECT_TRUE(process_) << "cannot be started: " << commandLine;
+}
+
+Program::~Program() {
+    EndProcess(process_);
+    std::remove(path_.c_str());
+}
+
+std::int32_t Program::WaitForExit(std::uint32_t timeoutMs) {
+    return ExitCode(process_, timeoutMs);
+}
+
+std::string Program::Output() const {
+    return Content(path_);
+}
+
+ProgramResult RunProgram(const std::string& commandLine, std::uint32_t timeoutMs) {
+    Program program(commandLine);
+    const auto exitCode = program.WaitForExit(timeoutMs);
+    EXPECT_NE(exitCode, STILL_ACTIVE) << "did not end: " << commandLine;
+    return {exitCode, program.Output()};
 }
 
 ManagerRun::ManagerRun(const std::string& folder, const std::string& arguments, End end) : end_(end) {
@@ -168,10 +187,7 @@ ManagerRun::ManagerRun(const std::string& folder, const std::string& arguments, 
 }
 
 ManagerRun::~ManagerRun() {
-    if (WaitForExit(0) == STILL_ACTIVE) {
-        TerminateProcess(process_.Get(), 1);
-        WaitForSingleObject(process_.Get(), kPatienceMs);
-    }
+    EndProcess(process_);
     if (end_ == End::KillAll)
         EndChildren();
 }
@@ -182,10 +198,7 @@ std::int32_t ManagerRun::Stop() {
 }
 
 std::int32_t ManagerRun::WaitForExit(std::uint32_t timeoutMs) {
-    WaitForSingleObject(process_.Get(), timeoutMs);
-    DWORD code = 0;
-    GetExitCodeProcess(process_.Get(), &code);
-    return static_cast<std::int32_t>(code);
+    return ExitCode(process_, timeoutMs);
 }
 
 ipc_mngctrl_status_reply Status(const std::string& name) {

@@ -47,11 +47,28 @@ bool WaitForLog(const std::string& text, std::uint32_t timeoutMs = kPatienceMs);
 UniqueHandle OpenChild(std::uint64_t pid);
 bool IsAlive(std::uint64_t pid);
 
-/// One run of a program: its exit code and what it printed.
+/// One run of a program; ended by the destructor.
+class Program {
+  public:
+    explicit Program(const std::string& commandLine);
+    ~Program();
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    /// The exit code; STILL_ACTIVE when it does not end within `timeoutMs`.
+    std::int32_t WaitForExit(std::uint32_t timeoutMs);
+    /// What it has printed so far.
+    std::string Output() const;
+
+  private:
+    const std::string path_;  // of the file that it prints to
+    UniqueHandle process_;
+};
 struct ProgramResult {
     std::int32_t exitCode = 0;
     std::string output;
 };
+/// Runs a program to its end.
 ProgramResult RunProgram(const std::string& commandLine, std::uint32_t timeoutMs = kPatienceMs);
 
 /// A started manager; ended by the destructor, its children with it.

@@ -24,12 +24,12 @@ struct PipeTest : testing::Test {
 };
 
 TEST_F(PipeTest, TransfersThatTimeOutAreTakenBackOrFinished) {
-    EXPECT_EQ(client->Read(buffer.data(), 8, 20), -1);
+    EXPECT_EQ(client->ReadAhead(buffer.data(), 5, 8, 20), -1);
     EXPECT_EQ(served->Write("abc", 3, kPatienceMs), 3);
     EXPECT_EQ(client->Read(buffer.data(), 8, kPatienceMs), 3);  // nothing went to the read before
     EXPECT_EQ(client->Write(large.data(), largeSize, 20), -1);
     EXPECT_EQ(log->Messages(),
-              (std::vector<std::string>{"Cannot Read timeout size:8, read:0 timeout:20 server:pipe client:1",
+              (std::vector<std::string>{"Cannot Read timeout size:5, read:0 timeout:20 server:pipe client:1",
                                         "Cannot write timeout size:1048576, write:0 timeout:20 server:pipe client:1"}));
     EXPECT_EQ(served->BeginWrite(large.data(), largeSize, 5), ClientTransport::kWritePending);
     Bytes received(large.size());

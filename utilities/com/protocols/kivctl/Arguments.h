@@ -5,8 +5,10 @@
 #include <memory>
 #include <string>
 
+#include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "protocols/kivctl/Database.h"
 #include "protocols/kivctl/Words.h"
+#include "utils/VexaDB/class/VexaDBMessages.h"
 
 namespace kivctl {
 
@@ -28,6 +30,17 @@ inline std::shared_ptr<std::string> NameArgument(CLI::App& command, const std::s
     auto name = std::make_shared<std::string>();
     command.add_option(label, *name, description)->required()->check(FitsRequest())->check([](const std::string& text) {
         return text.empty() ? std::string("a name has at least one character") : std::string();
+    });
+    return name;
+}
+
+/// The same for a name that an instance shall get: one of the manager's own servers would be in its way.
+inline std::shared_ptr<std::string> NewNameArgument(CLI::App& command, const std::string& label,
+                                                    const std::string& description) {
+    auto name = NameArgument(command, label, description);
+    command.get_option(label)->check([](const std::string& text) {
+        const bool taken = text == kManagerServerName || text == VexaDB::kDatabaseServerName;
+        return taken ? "the manager itself serves as \"" + text + "\"; choose another name" : std::string();
     });
     return name;
 }

@@ -90,7 +90,7 @@ void CheckStart(Manager& manager, const std::string& instance, std::int32_t resu
 
 void AddAdd(CLI::App& app, const Options& options) {
     auto* command = app.add_subcommand("add", "Adds an instance; it is enabled, but not started yet");
-    const auto name = NameArgument(*command, "NAME", "The new instance");
+    const auto name = NewNameArgument(*command, "NAME", "The new instance");
     const auto type = TextArgument(*command, "TYPE", "Its protocol type, by name or number");
     command->callback([=, &options] {
         const auto number = ParseType(*type);
@@ -153,13 +153,15 @@ void AddRename(CLI::App& app, const Options& options) {
         "the\n"
         "old name again.");
     const auto oldName = NameArgument(*command, "OLD", "The instance");
-    const auto newName = NameArgument(*command, "NEW", "Its new name");
+    const auto newName = NewNameArgument(*command, "NEW", "Its new name");
     auto runningOnly = std::make_shared<bool>(false);
     command->add_flag("--running-only", *runningOnly, "Leave the database as it is");
     command->callback([=, &options] {
         if (!*runningOnly)
             return RenameEverywhere(*oldName, *newName, options);
         Manager manager(options);
+        if (manager.Status(*newName).result == 0)
+            throw Failure(kRefused, "Refused: there is an instance \"" + *newName + "\" already.", kManagerFailure);
         CheckResult(manager, *oldName, manager.RenameRunning(*oldName, *newName));
         Say(options, "Renamed " + *oldName + " to " + *newName + " in the running manager; the database is as it was.");
     });

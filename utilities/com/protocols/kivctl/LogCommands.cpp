@@ -1,3 +1,6 @@
+#include <filesystem>
+#include <system_error>
+
 #include "protocols/kivctl/Arguments.h"
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
@@ -64,6 +67,15 @@ void AddShow(CLI::App& log, const Options& options) {
     });
 }
 
+/// The programs do not make the folder of their log file, and log nothing without it.
+void MakeFolder(const std::string& file) {
+    const auto folder = std::filesystem::path(file).parent_path();
+    std::error_code error;
+    if (!folder.empty() && !std::filesystem::is_directory(folder) &&
+        !std::filesystem::create_directories(folder, error))
+        throw Failure(kRefused, "The log file is set, but its folder cannot be made: " + folder.string());
+}
+
 void AddSet(CLI::App& log, const Options& options) {
     auto* command = log.add_subcommand("set", "Chooses where the programs log to, from their next start on");
     auto type = std::make_shared<std::string>();
@@ -87,6 +99,7 @@ void AddSet(CLI::App& log, const Options& options) {
                              (colour->empty() || key->SetNumber(kColourValue, *colour == "on" ? 1 : 0) == 0);
         if (!written)
             throw Failure(kRefused, "Refused: the registry cannot be written. Run this as an administrator.", -1);
+        MakeFolder(*file);
         if (!options.json)
             PrintLine("From their next start on, the programs log to " + ReadChoice().Meaning() + ".");
     });

@@ -218,7 +218,7 @@ void AddPing(CLI::App& app, const Options& options) {
     command->callback([=, &options] {
         using Milliseconds = std::chrono::duration<double, std::milli>;
         const auto timeout = options.TimeoutOr(kRequestTimeout);
-        const auto client = TryReach(*name, timeout);
+        const auto client = *name == kManagerServerName ? Reach(*name, timeout) : TryReach(*name, timeout);
         if (!client)
             throw Failure(kNotReachable, "Nothing serves \"" + *name + "\" on this machine.");
         std::vector<double> times;

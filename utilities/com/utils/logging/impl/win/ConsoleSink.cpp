@@ -56,6 +56,7 @@ void ConsoleSink::Print(std::string_view text) const {
     // A pipe may take less than it is given.
     while (!text.empty()) {
         DWORD written = 0;
+        // cppcheck-suppress invalidLifetime ; it takes the callers' strings, which outlive the call, to end in the loop
         if (!WriteFile(output_, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) || written == 0)
             return;
         text.remove_prefix(written);
