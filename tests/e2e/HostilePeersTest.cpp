@@ -7,41 +7,13 @@
 #include <thread>
 
 #include "IPC/class/IPCClient.h"
-#include "IPC/transport/WholeTransfer.h"
 #include "e2e/ManagerRun.h"
+#include "support/RawClient.h"
 
 namespace e2e {
 namespace {
 
 constexpr std::uint32_t kIpcTimeoutMs = 2000;
-
-/// A client that writes what it likes.
-class Peer {
-  public:
-    explicit Peer(const std::string& server = kManagerServerName) : pipe_(ClientTransport::Make(server)) {
-        EXPECT_EQ(pipe_->Connect(kPatienceMs), 0);
-    }
-    void Greet() {
-        std::array<std::uint64_t, 2> hello{};
-        EXPECT_TRUE(ReadWhole(*pipe_, hello.data(), sizeof hello, kPatienceMs));
-        Write(IPCPayload(sizeof(std::uint64_t)));
-    }
-    void Write(const IPCPayload& bytes) {
-        const auto size = static_cast<std::int32_t>(bytes.size());
-        EXPECT_EQ(pipe_->Write(bytes.data(), size, kPatienceMs), size);
-    }
-    bool IsAnswered() {
-        ipc_header header;
-        return ReadWhole(*pipe_, &header, sizeof header, kPatienceMs) && header.command == kIpcAliveCheck;
-    }
-    bool HasEnded() {
-        std::uint8_t byte = 0;
-        return pipe_->Read(&byte, sizeof byte, kPatienceMs) < 0;
-    }
-
-  private:
-    std::shared_ptr<ClientTransport> pipe_;
-};
 
 /// Asks all the time, and keeps the longest time that an answer took.
 class WellBehavedClient {
@@ -83,32 +55,26 @@ TEST(HostilePeers, HarmOnlyThemselves) {
     const auto alive = IPC::Request(kIpcAliveCheck)->Serialize();
     {
         const WellBehavedClient other;
-        Peer silent;
-        Peer deaf;
-        deaf.Greet();
+        const RawPeer silent(kManagerServerName);
+        const RawClient deaf(kManagerServerName);
         const ipc_mngctrl_set_str_property_request change{std::string("line"), std::string("mode"), std::string("tcp")};
         for (int i = 0; i < 50; ++i) {  // each is an event to every client, together more than a pipe holds
             std::shared_ptr<IPC> reply;
             EXPECT_EQ(client->Call(IPC::Request(kManagerSetString, wire::Encode(change)), kPatienceMs, reply), 0);
         }
-        Peer huge;
-        huge.Greet();
-        huge.Write(wire::Encode(ipc_header{IPC::kFlagRequest, 1, 0, kIpcAliveCheck, 0xFFFFFFFF}));
+        RawClient huge(kManagerServerName);
+        huge.Write(wire::Encode(ipc_header{kRequest, 1, 0, kIpcAliveCheck, 0xFFFFFFFF}));
         EXPECT_TRUE(huge.HasEnded());
-        Peer drop;
-        drop.Greet();
+        RawClient drop(kManagerServerName);
         for (const auto byte : alive)
             drop.Write({byte});
-        EXPECT_TRUE(drop.IsAnswered());
+        EXPECT_EQ(drop.Receive().command, kIpcAliveCheck);
         for (std::uint32_t i = 0; i < 100; ++i)  // nobody asked for these
-            drop.Write(wire::Encode(ipc_header{0, i, 0, kManagerStatus, 0}));
-        drop.Write(alive);
-        EXPECT_TRUE(drop.IsAnswered());
-        std::vector<std::unique_ptr<Peer>> flood;
+            drop.Send(0, i, kManagerStatus, {});
+        EXPECT_EQ(drop.Ask(kIpcAliveCheck, {}), Bytes());
+        std::vector<std::unique_ptr<RawClient>> flood;
         for (int i = 0; i < 500; ++i)
-            flood.emplace_back(std::make_unique<Peer>())->Greet();
-        flood.back()->Write(alive);
-        EXPECT_TRUE(flood.back()->IsAnswered());
+            flood.emplace_back(std::make_unique<RawClient>(kManagerServerName));
         flood.clear();
         EXPECT_TRUE(WaitForLog("Client does not take its messages, connection ended"));
         EXPECT_TRUE(LogHas("Invalid message size:4294967295"));

@@ -15,7 +15,6 @@ namespace e2e {
 namespace {
 
 constexpr const char* kDatabaseKey = "Software\\Quenlar\\Torvik\\Runtime\\Settings\\vexa";
-constexpr std::uint32_t kPollMs = 20;
 constexpr std::uint32_t kCommandTimeoutMs = 90000;
 
 std::string LogPath() {
@@ -110,16 +109,6 @@ std::string ReadValue(const std::string& id, const std::string& value) {
     return found.kind == VexaUtils::ValueKind::Number ? std::to_string(found.number) : found.text;
 }
 
-bool Eventually(const std::function<bool()>& condition, std::uint32_t timeoutMs) {
-    const auto deadline = GetTickCount64() + timeoutMs;
-    while (!condition()) {
-        if (GetTickCount64() > deadline)
-            return false;
-        Sleep(kPollMs);
-    }
-    return true;
-}
-
 std::string ProgramFolder() {
     const auto path = platform::ModulePath();
     return path.substr(0, path.find_last_of("\\/") + 1);
@@ -137,8 +126,8 @@ bool LogHas(const std::string& text) {
     return Log().find(text) != std::string::npos;
 }
 
-bool WaitForLog(const std::string& text, std::uint32_t timeoutMs) {
-    return Eventually([&text] { return LogHas(text); }, timeoutMs);
+bool WaitForLog(const std::string& text) {
+    return Eventually([&text] { return LogHas(text); });
 }
 
 UniqueHandle OpenChild(std::uint64_t pid) {
@@ -172,9 +161,9 @@ std::string Program::Output() const {
     return Content(path_);
 }
 
-ProgramResult RunProgram(const std::string& commandLine, std::uint32_t timeoutMs) {
+ProgramResult RunProgram(const std::string& commandLine) {
     Program program(commandLine);
-    const auto exitCode = program.WaitForExit(timeoutMs);
+    const auto exitCode = program.WaitForExit(kPatienceMs);
     EXPECT_NE(exitCode, STILL_ACTIVE) << "did not end: " << commandLine;
     return {exitCode, program.Output()};
 }
@@ -212,13 +201,11 @@ ipc_mngctrl_status_reply Status(const std::string& name) {
     return status;
 }
 
-bool WaitForStatus(const std::string& name, InstanceStatus status, std::uint32_t timeoutMs) {
-    return Eventually(
-        [&] {
-            const auto reply = Status(name);
-            return reply.result == 0 && reply.status == status;
-        },
-        timeoutMs);
+bool WaitForStatus(const std::string& name, InstanceStatus status) {
+    return Eventually([&] {
+        const auto reply = Status(name);
+        return reply.result == 0 && reply.status == status;
+    });
 }
 
 std::int32_t Control(std::uint32_t command, const std::string& name) {

@@ -5,19 +5,16 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <string>
 #include <utility>
 #include <variant>
 #include <vector>
 
 #include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "support/Patience.h"
 #include "utils/platform/impl/win/Handle.h"
 
 namespace e2e {
-
-inline constexpr std::uint32_t kPatienceMs = 30000;  // how long a test waits for what must come
 
 using Setting = std::variant<std::uint32_t, std::string>;
 using Settings = std::vector<std::pair<std::string, Setting>>;
@@ -32,9 +29,6 @@ void WriteTable(const std::string& id, const std::string& name, const Settings& 
 /// The value of a table (or of the database key, for the empty id): its text, its number in decimal, or "" when absent.
 std::string ReadValue(const std::string& id, const std::string& value);
 
-/// Waits until the condition holds; false after `timeoutMs`.
-bool Eventually(const std::function<bool()>& condition, std::uint32_t timeoutMs = kPatienceMs);
-
 /// The folder of the built programs, and that of the manager whose child misbehaves; both end in a backslash.
 std::string ProgramFolder();
 std::string FaultyFolder();
@@ -42,7 +36,7 @@ std::string FaultyFolder();
 /// The whole log so far, and whether a line holds the text.
 std::string Log();
 bool LogHas(const std::string& text);
-bool WaitForLog(const std::string& text, std::uint32_t timeoutMs = kPatienceMs);
+bool WaitForLog(const std::string& text);
 /// Opens a process for waiting and ending; empty when there is none with that id.
 UniqueHandle OpenChild(std::uint64_t pid);
 bool IsAlive(std::uint64_t pid);
@@ -69,7 +63,7 @@ struct ProgramResult {
     std::string output;
 };
 /// Runs a program to its end.
-ProgramResult RunProgram(const std::string& commandLine, std::uint32_t timeoutMs = kPatienceMs);
+ProgramResult RunProgram(const std::string& commandLine);
 
 /// A started manager; ended by the destructor, its children with it.
 class ManagerRun {
@@ -94,7 +88,7 @@ class ManagerRun {
 
 /// Status of an instance over the project's own client; result -36 when the manager does not answer.
 ipc_mngctrl_status_reply Status(const std::string& name);
-bool WaitForStatus(const std::string& name, InstanceStatus status, std::uint32_t timeoutMs = kPatienceMs);
+bool WaitForStatus(const std::string& name, InstanceStatus status);
 /// One control command that carries an instance name and is answered with a result.
 std::int32_t Control(std::uint32_t command, const std::string& name);
 

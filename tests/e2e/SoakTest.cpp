@@ -9,8 +9,9 @@
 
 #include "IPC/class/IPCClient.h"
 #include "e2e/ManagerRun.h"
-#include "e2e/RawClient.h"
 #include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "support/RawClient.h"
+#include "utils/VexaDB/class/VexaDBMessages.h"
 
 namespace e2e {
 namespace {
@@ -60,11 +61,10 @@ Figures Measure(std::uint64_t pid) {
 
 /// So many rounds of everything a plant does to its manager.
 void Use(int connections, int startsAndStops, int requests, int terminates, int kills) {
-    for (int i = 0; i < connections; ++i) {
-        RawClient client(i % 2 == 0 ? kManagerPipe : kDatabasePipe);
-        Bytes instance;
-        PutName(instance, "worn");
-        ASSERT_FALSE(i % 2 == 0 ? client.Ask(kManagerStatus, instance).empty() : client.Ask(508, Bytes(8)).empty());
+    for (int i = 0; i < connections / 2; ++i) {
+        RawClient control(kManagerServerName), database(VexaDB::kDatabaseServerName);
+        ASSERT_EQ(control.Ask(kManagerStatus, Bytes(50)).size(), 40u);
+        ASSERT_EQ(database.Ask(VexaDB::kDatabaseGetInstances, Bytes(8)).size(), 8u + 50u);
     }
     for (int i = 0; i < startsAndStops; ++i) {
         ASSERT_EQ(Control(kManagerStart, "worn"), 0);
@@ -74,18 +74,14 @@ void Use(int connections, int startsAndStops, int requests, int terminates, int 
     for (int i = 0; i < requests; ++i)
         ASSERT_EQ(client->CheckAlive(), 0);
     for (int i = 0; i < terminates; ++i) {
-        RawClient ending(kManagerPipe);
-        ending.Send(0xC0000000, 9, kIpcTerminate, {});
+        RawClient ending(kManagerServerName);
+        ending.Send(kTerminate, 9, kIpcTerminate, {});
         ASSERT_EQ(ending.Receive().id, 9u);
-        ASSERT_EQ(ending.Receive().command, 0xFFFFFFFF) << "the connection is over";
+        ASSERT_TRUE(ending.HasEnded());
     }
     for (int i = 0; i < kills; ++i) {
-        const auto killed = ClientTransport::Make(kManagerServerName);
-        Bytes greetingAndHalfAHeader(sizeof(std::uint64_t) + sizeof(ipc_header) / 2);
-        ASSERT_EQ(killed->Connect(kPatienceMs), 0);
-        ASSERT_GT(killed->Write(greetingAndHalfAHeader.data(), static_cast<std::int32_t>(greetingAndHalfAHeader.size()),
-                                kPatienceMs),
-                  0);
+        RawPeer killed(kManagerServerName);
+        killed.Write(Bytes(sizeof(std::uint64_t) + sizeof(ipc_header) / 2));  // the greeting and half a header
     }
 }
 

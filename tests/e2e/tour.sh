@@ -9,14 +9,10 @@ set -euo pipefail
 # Bounded as a whole: whatever hangs is ended with all that was started here.
 [ -n "${KIV_TOUR_BOUNDED:-}" ] || KIV_TOUR_BOUNDED=yes exec timeout --kill-after=30 240 "$0" "$@"
 
-[ $# -eq 1 ] || { echo "usage: tour.sh BUILD_FOLDER" >&2; exit 2; }
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work="$(cd "$1" && pwd)/tour"
 cd "$root"
 export WINEPREFIX="$root/build/run-prefix" # the one that scripts/run.sh and scripts/kivctl.sh use
-aside="$root/build/run-prefix.aside"
-start_limit=120 # seconds, for the build and the prefix
-stop_limit=30
 run=
 
 fail() {
@@ -24,22 +20,25 @@ fail() {
     exit 1
 }
 
-# The system processes of the prefix would outlive this script, with whatever they hold open.
-end_prefix() {
-    [ -d "$WINEPREFIX" ] || return 0
-    wineserver -k </dev/null >/dev/null 2>&1 || true
-    timeout "$stop_limit" wineserver -w </dev/null >/dev/null 2>&1 || true
+# Waits until the command succeeds; fails after so many seconds.
+await() {
+    local limit=$1
+    shift
+    SECONDS=0
+    until "$@"; do
+        [ "$SECONDS" -lt "$limit" ] || return 1
+        sleep 0.2
+    done
 }
 
 finish() {
     code=$?
     trap '' TERM INT
-    if [ -n "$run" ] && kill -0 "$run" 2>/dev/null; then
-        kill -KILL "$run" 2>/dev/null || true # its manager ends with the prefix
-    fi
-    end_prefix
+    [ -z "$run" ] || kill -KILL "$run" 2>/dev/null || true # its manager ends with the prefix
+    wineserver -k </dev/null >/dev/null 2>&1 || true
+    timeout 30 wineserver -w </dev/null >/dev/null 2>&1 || true
     rm -rf "$WINEPREFIX"
-    [ ! -e "$aside" ] || mv "$aside" "$WINEPREFIX"
+    [ ! -e "$WINEPREFIX.aside" ] || mv "$WINEPREFIX.aside" "$WINEPREFIX"
     [ "$code" -eq 0 ] || echo "tour: FAILED; what was printed is in $work" >&2
 }
 
@@ -65,7 +64,6 @@ block() {
         inside { print }' README.md
 }
 
-run_script() { scripts/run.sh </dev/null >"$work/run.txt" 2>&1; }
 is_up() { grep -qs '^Running\.' "$work/run.txt"; }
 has_ended() { ! kill -0 "$run" 2>/dev/null; }
 
@@ -73,57 +71,39 @@ rm -rf "$work"
 mkdir -p "$work"
 block run >"$work/run-expected.txt"
 block commands >"$work/expected.txt"
-[ -s "$work/run-expected.txt" ] || fail "README.md has no block \"tour: run\""
-[ "$(grep -c '^\$ ' "$work/expected.txt")" -gt 0 ] || fail "README.md has no commands in blocks \"tour: commands\""
+commands=$(grep -c '^\$ ' "$work/expected.txt") && [ -s "$work/run-expected.txt" ] || fail "README.md has no tour"
 
 # A prefix that is in use belongs to somebody's manager; one that is not is put back at the end.
-if [ -e "$aside" ]; then
-    rm -rf "$WINEPREFIX" # of a tour that was killed
-elif [ -e "$WINEPREFIX" ]; then
-    timeout "$stop_limit" wineserver -w </dev/null >/dev/null 2>&1 ||
-        fail "a program runs in $WINEPREFIX; end scripts/run.sh first"
-    mv "$WINEPREFIX" "$aside"
+if [ -e "$WINEPREFIX" ] && [ ! -e "$WINEPREFIX.aside" ]; then
+    timeout 30 wineserver -w </dev/null >/dev/null 2>&1 || fail "a program runs in $WINEPREFIX; end scripts/run.sh first"
+    mv "$WINEPREFIX" "$WINEPREFIX.aside"
 fi
+rm -rf "$WINEPREFIX"
 trap finish EXIT
 trap 'exit 1' TERM INT
 
-run_script &
+scripts/run.sh </dev/null >"$work/run.txt" 2>&1 &
 run=$!
-SECONDS=0
-until is_up; do
-    if has_ended || [ "$SECONDS" -ge "$start_limit" ]; then
-        tail -20 "$work/run.txt" >&2
-        fail "scripts/run.sh did not come up"
-    fi
-    sleep 0.2
-done
+await 120 is_up || fail "scripts/run.sh did not come up: $(tail -20 "$work/run.txt")"
 
-: >"$work/printed.txt"
 status=0
 while IFS= read -r line; do
     [[ $line == '$ '* ]] || continue
-    printf '%s\n' "$line" >>"$work/printed.txt"
+    echo "$line"
     code=0
     # A command sees the exit code of the one before it as $?.
-    { (exit "$status"); eval "${line#'$ '}"; } </dev/null >>"$work/printed.txt" 2>&1 || code=$?
+    { (exit "$status"); eval "${line#'$ '}"; } </dev/null 2>&1 || code=$?
     status=$code
-done <"$work/expected.txt"
-
-SECONDS=0
-until has_ended; do
-    [ "$SECONDS" -lt "$stop_limit" ] || fail "scripts/run.sh still runs after the tour"
-    sleep 0.2
-done
+done <"$work/expected.txt" >"$work/printed.txt"
+await 30 has_ended || fail "scripts/run.sh still runs after the tour"
 wait "$run" || fail "scripts/run.sh ended with exit code $?"
 
-differs=
-diff -u --label README.md --label printed <(normalize "$work/expected.txt") <(normalize "$work/printed.txt") ||
-    differs=yes
+for file in expected printed run run-expected; do
+    normalize "$work/$file.txt" >"$work/$file.normal.txt"
+done
+diff -u "$work/expected.normal.txt" "$work/printed.normal.txt" || fail "the commands print something else"
 # Every line of the block has to come after the one before it.
-normalize "$work/run.txt" >"$work/run-normalized.txt"
-normalize "$work/run-expected.txt" | awk '
-    NR == FNR { printed[++count] = $0; next }
+awk 'NR == FNR { printed[++count] = $0; next }
     { while (++at <= count && printed[at] != $0); if (at > count) { print "scripts/run.sh did not print: " $0; exit 1 } }
-    ' "$work/run-normalized.txt" - || differs=yes
-[ -z "$differs" ] || exit 1
-echo "tour: $(grep -c '^\$ ' "$work/expected.txt") commands printed what README.md shows"
+    ' "$work/run.normal.txt" "$work/run-expected.normal.txt" || fail "scripts/run.sh prints something else"
+echo "tour: $commands commands printed what README.md shows"

@@ -63,7 +63,8 @@ class ProcessHost : public IProcess {
 }  // namespace
 
 FakeChild::FakeChild()
-    : pid_(platform::CurrentProcessId()), exited_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)) {}
+    : pid_(platform::CurrentProcessId()),
+      exited_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)) {}
 
 void SetChildFactory(ChildFactory newFactory) {
     const std::lock_guard guard(lock);

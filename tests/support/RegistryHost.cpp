@@ -37,7 +37,6 @@ struct Tree {
     std::mutex lock;  // guards all of it, nodes included
     std::shared_ptr<Node> root = std::make_shared<Node>();
     unsigned changes = 0;
-    unsigned calls = 0;
     unsigned writesLeft = RegistryHost::kUnlimited;
 };
 
@@ -55,18 +54,18 @@ class RegistryKeyHost : public RegistryKey {
         names.clear();
         for (const auto& [name, subkey] : node_->subkeys)
             names.push_back(name);
-        return Readable() ? 0 : -1;
+        return node_->deleted ? -1 : 0;
     }
     std::int32_t Values(std::vector<NamedRegistryValue>& values) override {
         const std::lock_guard guard(tree_.lock);
         values.clear();
         for (const auto& [name, value] : node_->values)
             values.push_back({name, value});
-        return Readable() ? 0 : -1;
+        return node_->deleted ? -1 : 0;
     }
     std::int32_t Query(const std::string& name, RegistryValue& value) override {
         const std::lock_guard guard(tree_.lock);
-        if (!Readable() || !node_->values.contains(name))
+        if (node_->deleted || !node_->values.contains(name))
             return -1;
         value = node_->values[name];
         return 0;
@@ -79,7 +78,7 @@ class RegistryKeyHost : public RegistryKey {
     }
     std::shared_ptr<RegistryKey> OpenSubkey(const std::string& name) override {
         const std::lock_guard guard(tree_.lock);
-        const bool found = Readable() && node_->subkeys.contains(name);
+        const bool found = !node_->deleted && node_->subkeys.contains(name);
         return found ? std::make_shared<RegistryKeyHost>(node_->subkeys[name]) : nullptr;
     }
     std::shared_ptr<RegistryKey> CreateSubkey(const std::string& name) override {
@@ -113,12 +112,8 @@ class RegistryKeyHost : public RegistryKey {
     }
 
   private:
-    bool Readable() {
-        ++tree_.calls;
-        return !node_->deleted;
-    }
     bool Writable() {
-        if (!Readable() || tree_.writesLeft == 0)
+        if (node_->deleted || tree_.writesLeft == 0)
             return false;
         tree_.writesLeft -= tree_.writesLeft == RegistryHost::kUnlimited ? 0 : 1;
         ++tree_.changes;
@@ -157,23 +152,17 @@ std::shared_ptr<RegistryKey> KeyAt(const std::string& path, bool create) {
 class RegistryReader : public VexaUtils::Registry {
   public:
     explicit RegistryReader(std::string path) : path_(std::move(path)) {}
-    bool ValueExists(const std::string& name) override {
-        RegistryValue found;
-        return key_ && key_->Query(name, found) == 0;
-    }
+    bool ValueExists(const std::string& name) override { return Find(name); }
     std::int32_t GetUint32(const std::string& name, std::uint32_t& value) override {
-        RegistryValue found;
-        if (!key_ || key_->Query(name, found) != 0 || found.kind != ValueKind::Number)
+        if (!Find(name) || found_.kind != ValueKind::Number)
             return -1;
-        value = found.number;
+        value = found_.number;
         return 0;
     }
     std::int32_t GetString(const std::string& name, std::string& value) override {
-        constexpr std::size_t kLongest = 255;
-        RegistryValue found;
-        if (!key_ || key_->Query(name, found) != 0 || found.kind != ValueKind::Text || found.text.size() > kLongest)
+        if (!Find(name) || found_.kind != ValueKind::Text)
             return -1;
-        value = found.text;
+        value = found_.text;
         return 0;
     }
     std::int32_t SetUint32(const std::string&, std::uint32_t) override { return -1; }
@@ -182,8 +171,11 @@ class RegistryReader : public VexaUtils::Registry {
     std::int32_t Close() override { return std::exchange(key_, nullptr) ? 0 : -1; }
 
   private:
+    bool Find(const std::string& name) { return key_ && key_->Query(name, found_) == 0; }
+
     const std::string path_;
     std::shared_ptr<RegistryKey> key_;
+    RegistryValue found_;
 };
 
 }  // namespace
@@ -201,11 +193,6 @@ void RegistryHost::Reset() {
     TheTree().root = std::make_shared<Node>();
     ++TheTree().changes;
     TheTree().writesLeft = kUnlimited;
-}
-
-unsigned RegistryHost::Calls() {
-    const std::lock_guard guard(TheTree().lock);
-    return TheTree().calls;
 }
 
 void RegistryHost::AllowWrites(unsigned count) {

@@ -8,9 +8,6 @@ namespace RegistryHost {
 /// An empty tree that refuses nothing.
 void Reset();
 
-/// How many calls reached the registry so far.
-unsigned Calls();
-
 /// After this many more writes further ones fail: a registry that refuses, or a process that was killed there.
 /// kUnlimited and Reset lift it.
 inline constexpr unsigned kUnlimited = 0xFFFFFFFF;

@@ -177,13 +177,9 @@ std::unique_ptr<Thread> Thread::Start(std::function<void()> body) {
     return std::make_unique<ThreadHost>(std::move(body));
 }
 
-void FailThread(int nth) {
-    const std::lock_guard guard(TheShared().lock);
-    TheShared().threadsToFailure = nth;
-}
-
 }  // namespace kivsync
 
 void sync_host::FailThread(int nth) {
-    kivsync::FailThread(nth);
+    const std::lock_guard guard(kivsync::TheShared().lock);
+    kivsync::TheShared().threadsToFailure = nth;
 }

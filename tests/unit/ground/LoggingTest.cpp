@@ -7,7 +7,6 @@
 #include <iomanip>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 
 #include "support/CaptureSink.h"
 #include "utils/logging/FileSink.h"
@@ -110,20 +109,6 @@ TEST(Logger, PassesWhatItsFiltersLetThrough) {
     const std::vector<std::string> expected = {"General IPC timeout set to 5000 1099511627776 ms", "kept",
                                                std::string(511, 'x')};
     EXPECT_EQ(log->Messages(), expected);
-}
-
-TEST(Logger, KeepsTheMessagesOfThreadsApart) {
-    constexpr std::size_t kMessages = 200;
-    const LogCapture log;
-    const auto write = [](char letter) {
-        for (std::size_t i = 0; i < kMessages; ++i)
-            KIV_LOG(Logging::Info, "%zu %s", i, std::string(100, letter).c_str());
-    };
-    std::thread other(write, 'a');
-    write('b');
-    other.join();
-    for (const char letter : {'a', 'b'})
-        EXPECT_EQ(log->Count(" " + std::string(100, letter)), kMessages);
 }
 
 }  // namespace

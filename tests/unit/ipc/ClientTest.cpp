@@ -121,22 +121,4 @@ TEST(Client, ServerThatNeverGreets) {
     }
 }
 
-TEST(Client, ManyThreadsShareOneConnection) {
-    RunningServer running("threads");
-    IPCClient client(true);
-    ASSERT_EQ(client.Connect("threads"), 0);
-    const auto use = [&](std::uint8_t number) {
-        for (std::uint8_t i = 0; i < 50; ++i) {
-            std::shared_ptr<IPC> reply;
-            ASSERT_EQ(client.Call(IPC::Request(100, {number, i}), kPatienceMs, reply), 0);
-            ASSERT_EQ(reply->Payload(), (Bytes{number, i}));
-            running.server.Broadcast(IPC::Notice(150));
-            ASSERT_NE(client.TakeNotice(kPatienceMs), nullptr);
-        }
-    };
-    std::thread first(use, 1), second(use, 2), third(use, 3);
-    for (auto* thread : {&first, &second, &third})
-        thread->join();
-}
-
 }  // namespace

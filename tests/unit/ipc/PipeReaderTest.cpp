@@ -22,7 +22,7 @@ std::shared_ptr<IPC> ReplyTo(std::uint64_t id, std::uint8_t content) {
 struct PipeReaderTest : testing::Test, DisconnectMonitor {
     PipeReaderTest() {
         const auto server = ServerTransport::Make("reader");
-        peer = std::make_unique<RawClient>("reader");
+        peer = std::make_unique<RawPeer>("reader");
         reader = std::make_unique<PipeReader>(server->Accept(kPatienceMs), true);
         reader->SetMonitors(nullptr, this);
         reader->SetIds(3, 4);
@@ -32,7 +32,7 @@ struct PipeReaderTest : testing::Test, DisconnectMonitor {
     LogCapture log;
     std::shared_ptr<kivsync::Event> disconnected =
         kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
-    std::unique_ptr<RawClient> peer;
+    std::unique_ptr<RawPeer> peer;
     std::unique_ptr<PipeReader> reader;
 };
 
@@ -106,7 +106,7 @@ TEST_F(PipeReaderTest, BrokenStreamsEndTheConnection) {
     };
     const auto server = ServerTransport::Make("broken");
     for (const auto& broken : cases) {
-        RawClient client("broken");
+        RawPeer client("broken");
         PipeReader broke(server->Accept(kPatienceMs), true);
         broke.SetMonitors(nullptr, this);
         broke.SetIds(3, 4);

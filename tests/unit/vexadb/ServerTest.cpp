@@ -1,6 +1,4 @@
 // The database server: sessions, batches, what its observers hear, and the two classes that work on top of it.
-#include <future>
-
 #include "unit/vexadb/DatabaseTest.h"
 #include "utils/VexaDB/class/VexaDBSession.h"
 
@@ -37,31 +35,6 @@ class DatabaseServer : public DatabaseTest {
     static constexpr std::uint32_t kMissing = 0xDEAD;
     const std::shared_ptr<VexaDBServer> server = std::make_shared<VexaDBServer>();
 };
-
-TEST_F(DatabaseServer, SessionsAreNumberedFromOneAndCheckedByEveryOperation) {
-    SessionId first = 0, second = 0;
-    EXPECT_EQ(server->OpenSession(first), 0);
-    EXPECT_EQ(server->OpenSession(second), 0);
-    EXPECT_EQ(first, 1);
-    EXPECT_EQ(second, 2);
-    EXPECT_EQ(server->CloseSession(first), 0);
-    EXPECT_EQ(server->CloseSession(first), -1);
-    EXPECT_EQ(Logged(), Lines{"Invalid Session"});
-    EXPECT_TRUE(server->IsSessionValid(second));
-    EXPECT_FALSE(server->IsSessionValid(first));
-    Lines names;
-    for (const SessionId lost : {first, kInvalidSession}) {
-        EXPECT_EQ(server->Batch(lost), -1);
-        EXPECT_EQ(server->Commit(lost), -1);
-        EXPECT_EQ(server->Reset(lost), -1);
-        EXPECT_EQ(server->SetUint32(lost, "global", 1), -1);
-        EXPECT_EQ(server->GetInstances(lost, names), -1);
-        EXPECT_FALSE(server->IsInstanceExist(lost, ""));
-    }
-    EXPECT_EQ(Dump(), Lines{});
-    EXPECT_EQ(server->CloseSession(kServiceSession), 0);
-    EXPECT_TRUE(server->IsSessionValid(kServiceSession));
-}
 
 TEST_F(DatabaseServer, AnAddedInstanceHasItsSettings) {
     EXPECT_EQ(server->AddInstance(0, "Line 1", kSampleProtocol), 0);
@@ -149,30 +122,6 @@ TEST_F(DatabaseServer, ObserversHearOfEveryCommittedChangeInOrder) {
     server->Stop();
     EXPECT_EQ(server->AddInstance(0, "C", kModbus), 0);
     EXPECT_EQ(heard, Lines{"2:removed B"});
-}
-
-// The manager asks the database while it holds a lock of its own, and takes that lock in its observer calls.
-TEST_F(DatabaseServer, AnObserverMayWaitForAnotherThreadThatUsesTheDatabase) {
-    struct WaitingObserver : RecordingObserver {
-        using RecordingObserver::RecordingObserver;
-        std::shared_ptr<VexaDBServer> database;
-        void StringChanged(std::string, std::string, std::string, std::string) override {
-            auto other = std::async(std::launch::async, [this] { return database->SetUint32(0, "global", 1); });
-            if (other.wait_for(std::chrono::seconds(20)) == std::future_status::ready && other.get() == 0)
-                heard.push_back("not stuck");
-            else
-                std::abort();  // the future's destructor would wait for ever
-        }
-    };
-    server->Start();
-    Lines heard;
-    const auto observer = std::make_shared<WaitingObserver>(heard);
-    observer->database = server;
-    server->AddObserver(observer);
-    EXPECT_EQ(server->AddInstance(0, "A", kModbus), 0);
-    EXPECT_EQ(heard.back(), "not stuck");
-    server->RemoveObserver(observer);
-    observer->database.reset();
 }
 
 TEST_F(DatabaseServer, ASessionHandleIsRenewedWhenLostButNotWithinABatch) {

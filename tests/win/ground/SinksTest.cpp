@@ -1,4 +1,4 @@
-// The Windows sinks, the choice between them, and the log file that two processes share.
+// The Windows sinks, and the log file that two processes share.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -11,8 +11,6 @@
 #include "utils/logging/impl/win/ConsoleSink.h"
 #include "utils/logging/impl/win/EtwSink.h"
 #include "utils/platform/Platform.h"
-#include "utils/registry/Registry.h"
-#include "utils/registry/RegistryKey.h"
 #include "win/ground/Child.h"
 
 namespace {
@@ -98,40 +96,6 @@ TEST(FileSink, TwoProcessesWriteWholeLines) {
         EXPECT_TRUE(line.starts_with("\033[32m2") &&
                     line.ends_with(std::string("[I] ") + child::kLogMessage + "\033[0m"))
             << line;
-}
-
-TEST(Logger, TakesItsSinkFromTheRegistry) {
-    const Provider provider;
-    const auto path = std::string(VexaUtils::kProductKey) + VexaUtils::kTuningKey;
-    const auto key = VexaUtils::RegistryKey::OpenOrCreate(path);
-    ASSERT_NE(key, nullptr);
-    const auto clearChoice = [&path] {
-        for (const char* value : {"logtype", "logfile", "logcolor"})
-            RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, path.c_str(), value);
-    };
-    clearChoice();
-    const auto programData = std::filesystem::temp_directory_path() / "ground-program-data";
-    const auto standardFile = programData / "Quenlar Imaging/log/zebcom.log";
-    std::filesystem::remove_all(programData);
-    std::filesystem::create_directories(standardFile.parent_path());
-    SetEnvironmentVariableW(L"PROGRAMDATA", programData.c_str());
-    const auto logWithNewLogger = [] { Logging::Logger().Log(Logging::Info, "f.cpp", 1, "A::B", "%s", "hello"); };
-    for (const auto* type : {"", "File", "file"}) {
-        EXPECT_TRUE(Lines(standardFile).empty());
-        key->SetText("logtype", type);
-        logWithNewLogger();
-    }
-    EXPECT_STREQ(provider.takeCalls(), "ETWInfo(,hello)ETWInfo(,hello)");
-    key->SetNumber("logcolor", 0);
-    logWithNewLogger();
-    key->SetText("logfile", (programData / "configured.log").string());
-    logWithNewLogger();
-    const auto lines = Lines(standardFile);
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_TRUE(lines[0].ends_with("|\033[37m[I] hello\033[0m")) << lines[0];
-    EXPECT_TRUE(lines[1].ends_with("|[I] hello")) << lines[1];
-    EXPECT_EQ(Lines(programData / "configured.log").size(), 1u);
-    clearChoice();
 }
 
 }  // namespace

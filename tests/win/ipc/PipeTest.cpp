@@ -54,7 +54,7 @@ TEST_F(PipeTest, CloseAtEitherEndEndsWhatIsInFlightSilently) {
 TEST_F(PipeTest, ConnectWaitsForAFreePipe) {
     EXPECT_EQ(ClientTransport::Make("nobody")->Connect(kPatienceMs), -1);
     EXPECT_TRUE(log->Contains("Cannot open client pipe server:nobody"));
-    RawClient first("pipe"), second("pipe");
+    RawPeer first("pipe"), second("pipe");
     EXPECT_EQ(ClientTransport::Make("pipe")->Connect(30), -1);  // both waiting pipes are taken
     EXPECT_TRUE(log->Contains("Timeout in open client pipe timeout:30 server:pipe"));
 
@@ -87,7 +87,7 @@ TEST_F(PipeTest, PoolOutlivesClientsThatVanish) {
     EXPECT_FALSE(log->Contains("Timeout in wait for client connect"));
     while (!log->Contains("Timeout in wait for client connect timeout:1 server:pipe"))
         server->Accept(1);
-    RawClient one("pipe"), another("pipe");  // both pipes wait again
+    RawPeer one("pipe"), another("pipe");  // both pipes wait again
     EXPECT_NE(server->Accept(kPatienceMs), nullptr);
     EXPECT_NE(server->Accept(kPatienceMs), nullptr);
 }

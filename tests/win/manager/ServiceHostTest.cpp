@@ -47,15 +47,6 @@ TEST_F(ServiceHostTest, RunsOrRefuses) {
         return false;
     };
     EXPECT_EQ(Host({L"p"}, callbacks)->Run(), 5);
-
-    printed.clear();
-    callbacks.argumentHandler = [](const wchar_t* const*, std::int32_t count, std::int32_t& badIndex) {
-        badIndex = count;
-        return false;
-    };
-    EXPECT_EQ(Host({L"p", L"x"}, callbacks)->Run(), -4);
-    EXPECT_EQ(printed,
-              L"The service rejected the following argument:\n Badly formed arguments, please call with --usage\n");
 }
 
 TEST_F(ServiceHostTest, ControlsReachWhatIsWired) {

@@ -3,7 +3,6 @@
 
 #include "unit/vexadb/DatabaseTest.h"
 #include "utils/VexaDB/class/VexaRegistryDB.h"
-#include "utils/registry/ProductFolder.h"
 
 using namespace std::string_literals;
 
@@ -94,20 +93,6 @@ TEST_F(RealRegistry, KeysAreRenamedDeletedAndWatched) {
     // A key that is gone answers -1 and, being in doubt, that it changed.
     EXPECT_EQ(gone->SetNumber("n", 1), -1);
     EXPECT_TRUE(gone->ChangedSinceLastAsked() && gone->ChangedSinceLastAsked());
-}
-
-TEST_F(RealRegistry, TheInstallationFolderIsTheRegisteredOneOrTheProgramsOwn) {
-    const auto product = VexaUtils::RegistryKey::OpenOrCreate("Software\\Quenlar\\Torvik");
-    for (const auto* folder : {"C:\\Product\\", "C:\\Product/"}) {
-        EXPECT_EQ(product->SetText("INSTALLDIR", folder), 0);
-        EXPECT_EQ(VexaUtils::InstallationFolder(), folder);
-    }
-    EXPECT_EQ(product->SetText("INSTALLDIR", "C:\\Product"), 0);
-    EXPECT_EQ(VexaUtils::InstallationFolder(), "C:\\Product\\");
-    EXPECT_EQ(RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, L"Software\\Quenlar\\Torvik", L"INSTALLDIR"), ERROR_SUCCESS);
-    char program[MAX_PATH];
-    GetModuleFileNameA(nullptr, program, MAX_PATH);
-    EXPECT_EQ(VexaUtils::InstallationFolder() + "win_vexadb.exe", program);
 }
 
 }  // namespace
