@@ -37,6 +37,7 @@ struct Tree {
     std::mutex lock;  // guards all of it, nodes included
     std::shared_ptr<Node> root = std::make_shared<Node>();
     unsigned changes = 0;
+    int callsToFailure = 0;
     unsigned writesLeft = RegistryHost::kUnlimited;
 };
 
@@ -54,18 +55,18 @@ class RegistryKeyHost : public RegistryKey {
         names.clear();
         for (const auto& [name, subkey] : node_->subkeys)
             names.push_back(name);
-        return node_->deleted ? -1 : 0;
+        return Fails() ? -1 : 0;
     }
     std::int32_t Values(std::vector<NamedRegistryValue>& values) override {
         const std::lock_guard guard(tree_.lock);
         values.clear();
         for (const auto& [name, value] : node_->values)
             values.push_back({name, value});
-        return node_->deleted ? -1 : 0;
+        return Fails() ? -1 : 0;
     }
     std::int32_t Query(const std::string& name, RegistryValue& value) override {
         const std::lock_guard guard(tree_.lock);
-        if (node_->deleted || !node_->values.contains(name))
+        if (Fails() || !node_->values.contains(name))
             return -1;
         value = node_->values[name];
         return 0;
@@ -78,7 +79,7 @@ class RegistryKeyHost : public RegistryKey {
     }
     std::shared_ptr<RegistryKey> OpenSubkey(const std::string& name) override {
         const std::lock_guard guard(tree_.lock);
-        const bool found = !node_->deleted && node_->subkeys.contains(name);
+        const bool found = !Fails() && node_->subkeys.contains(name);
         return found ? std::make_shared<RegistryKeyHost>(node_->subkeys[name]) : nullptr;
     }
     std::shared_ptr<RegistryKey> CreateSubkey(const std::string& name) override {
@@ -112,8 +113,9 @@ class RegistryKeyHost : public RegistryKey {
     }
 
   private:
+    bool Fails() { return node_->deleted || (tree_.callsToFailure > 0 && --tree_.callsToFailure == 0); }
     bool Writable() {
-        if (node_->deleted || tree_.writesLeft == 0)
+        if (Fails() || tree_.writesLeft == 0)
             return false;
         tree_.writesLeft -= tree_.writesLeft == RegistryHost::kUnlimited ? 0 : 1;
         ++tree_.changes;
@@ -193,6 +195,11 @@ void RegistryHost::Reset() {
     TheTree().root = std::make_shared<Node>();
     ++TheTree().changes;
     TheTree().writesLeft = kUnlimited;
+}
+
+void RegistryHost::FailCall(int nth) {
+    const std::lock_guard guard(TheTree().lock);
+    TheTree().callsToFailure = nth;
 }
 
 void RegistryHost::AllowWrites(unsigned count) {

@@ -8,6 +8,9 @@ namespace RegistryHost {
 /// An empty tree that refuses nothing.
 void Reset();
 
+/// Makes the `nth` read or write from now on (1: the next one) fail; 0: none.
+void FailCall(int nth);
+
 /// After this many more writes further ones fail: a registry that refuses, or a process that was killed there.
 /// kUnlimited and Reset lift it.
 inline constexpr unsigned kUnlimited = 0xFFFFFFFF;

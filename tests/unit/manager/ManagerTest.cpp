@@ -231,12 +231,12 @@ TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
                Connect()->CheckAlive() == 0;
     };
     ASSERT_TRUE(serves());
-    std::vector<std::function<void(int)>> faults{sync_host::FailThread};
+    std::vector<std::function<void(int)>> faults{sync_host::FailThread, RegistryHost::FailCall};
     for (const auto operation : {Operation::Open, Operation::Accept, Operation::Connect, Operation::Read,
                                  Operation::Write, Operation::SlowRead, Operation::SlowWrite})
         faults.emplace_back([operation](int nth) { transport_host::FailOperation(operation, nth); });
     for (const auto& fail : faults) {
-        for (int nth = 1; nth <= 14; ++nth) {
+        for (int nth = 1; nth <= 40; ++nth) {
             fail(nth);
             IPCClient client(true);
             client.Connect(kManagerServerName);

@@ -29,7 +29,8 @@ void CProtocolManager::SetPortOwner(CProtocol& instance) {
     const auto port = db_->Text(name, "port");
     if (db_->Number(name, "owner") != 0)
         return;
-    const auto owners = PortOwnersInTheWay(instance, port);
+    auto owners = PortOwnersInTheWay(instance, port);
+    std::erase(owners, name);  // it owns the port after all, and reading that failed a moment ago
     if (owners.empty()) {
         KIV_LOG(Logging::Info, "Become owner %s", name.c_str());
         db_->SetUint32(name, "owner", 1);
