@@ -10,8 +10,7 @@
 namespace e2e {
 namespace {
 
-const Settings kQuick = {
-    {"monitorwaittime", 700u}, {"ipctimeout", 500u}, {"stoptimeout", 1500u}, {"starttimeout", 1500u}};
+const Settings kQuick = {{"ipctimeout", 500u}, {"stoptimeout", 1500u}, {"starttimeout", 1500u}};
 
 Settings Port(const std::string& port, const Settings& more = {}) {
     auto settings = SampleSettings({{"port", port}});
@@ -91,7 +90,7 @@ TEST(Lifecycle, AChildThatDoesNotAnswerOrDoesNotStopIsEndedInTime) {
     PrepareMachine(kQuick);
     WriteTable("0", "deaf", Port("1"));
     WriteTable("1", "stubborn", Port("2"));
-    ManagerRun manager(FaultyFolder());
+    ManagerRun manager(FaultyFolder(), "--monitorwait:700");
     ASSERT_TRUE(WaitForStatus("deaf", kRunning));
     ASSERT_TRUE(WaitForStatus("stubborn", kRunning));
     const auto deaf = Status("deaf").processId;
@@ -163,16 +162,6 @@ TEST(CommandLine, TextsAndExitCodes) {
     EXPECT_EQ(rejected.exitCode, -4);
     EXPECT_EQ(rejected.output, "The service rejected the following argument:\n --nonsense\n");
     EXPECT_EQ(RunProgram(program + "--SERVICE").exitCode, ERROR_FAILED_SERVICE_CONTROLLER_CONNECT);
-}
-
-TEST(CommandLine, TheMonitorPeriodComesFromTheArgumentUnlessTheDatabaseHasOne) {
-    PrepareMachine();
-    WriteTable("0", "one", Port("1"));
-    ManagerRun manager(ProgramFolder(), "--monitorwait:500");
-    ASSERT_TRUE(WaitForStatus("one", kRunning));
-    TerminateProcess(OpenChild(Status("one").processId).Get(), 9);
-    EXPECT_TRUE(WaitForLog("Protocol one has stopped working"));
-    EXPECT_EQ(manager.Stop(), 0);
 }
 
 /// A service of the service control manager, removed at the end.

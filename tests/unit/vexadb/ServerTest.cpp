@@ -57,46 +57,48 @@ TEST_F(DatabaseServer, AnAddedInstanceHasItsSettings) {
                                "VexaDB Rename instance Line 1 to Line 2", "VexaDB Remove instance Line 2"}));
 }
 
-TEST_F(DatabaseServer, ABatchIsSeenByItsSessionOnlyUntilCommitted) {
-    server->Start();
-    Lines heard;
-    server->AddObserver(std::make_shared<RecordingObserver>(heard));
+TEST_F(DatabaseServer, ABatchDoesWhatTheDatabaseDoesForItsSessionOnlyUntilCommitted) {
     SessionId session = 0;
     server->OpenSession(session);
     server->SetUint32(0, "global", 1);
     EXPECT_EQ(server->Batch(session), 0);
-    EXPECT_EQ(server->AddInstance(session, "A", kModbus), 0);
-    EXPECT_EQ(server->SetUint32(session, "A", "n", 5), 0);
-    EXPECT_EQ(server->SetUint32(session, "global", 2), 0);
-    EXPECT_EQ(Number(session, "A", "n"), 5u);
-    EXPECT_EQ(Number(0, "A", "n"), kMissing);
-    EXPECT_EQ(Number(session, "", "global"), 2u);
-    EXPECT_EQ(Number(0, "", "global"), 1u);
-    EXPECT_EQ(heard, Lines{});
+    const auto use = [&](SessionId in) {
+        EXPECT_EQ(server->AddInstance(in, "A", kModbus), 0);
+        EXPECT_EQ(server->AddInstance(in, "a", kModbus), 0);  // names are compared exactly
+        EXPECT_NE(server->AddInstance(in, "A", kModbus), 0);
+        EXPECT_EQ(server->SetUint32(in, "global", 2), 0);
+        EXPECT_NE(server->SetString(in, "A", "type", "a number's text"), 0);
+        EXPECT_NE(server->SetUint32(in, "A", "protocol", 1), 0);
+        EXPECT_NE(server->SetUint32(in, "B", "n", 1), 0);
+        EXPECT_NE(server->SetString(in, "A", "_KIV_name", "B"), 0);
+        EXPECT_NE(server->RenameInstance(in, "A", "a"), 0);
+        EXPECT_NE(server->RenameInstance(in, "B", "C"), 0);
+        EXPECT_EQ(server->RenameInstance(in, "A", "B"), 0);
+        EXPECT_NE(server->RemoveInstance(in, "A"), 0);
+        EXPECT_EQ(server->RemoveInstance(in, "a"), 0);
+        EXPECT_EQ(Number(in, "B", "protocol"), kMissing);
+        EXPECT_EQ(Number(in, "B", "type"), kModbus);
+        Lines names;
+        EXPECT_EQ(server->GetInstances(in, names), 0);
+        EXPECT_EQ(names, Lines{"B"});
+    };
+    use(session);
+    EXPECT_EQ(Dump(), Lines{"global=1"});
     EXPECT_EQ(server->Reset(session), 0);
-    EXPECT_FALSE(server->IsInstanceExist(session, "A"));
     EXPECT_EQ(server->Commit(session), 0);
     EXPECT_EQ(Dump(), Lines{"global=1"});
+    use(0);
 
     // A batch begun anew drops what was recorded; a failing operation ends the replay; Commit says 0 all the same.
     EXPECT_EQ(server->Batch(session), 0);
     EXPECT_EQ(server->SetUint32(session, "dropped", 1), 0);
     EXPECT_EQ(server->Batch(session), 0);
     EXPECT_EQ(server->SetUint32(session, "first", 1), 0);
-    EXPECT_EQ(server->AddInstance(session, "B", kModbus), 0);
+    EXPECT_EQ(server->RemoveInstance(session, "B"), 0);
     EXPECT_EQ(server->SetUint32(session, "never", 1), 0);
-    EXPECT_EQ(server->AddInstance(0, "B", kSampleProtocol), 0);
+    EXPECT_EQ(server->RemoveInstance(0, "B"), 0);
     EXPECT_EQ(server->Commit(session), 0);
-    EXPECT_EQ(Number(0, "", "first"), 1u);
-    EXPECT_EQ(Number(0, "", "dropped"), kMissing);
-    EXPECT_EQ(Number(0, "", "never"), kMissing);
-
-    // Closing the service's session is no more than a reset of it.
-    EXPECT_EQ(server->Batch(kServiceSession), 0);
-    EXPECT_EQ(server->RemoveInstance(kServiceSession, "B"), 0);
-    EXPECT_EQ(server->CloseSession(kServiceSession), 0);
-    EXPECT_EQ(server->Commit(kServiceSession), 0);
-    EXPECT_TRUE(server->IsInstanceExist(kServiceSession, "B"));
+    EXPECT_EQ(Dump(), (Lines{"first=1", "global=2"}));
 }
 
 TEST_F(DatabaseServer, ObserversHearOfEveryCommittedChangeInOrder) {

@@ -1,5 +1,4 @@
-// The two stores: one contract, and the persistent one's life in the registry.
-#include "utils/VexaDB/class/VexaMemoryDB.h"
+// The persistent store's life in the registry.
 #include "utils/VexaDB/class/VexaRegistryDB.h"
 
 #include "unit/vexadb/DatabaseTest.h"
@@ -7,50 +6,6 @@
 using namespace VexaDB;
 
 namespace {
-
-class StoreContract : public DatabaseTest, public ::testing::WithParamInterface<bool> {};
-
-TEST_P(StoreContract, InstancesAndSettings) {
-    std::shared_ptr<VexaDBInterface> store = std::make_shared<VexaRegistryDB>();
-    if (!GetParam())
-        store = std::make_shared<VexaMemoryDB>(store);
-    EXPECT_EQ(store->AddInstance("A"), 0);
-    EXPECT_NE(store->AddInstance("A"), 0);
-    EXPECT_EQ(store->AddInstance("a"), 0);  // names are compared exactly
-    EXPECT_EQ(store->SetUint32("A", "n", 7), 0);
-    EXPECT_EQ(store->SetString("A", "s", "x"), 0);
-    EXPECT_EQ(store->SetString("A", "s", ""), 0);
-    EXPECT_NE(store->SetString("A", "n", "x"), 0);
-    EXPECT_NE(store->SetUint32("A", "s", 1), 0);
-    EXPECT_NE(store->SetUint32("B", "n", 1), 0);
-    EXPECT_NE(store->SetString("A", "_KIV_name", "B"), 0);
-    EXPECT_NE(store->RenameInstance("A", "a"), 0);
-    EXPECT_NE(store->RenameInstance("A", "A"), 0);
-    EXPECT_NE(store->RenameInstance("B", "C"), 0);
-    EXPECT_EQ(store->RenameInstance("A", "B"), 0);
-    EXPECT_NE(store->RemoveInstance("A"), 0);
-
-    std::uint32_t number = 99;
-    std::string text = "untouched";
-    EXPECT_NE(store->GetUint32("B", "s", number), 0);
-    EXPECT_NE(store->GetString("B", "n", text), 0);
-    EXPECT_EQ(text + std::to_string(number), "untouched99");
-    EXPECT_EQ(store->GetUint32("B", "n", number), 0);
-    EXPECT_EQ(store->GetString("B", "s", text), 0);
-    EXPECT_EQ(text + std::to_string(number), "7");
-    std::vector<SettingEntry> settings;
-    EXPECT_NE(store->GetInstanceSettings("A", settings), 0);
-    ASSERT_EQ(store->GetInstanceSettings("B", settings), 0);
-    ASSERT_EQ(settings.size(), 2u);
-    EXPECT_TRUE(settings[0].name == "n" && settings[0].kind == SettingKind::Number && settings[0].number == 7);
-    EXPECT_TRUE(settings[1].name == "s" && settings[1].kind == SettingKind::String);
-    EXPECT_EQ(store->RemoveInstance("a"), 0);
-    EXPECT_TRUE(store->IsInstanceExist("B"));
-    EXPECT_FALSE(store->IsInstanceExist("b"));
-    EXPECT_EQ(Names(*store), (Lines{"", "B"}));
-}
-INSTANTIATE_TEST_SUITE_P(Stores, StoreContract, ::testing::Bool(),
-                         [](const auto& store) { return store.param ? "Registry" : "Memory"; });
 
 using RegistryStore = DatabaseTest;
 
