@@ -12,54 +12,50 @@
 
 #include "utils/logging/Logger.h"
 
-struct CapturedLine {
-    std::uint32_t level;
-    std::string function;
-    std::string message;
-};
-
 /// Any thread.
 class CaptureSink : public Logging::ISink {
   public:
+    using Entries = std::vector<std::shared_ptr<Logging::LogEntry>>;
+
     void Write(const std::shared_ptr<Logging::LogEntry>& entry) override {
         const std::lock_guard guard(lock_);
-        lines_.push_back({entry->Level(), entry->Function(), entry->Message()});
+        entries_.push_back(entry);
         changed_.notify_all();
     }
     std::int32_t Open() override { return 0; }
     std::int32_t Close() override { return 0; }
 
-    std::vector<CapturedLine> Lines() const {
+    Entries All() const {
         const std::lock_guard guard(lock_);
-        return lines_;
+        return entries_;
     }
     std::vector<std::string> Messages() const {
         std::vector<std::string> messages;
-        for (const auto& line : Lines())
-            messages.push_back(line.message);
+        for (const auto& entry : All())
+            messages.push_back(entry->Message());
         return messages;
     }
     /// How many messages hold the text.
     std::size_t Count(std::string_view text) const {
-        const std::lock_guard guard(lock_);
-        const auto holdsIt = [text](const auto& line) { return line.message.find(text) != std::string::npos; };
-        return static_cast<std::size_t>(std::count_if(lines_.begin(), lines_.end(), holdsIt));
+        const auto messages = Messages();
+        const auto holdsIt = [text](const auto& message) { return message.find(text) != std::string::npos; };
+        return static_cast<std::size_t>(std::count_if(messages.begin(), messages.end(), holdsIt));
     }
     bool Contains(std::string_view text) const { return Count(text) != 0; }
-    /// Waits until `times` messages hold the text; false when they do not within `timeoutMs`.
-    bool WaitFor(std::string_view text, unsigned timeoutMs, std::size_t times = 1) {
+    /// Waits until a message holds the text; false when none does within `timeoutMs`.
+    bool WaitFor(std::string_view text, unsigned timeoutMs) {
         std::unique_lock guard(lock_);
-        return changed_.wait_for(guard, std::chrono::milliseconds(timeoutMs), [&] { return Count(text) >= times; });
+        return changed_.wait_for(guard, std::chrono::milliseconds(timeoutMs), [&] { return Contains(text); });
     }
     void Clear() {
         const std::lock_guard guard(lock_);
-        lines_.clear();
+        entries_.clear();
     }
 
   private:
     mutable std::recursive_mutex lock_;
     std::condition_variable_any changed_;
-    std::vector<CapturedLine> lines_;
+    Entries entries_;
 };
 
 /// Captures what the process logs at every level for as long as it lives; afterwards nothing is logged.

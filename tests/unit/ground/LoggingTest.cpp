@@ -1,7 +1,6 @@
 // The logger from the call to the line in the file.
 #include <gtest/gtest.h>
 
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
@@ -17,15 +16,6 @@ namespace {
 
 using Logging::LogEntry;
 using Logging::Logger;
-
-TEST(FormatTimestamp, IsLocalTimeWithMilliseconds) {
-    const auto text = Logging::FormatTimestamp(1'700'000'000'123 * 10'000 + 9'999);
-    std::tm calendar{};
-    std::istringstream(text) >> std::get_time(&calendar, "%Y-%m-%dT%H:%M:%S");
-    calendar.tm_isdst = -1;
-    EXPECT_EQ(std::mktime(&calendar), 1'700'000'000) << text;
-    EXPECT_EQ(text.substr(std::string("2024-03-05T14:07:09").size()), ".123");
-}
 
 TEST(FileSink, AppendsOneLineAnEntry) {
     const auto path = (std::filesystem::temp_directory_path() / "ground-log.txt").string();

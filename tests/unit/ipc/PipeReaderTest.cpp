@@ -49,8 +49,8 @@ TEST_F(PipeReaderTest, PendingTableAndLateReplies) {
     EXPECT_EQ(reader->EndRequest(kId), -9);
     EXPECT_EQ(reader->GetReply(kId, 0), nullptr);
     std::string errors;
-    for (const auto& line : log->Lines())
-        errors += line.level == Logging::Error ? line.message + "|" : "";
+    for (const auto& entry : log->All())
+        errors += entry->Level() == Logging::Error ? entry->Message() + "|" : "";
     EXPECT_EQ(errors,
               "Already wainting reply for this request|Timeout in IPC reply ReqId:7 timeout:20|"
               "Received reply for an aborted request! ReqId:7 cmd:9|"

@@ -50,8 +50,8 @@ TEST_F(DatabaseServer, AnAddedInstanceHasItsSettings) {
     EXPECT_EQ(server->RenameInstance(0, "Line 1", "Line 2"), 0);
     EXPECT_EQ(server->RemoveInstance(0, "Line 2"), 0);
     EXPECT_EQ(Dump(), Lines{"text=\"x\""});
-    for (const auto& line : log->Lines())
-        EXPECT_EQ(line.level, Logging::Notice);
+    for (const auto& entry : log->All())
+        EXPECT_EQ(entry->Level(), Logging::Notice);
     EXPECT_EQ(Logged(), (Lines{"VexaDB Add instance Line 1", "VexaDB SetUin32 instance Line 1 setting:owner value:-1",
                                "VexaDB SetString instance  setting:text value:x",
                                "VexaDB Rename instance Line 1 to Line 2", "VexaDB Remove instance Line 2"}));

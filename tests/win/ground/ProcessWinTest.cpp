@@ -55,7 +55,7 @@ TEST(ProcessWin, HoldsAChildUntilItsEndWasWaitedForOrForced) {
     const std::string started = "Start process running:1";
     const std::string failed = "Error on terminate process C:\\somewhere\\KivProtocol.exe";
     EXPECT_EQ(log->Messages(), (std::vector{started, failed, started}));
-    EXPECT_EQ(log->Lines()[0].function, "ProcessWin::Start");
+    EXPECT_EQ(log->All()[0]->Function(), "ProcessWin::Start");
 }
 
 TEST(ProcessWin, CannotTellExitCode259FromRunning) {
