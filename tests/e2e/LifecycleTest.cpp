@@ -130,7 +130,7 @@ TEST(Lifecycle, AChildLeftByAKilledManagerGivesWay) {
 
 TEST(Lifecycle, BadSettingsAreNamedAndTheOthersRun) {
     const std::string longName(60, 'n');
-    PrepareMachine({{"monitorwaittime", std::string("not a number")}});
+    PrepareMachine({{"monitorwaittime", std::string("not a number")}, {"ipcstatenabled", 7u}, {"stoptimeout", 9000u}});
     WriteTable("0", longName, Port("1"));
     WriteTable("1", "untyped", {{"enabled", 1u}});
     WriteTable("2", kManagerServerName, Port("3"));
@@ -140,7 +140,12 @@ TEST(Lifecycle, BadSettingsAreNamedAndTheOthersRun) {
     ASSERT_TRUE(WaitForStatus("good", kRunning));
     EXPECT_TRUE(LogHas("Cannot start instance " + longName));
     EXPECT_TRUE(LogHas("Cannot start instance protocolmanager: the manager itself serves under this name"));
-    EXPECT_TRUE(LogHas("General Monitoring wait time set to 300000"));
+    for (const char* line :
+         {"IPC timeout set to 5000", "IPC stat enable flag set to 1", "IPC measure log flag set to 0",
+          "VExa DB IPC timeout set to 5000", "CCLink IPC timeout set to 5000", "Ethernet/IP IPC timeout set to 5000",
+          "Modbus IPC timeout set to 5000", "Profinet IPC timeout set to 5000", "Manager IPC timeout set to 5000",
+          "Start timeout set to 10000", "Stop timeout set to 9000", "Monitoring wait time set to 300000"})
+        EXPECT_TRUE(LogHas(std::string("General ") + line)) << line;
     EXPECT_EQ(Status("untyped").protocolType, 0u);
 
     const auto second = RunProgram(ProgramFolder() + "KivProtocolManager.exe");

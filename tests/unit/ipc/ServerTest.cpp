@@ -49,6 +49,22 @@ TEST(Server, IdsAreGivenOutAgainFromTheOneThatWent) {
     EXPECT_EQ(connect(), 4u);
 }
 
+TEST(Server, SilentPeerHarmsOnlyItself) {
+    RunningServer running("silent");
+    RawPeer silent("silent"), half("silent");
+    EXPECT_EQ(silent.Read(16).size(), 16u);
+    half.Write({1, 2, 3});
+    RawClient talking("silent");
+    EXPECT_EQ(talking.connectionId, 3u);
+    EXPECT_EQ(running.server.ClientCount(), 1u);
+    EXPECT_EQ(running.server.Broadcast(IPC::Notice(150)), 0);
+    EXPECT_EQ(talking.Receive().command, 150u);
+    running.server.Stop();
+    EXPECT_TRUE(silent.HasEnded());  // not even the broadcast
+    EXPECT_EQ(running.server.Start("silent"), 0);
+    EXPECT_EQ(running.server.Start("silent"), -1);
+}
+
 TEST(Server, PeerThatDoesNotReadHarmsOnlyItself) {
     constexpr std::uint32_t kFirst = 150;
     constexpr std::uint32_t kCount = 20;

@@ -89,6 +89,13 @@ TEST_F(DatabaseServer, ABatchDoesWhatTheDatabaseDoesForItsSessionOnlyUntilCommit
     EXPECT_EQ(Dump(), Lines{"global=1"});
     use(0);
 
+    // Closing the service's session is no more than a reset of it.
+    EXPECT_EQ(server->Batch(kServiceSession), 0);
+    EXPECT_EQ(server->RemoveInstance(kServiceSession, "B"), 0);
+    EXPECT_EQ(server->CloseSession(kServiceSession), 0);
+    EXPECT_EQ(server->Commit(kServiceSession), 0);
+    EXPECT_TRUE(server->IsInstanceExist(kServiceSession, "B"));
+
     // A batch begun anew drops what was recorded; a failing operation ends the replay; Commit says 0 all the same.
     EXPECT_EQ(server->Batch(session), 0);
     EXPECT_EQ(server->SetUint32(session, "dropped", 1), 0);
