@@ -6,7 +6,7 @@
 #include "Fuzz.h"
 #include "IPC/class/IPCClient.h"
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
-#include "support/ProcessHost.h"
+#include "support/Doubles.h"
 #include "utils/VexaDB/class/VexaDBIPCServer.h"
 #include "utils/VexaDB/class/VexaDBMessages.h"
 #include "utils/class/GlobalSettings.h"

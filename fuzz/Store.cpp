@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "Fuzz.h"
-#include "support/RegistryHost.h"
+#include "support/Doubles.h"
 #include "utils/VexaDB/class/VexaRegistryDB.h"
 #include "utils/registry/RegistryKey.h"
 

@@ -43,7 +43,7 @@ int main(int argc, char** argv) {
         return 3;
 
     IPCServer server;
-    if (!Is(name, "serverless") && server.Start(name) != 0)
+    if (server.Start(name) != 0)
         return 1;
     const auto ready = ClientTransport::Make(name + "-ready");
     if (ready->Connect(kLifetimeMs) != 0)

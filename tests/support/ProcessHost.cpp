@@ -1,4 +1,4 @@
-#include "support/ProcessHost.h"
+#include "support/Doubles.h"
 
 #include <mutex>
 #include <utility>
@@ -46,8 +46,7 @@ class ProcessHost : public IProcess {
         return exited;
     }
     std::uint64_t GetPid() override {
-        const auto child = Locked(child_);
-        return child ? child->Pid() : 0;
+        return Locked(child_) ? platform::CurrentProcessId() : 0;  // its threads are this process's
     }
 
   private:
@@ -62,9 +61,7 @@ class ProcessHost : public IProcess {
 
 }  // namespace
 
-FakeChild::FakeChild()
-    : pid_(platform::CurrentProcessId()),
-      exited_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)) {}
+FakeChild::FakeChild() : exited_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)) {}
 
 void SetChildFactory(ChildFactory newFactory) {
     const std::lock_guard guard(lock);

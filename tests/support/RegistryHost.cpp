@@ -1,4 +1,4 @@
-#include "support/RegistryHost.h"
+#include "support/Doubles.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,5 +1,5 @@
 // Events, named mutexes and threads on the standard library, for the native build of the tests.
-#include "support/SyncHost.h"
+#include "support/Doubles.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,6 +1,6 @@
 // The transport within one process, for the native build of the tests: named servers, and connections with a bounded
 // buffer each way.
-#include "support/TransportHost.h"
+#include "support/Doubles.h"
 
 #include <algorithm>
 #include <array>

@@ -101,4 +101,8 @@ TEST(Logger, PassesWhatItsFiltersLetThrough) {
     EXPECT_EQ(log->Messages(), expected);
 }
 
+TEST(Platform, ConvertsThirtyYearsOfTicksWithoutOverflow) {
+    EXPECT_EQ(platform::TicksToNanoseconds(9'460'800'000'000'007, 10'000'000), 946'080'000'000'000'700);
+}
+
 }  // namespace

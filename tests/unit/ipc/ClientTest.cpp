@@ -48,22 +48,6 @@ TEST(Client, SurvivesOddReplies) {
     EXPECT_EQ(value, 5u);
 }
 
-TEST(Client, SharedByNameAndReconnected) {
-    LogCapture log;
-    auto running = std::make_unique<RunningServer>("shared");
-    const auto client = IPCClient::GetClient("shared", true);
-    EXPECT_EQ(IPCClient::GetClient("shared", true), client);
-    EXPECT_FALSE(IPCClient::GetClient("nobody", true)->IsConnected());
-    EXPECT_TRUE(log->Contains("Cannot connect IPC client for nobody"));
-    running.reset();
-    EXPECT_TRUE(Eventually([&] { return !client->IsConnected(); }));
-    running = std::make_unique<RunningServer>("shared");
-    EXPECT_FALSE(log->Contains("Reconnect IPCClient"));
-    EXPECT_EQ(IPCClient::GetClient("shared", true), client);
-    EXPECT_TRUE(log->Contains("Reconnect IPCClient"));
-    EXPECT_EQ(client->CheckAlive(), 0);
-}
-
 TEST(Client, WaitsEndWithTheTimeOutOrTheConnection) {
     LogCapture log;
     for (const bool useListener : {true, false}) {

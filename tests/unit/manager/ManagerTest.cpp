@@ -13,10 +13,7 @@
 
 #include "IPC/class/IPCClient.h"
 #include "support/CaptureSink.h"
-#include "support/ProcessHost.h"
-#include "support/RegistryHost.h"
-#include "support/SyncHost.h"
-#include "support/TransportHost.h"
+#include "support/Doubles.h"
 #include "utils/class/GlobalSettings.h"
 #include "utils/registry/RegistryKey.h"
 

@@ -26,22 +26,6 @@ TEST_F(RegistryStore, TablesTakeTheFirstFreeIdAndKeepIt) {
     EXPECT_NE(store.RenameInstance("C", ""), 0);
 }
 
-TEST_F(RegistryStore, OldTablesAreRepairedAtConstruction) {
-    outside->CreateSubkey("0")->SetText("_kiv_name", "sound");
-    outside->CreateSubkey("2")->SetNumber("type", 2);
-    outside->CreateSubkey("Line 1")->SetNumber("type", 1);
-    outside->CreateSubkey("Line 1")->CreateSubkey("extra");
-    outside->CreateSubkey("old")->SetText("_kiv_name", "Line 2");
-    VexaRegistryDB store;
-    EXPECT_EQ(Dump(), (Lines{"0\\_kiv_name=\"sound\"", "1\\_kiv_name=\"Line 1\"", "1\\type=1", "2\\_kiv_name=\"2\"",
-                             "2\\type=2", "3\\_kiv_name=\"Line 2\""}));
-    EXPECT_TRUE(outside->OpenSubkey("1")->OpenSubkey("extra"));
-    EXPECT_EQ(Logged(), (Lines{"Fixing old table 2 without name field", "Fixing old table Line 1 without name field",
-                               "Fixing old table Line 1 using name as id", "Fixing old table old using name as id"}));
-    EXPECT_EQ(Names(store), (Lines{"", "sound", "Line 1", "2", "Line 2"}));
-    EXPECT_EQ(Logged(), Lines{});
-}
-
 TEST_F(RegistryStore, ChangesFromOutsideAreSeen) {
     VexaRegistryDB store;
     EXPECT_EQ(store.AddInstance("A"), 0);

@@ -10,22 +10,16 @@
 #include "utils/platform/impl/win/Handle.h"
 #include "win/ground/Child.h"
 
-static void WaitForGo() {
-    const UniqueHandle go(OpenEventA(SYNCHRONIZE, FALSE, child::kGoEvent));
-    const UniqueHandle ready(OpenSemaphoreA(SEMAPHORE_MODIFY_STATE, FALSE, child::kReadySemaphore));
-    ReleaseSemaphore(ready.Get(), 1, nullptr);
-    WaitForSingleObject(go.Get(), child::kPatienceMs);
-}
-
 int main(int argc, char** argv) {
     const std::string_view mode = argc > 1 ? argv[1] : "";
     if (mode == "exit259")
         return STILL_ACTIVE;
-    if (mode == "wait")
-        WaitForGo();
     if (mode == "log") {
         Logging::FileSink sink(platform::EnvironmentVariable(child::kLogVariable), true);
-        WaitForGo();
+        const UniqueHandle go(OpenEventA(SYNCHRONIZE, FALSE, child::kGoEvent));
+        const UniqueHandle ready(OpenSemaphoreA(SEMAPHORE_MODIFY_STATE, FALSE, child::kReadySemaphore));
+        ReleaseSemaphore(ready.Get(), 1, nullptr);
+        WaitForSingleObject(go.Get(), child::kPatienceMs);
         for (int i = 0; i < child::kLogLines; ++i)
             sink.Write(std::make_shared<Logging::LogEntry>(1, child::kLogMessage, "f", 1, "A::B"));
     }

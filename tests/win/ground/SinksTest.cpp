@@ -8,7 +8,6 @@
 #include "utils/class/Process.h"
 #include "utils/logging/LogLine.h"
 #include "utils/logging/Logger.h"
-#include "utils/logging/impl/win/ConsoleSink.h"
 #include "utils/logging/impl/win/EtwSink.h"
 #include "utils/platform/Platform.h"
 #include "win/ground/Child.h"
@@ -35,29 +34,6 @@ struct Provider {
     const Module library{Logging::kEtwProviderLibrary};
     const char* (*const takeCalls)() = FindFunction<const char*()>(library.Get(), "TakeCalls");
 };
-
-TEST(ConsoleSink, WritesPlainTextToRedirectedOutput) {
-    HANDLE readEnd = nullptr, writeEnd = nullptr;
-    ASSERT_TRUE(CreatePipe(&readEnd, &writeEnd, nullptr, 4096));
-    const UniqueHandle reader(readEnd), writer(writeEnd);
-    const HANDLE before = GetStdHandle(STD_OUTPUT_HANDLE);
-    SetStdHandle(STD_OUTPUT_HANDLE, writeEnd);
-    Logging::ConsoleSink sink;
-    std::string expected;
-    for (const auto level : {Logging::Error, Logging::Warning, Logging::Notice}) {
-        const auto entry = Entry(level, "message");
-        sink.Write(entry);
-        expected += Logging::FormatPrefix(*entry) + " : message\n";
-    }
-    sink.Write(Entry(Logging::Verbose, "alone"));
-    expected += "alone\n";
-    SetStdHandle(STD_OUTPUT_HANDLE, before);
-
-    std::string text(expected.size() + 1, '\0');
-    DWORD length = 0;
-    ASSERT_TRUE(ReadFile(readEnd, text.data(), static_cast<DWORD>(text.size()), &length, nullptr));
-    EXPECT_EQ(text.substr(0, length), expected);
-}
 
 TEST(EtwSink, SendsEachLevelToItsEntryPoint) {
     const Provider provider;

@@ -39,18 +39,6 @@ TEST_F(PipeTest, TransfersThatTimeOutAreTakenBackOrFinished) {
     EXPECT_EQ(received, large);
 }
 
-TEST_F(PipeTest, CloseAtEitherEndEndsWhatIsInFlightSilently) {
-    EXPECT_EQ(served->BeginWrite(large.data(), largeSize, 0), ClientTransport::kWritePending);
-    std::thread reader([&] { EXPECT_EQ(served->Read(buffer.data(), 8, kivsync::kInfinite), -1); });
-    EXPECT_EQ(served->Close(), 0);
-    reader.join();
-    EXPECT_EQ(served->FinishWrite(kPatienceMs), -1);
-    EXPECT_EQ(served->Close(), 0);
-    Bytes rest(large.size());
-    EXPECT_FALSE(ReadWhole(*client, rest.data(), largeSize, kPatienceMs));
-    EXPECT_TRUE(log->Messages().empty());
-}
-
 TEST_F(PipeTest, ConnectWaitsForAFreePipe) {
     EXPECT_EQ(ClientTransport::Make("nobody")->Connect(kPatienceMs), -1);
     EXPECT_TRUE(log->Contains("Cannot open client pipe server:nobody"));

@@ -1,4 +1,4 @@
-// What the service host does with its command line and with the controls that no program can send.
+// What the service host does with the controls that no program can send.
 
 #include "protocols/KivProtocolManager/class/ServiceHost.h"
 
@@ -14,8 +14,6 @@ class ServiceHostTest : public testing::Test {
         for (auto& text : texts_)
             argv_.push_back(text.data());
         auto host = ServiceHost::Create(static_cast<int>(argv_.size()), argv_.data(), L"Test");
-        host->SetPrintOutput(false);
-        callbacks.output = [this](const std::wstring& message) { printed += message; };
         host->Wire(std::move(callbacks));
         return host;
     }
@@ -27,27 +25,12 @@ class ServiceHostTest : public testing::Test {
         return callbacks;
     }
 
-    std::wstring printed;
     std::string calls;
 
   private:
     std::vector<std::wstring> texts_;
     std::vector<wchar_t*> argv_;
 };
-
-TEST_F(ServiceHostTest, RunsOrRefuses) {
-    EXPECT_EQ(Host({L"p"}, {})->Run(), -1) << "nothing to run";
-    EXPECT_EQ(Host({L"p"}, Noting())->Run(), 7);
-    EXPECT_EQ(Host({L"p", L"a", L"b"}, Noting())->Run(), -3);
-    EXPECT_EQ(printed, L"The service received the following argument(s) but is not setup to handle them:\n a\nb\n");
-
-    auto callbacks = Noting();
-    callbacks.init = [](std::int32_t& exitCode) {
-        exitCode = 5;
-        return false;
-    };
-    EXPECT_EQ(Host({L"p"}, callbacks)->Run(), 5);
-}
 
 TEST_F(ServiceHostTest, ControlsReachWhatIsWired) {
     auto callbacks = Noting();

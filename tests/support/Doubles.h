@@ -1,0 +1,68 @@
+// What tests do to the doubles of the native build, beyond what any user of the seams can. Any thread.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "utils/sync/Event.h"
+
+namespace sync_host {
+
+/// Makes the `nth` thread from now on (1: the next one) not start; 0: none.
+void FailThread(int nth);
+
+}  // namespace sync_host
+
+namespace transport_host {
+
+/// A slow read or write moves nothing as long as the connection lasts.
+enum class Operation { Open, Accept, Connect, Read, Write, SlowRead, SlowWrite };
+
+/// Makes the `nth` such operation from now on (1: the next one) of any connection fail; 0: none.
+void FailOperation(Operation operation, int nth);
+/// Lets one read deliver at most that many bytes; 0: as many as there are.
+void LimitReads(std::int32_t bytes);
+
+}  // namespace transport_host
+
+/// One tree in memory, seen through VexaUtils::Registry and VexaUtils::RegistryKey alike.
+namespace RegistryHost {
+
+/// An empty tree that refuses nothing.
+void Reset();
+
+/// Makes the `nth` read or write from now on (1: the next one) fail; 0: none.
+void FailCall(int nth);
+
+/// After this many more writes further ones fail: a registry that refuses, or a process that was killed there.
+/// kUnlimited and Reset lift it.
+inline constexpr unsigned kUnlimited = 0xFFFFFFFF;
+void AllowWrites(unsigned count);
+
+}  // namespace RegistryHost
+
+/// A child that runs until Exit or Kill is called. A test derives from it what the child shall do.
+class FakeChild {
+  public:
+    FakeChild();
+    virtual ~FakeChild() = default;
+
+    /// The child ends by itself.
+    void Exit() { exited_->Set(); }
+    /// The product ends the child by force.
+    virtual void Kill() { Exit(); }
+
+    bool IsRunning() { return !WaitForExit(0); }
+    bool WaitForExit(std::uint32_t timeoutMs) { return exited_->Wait(timeoutMs) == 0; }
+
+  private:
+    const std::shared_ptr<kivsync::Event> exited_;
+};
+
+/// Makes the child for its command-line argument; empty: it cannot be started.
+using ChildFactory = std::function<std::shared_ptr<FakeChild>(const std::string& argument)>;
+
+/// Takes effect for the children started from now on. Without a factory none can be started.
+void SetChildFactory(ChildFactory factory);
