@@ -14,11 +14,11 @@ namespace {
 
 constexpr std::uint32_t kDirectWriteMs = 5;                    // how long a sender waits for the client itself
 constexpr std::size_t kMaximumBacklogBytes = kIpcMaximumSize;  // of the messages that wait for a client
-constexpr std::size_t kMaximumWaitingRequests = 64 * 1024;     // bytes; the client is not read while more wait
+constexpr std::size_t kMaximumWaitingRequests = 65536;         // bytes; the client is not read while more wait
+constexpr std::size_t kRequestWeight = 1024;                   // bytes, beside the payload: each takes its time
 
-/// What a request counts for: the small ones for more than their bytes, because each takes the owner its time.
 std::size_t Weight(const IPC& request) {
-    return 1024 + request.Payload().size();
+    return kRequestWeight + request.Payload().size();
 }
 
 }  // namespace
