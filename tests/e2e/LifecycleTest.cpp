@@ -169,56 +169,28 @@ TEST(CommandLine, TextsAndExitCodes) {
     EXPECT_EQ(RunProgram(program + "--SERVICE").exitCode, ERROR_FAILED_SERVICE_CONTROLLER_CONNECT);
 }
 
-/// A service of the service control manager, removed at the end.
-class Service {
-  public:
-    explicit Service(const std::string& commandLine)
-        : manager_(OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)),
-          service_(CreateServiceA(manager_, "KivEndToEnd", nullptr, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
-                                  SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL, commandLine.c_str(), nullptr, nullptr,
-                                  nullptr, nullptr, nullptr)) {}
-    ~Service() {
-        DeleteService(service_);
-        CloseServiceHandle(service_);
-        CloseServiceHandle(manager_);
-    }
-    bool Start() { return StartServiceA(service_, 0, nullptr) != FALSE; }
-    void SendStop() {
-        SERVICE_STATUS status{};
-        ControlService(service_, SERVICE_CONTROL_STOP, &status);
-    }
-    SERVICE_STATUS_PROCESS Status() {
-        SERVICE_STATUS_PROCESS status{};
-        DWORD needed = 0;
-        QueryServiceStatusEx(service_, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof status,
-                             &needed);
-        return status;
-    }
-
-  private:
-    SC_HANDLE manager_;
-    SC_HANDLE service_;
-};
-
 TEST(ServiceControl, StartsRunsAndStopsWithoutLeavingAnything) {
     PrepareMachine();
     WriteTable("0", "served", Port("1"));
-    Service service("\"" + ProgramFolder() + "KivProtocolManager.exe\" --service");
-    ASSERT_TRUE(service.Start()) << GetLastError();
-    EXPECT_TRUE(Eventually([&service] { return service.Status().dwCurrentState == SERVICE_RUNNING; }));
-    EXPECT_EQ(service.Status().dwControlsAccepted & (SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN),
-              DWORD{SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN});
+    const auto service = [](const std::string& verb) {
+        const auto result = RunProgram(ProgramFolder() + "kivctl.exe service " + verb);
+        EXPECT_EQ(result.exitCode, 0) << verb << ": " << result.output;
+        return result.output;
+    };
+    service("install");
+    service("start");
+    EXPECT_EQ(service("status"), "KivProtocolManager is running\n");
     ASSERT_TRUE(WaitForStatus("served", kRunning));
     const auto child = Status("served").processId;
-    const auto process = OpenChild(service.Status().dwProcessId);
-    ASSERT_TRUE(process);
-
-    service.SendStop();
-    EXPECT_TRUE(Eventually([&service] { return service.Status().dwCurrentState == SERVICE_STOPPED; }));
-    EXPECT_EQ(WaitForSingleObject(process.Get(), kPatienceMs), WAIT_OBJECT_0);
+    const auto manager = IPCClient::GetClient(kManagerServerName, true)->ServerPid();
+    EXPECT_TRUE(IsAlive(manager));
+    service("stop");
+    EXPECT_EQ(service("status"), "KivProtocolManager is stopped\n");
+    EXPECT_FALSE(IsAlive(manager));
     EXPECT_FALSE(IsAlive(child));
     EXPECT_TRUE(LogHas("Received stop request"));
     EXPECT_TRUE(LogHas("End of KivProtocolManager")) << "the process did not come to its own end";
+    service("uninstall");
 }
 
 }  // namespace

@@ -64,50 +64,22 @@ class EventHost final : public Event {
     }
 };
 
-/// An event that is signalled while nobody holds the mutex. Unlike a mutex of the system it cannot be locked twice by
-/// its holder, and is not taken over from one that died.
+/// Known by its name for as long as somebody has it. Unlike a mutex of the system it cannot be locked twice by its
+/// holder, and is not taken over from one that died.
 class MutexHost final : public Mutex {
   public:
-    MutexHost(std::string name, bool created) : name_(std::move(name)), created_(created) {}
-    ~MutexHost() override { Drop(created_); }
+    explicit MutexHost(std::shared_ptr<Event> free) : free_(std::move(free)) {}
 
-    std::int32_t Close() override { return Drop(false); }
-    std::int32_t Destroy() override { return Drop(true); }
-    std::int32_t Unlock() override { return std::exchange(locked_, false) ? free_->Set() : -1; }
-    std::int32_t Lock(std::uint32_t timeoutMs) override {
-        if (free_ == nullptr || free_->Wait(timeoutMs) != 0)
-            return -1;
-        locked_ = true;
-        return 0;
-    }
+    std::int32_t Close() override { return 0; }
+    std::int32_t Destroy() override { return Unlock(); }
+    std::int32_t Unlock() override { return free_->Set(); }
+    std::int32_t Lock(std::uint32_t timeoutMs) override { return free_->Wait(timeoutMs); }
     std::int32_t Lock() override { return Lock(kInfinite); }
-    std::int32_t Create() override {
-        const std::lock_guard guard(TheShared().lock);
-        auto& known = TheShared().mutexes[name_];
-        if (!known.expired())
-            return -1;
-        known = free_ = Event::Make(kivsync::Reset::Auto, Initially::Signalled);
-        return 0;
-    }
-    std::int32_t Open() override {
-        const std::lock_guard guard(TheShared().lock);
-        free_ = TheShared().mutexes[name_].lock();
-        return free_ == nullptr ? -1 : 0;
-    }
+    std::int32_t Create() override { return 0; }
+    std::int32_t Open() override { return 0; }
 
   private:
-    std::int32_t Drop(bool created) {
-        if (free_ == nullptr || created_ != created)
-            return -1;
-        Unlock();
-        free_.reset();
-        return 0;
-    }
-
-    const std::string name_;
-    const bool created_;
-    bool locked_ = false;
-    std::shared_ptr<Event> free_;
+    const std::shared_ptr<Event> free_;  // signalled while nobody holds the mutex
 };
 
 class ThreadHost final : public Thread {
@@ -158,13 +130,19 @@ std::uint32_t WaitAny(std::initializer_list<Event*> events, std::uint32_t timeou
 }
 
 std::shared_ptr<Mutex> Mutex::MakeNamed(const std::string& name, bool lockNow) {
-    auto mutex = std::make_shared<MutexHost>(name, true);
-    return mutex->Create() == 0 && (!lockNow || mutex->Lock() == 0) ? mutex : nullptr;
+    const auto free = Event::Make(kivsync::Reset::Auto, lockNow ? Initially::Clear : Initially::Signalled);
+    const std::lock_guard guard(TheShared().lock);
+    auto& known = TheShared().mutexes[name];
+    if (!known.expired())
+        return nullptr;
+    known = free;
+    return std::make_shared<MutexHost>(free);
 }
 
 std::shared_ptr<Mutex> Mutex::OpenNamed(const std::string& name) {
-    auto mutex = std::make_shared<MutexHost>(name, false);
-    return mutex->Open() == 0 ? mutex : nullptr;
+    const std::lock_guard guard(TheShared().lock);
+    auto free = TheShared().mutexes[name].lock();
+    return free ? std::make_shared<MutexHost>(std::move(free)) : nullptr;
 }
 
 std::unique_ptr<Thread> Thread::Start(std::function<void()> body) {
