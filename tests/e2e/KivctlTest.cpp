@@ -104,8 +104,10 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
     }
     ExpectAll({{"wait \"Line 2\" running", 0, ""}, {"stop \"Line 2\"", 0, "Stopped"}, {"remove M", 0, "Removed"}});
     for (const char* command : {"list", "clients \"Line 2\"", "get \"Line 2\" emultype", "ping", "db instances",
-                                "db settings \"Line 2\"", "db get \"Line 2\" type", "log show", "service status"})
-        EXPECT_TRUE(nlohmann::json::accept(Kivctl(std::string("--json ") + command).output)) << command;
+                                "db settings \"Line 2\"", "db get \"Line 2\" type", "log show", "service status"}) {
+        const auto result = Kivctl(std::string("--json ") + command);
+        EXPECT_TRUE(result.exitCode == 0 && nlohmann::json::accept(result.output)) << command << "\n" << result.output;
+    }
     const auto status = nlohmann::json::parse(Kivctl("--json status").output);
     ASSERT_EQ(status.size(), 1u);
     EXPECT_EQ(status[0]["name"], "Line 2");

@@ -95,6 +95,7 @@ class RawClient : public RawPeer {
         Send(kRequest, ++lastId_, command, payload);
         for (;;) {
             auto message = Receive();
+            EXPECT_NE(message.command, kEnded) << "the connection ended before the reply to " << command;
             const bool isReply = message.flags == 0 && message.id == lastId_ && message.aux == kAux;
             if (message.command == kEnded || (isReply && message.command == command))
                 return message.body;

@@ -71,8 +71,9 @@ void AddShow(CLI::App& log, const Options& options) {
 void MakeFolder(const std::string& file) {
     const auto folder = std::filesystem::path(file).parent_path();
     std::error_code error;
-    if (!folder.empty() && !std::filesystem::is_directory(folder) &&
-        !std::filesystem::create_directories(folder, error))
+    if (!folder.empty())
+        std::filesystem::create_directories(folder, error);  // no error when it is there
+    if (error)
         throw Failure(kRefused, "The log file is set, but its folder cannot be made: " + folder.string());
 }
 
@@ -89,6 +90,8 @@ void AddSet(CLI::App& log, const Options& options) {
     command->callback([=, &options] {
         if (!file->empty() && *type != "file")
             throw Failure(kWrongUsage, "A path goes with \"file\" only.");
+        if (!file->empty())
+            *file = std::filesystem::absolute(*file).string();  // the programs run in other folders than this one
         if (file->size() > kPathMaximum)
             throw Failure(kWrongUsage, "The path has " + std::to_string(file->size()) + " characters; at most " +
                                            std::to_string(kPathMaximum) + " are possible.");
