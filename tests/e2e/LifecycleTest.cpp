@@ -44,16 +44,9 @@ TEST(Lifecycle, StartsWhatIsEnabledRestartsWhatDiesStopsAllOnRequest) {
     const auto second = Status("line 1");
     EXPECT_NE(second.processId, first.processId);
 
-    EXPECT_EQ(Control(kManagerStop, "line 2"), 0);
-    EXPECT_EQ(Status("line 2").status, kStopped);
-    EXPECT_EQ(Control(kManagerStart, "line 2"), 0);
-    EXPECT_EQ(Control(kManagerRestart, "line 2"), 0);
-    EXPECT_EQ(Control(kManagerStart, "nobody"), -1);
-    const auto third = Status("line 2").processId;
-
+    const auto other = Status("line 2");
     EXPECT_EQ(manager.Stop(), 0);
-    EXPECT_FALSE(IsAlive(second.processId));
-    EXPECT_FALSE(IsAlive(third));
+    EXPECT_FALSE(IsAlive(second.processId) || IsAlive(other.processId));
     EXPECT_TRUE(LogHas("Protocol manager service stopped"));
     EXPECT_TRUE(LogHas("End of KivProtocolManager"));
 }
@@ -115,7 +108,7 @@ TEST(Lifecycle, AChildLeftByAKilledManagerGivesWay) {
     PrepareMachine();
     WriteTable("0", "heir", Port("1"));
     const auto orphan = [] {
-        ManagerRun killed(ProgramFolder(), "", ManagerRun::End::KillManagerAlone);
+        const Program killed(ProgramFolder() + "KivProtocolManager.exe");
         EXPECT_TRUE(WaitForStatus("heir", kRunning));
         return Status("heir").processId;
     }();

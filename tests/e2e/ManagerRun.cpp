@@ -36,13 +36,6 @@ std::string Content(const std::string& path) {
     return text.str();
 }
 
-std::int32_t ExitCode(const UniqueHandle& process, std::uint32_t timeoutMs) {
-    DWORD code = STILL_ACTIVE;
-    WaitForSingleObject(process.Get(), timeoutMs);
-    GetExitCodeProcess(process.Get(), &code);
-    return static_cast<std::int32_t>(code);
-}
-
 void EndProcess(const UniqueHandle& process) {
     TerminateProcess(process.Get(), 1);
     WaitForSingleObject(process.Get(), kPatienceMs);
@@ -61,17 +54,12 @@ void EndChildren() {
     }
 }
 
-UniqueHandle StartProcess(std::string commandLine, HANDLE output) {
-    STARTUPINFOA startup{};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = output;
-    startup.hStdError = output;
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process))
-        return {};
-    CloseHandle(process.hThread);
-    return UniqueHandle(process.hProcess);
+/// The reply to a control command that carries an instance name; empty when there is none.
+std::shared_ptr<IPC> Ask(std::uint32_t command, const std::string& name) {
+    std::shared_ptr<IPC> reply;
+    const auto request = IPC::Request(command, wire::Encode(ipc_mngctrl_instance_request{name}));
+    IPCClient::GetClient(kManagerServerName, true)->Call(request, kCommandTimeoutMs, reply);
+    return reply;
 }
 
 }  // namespace
@@ -139,22 +127,37 @@ bool IsAlive(std::uint64_t pid) {
     return process && WaitForSingleObject(process.Get(), 0) == WAIT_TIMEOUT;
 }
 
-Program::Program(const std::string& commandLine)
+Program::Program(std::string commandLine)
     : path_(ProgramFolder() + "e2e.output." + std::to_string(reinterpret_cast<std::uintptr_t>(this)) + ".txt") {
     SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
     const UniqueHandle output(CreateFileA(path_.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                           &inheritable, CREATE_ALWAYS, 0, nullptr));
-    process_ = StartProcess(commandLine, output.Get());
-    EXPECT_TRUE(process_) << "cannot be started: " << commandLine;
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = startup.hStdError = output.Get();
+    PROCESS_INFORMATION process{};
+    EXPECT_TRUE(
+        CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process))
+        << "cannot be started: " << commandLine;
+    CloseHandle(process.hThread);
+    process_ = UniqueHandle(process.hProcess);
 }
 
 Program::~Program() {
-    EndProcess(process_);
+    End();
     std::remove(path_.c_str());
 }
 
+void Program::End() {
+    EndProcess(process_);
+}
+
 std::int32_t Program::WaitForExit(std::uint32_t timeoutMs) {
-    return ExitCode(process_, timeoutMs);
+    DWORD code = STILL_ACTIVE;
+    WaitForSingleObject(process_.Get(), timeoutMs);
+    GetExitCodeProcess(process_.Get(), &code);
+    return static_cast<std::int32_t>(code);
 }
 
 std::string Program::Output() const {
@@ -163,22 +166,21 @@ std::string Program::Output() const {
 
 ProgramResult RunProgram(const std::string& commandLine) {
     Program program(commandLine);
-    const auto exitCode = program.WaitForExit(kPatienceMs);
+    const auto exitCode = program.WaitForExit();
     EXPECT_NE(exitCode, STILL_ACTIVE) << "did not end: " << commandLine;
     return {exitCode, program.Output()};
 }
 
-ManagerRun::ManagerRun(const std::string& folder, const std::string& arguments, End end) : end_(end) {
-    process_ = StartProcess("\"" + folder + "KivProtocolManager.exe\" " + arguments, nullptr);
+ManagerRun::ManagerRun(const std::string& folder, const std::string& arguments)
+    : Program("\"" + folder + "KivProtocolManager.exe\" " + arguments) {
     EXPECT_TRUE(Eventually([] { return IPCClient::GetClient(kManagerServerName, true)->CheckAlive() == 0; }))
         << "the manager does not answer; its log:\n"
         << Log();
 }
 
 ManagerRun::~ManagerRun() {
-    EndProcess(process_);
-    if (end_ == End::KillAll)
-        EndChildren();
+    End();
+    EndChildren();
 }
 
 std::int32_t ManagerRun::Stop() {
@@ -186,19 +188,11 @@ std::int32_t ManagerRun::Stop() {
     return WaitForExit(kCommandTimeoutMs);
 }
 
-std::int32_t ManagerRun::WaitForExit(std::uint32_t timeoutMs) {
-    return ExitCode(process_, timeoutMs);
-}
-
 ipc_mngctrl_status_reply Status(const std::string& name) {
     ipc_mngctrl_status_reply status;
     status.result = kIpcNoReply;
-    std::shared_ptr<IPC> reply;
-    const auto request = IPC::Request(kManagerStatus, wire::Encode(ipc_mngctrl_status_request{name}));
-    IPCClient::GetClient(kManagerServerName, true)->Call(request, kCommandTimeoutMs, reply);
-    if (reply)
-        status = wire::Decode<ipc_mngctrl_status_reply>(reply->Payload()).value_or(status);
-    return status;
+    const auto reply = Ask(kManagerStatus, name);
+    return reply ? wire::Decode<ipc_mngctrl_status_reply>(reply->Payload()).value_or(status) : status;
 }
 
 bool WaitForStatus(const std::string& name, InstanceStatus status) {
@@ -209,12 +203,8 @@ bool WaitForStatus(const std::string& name, InstanceStatus status) {
 }
 
 std::int32_t Control(std::uint32_t command, const std::string& name) {
-    std::shared_ptr<IPC> reply;
-    const auto request = IPC::Request(command, wire::Encode(ipc_mngctrl_instance_request{name}));
-    const auto sent = IPCClient::GetClient(kManagerServerName, true)->Call(request, kCommandTimeoutMs, reply);
-    if (sent != 0)
-        return sent;
-    const auto fields = wire::Decode<ipc_mngctrl_result_reply>(reply->Payload());
+    const auto reply = Ask(command, name);
+    const auto fields = reply ? wire::Decode<ipc_mngctrl_result_reply>(reply->Payload()) : std::nullopt;
     return fields ? std::int32_t{fields->result} : kIpcNoReply;
 }
 

@@ -44,15 +44,18 @@ bool IsAlive(std::uint64_t pid);
 /// One run of a program; ended by the destructor.
 class Program {
   public:
-    explicit Program(const std::string& commandLine);
+    explicit Program(std::string commandLine);
     ~Program();
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
     /// The exit code; STILL_ACTIVE when it does not end within `timeoutMs`.
-    std::int32_t WaitForExit(std::uint32_t timeoutMs);
+    std::int32_t WaitForExit(std::uint32_t timeoutMs = kPatienceMs);
     /// What it has printed so far.
     std::string Output() const;
+
+  protected:
+    void End();
 
   private:
     const std::string path_;  // of the file that it prints to
@@ -66,24 +69,14 @@ struct ProgramResult {
 ProgramResult RunProgram(const std::string& commandLine);
 
 /// A started manager; ended by the destructor, its children with it.
-class ManagerRun {
+class ManagerRun : public Program {
   public:
     /// Starts the manager of `folder` in console mode and waits until its control server answers.
-    enum class End { KillAll, KillManagerAlone };  // what becomes of one that was not stopped
-    explicit ManagerRun(const std::string& folder = ProgramFolder(), const std::string& arguments = "",
-                        End end = End::KillAll);
+    explicit ManagerRun(const std::string& folder = ProgramFolder(), const std::string& arguments = "");
     ~ManagerRun();
-    ManagerRun(const ManagerRun&) = delete;
-    ManagerRun& operator=(const ManagerRun&) = delete;
 
     /// Sends the stop request and returns the exit code.
     std::int32_t Stop();
-    /// The process's exit code once it has ended; STILL_ACTIVE when it does not within `timeoutMs`.
-    std::int32_t WaitForExit(std::uint32_t timeoutMs = kPatienceMs);
-
-  private:
-    UniqueHandle process_;
-    const End end_;
 };
 
 /// Status of an instance over the project's own client; result -36 when the manager does not answer.

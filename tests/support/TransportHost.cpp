@@ -3,7 +3,6 @@
 #include "support/Doubles.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -22,14 +21,18 @@ using Guard = std::unique_lock<std::mutex>;
 
 constexpr std::size_t kBufferSize = 4096;  // bytes each way
 
-/// The client end is 0, the server end 1; each reads from its own buffer.
+/// One end of a connection, which reads what the other one has put into it.
+struct End {
+    std::deque<std::uint8_t> incoming;
+    bool closed = false;
+};
+
 struct Connection {
-    std::array<std::deque<std::uint8_t>, 2> buffers;
-    std::array<bool, 2> closed{};
+    std::shared_ptr<End> own, peer;
 };
 
 struct Listener {
-    std::deque<std::shared_ptr<Connection>> waiting;
+    std::deque<Connection> waiting;  // as the server sees them
     bool interrupted = false;
 };
 
@@ -56,38 +59,36 @@ World& world = *new World;  // never destroyed: static clients may close while t
 class HostClientTransport : public ClientTransport {
   public:
     explicit HostClientTransport(std::string serverName) : serverName_(std::move(serverName)) {}
-    explicit HostClientTransport(std::shared_ptr<Connection> connection)
-        : connection_(std::move(connection)), own_(1), peer_(0) {}
+    explicit HostClientTransport(Connection accepted)
+        : own_(std::move(accepted.own)), peer_(std::move(accepted.peer)) {}
     ~HostClientTransport() override { HostClientTransport::Close(); }
 
     std::int32_t Connect(std::uint32_t) override {
         const Guard guard(world.lock);
         const auto listener = world.servers[serverName_].lock();
-        if (closed_ || (!connection_ && (!listener || world.Fails(Operation::Connect))))
+        if (own_->closed || (!peer_ && (!listener || world.Fails(Operation::Connect))))
             return -1;
-        if (!connection_)
-            connection_ = listener->waiting.emplace_back(std::make_shared<Connection>());
+        if (!peer_)
+            listener->waiting.push_back({peer_ = std::make_shared<End>(), own_});
         world.changed.notify_all();
         return 0;
     }
 
     std::int32_t Close() override {
         const Guard guard(world.lock);
-        closed_ = true;
-        if (connection_)
-            connection_->closed[own_] = true;
+        own_->closed = true;
         world.changed.notify_all();
         return 0;
     }
 
     std::int32_t ReadAhead(void* buffer, std::int32_t, std::int32_t capacity, std::uint32_t timeoutMs) override {
         Guard guard(world.lock);
-        if (!connection_ || world.Fails(Operation::Read))
+        if (!peer_ || world.Fails(Operation::Read))
             return -1;
-        auto& bytes = connection_->buffers[own_];
+        auto& bytes = own_->incoming;
         const bool slow = world.Fails(Operation::SlowRead);
-        const auto ready = [&] { return closed_ || (!slow && !bytes.empty()) || connection_->closed[peer_]; };
-        if (!world.WaitFor(guard, timeoutMs, ready) || closed_ || bytes.empty())
+        const auto ready = [&] { return own_->closed || (!slow && !bytes.empty()) || peer_->closed; };
+        if (!world.WaitFor(guard, timeoutMs, ready) || own_->closed || bytes.empty())
             return -1;
         const auto count = std::min({capacity, static_cast<std::int32_t>(bytes.size()), world.readLimit});
         std::copy_n(bytes.begin(), count, static_cast<std::uint8_t*>(buffer));
@@ -117,11 +118,11 @@ class HostClientTransport : public ClientTransport {
   private:
     std::int32_t Transfer(Guard& guard, std::uint32_t timeoutMs) {
         const auto ended = [&] {
-            if (closed_ || !connection_ || connection_->closed[peer_])
+            if (own_->closed || !peer_ || peer_->closed)
                 return true;
             if (slow_)
                 return false;
-            auto& bytes = connection_->buffers[peer_];
+            auto& bytes = peer_->incoming;
             const auto count = std::min(static_cast<std::int32_t>(kBufferSize - bytes.size()), left_);
             bytes.insert(bytes.end(), next_, next_ + count);
             next_ += count;
@@ -136,10 +137,8 @@ class HostClientTransport : public ClientTransport {
     }
 
     const std::string serverName_;
-    std::shared_ptr<Connection> connection_;
-    const std::size_t own_ = 0;
-    const std::size_t peer_ = 1;
-    bool closed_ = false;
+    const std::shared_ptr<End> own_ = std::make_shared<End>();
+    std::shared_ptr<End> peer_;           // empty: not connected
     const std::uint8_t* next_ = nullptr;  // of the write under way
     std::int32_t size_ = 0;
     std::int32_t left_ = 0;
@@ -152,7 +151,7 @@ class HostServerTransport : public ServerTransport {
     ~HostServerTransport() override {
         const Guard guard(world.lock);
         for (const auto& connection : listener_->waiting)
-            connection->closed[1] = true;
+            connection.own->closed = true;
         listener_.reset();
         world.changed.notify_all();
     }
@@ -167,7 +166,6 @@ class HostServerTransport : public ServerTransport {
             return {};
         auto connection = std::move(listener_->waiting.front());
         listener_->waiting.pop_front();
-        world.changed.notify_all();
         return std::make_shared<HostClientTransport>(std::move(connection));
     }
 

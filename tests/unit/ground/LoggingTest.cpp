@@ -6,6 +6,7 @@
 #include <iomanip>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 #include "support/CaptureSink.h"
 #include "utils/logging/FileSink.h"
@@ -44,20 +45,23 @@ TEST(FileSink, AppendsOneLineAnEntry) {
                          "|\033[4m\033[92mtag|\033[4m\033[36m[T] twice\033[4m\033[35m[D] twice\033[0m\n");
 }
 
-TEST(LogLine, EveryLevelHasItsTagAndColors) {
-    const std::pair<std::uint32_t, const char*> blocks[] = {
-        {Logging::Info, "|\033[37m[I] m\033[0m"},
-        {Logging::Warning, "|\033[33m[W] m\033[0m"},
-        {Logging::Error, "|\033[31m[E] m\033[0m"},
-        {Logging::Trace, "|\033[4m\033[36m[T] m\033[0m"},
-        {Logging::Debug, "|\033[4m\033[35m[D] m\033[0m"},
-        {Logging::Fatal, "|\033[101m\033[30m[F] m\033[0m"},
-        {Logging::Notice, "|\033[3m\033[42m\033[30m[!] m\033[0m"},
+TEST(FileSink, ThoseWhoShareAFileWriteWholeLines) {
+    const auto path = (std::filesystem::temp_directory_path() / "ground-shared.txt").string();
+    std::filesystem::remove(path);
+    const auto entry = std::make_shared<LogEntry>(Logging::Info, "all of it or nothing", "f.cpp", 1, "A::B");
+    Logging::FileSink one(path, false), another(path, false);
+    const auto write = [&entry](Logging::FileSink& sink) {
+        for (int i = 0; i < 300; ++i)
+            sink.Write(entry);
     };
-    for (const auto& [level, block] : blocks)
-        EXPECT_TRUE(Logging::FormatLine({level, "m", "f", 1, "A::B"}, true).ends_with(block)) << level;
-    Logging::SetColorMode(Logging::ColorMode::Auto);
-    EXPECT_FALSE(Logging::UsesColor(std::ostringstream()));
+    std::thread beside([&] { write(one); });
+    write(another);
+    beside.join();
+    std::ifstream file(path);
+    int lines = 0;
+    for (std::string line; std::getline(file, line); ++lines)
+        EXPECT_EQ(line, Logging::FormatLine(*entry, false));
+    EXPECT_EQ(lines, 600);
 }
 
 /// Does everything a sink must not do to its caller.

@@ -31,6 +31,39 @@ TEST(Client, OwnRequestsAndNotices) {
     EXPECT_EQ(log->Count("Notices are not taken, the oldest are dropped"), 1u);
 }
 
+TEST(Client, RepliesFindTheirRequestsHoweverTheyCome) {
+    LogCapture log;
+    const auto server = ServerTransport::Make("bytes");
+    IPCClient client(true);
+    std::shared_ptr<ClientTransport> peer;
+    std::thread greeting([&] {
+        peer = server->Accept(kPatienceMs);
+        const auto ids = Hex("0300000000000000 0400000000000000");
+        EXPECT_EQ(peer->Write(ids.data(), 16, kPatienceMs), 16);
+    });
+    ASSERT_EQ(client.Connect("bytes"), 0);
+    greeting.join();
+    const auto send = [&peer](const std::shared_ptr<IPC>& message) {
+        for (const auto byte : message->Serialize())
+            EXPECT_EQ(peer->Write(&byte, 1, kPatienceMs), 1);
+    };
+    const std::array requests = {IPC::Request(9), IPC::Request(9), IPC::Request(9)};
+    for (const auto& request : requests)
+        EXPECT_EQ(client.Send(request), 0);
+    EXPECT_EQ(client.WaitReply(requests[0]->RequestId(), 20), nullptr);
+    for (int copies = 0; copies < 2; ++copies)
+        send(IPC::Reply(*requests[0]));  // finds nobody any more
+    send(IPC::Reply(*requests[2], {2, 2}));
+    send(IPC::Notice(150));
+    send(IPC::Reply(*requests[1], {1}));
+    EXPECT_EQ(client.WaitReply(requests[1]->RequestId(), kPatienceMs)->Payload(), Bytes{1});
+    EXPECT_EQ(client.WaitReply(requests[2]->RequestId(), kPatienceMs)->Payload(), (Bytes{2, 2}));
+    EXPECT_EQ(client.TakeNotice(kPatienceMs)->Command(), 150u);
+    const auto id = "ReqId:" + std::to_string(requests[0]->RequestId());
+    EXPECT_TRUE(log->Contains("Timeout in IPC reply " + id + " timeout:20"));
+    EXPECT_EQ(log->Count("Received reply for an unknow request! " + id + " cmd:9 id:3 pid:"), 2u);
+}
+
 TEST(Client, SurvivesOddReplies) {
     RunningServer running("odd", [](const IPC& request) {
         if (request.Command() == kIpcGetState)
@@ -89,19 +122,6 @@ TEST(Client, ReplyRightBeforeTheEndIsNotLost) {
         ASSERT_EQ(client.Connect("last"), 0);
         EXPECT_EQ(client.Stop(), 0);
         owner.join();
-    }
-}
-
-TEST(Client, ServerThatNeverGreets) {
-    const auto server = ServerTransport::Make("mute");
-    for (const auto timeoutMs : {50u, kivsync::kInfinite}) {
-        const IpcTimeout timeout(timeoutMs);
-        IPCClient client(true);
-        std::thread connecting([&] { EXPECT_EQ(client.Connect("mute"), -1); });
-        const auto silent = server->Accept(kPatienceMs);  // it has opened the pipe
-        if (timeoutMs == kivsync::kInfinite)
-            client.Disconnect();
-        connecting.join();
     }
 }
 

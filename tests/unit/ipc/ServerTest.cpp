@@ -1,3 +1,4 @@
+#include <atomic>
 #include <future>
 
 #include "unit/ipc/Peers.h"
@@ -19,6 +20,34 @@ TEST(Server, HandshakeAndOwnCommandsByteForByte) {
     EXPECT_EQ(raw.Read(32), Hex("00000000 0000000000000000 00000000 04000000 08000000 00000000 01000000"));
     raw.Write(Hex("00000080 0600000000000000 00000000 03000000 01000000 00"));
     EXPECT_EQ(raw.Read(32), Hex("00000000 0600000000000000 00000000 03000000 08000000 00000000 07000000"));
+}
+
+TEST(Server, BrokenStreamsEndTheConnection) {
+    const struct {
+        Bytes bytes;
+        bool closes;  // the peer, after the bytes
+        std::string line;
+    } cases[] = {
+        {Hex("00000080 0700000000000000 00000000 09000000 FFFFFFFF 01"), false,
+         "Invalid message size:4294967295 flags:80000000 id:1 pid:1234605616436508552"},
+        {Hex("00000080 0700000000000000 00000000 09000000 01000001 01"), false, "Invalid message size:16777217 "},
+        {Hex("01000080 0700000000000000 00000000 09000000 1F000000" + std::string(62, '0')), false,
+         "Invalid message size:31 flags:80000001 "},
+        {Hex("00000080 0700000000000000 00000000 09000000 0A000000 0102"), true, "Disconnect in middle size:10 id:"},
+        {{1, 2, 3}, true, ""},  // as good as gone between messages: silently
+    };
+    LogCapture log;
+    RunningServer running("broken");
+    for (const auto& broken : cases) {
+        RawClient client("broken");
+        log->Clear();
+        client.Write(broken.bytes);
+        if (broken.closes)
+            client.Close();
+        EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 0; }));
+        EXPECT_EQ(log->Count(" size:"), broken.line.empty() ? 0u : 1u);
+        EXPECT_TRUE(log->Contains(broken.line)) << broken.line;
+    }
 }
 
 TEST(Server, IdsAreGivenOutAgainFromTheOneThatWent) {
@@ -124,6 +153,47 @@ TEST(Server, PeerThatAsksTooFastWaitsForItsTurn) {
     EXPECT_EQ(unread->BeginWrite(requests.data(), size, 200), ClientTransport::kWritePending);
     idle.Stop();
     EXPECT_EQ(unread->FinishWrite(kPatienceMs), -1);
+}
+
+TEST(Server, ClientsComeAskAndVanishWhileTheOwnerBroadcastsAndStops) {
+    constexpr int kServers = 4;
+    constexpr int kClients = 4;
+    constexpr int kBroadcasts = 100;
+    for (int i = 0; i < kServers; ++i) {
+        RunningServer running("stress");
+        std::atomic<int> answers{0};
+        std::atomic<bool> stopping{false};
+        const auto useIt = [&](int round) {
+            IPCClient client(true);
+            std::vector<ipc_client_info> clients;
+            if (client.Connect("stress") != 0)
+                return;
+            answers += client.CheckAlive() == 0 ? 1 : 0;
+            if (round % 3 == 0)
+                client.Terminate();
+            else if (round % 3 == 1)
+                client.GetClientsInfo(clients);
+            const auto vanishing = ClientTransport::Make("stress");
+            const Bytes greetingAndHalfAHeader(20);
+            if (vanishing->Connect(kPatienceMs) == 0)
+                vanishing->Write(greetingAndHalfAHeader.data(), 20, kPatienceMs);
+        };
+        std::vector<std::thread> users;
+        for (int user = 0; user < kClients; ++user) {
+            users.emplace_back([&, user] {
+                for (int round = user; !stopping; ++round)
+                    useIt(round);
+            });
+        }
+        for (int sent = 0; sent < kBroadcasts; ++sent)
+            running.server.Broadcast(IPC::Notice(150, Bytes(200)));
+        EXPECT_TRUE(Eventually([&] { return answers > 20 * kClients; }));
+        running.server.Stop();  // in the middle of it all
+        stopping = true;
+        for (auto& user : users)
+            user.join();
+        EXPECT_EQ(running.server.ClientCount(), 0u);
+    }
 }
 
 }  // namespace

@@ -7,19 +7,19 @@
 #include <atomic>
 #include <future>
 #include <map>
-#include <optional>
 #include <string>
 #include <thread>
 
 #include "IPC/class/IPCClient.h"
+#include "protocols/KivProtocol/ProtocolChild.h"
 #include "support/CaptureSink.h"
 #include "support/Doubles.h"
+#include "support/Patience.h"
 #include "utils/class/GlobalSettings.h"
 #include "utils/registry/RegistryKey.h"
 
 namespace {
 
-constexpr std::uint32_t kPatienceMs = 30000;
 constexpr VexaDB::SessionId kSession = VexaDB::kServiceSession;
 
 class FakeHost : public IServiceHost {
@@ -43,43 +43,31 @@ class FakeHost : public IServiceHost {
     std::mutex lock_;  // two stops may come at once
 };
 
-/// A child that keeps the handshake: server first, then the create result; `onStart` comes before both.
-class ServingChild : public FakeChild {
+/// The frame of a real child on a thread; `onStart` comes before its server.
+class ServingChild final : public FakeChild, ProtocolChild {
   public:
     ServingChild(std::string name, std::function<void()> onStart)
-        : name_(std::move(name)), thread_([this, onStart = std::move(onStart)] { Run(onStart); }) {}
+        : ProtocolChild(std::move(name)), onStart_(std::move(onStart)), thread_([this] {
+              Run();
+              Exit();
+          }) {}
     ~ServingChild() override {
-        server_.Stop();
+        RequestStop();
         thread_.join();
     }
     void Kill() override {
         Exit();
-        server_.Stop();
+        RequestStop();
     }
 
   private:
-    void Run(const std::function<void()>& onStart) {
-        if (onStart)
-            onStart();
-        server_.Start(name_);
-        if (!IsRunning())
-            return;  // killed meanwhile
-        const auto ready = ClientTransport::Make(name_ + "-ready");
-        const std::uint8_t created = 0;
-        if (ready->Connect(kPatienceMs) != 0 || ready->Write(&created, sizeof created, kPatienceMs) != sizeof created)
-            return Exit();
-        while (const auto request = server_.GetRequest()) {
-            const auto reply = server_.AnswerBuiltIn(*request, 7);
-            server_.SendReply(reply ? reply : IPC::Reply(*request));
-            if (request->Command() == kIpcStop)
-                break;
-        }
-        server_.Stop();
-        Exit();
+    std::uint8_t CreateStack() override {
+        if (onStart_)
+            onStart_();
+        return kCreated;
     }
 
-    const std::string name_;
-    IPCServer server_;
+    const std::function<void()> onStart_;
     std::thread thread_;
 };
 
@@ -138,6 +126,20 @@ class ManagerTest : public testing::Test {
         }
         return client;
     }
+    /// The result of a control command; kIpcNoReply when it is not answered.
+    static std::int32_t Ask(IPCClient& client, std::uint32_t command, const std::string& name) {
+        std::shared_ptr<IPC> reply;
+        const auto request = IPC::Request(command, wire::Encode(ipc_mngctrl_instance_request{name}));
+        const bool answered = client.Call(request, kPatienceMs, reply) == 0;
+        return answered ? std::int32_t{wire::Decode<ipc_mngctrl_result_reply>(reply->Payload())->result} : kIpcNoReply;
+    }
+    /// Makes the instance's next start wait between `reached` and `goOn`.
+    void HoldStart(const std::string& name) {
+        onStart[name] = [this] {
+            reached.set_value();
+            goOn.get_future().wait();
+        };
+    }
     void Stop() {
         if (!main_.valid())
             return;
@@ -149,6 +151,7 @@ class ManagerTest : public testing::Test {
     FakeHost host;
     std::weak_ptr<FakeChild> lastChild;
     std::map<std::string, std::function<void()>> onStart;
+    std::promise<void> reached, goOn;  // of the start that is held
     std::shared_ptr<CProtocolManager> manager;
 
   private:
@@ -194,14 +197,9 @@ TEST_F(ManagerTest, AStopDuringAHandshakeWaitsForItAndEndsTheChild) {
     host.serviceMode = true;
     Db()->SetUint32(kSession, "starttimeout", 300);
     Add("late", "1");
-    std::promise<void> begun;
-    std::promise<void> goOn;
-    onStart["late"] = [&, gone = goOn.get_future().share()] {
-        begun.set_value();
-        gone.wait();
-    };
+    HoldStart("late");
     Run();
-    begun.get_future().wait();
+    reached.get_future().wait();
     auto stopped = std::async(std::launch::async, [this] { manager->InternalMainStop(); });
     EXPECT_TRUE(log->WaitFor("Cannot start instance late did not connect 1", kPatienceMs));
     goOn.set_value();
@@ -269,19 +267,13 @@ TEST_F(ManagerTest, KilledAtAnyRegistryWriteItServesWhatWasAcknowledged) {
         Db()->GetString(kSession, instance, setting, value);
         return value;
     };
-    const auto remove = [](const std::string& name) {
-        std::shared_ptr<IPC> reply;
-        const auto request = IPC::Request(kManagerRemove, wire::Encode(ipc_mngctrl_instance_request{name}));
-        EXPECT_EQ(Connect()->Call(request, kPatienceMs, reply), 0);
-        return std::int32_t{wire::Decode<ipc_mngctrl_result_reply>(reply->Payload())->result};
-    };
     const struct {
         std::function<std::int32_t()> change;
         Names names;        // after it
         std::string value;  // of the last instance's setting "s" after it
     } changes[] = {
         {[&] { return manager->AddProtocol("B", 7); }, {"A", "Z", "B"}, ""},
-        {[&] { return remove("A"); }, {"Z"}, "kept"},
+        {[] { return Ask(*Connect(), kManagerRemove, "A"); }, {"Z"}, "kept"},
         {[] { return Db()->AddInstance(kSession, "B", 7); }, {"A", "Z", "B"}, ""},
         {[] { return Db()->RenameInstance(kSession, "Z", "B"); }, {"A", "B"}, "kept"},
         {[] { return Db()->RemoveInstance(kSession, "A"); }, {"Z"}, "kept"},
@@ -333,12 +325,9 @@ TEST_F(ManagerTest, CommandsAndDatabaseChangesAtOnceLeaveTableAndDatabaseAlike) 
         users.emplace_back([name] {
             IPCClient client(true);
             EXPECT_EQ(client.Connect(kManagerServerName), 0);
-            const auto named = wire::Encode(ipc_mngctrl_instance_request{std::string(name)});
             for (int round = 0; round < kRounds; ++round) {
-                for (const auto command : {kManagerRestart, kManagerStatus, kManagerStop, kManagerGetClients}) {
-                    std::shared_ptr<IPC> reply;
-                    EXPECT_EQ(client.Call(IPC::Request(command, named), kPatienceMs, reply), 0);
-                }
+                for (const auto command : {kManagerRestart, kManagerStatus, kManagerStop, kManagerGetClients})
+                    EXPECT_NE(Ask(client, command, name), kIpcNoReply);
             }
         });
         users.emplace_back([added = std::string("new ") + name] {
@@ -377,19 +366,10 @@ TEST_F(ManagerTest, AStopBeforeTheStartOrTwiceWhileAllAreBusyEndsEverything) {
     EXPECT_FALSE(lastChild.lock() && lastChild.lock()->IsRunning());
 
     RunAgain();
-    std::promise<void> busy;
-    std::promise<void> goOn;
-    onStart["one"] = [&, gone = goOn.get_future().share()] {
-        busy.set_value();
-        gone.wait();
-    };
+    HoldStart("one");
     const auto client = Connect();
-    auto handler = std::async(std::launch::async, [&client] {
-        std::shared_ptr<IPC> reply;
-        client->Call(IPC::Request(kManagerRestart, wire::Encode(ipc_mngctrl_restart_request{std::string("one")})),
-                     kPatienceMs, reply);
-    });
-    busy.get_future().wait();
+    auto handler = std::async(std::launch::async, [&client] { Ask(*client, kManagerRestart, "one"); });
+    reached.get_future().wait();
     std::atomic<bool> stopped{false};
     auto connecting = std::async(std::launch::async, [&stopped] {
         while (!stopped)
@@ -420,24 +400,6 @@ TEST_F(ManagerTest, LongCommandsAreLogged) {
     ASSERT_EQ(client->CheckAlive(), 0);
     EXPECT_TRUE(log->WaitFor("Manager IPC command 1 process took long time - 50000ms!", kPatienceMs));
     EXPECT_FALSE(log->Contains("49999"));
-}
-
-TEST_F(ManagerTest, Arguments) {
-    const auto parse = [this](std::initializer_list<const wchar_t*> rest) {
-        std::vector<const wchar_t*> arguments{L"program"};
-        arguments.insert(arguments.end(), rest);
-        std::int32_t bad = 0;
-        return manager->ParseArguments(arguments.data(), static_cast<std::int32_t>(arguments.size()), bad) ? 0 : bad;
-    };
-    EXPECT_EQ(parse({}), 0);
-    EXPECT_EQ(manager->MonitorWaitTime(), 300000u);
-    EXPECT_EQ(parse({L"--MONITORXYZ12377"}), 0) << "the first six characters decide";
-    EXPECT_EQ(manager->MonitorWaitTime(), 377u);
-    EXPECT_EQ(parse({L"--monitorwait:", L"--monitorwait:abc"}), 0);
-    EXPECT_EQ(manager->MonitorWaitTime(), 0u);
-    EXPECT_EQ(parse({L"--monitorwait:5", L"--mon"}), 2);
-    EXPECT_EQ(parse({L""}), 1);
-    EXPECT_THROW(parse({L"--moni"}), std::out_of_range);
 }
 
 }  // namespace

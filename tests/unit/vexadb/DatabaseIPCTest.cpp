@@ -1,4 +1,5 @@
 // The settings database on the wire: bytes of every message, what a broken request meets, server and client together.
+#include <array>
 #include <functional>
 
 #include "IPC/class/IPCServer.h"
@@ -132,19 +133,15 @@ TEST_F(DatabaseIPC, EveryMessageHasItsBytes) {
 }
 
 TEST_F(DatabaseIPC, ASlowRequestLeavesALine) {
-    for (const std::int64_t duration : {499'999'999, 1'500'999'999}) {
-        std::int64_t now = 0;
-        VexaDBIPCServer service(*server, [&] { return now += duration; });
-        ASSERT_EQ(service.Start(), 0);
-        ASSERT_TRUE(client.Connect());
-        EXPECT_TRUE(client.IsSessionValid(0));
-        service.Stop();
-        // Returns once the client knows that the connection ended.
-        EXPECT_FALSE(IPCClient::GetClient(kDatabaseServerName, true)->TakeNotice(5000));
-    }
+    const std::array<std::int64_t, 4> times{0, 499'999'999, 500'000'000, 2'000'999'999};
+    VexaDBIPCServer service(*server, [&times, next = 0u]() mutable { return times.at(next++); });
+    ASSERT_EQ(service.Start(), 0);
+    ASSERT_TRUE(client.Connect());
+    EXPECT_TRUE(client.IsSessionValid(0));
+    EXPECT_TRUE(client.IsSessionValid(0));
+    service.Stop();
     EXPECT_TRUE(log->Contains("VexaDB IPC command 516 process took long time - 1500ms!"));
     EXPECT_EQ(log->Count("took long"), 1u);
-    EXPECT_FALSE(client.IsSessionValid(0));  // as every question, with nobody there to answer
 }
 
 }  // namespace
