@@ -37,15 +37,15 @@ class HastyChild : public FakeChild {
     const std::shared_ptr<ClientTransport> ready_;
 };
 
-void Prepare(VexaDB::VexaDBServer& database) {
-    std::vector<std::string> names;
-    database.GetInstances(VexaDB::kServiceSession, names);
-    for (const auto& name : names)
-        database.RemoveInstance(VexaDB::kServiceSession, name);
+/// An empty database, whose sessions go with it.
+std::shared_ptr<VexaDB::VexaDBServer> MakeDatabase() {
+    RegistryHost::Reset();
     VexaUtils::RegistryKey::OpenOrCreate("SOFTWARE\\Quenlar\\Torvik\\runtime\\settings\\vexa")
         ->SetNumber("fpgadelayedstart", 0);
-    database.SetUint32(VexaDB::kServiceSession, "stoptimeout", 1);
-    database.SetUint32(VexaDB::kServiceSession, "monitorwaittime", 300000);
+    auto database = VexaDB::VexaDBServer::GetInstance();
+    database->SetUint32(VexaDB::kServiceSession, "stoptimeout", 1);
+    database->SetUint32(VexaDB::kServiceSession, "monitorwaittime", 300000);
+    return database;
 }
 
 }  // namespace
@@ -57,12 +57,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const auto held = VexaDB::VexaDBServer::GetInstance();
-    auto& database = *held;
-    Prepare(database);
-    VexaDB::VexaDBIPCServer databaseService(database);
-    VexaDB::SessionId firstSession = 0;
-    database.OpenSession(firstSession);
+    const auto database = MakeDatabase();
+    VexaDB::VexaDBIPCServer databaseService(*database);
     QuietHost host;
     const auto manager = std::make_shared<CProtocolManager>(host);
     std::thread main([&manager] { manager->InternalMain(); });
@@ -87,9 +83,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     Require(client->Stop() == 0);
     main.join();
-    VexaDB::SessionId lastSession = 0;
-    database.OpenSession(lastSession);
-    for (auto session = firstSession; session <= lastSession; ++session)
-        database.CloseSession(session);
     return 0;
 }

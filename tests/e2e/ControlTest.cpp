@@ -66,7 +66,7 @@ class ControlTest : public testing::Test {
   protected:
     void SetUp() override {
         PrepareMachine({{"ipctimeout", 2000u}});
-        WriteTable("0", "a", SampleSettings({{"port", std::string("1")}}));
+        WriteTable("0", "a", Sample("1"));
         manager_ = std::make_unique<ManagerRun>();
         ASSERT_TRUE(WaitForStatus("a", kRunning));
         client_ = std::make_unique<RawClient>(kManager);
@@ -218,11 +218,11 @@ TEST_F(ControlTest, OneWayRequestsAreDoneAndUnknownOnesPassedOver) {
 TEST(PortOwnership, TheFirstOwnsThePortAndTheOthersAreDisabled) {
     PrepareMachine();
     const auto modbus = [](const std::string& port, const std::string& mode) {
-        return SampleSettings({{"type", 2u}, {"port", port}, {"mode", mode}});
+        return Sample(port, {{"type", 2u}, {"mode", mode}});
     };
-    WriteTable("0", "first", SampleSettings({{"port", std::string("10")}}));
-    WriteTable("1", "second", SampleSettings({{"port", std::string("10")}}));
-    WriteTable("2", "emulated", SampleSettings({{"port", std::string("10")}, {"emultype", std::string("full")}}));
+    WriteTable("0", "first", Sample("10"));
+    WriteTable("1", "second", Sample("10"));
+    WriteTable("2", "emulated", Sample("10", {{"emultype", std::string("full")}}));
     WriteTable("3", "tcp", modbus("502", "tcp"));
     WriteTable("4", "rtu", modbus("502", "rtu"));
     WriteTable("5", "tcp any", modbus("any", "tcp"));
@@ -248,7 +248,7 @@ TEST(CleanupRules, RepairEthernetIpAndDropSoftwareProfinet) {
     WriteTable("0", "eip", {{"type", 3u}, {"consumersize", std::string("128")}, {"producersize", std::string()}});
     WriteTable("1", "soft", {{"type", 1u}, {"protocol", std::string("ProfinetProtocol")}});
     WriteTable("2", "hard", {{"type", 1u}, {"protocol", std::string("ProfinetProtocol")}, {"hardware", 1u}});
-    WriteTable("old layout", "old layout", SampleSettings({{"enabled", 0u}}));
+    WriteTable("old layout", "old layout", Sample("1", {{"enabled", 0u}}));
     ManagerRun manager;
     EXPECT_TRUE(WaitForLog("Monitor Protocols services"));
     EXPECT_EQ(

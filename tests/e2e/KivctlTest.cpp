@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "e2e/ManagerRun.h"
 #include "support/RawClient.h"
@@ -42,7 +40,6 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
     ExpectAll({{"", 2, "--help"},
                {"frobnicate", 2, "frobnicate"},
                {"add X nosuch", 2, "no protocol type"},
-               {"--version", 0, "kivctl "},
                {"start --help", 0, "NAME"},
                {"service status", 0, "not installed"},
                {"service start", 1, "kivctl service install"}});
@@ -56,10 +53,7 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                {"list modbus", 0, "M"},
                {"list eip", 1, "of this type"},
                {"start \"Line 1\"", 0, "pid"},
-               {"status", 0, "Line 1"},
-               {"wait \"Line 1\" running --timeout 20", 0, ""},
                {"wait M running --timeout 1", 1, "not running"},
-               {"clients \"Line 1\"", 0, "the manager"},
                {"set M port 502 --string", 0, ""},
                {"get M port", 0, "502"},
                {"get M nothing", 1, "nothing"},
@@ -67,8 +61,6 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                {"start M", 1, "not enabled"},
                {"set M enabled 4294967296", 2, "4294967296"},
                {"set M enabled yes --string", 2, "keeps its kind"},
-               {"db instances", 0, "Line 1"},
-               {"db settings M", 0, "502"},
                {"db set --global ipctimeout 2500", 0, ""},
                {"db get --global ipctimeout", 0, "2500"},
                {"db get M nothing", 1, "\"nothing\" (-1)"},
@@ -78,18 +70,9 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                {"rename M \"Line 1\"", 1, "already (-1)"},
                {"rename M \"Line 1\" --running-only", 1, "already"},
                {"rename M vexadbserver", 2, "another name"},
-               {"restart \"Line 1\"", 0, ""},
                {"rename \"Line 1\" \"Line 2\"", 0, "Line 2"},
                {"wait \"Line 2\" running --timeout 20", 0, ""},
-               {"add N sample", 0, ""},
-               {"start N", 1, "same port as \"Line 2\""},
-               {"set N port 9 --string", 0, ""},
-               {"set N enabled 1", 0, ""},
-               {"start N", 0, ""},
-               {"remove N", 0, ""},
-               {"ping --count 2", 0, "2 round trips"},
                {"ping nobody", 3, "Nothing serves \"nobody\""},
-               {"log show", 0, "file"},
                {"log set console C:\\path", 2, "\"file\" only"}});
     for (const char* command : {"start nobody", "stop nobody", "restart nobody", "remove nobody", "rename nobody X",
                                 "get nobody port", "set nobody port 1 --string", "status nobody", "wait nobody running",
@@ -134,9 +117,6 @@ TEST(Kivctl, WatchTellsWhatHappensUntilItIsEnded) {
     EXPECT_TRUE(Eventually([&] { return tells("gone      "); }));
     manager = std::make_unique<ManagerRun>();
     EXPECT_TRUE(Eventually([&] { return tells("back      "); }));
-    ASSERT_TRUE(WaitForStatus("W", kRunning));
-    ExpectAll({{"stop W", 0, ""}});
-    EXPECT_TRUE(Eventually([&] { return tells("stopped   W"); }));
     EXPECT_EQ(manager->Stop(), 0);
 }
 
@@ -144,8 +124,8 @@ TEST(Kivctl, AnExportImportedIntoAnEmptyDatabaseGivesTheSame) {
     const auto file = ProgramFolder() + "e2e.export.json";
     const auto import = "db import \"" + file + "\"";
     PrepareMachine();
-    WriteTable("0", "one", SampleSettings({{"port", std::string("1")}, {"enabled", 0u}}));
-    WriteTable("1", "two \"quoted\"", SampleSettings({{"n", 0xFFFFFFFFu}, {"enabled", 0u}}));
+    WriteTable("0", "one", Sample("1", {{"enabled", 0u}}));
+    WriteTable("1", "two \"quoted\"", Sample("2", {{"n", 0xFFFFFFFFu}, {"enabled", 0u}}));
     {
         ManagerRun manager;
         ExpectAll({{("db export \"" + file + "\"").c_str(), 0, ""}});
@@ -153,26 +133,14 @@ TEST(Kivctl, AnExportImportedIntoAnEmptyDatabaseGivesTheSame) {
     }
     PrepareMachine();
     ManagerRun manager;
-    const auto dryRun = Kivctl(import + " --dry-run");
-    EXPECT_EQ(dryRun.exitCode, 0) << dryRun.output;
-    EXPECT_NE(dryRun.output.find("port"), std::string::npos) << dryRun.output;
-    EXPECT_EQ(ReadValue("0", "_kiv_name"), "") << "a dry run changes nothing";
     ExpectAll({{import.c_str(), 0, ""}});
     EXPECT_EQ(ReadValue("0", "_kiv_name") + ReadValue("0", "port") + ReadValue("0", "enabled"), "one10");
     EXPECT_EQ(ReadValue("1", "_kiv_name") + ReadValue("1", "n"), "two \"quoted\"4294967295");
 
     // A broken file changes nothing, and the line is named.
-    std::stringstream exported;
-    exported << std::ifstream(file).rdbuf();
-    auto text = exported.str();
-    const auto number = text.find("4294967295");
-    ASSERT_NE(number, std::string::npos);
-    text.insert(number, "9");
-    text.replace(text.find("\"one\""), 5, "\"new\"");
-    std::ofstream(file) << text;
-    const auto line =
-        "Line " + std::to_string(1 + std::count(text.begin(), text.begin() + static_cast<long>(number), '\n'));
-    ExpectAll({{import.c_str(), 2, line.c_str()}});
+    std::ofstream(file) << "{ \"format\": \"kiv-settings-1\", \"instances\": {\n"
+                           "\"new\": { \"type\": 7,\n\"n\": 94294967295 } } }\n";
+    ExpectAll({{import.c_str(), 2, "Line 3"}});
     EXPECT_EQ(ReadValue("2", "_kiv_name"), "");
     EXPECT_EQ(manager.Stop(), 0);
 }

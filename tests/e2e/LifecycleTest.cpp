@@ -12,18 +12,12 @@ namespace {
 
 const Settings kQuick = {{"ipctimeout", 500u}, {"stoptimeout", 1500u}, {"starttimeout", 1500u}};
 
-Settings Port(const std::string& port, const Settings& more = {}) {
-    auto settings = SampleSettings({{"port", port}});
-    settings.insert(settings.end(), more.begin(), more.end());
-    return settings;
-}
-
 TEST(Lifecycle, StartsWhatIsEnabledRestartsWhatDiesStopsAllOnRequest) {
     PrepareMachine({{"monitorwaittime", 700u}, {"disabledprotocols", std::string("3;6")}});
-    WriteTable("0", "line 1", Port("1"));
-    WriteTable("1", "off", Port("2", {{"enabled", 0u}}));
-    WriteTable("2", "opc", Port("3", {{"type", 6u}, {"protocol", std::string("OpcuaProtocol")}}));
-    WriteTable("3", "line 2", Port("4"));
+    WriteTable("0", "line 1", Sample("1"));
+    WriteTable("1", "off", Sample("2", {{"enabled", 0u}}));
+    WriteTable("2", "opc", Sample("3", {{"type", 6u}, {"protocol", std::string("OpcuaProtocol")}}));
+    WriteTable("3", "line 2", Sample("4"));
     ManagerRun manager;
 
     ASSERT_TRUE(WaitForStatus("line 1", kRunning));
@@ -53,12 +47,12 @@ TEST(Lifecycle, StartsWhatIsEnabledRestartsWhatDiesStopsAllOnRequest) {
 
 TEST(Lifecycle, AFailedStartIsLoggedAndLeavesNoProcess) {
     PrepareMachine(kQuick);
-    WriteTable("0", "absent", Port("1"));
-    WriteTable("1", "silent", Port("2"));
-    WriteTable("2", "refuses", Port("3"));
-    WriteTable("3", "hangup", Port("4"));
-    WriteTable("4", "dies", Port("5"));
-    WriteTable("5", "healthy", Port("6"));
+    WriteTable("0", "absent", Sample("1"));
+    WriteTable("1", "silent", Sample("2"));
+    WriteTable("2", "refuses", Sample("3"));
+    WriteTable("3", "hangup", Sample("4"));
+    WriteTable("4", "dies", Sample("5"));
+    WriteTable("5", "healthy", Sample("6"));
     ManagerRun manager(FaultyFolder());
 
     EXPECT_TRUE(WaitForLog("Cannot start instance absent did not connect 1"));
@@ -81,8 +75,8 @@ TEST(Lifecycle, AFailedStartIsLoggedAndLeavesNoProcess) {
 
 TEST(Lifecycle, AChildThatDoesNotAnswerOrDoesNotStopIsEndedInTime) {
     PrepareMachine(kQuick);
-    WriteTable("0", "deaf", Port("1"));
-    WriteTable("1", "stubborn", Port("2"));
+    WriteTable("0", "deaf", Sample("1"));
+    WriteTable("1", "stubborn", Sample("2"));
     ManagerRun manager(FaultyFolder(), "--monitorwait:700");
     ASSERT_TRUE(WaitForStatus("deaf", kRunning));
     ASSERT_TRUE(WaitForStatus("stubborn", kRunning));
@@ -106,7 +100,7 @@ TEST(Lifecycle, AChildThatDoesNotAnswerOrDoesNotStopIsEndedInTime) {
 
 TEST(Lifecycle, AChildLeftByAKilledManagerGivesWay) {
     PrepareMachine();
-    WriteTable("0", "heir", Port("1"));
+    WriteTable("0", "heir", Sample("1"));
     const auto orphan = [] {
         const Program killed(ProgramFolder() + "KivProtocolManager.exe");
         EXPECT_TRUE(WaitForStatus("heir", kRunning));
@@ -124,10 +118,10 @@ TEST(Lifecycle, AChildLeftByAKilledManagerGivesWay) {
 TEST(Lifecycle, BadSettingsAreNamedAndTheOthersRun) {
     const std::string longName(60, 'n');
     PrepareMachine({{"monitorwaittime", std::string("not a number")}, {"ipcstatenabled", 7u}, {"stoptimeout", 9000u}});
-    WriteTable("0", longName, Port("1"));
+    WriteTable("0", longName, Sample("1"));
     WriteTable("1", "untyped", {{"enabled", 1u}});
-    WriteTable("2", kManagerServerName, Port("3"));
-    WriteTable("3", "good", Port("2"));
+    WriteTable("2", kManagerServerName, Sample("3"));
+    WriteTable("3", "good", Sample("2"));
     ManagerRun manager;
 
     ASSERT_TRUE(WaitForStatus("good", kRunning));
@@ -164,7 +158,7 @@ TEST(CommandLine, TextsAndExitCodes) {
 
 TEST(ServiceControl, StartsRunsAndStopsWithoutLeavingAnything) {
     PrepareMachine();
-    WriteTable("0", "served", Port("1"));
+    WriteTable("0", "served", Sample("1"));
     const auto service = [](const std::string& verb) {
         const auto result = RunProgram(ProgramFolder() + "kivctl.exe service " + verb);
         EXPECT_EQ(result.exitCode, 0) << verb << ": " << result.output;

@@ -64,10 +64,11 @@ std::shared_ptr<IPC> Ask(std::uint32_t command, const std::string& name) {
 
 }  // namespace
 
-Settings SampleSettings(const Settings& more) {
+Settings Sample(const std::string& port, const Settings& more) {
     Settings settings = {{"enabled", 1u}, {"hardware", 0u},
                          {"owner", 0u},   {"emultype", std::string("none")},
-                         {"type", 7u},    {"protocol", std::string("sampleprotocol")}};
+                         {"type", 7u},    {"protocol", std::string("sampleprotocol")},
+                         {"port", port}};
     settings.insert(settings.end(), more.begin(), more.end());
     return settings;
 }

@@ -19,8 +19,9 @@ namespace e2e {
 using Setting = std::variant<std::uint32_t, std::string>;
 using Settings = std::vector<std::pair<std::string, Setting>>;
 
-/// The settings that an added instance of the sample protocol has, with `more` behind them (a later value wins).
-Settings SampleSettings(const Settings& more = {});
+/// The settings that an added instance of the sample protocol has, its port, and `more` behind them (a later value
+/// wins).
+Settings Sample(const std::string& port, const Settings& more = {});
 
 /// Empties the product's registry key and writes the given database-wide values; entries go to a fresh log file.
 void PrepareMachine(const Settings& global = {});

@@ -33,16 +33,12 @@ Shared& TheShared() {
 
 class EventHost final : public Event {
   public:
-    std::int32_t Close() override {
-        const std::lock_guard guard(TheShared().lock);
-        return std::exchange(open, false) ? 0 : -1;
-    }
+    std::int32_t Close() override { return 0; }
     std::int32_t Set() override { return Become(true); }
     std::int32_t Reset() override { return Become(false); }
     std::int32_t Wait(std::uint32_t timeoutMs) override { return WaitAny({this}, timeoutMs) == 0 ? 0 : -1; }
     std::int32_t Wait() override { return Wait(kInfinite); }
     std::int32_t Create(bool manualReset, bool initialState) override {
-        open = true;
         manual = manualReset;
         signalled = initialState;
         return 0;
@@ -51,8 +47,7 @@ class EventHost final : public Event {
     /// Under the lock: whether a waiter may pass now.
     bool LetsThrough() { return signalled && std::exchange(signalled, manual); }
 
-    bool open = false;  // guarded, as the others, by the shared lock
-    bool manual = false;
+    bool manual = false;  // guarded, as the other, by the shared lock
     bool signalled = false;
 
   private:
@@ -60,7 +55,7 @@ class EventHost final : public Event {
         const std::lock_guard guard(TheShared().lock);
         signalled = newState;
         TheShared().changed.notify_all();
-        return open ? 0 : -1;
+        return 0;
     }
 };
 
@@ -113,9 +108,6 @@ std::shared_ptr<Event> Event::Make(kivsync::Reset reset, Initially state) {
 
 std::uint32_t WaitAny(std::initializer_list<Event*> events, std::uint32_t timeoutMs) {
     std::unique_lock guard(TheShared().lock);
-    const auto isOpen = [](Event* event) { return event != nullptr && static_cast<EventHost*>(event)->open; };
-    if (events.size() == 0 || events.size() > kWaitMaximum || !std::all_of(events.begin(), events.end(), isOpen))
-        return kWaitFailed;
     const auto* first = events.end();
     const auto oneLetsThrough = [&] {
         first = std::find_if(events.begin(), events.end(),

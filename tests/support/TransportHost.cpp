@@ -51,7 +51,6 @@ struct World {
     std::condition_variable changed;
     std::map<std::string, std::weak_ptr<Listener>> servers;
     std::map<Operation, int> failures;  // operations until the one that fails
-    std::int32_t readLimit = INT32_MAX;
 };
 
 World& world = *new World;  // never destroyed: static clients may close while the process ends
@@ -90,7 +89,7 @@ class HostClientTransport : public ClientTransport {
         const auto ready = [&] { return own_->closed || (!slow && !bytes.empty()) || peer_->closed; };
         if (!world.WaitFor(guard, timeoutMs, ready) || own_->closed || bytes.empty())
             return -1;
-        const auto count = std::min({capacity, static_cast<std::int32_t>(bytes.size()), world.readLimit});
+        const auto count = std::min(capacity, static_cast<std::int32_t>(bytes.size()));
         std::copy_n(bytes.begin(), count, static_cast<std::uint8_t*>(buffer));
         bytes.erase(bytes.begin(), bytes.begin() + count);
         world.changed.notify_all();
@@ -198,9 +197,4 @@ std::shared_ptr<ServerTransport> ServerTransport::Make(const std::string& server
 void transport_host::FailOperation(Operation operation, int nth) {
     const Guard guard(world.lock);
     world.failures[operation] = nth;
-}
-
-void transport_host::LimitReads(std::int32_t bytes) {
-    const Guard guard(world.lock);
-    world.readLimit = bytes > 0 ? bytes : INT32_MAX;
 }

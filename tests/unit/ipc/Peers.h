@@ -47,14 +47,3 @@ class RunningServer {
   private:
     std::thread thread_;
 };
-
-/// The time-out of clients and servers, for the length of a scope.
-class IpcTimeout {
-  public:
-    explicit IpcTimeout(std::uint32_t ms) {
-        GlobalSettings settings;
-        settings.ipcTimeout = ms;
-        GlobalSettings::Set(settings);
-    }
-    ~IpcTimeout() { GlobalSettings::Set({}); }
-};

@@ -100,17 +100,18 @@ TEST(Server, PeerThatDoesNotReadHarmsOnlyItself) {
     LogCapture log;
     RunningServer running("stuck");
     RawClient stuck("stuck"), slow("stuck"), reading("stuck");
-    {
-        const IpcTimeout timeout(400);
+    GlobalSettings settings;
+    settings.ipcTimeout = 400;
+    GlobalSettings::Set(settings);
+    for (std::uint32_t i = 0; i < kCount; ++i)
+        EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst + i, Bytes(3000))), 0);
+    for (auto* peer : {&reading, &slow}) {  // what queued up comes in order, nothing twice
         for (std::uint32_t i = 0; i < kCount; ++i)
-            EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst + i, Bytes(3000))), 0);
-        for (auto* peer : {&reading, &slow}) {  // what queued up comes in order, nothing twice
-            for (std::uint32_t i = 0; i < kCount; ++i)
-                ASSERT_EQ(wire::Decode<ipc_header>(peer->Read(24 + 3000))->command, kFirst + i);
-        }
-        EXPECT_TRUE(log->WaitFor("Client does not take its messages, connection ended id:1 ", kPatienceMs));
-        EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 2; }));
+            ASSERT_EQ(wire::Decode<ipc_header>(peer->Read(24 + 3000))->command, kFirst + i);
     }
+    EXPECT_TRUE(log->WaitFor("Client does not take its messages, connection ended id:1 ", kPatienceMs));
+    EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 2; }));
+    GlobalSettings::Set({});
     // What waits for one client is bounded.
     reading.Close();
     EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 1; }));

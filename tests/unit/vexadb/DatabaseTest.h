@@ -15,9 +15,7 @@ using Lines = std::vector<std::string>;
 
 class DatabaseTest : public ::testing::Test {
   protected:
-    DatabaseTest() { Clear(); }
-
-    void Clear() {
+    DatabaseTest() {
         const auto settings = VexaUtils::RegistryKey::OpenOrCreate("Software\\Quenlar\\Torvik\\Runtime\\Settings");
         settings->DeleteSubkey("vexa");
         outside = settings->CreateSubkey("vexa");
