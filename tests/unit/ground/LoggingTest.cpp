@@ -49,10 +49,10 @@ TEST(FileSink, AppendsOneLineAnEntry) {
 TEST(FileSink, ThoseWhoShareAFileWriteWholeLines) {
     const auto path = (std::filesystem::temp_directory_path() / "ground-shared.txt").string();
     std::filesystem::remove(path);
-    const auto entry = std::make_shared<LogEntry>(Logging::Info, "all of it or nothing", "f.cpp", 1, "A::B");
+    const auto entry = std::make_shared<LogEntry>(Logging::Info, std::string(50'000, 'x').c_str(), "f.cpp", 1, "A::B");
     Logging::FileSink one(path, false), another(path, false);
     const auto write = [&entry](Logging::FileSink& sink) {
-        for (int i = 0; i < 300; ++i)
+        for (int i = 0; i < 100; ++i)
             sink.Write(entry);
     };
     std::thread beside([&] { write(one); });
@@ -61,8 +61,8 @@ TEST(FileSink, ThoseWhoShareAFileWriteWholeLines) {
     std::ifstream file(path);
     int lines = 0;
     for (std::string line; std::getline(file, line); ++lines)
-        EXPECT_EQ(line, Logging::FormatLine(*entry, false));
-    EXPECT_EQ(lines, 600);
+        EXPECT_TRUE(line == Logging::FormatLine(*entry, false)) << lines;
+    EXPECT_EQ(lines, 200);
 }
 
 /// Does everything a sink must not do to its caller.

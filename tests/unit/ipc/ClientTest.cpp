@@ -1,3 +1,5 @@
+#include <future>
+
 #include "IPC/transport/ServerTransport.h"
 #include "unit/ipc/Peers.h"
 #include "utils/platform/Platform.h"
@@ -13,6 +15,9 @@ TEST(Client, OwnRequestsAndNotices) {
         EXPECT_EQ(client.Stop(), -4);
         ASSERT_EQ(client.Connect("own"), 0);
         EXPECT_EQ(client.CheckAlive(), 0);
+        std::shared_ptr<IPC> reply;
+        EXPECT_EQ(client.Call(IPC::Request(100, Bytes(200'000, 7)), kPatienceMs, reply), 0);
+        EXPECT_EQ(reply->Payload(), Bytes(200'000, 7));
         const std::uint32_t lost = useListener ? 2 : 0;
         const std::uint32_t sent = useListener ? IPCClient::kMaximumNotices + lost : 5;
         for (std::uint32_t i = 0; i < sent; ++i)
@@ -62,6 +67,21 @@ TEST(Client, RepliesFindTheirRequestsHoweverTheyCome) {
     const auto id = "ReqId:" + std::to_string(requests[0]->RequestId());
     EXPECT_TRUE(log->Contains("Timeout in IPC reply " + id + " timeout:20"));
     EXPECT_EQ(log->Count("Received reply for an unknow request! " + id + " cmd:9 id:3 pid:"), 2u);
+}
+
+TEST(Client, AGreetingThatDripsIsGivenUp) {
+    GlobalSettings settings;
+    settings.ipcTimeout = 200;
+    GlobalSettings::Set(settings);
+    const auto server = ServerTransport::Make("drips");
+    IPCClient client(true);
+    GlobalSettings::Set({});
+    auto connecting = std::async(std::launch::async, [&client] { return client.Connect("drips"); });
+    const auto peer = server->Accept(kPatienceMs);
+    const std::uint8_t drop = 1;
+    while (connecting.wait_for(std::chrono::milliseconds(50)) != std::future_status::ready)
+        peer->Write(&drop, 1, kPatienceMs);
+    EXPECT_EQ(connecting.get(), -1);
 }
 
 TEST(Client, SurvivesOddReplies) {

@@ -53,6 +53,8 @@ TEST(WireFormat, TimingBlockTravelsThereAndBack) {
     EXPECT_EQ(wire::Decode<wire::i64>(reply, 32), received->Timing().requestReceivedTime);
     EXPECT_GE(*wire::Decode<wire::i64>(reply, 40), received->Timing().requestReceivedTime);
     EXPECT_EQ(Part(reply, 48, 57), Hex("0000000000000000 01"));
+    const auto empty = Hex("01000080 0700000000000000 00000000 09000000 00000000");
+    EXPECT_EQ(Parse(empty)->Serialize(), empty);
 }
 
 TEST(WireFormat, PipeNameIsDoubled) {

@@ -132,9 +132,11 @@ class ManagerTest : public testing::Test {
         const bool answered = client.Call(request, kPatienceMs, reply) == 0;
         return answered ? std::int32_t{wire::Decode<ipc_mngctrl_result_reply>(reply->Payload())->result} : kIpcNoReply;
     }
-    /// Makes the instance's next start wait between `reached` and `goOn`.
+    /// Makes the instance's next start wait, once, between `reached` and `goOn`.
     void HoldStart(const std::string& name) {
         onStart[name] = [this] {
+            if (held_.exchange(true))
+                return;
             reached.set_value();
             goOn.get_future().wait();
         };
@@ -154,6 +156,7 @@ class ManagerTest : public testing::Test {
     std::shared_ptr<CProtocolManager> manager;
 
   private:
+    std::atomic<bool> held_{false};
     std::future<void> main_;
 };
 
@@ -184,10 +187,16 @@ TEST_F(ManagerTest, AStopEndsTheProfinetDelayAndLeavesNoChild) {
     tuning->SetNumber("fpgadelayedstart", 3'600'000);
     Add("net", "1", 1);
     Db()->SetUint32(kSession, "net", "hardware", 1);
+    Add("gone", "2");
+    Add("old", "3");
     Run();
     ASSERT_TRUE(log->WaitFor("ProfinetProtocol delay: 3600000 ms", kPatienceMs));
     const auto net = manager->GetProtocol("net");
+    EXPECT_EQ(Db()->RemoveInstance(kSession, "gone"), 0);
+    EXPECT_EQ(Db()->RenameInstance(kSession, "old", "new"), 0);
     Stop();
+    EXPECT_TRUE(log->Contains("Started protocol new"));
+    EXPECT_FALSE(log->Contains("Start protocol gone") || log->Contains("Start protocol old"));
     EXPECT_EQ(net->GetStatus(), kStopped);
     EXPECT_FALSE(net->IsRunning());
 }
@@ -250,6 +259,25 @@ TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
     Logging::Logger::GetInstance()->SetSink(std::make_shared<ThrowingSink>());
     EXPECT_EQ(manager->StopProtocol("one"), 0);
     EXPECT_EQ(Connect()->CheckAlive(), 0);
+}
+
+TEST_F(ManagerTest, AReadThatFailsDuringTheStartCostsNoSetting) {
+    Add("net", "1", 1);
+    Db()->SetUint32(kSession, "net", "enabled", 0);
+    Db()->SetUint32(kSession, "net", "hardware", 1);
+    Db()->SetUint32(kSession, "", "fpgadelayedstart", 0);
+    Add("eip", "2", 3);
+    Db()->SetString(kSession, "eip", "consumersize", "128");
+    for (int nth = 1; nth <= 60; ++nth) {
+        End();
+        RegistryHost::FailCall(nth);
+        RunAgain();
+        RegistryHost::FailCall(0);
+        std::string size;
+        Db()->GetString(kSession, "eip", "consumersize", size);
+        EXPECT_EQ(size, "128") << nth;
+        EXPECT_TRUE(Db()->IsInstanceExist(kSession, "net")) << nth;
+    }
 }
 
 TEST_F(ManagerTest, KilledAtAnyRegistryWriteItServesWhatWasAcknowledged) {
@@ -368,9 +396,9 @@ TEST_F(ManagerTest, AStopBeforeTheStartOrTwiceWhileAllAreBusyEndsEverything) {
     auto handler = std::async(std::launch::async, [&client] { Ask(*client, kManagerRestart, "one"); });
     reached.get_future().wait();
     std::atomic<bool> stopped{false};
-    auto connecting = std::async(std::launch::async, [&stopped] {
+    auto connecting = std::async(std::launch::async, [this, &stopped] {
         while (!stopped)
-            IPCClient(true).Connect(kManagerServerName);
+            IPCClient(true).Connect(kManagerServerName), manager->StartProtocol("one");
     });
     auto first = stop();
     auto second = stop();

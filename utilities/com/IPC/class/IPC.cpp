@@ -84,7 +84,8 @@ IPCPayload IPC::Serialize() {
     IPCPayload message;
     message.reserve(sizeof(ipc_header) + Size());
     wire::Append(message, header_);
-    if ((Flags() & kFlagTiming) != 0) {
+    // A record that came without any bytes has no block, whatever its flags say.
+    if ((Flags() & kFlagTiming) != 0 && Size() >= sizeof timing_) {
         (IsRequest() ? timing_.requestSentTime : timing_.replySentTime) = platform::CounterTicks();
         wire::Append(message, timing_);
     }

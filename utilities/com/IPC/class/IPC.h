@@ -50,6 +50,18 @@ struct ipc_timing {
 };
 static_assert(sizeof(ipc_timing) == 32 && offsetof(ipc_timing, spareTime) == 24);
 
+/// Payload of the request of command 3.
+struct ipc_get_state_request {
+    wire::u8 unused;  // offset 0, size 1
+};
+static_assert(sizeof(ipc_get_state_request) == 1);
+
+/// Payload of the request of command 4.
+struct ipc_get_client_count_request {
+    wire::u8 unused;  // offset 0, size 1
+};
+static_assert(sizeof(ipc_get_client_count_request) == 1);
+
 /// Payload of the replies to commands 3 (value: the state) and 4 (value: the client count).
 struct ipc_value_reply {
     wire::i32 status;  // offset 0, size 4
@@ -65,8 +77,13 @@ struct ipc_client_info {
 };
 static_assert(sizeof(ipc_client_info) == 24 && offsetof(ipc_client_info, processId) == 8);
 
-/// What the record count of a clients-info request is multiplied by to give the request's declared size.
-inline constexpr std::uint32_t kIpcClientsInfoRequestUnit = 768;
+/// The request of command 5. Its message is not as long as this: one unit for every client but the first, with bytes
+/// that nobody reads.
+struct ipc_get_clients_info_request {
+    wire::u8 unused;  // offset 0, size 1
+    static constexpr std::uint32_t kUnit = 768;
+};
+static_assert(sizeof(ipc_get_clients_info_request) == 1);
 
 /// A message above this size is taken for a broken or hostile peer; no message of the system comes near it.
 inline constexpr std::uint32_t kIpcMaximumSize = 16u * 1024 * 1024;

@@ -9,6 +9,7 @@
 #include "IPC/transport/WholeTransfer.h"
 #include "utils/class/GlobalSettings.h"
 #include "utils/logging/Logger.h"
+#include "utils/platform/Deadline.h"
 #include "utils/platform/Platform.h"
 #include "utils/sync/WaitAny.h"
 
@@ -124,8 +125,10 @@ bool IPCClient::Handshake(ClientTransport& transport) {
     wire::u64 serverPid;
     const wire::u64 ownPid = platform::CurrentProcessId();
     constexpr auto kIdSize = static_cast<std::int32_t>(sizeof(wire::u64));
-    if (!ReadWhole(transport, &clientId, kIdSize, timeout_) || !ReadWhole(transport, &serverPid, kIdSize, timeout_) ||
-        transport.Write(&ownPid, kIdSize, timeout_) != kIdSize)
+    const platform::Deadline deadline(timeout_);
+    if (!ReadWhole(transport, &clientId, kIdSize, deadline.LeftMs()) ||
+        !ReadWhole(transport, &serverPid, kIdSize, deadline.LeftMs()) ||
+        transport.Write(&ownPid, kIdSize, deadline.LeftMs()) != kIdSize)
         return false;
     clientId_ = clientId;
     serverPid_ = serverPid;
@@ -181,9 +184,10 @@ std::int32_t IPCClient::OnRequest(const std::shared_ptr<IPC>& request) {
     {
         const std::scoped_lock guard(noticesLock_);
         notices_.push_back(request);
-        if (notices_.size() > kMaximumNotices) {
-            notices_.pop_front();
-            firstLoss = !std::exchange(noticesLost_, true);
+        noticesBytes_ += request->Payload().size();
+        while (notices_.size() > kMaximumNotices || noticesBytes_ > kIpcMaximumSize) {
+            DropNotice();
+            firstLoss |= !std::exchange(noticesLost_, true);
         }
     }
     noticed_.notify_one();
@@ -191,6 +195,13 @@ std::int32_t IPCClient::OnRequest(const std::shared_ptr<IPC>& request) {
         KIV_LOG(Logging::Warning, "Notices are not taken, the oldest are dropped id:%lld pid:%lld",
                 static_cast<long long>(clientId_), static_cast<long long>(serverPid_));
     return kIpcSuccess;
+}
+
+std::shared_ptr<IPC> IPCClient::DropNotice() {
+    auto notice = std::move(notices_.front());
+    notices_.pop_front();
+    noticesBytes_ -= notice->Payload().size();
+    return notice;
 }
 
 std::shared_ptr<IPC> IPCClient::TakeNotice(std::uint32_t timeoutMs) {
@@ -202,8 +213,7 @@ std::shared_ptr<IPC> IPCClient::TakeNotice(std::uint32_t timeoutMs) {
         noticed_.wait_for(guard, std::chrono::milliseconds(timeoutMs), done);
     if (notices_.empty())
         return {};
-    auto notice = std::move(notices_.front());
-    notices_.pop_front();
+    auto notice = DropNotice();
     noticesLost_ = noticesLost_ && !notices_.empty();
     return notice;
 }
@@ -285,25 +295,25 @@ std::int32_t IPCClient::Terminate() {
     return result;
 }
 
-std::int32_t IPCClient::AskValue(std::uint32_t command, std::uint32_t& value) {
+std::int32_t IPCClient::AskValue(const std::shared_ptr<IPC>& request, std::uint32_t& value) {
     std::shared_ptr<IPC> reply;
-    if (const auto result = Call(IPC::Request(command, IPCPayload(1)), timeout_, reply); result != kIpcSuccess)
+    if (const auto result = Call(request, timeout_, reply); result != kIpcSuccess)
         return result;
     return ReplyValue(*reply, value);
 }
 
 std::int32_t IPCClient::GetState(std::uint32_t& state) {
-    return AskValue(kIpcGetState, state);
+    return AskValue(IPC::Request(kIpcGetState, wire::Encode(ipc_get_state_request{})), state);
 }
 
 std::int32_t IPCClient::GetClientCount(std::uint32_t& count) {
-    return AskValue(kIpcGetClientCount, count);
+    return AskValue(IPC::Request(kIpcGetClientCount, wire::Encode(ipc_get_client_count_request{})), count);
 }
 
 IPCClient::Condition IPCClient::GetCondition() {
     const auto alive = IPC::Request(kIpcAliveCheck);
-    const auto state = IPC::Request(kIpcGetState, IPCPayload(1));
-    const auto count = IPC::Request(kIpcGetClientCount, IPCPayload(1));
+    const auto state = IPC::Request(kIpcGetState, wire::Encode(ipc_get_state_request{}));
+    const auto count = IPC::Request(kIpcGetClientCount, wire::Encode(ipc_get_client_count_request{}));
     Condition condition;
     if (SendTogether({alive, state, count}) != kIpcSuccess)
         return condition;
@@ -320,7 +330,7 @@ std::int32_t IPCClient::GetClientsInfo(std::vector<ipc_client_info>& clients) {
     if (const auto result = GetClientCount(count); result != kIpcSuccess)
         return result;
     const std::uint64_t others = std::max(count, 1u) - 1u;
-    const auto size = std::min<std::uint64_t>(others * kIpcClientsInfoRequestUnit, kIpcMaximumSize);
+    const auto size = std::min<std::uint64_t>(others * ipc_get_clients_info_request::kUnit, kIpcMaximumSize);
     std::shared_ptr<IPC> reply;
     if (const auto result = Call(IPC::Request(kIpcGetClientsInfo, IPCPayload(size)), timeout_, reply);
         result != kIpcSuccess)

@@ -93,10 +93,11 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     std::int32_t ConnectLocked(const std::string& serverName);
     bool Handshake(ClientTransport& transport);
     void DropConnection();
-    std::int32_t AskValue(std::uint32_t command, std::uint32_t& value);
+    std::int32_t AskValue(const std::shared_ptr<IPC>& request, std::uint32_t& value);
     /// Send for several requests in one write: all of them, or none.
     std::int32_t SendTogether(std::initializer_list<std::shared_ptr<IPC>> requests);
     void SetConnected(bool connected);
+    std::shared_ptr<IPC> DropNotice();
 
     // Serializes the operations, through their waits; taken before the other locks.
     std::mutex lock_;
@@ -118,5 +119,6 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     std::mutex noticesLock_;  // guards what follows; taken last
     std::condition_variable noticed_;
     std::deque<std::shared_ptr<IPC>> notices_;
+    std::size_t noticesBytes_ = 0;
     bool noticesLost_ = false;
 };

@@ -221,11 +221,15 @@ std::vector<ipc_client_info> IPCServer::Clients() {
 }
 
 std::shared_ptr<IPC> IPCServer::AnswerBuiltIn(const IPC& request, std::uint32_t state) {
+    const auto value = [&request](bool complete, std::uint32_t answer) {
+        const auto reply = complete ? ipc_value_reply{kIpcSuccess, answer} : ipc_value_reply{kIpcFailure, 0};
+        return IPC::Reply(request, wire::Encode(reply));
+    };
     switch (request.Command()) {
         case kIpcGetState:
-            return IPC::Reply(request, wire::Encode(ipc_value_reply{kIpcSuccess, state}));
+            return value(wire::Decode<ipc_get_state_request>(request.Payload()).has_value(), state);
         case kIpcGetClientCount:
-            return IPC::Reply(request, wire::Encode(ipc_value_reply{kIpcSuccess, ClientCount()}));
+            return value(wire::Decode<ipc_get_client_count_request>(request.Payload()).has_value(), ClientCount());
         case kIpcGetClientsInfo: {
             auto payload = wire::Encode(ipc_value_reply{kIpcSuccess, 0});  // the entries start at offset 8
             for (const auto& client : Clients())

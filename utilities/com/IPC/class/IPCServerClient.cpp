@@ -210,7 +210,7 @@ bool IPCServerClient::FinishBacklogWrite(const QueuedMessage& message, bool unde
         underWay ? transport_->FinishWrite(timeoutMs) : transport_->Write(message.bytes->data(), size, timeoutMs);
     if (written == size)
         return true;
-    if (!ended_)
+    if (!ended_ && Clock::now() >= message.deadline)
         KIV_LOG(Logging::Error, "Client does not take its messages, connection ended id:%lld pid:%lld server:%s",
                 static_cast<long long>(connectionId_), static_cast<long long>(processId_), serverName_.c_str());
     return false;

@@ -1,6 +1,7 @@
 #include "IPC/class/PipeReader.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "IPC/transport/WholeTransfer.h"
@@ -80,9 +81,15 @@ void PipeReader::InternalListenerThread(const std::function<bool()>& greeting) {
         bool more = !greeting || greeting();
         if (!more)
             TellDisconnect();
-        while (more && !stopped_) {
-            const auto record = Read();
-            more = record && !record->IsTerminate();
+        try {
+            while (more && !stopped_) {
+                const auto record = Read();
+                more = record && !record->IsTerminate();
+            }
+        } catch (const std::exception& error) {
+            KIV_LOG(Logging::Error, "Connection ended, its messages cannot be read: %s id:%lld pid:%lld", error.what(),
+                    static_cast<long long>(id_), static_cast<long long>(pid_));
+            TellDisconnect();
         }
         stopEvent_->Wait();  // the owner decides when the reader ends
     }
@@ -110,8 +117,8 @@ std::shared_ptr<IPC> PipeReader::ReadMessage() {
     const std::uint32_t size = header.size;
     std::shared_ptr<IPC> record;
     if (size <= kIpcMaximumSize) {
-        IPCPayload body(size);
-        if (!ReadBytes(body.data(), size)) {
+        IPCPayload body;
+        if (!ReadBody(body, size)) {
             KIV_LOG(Logging::Error, "Disconnect in middle size:%d id:%lld pid:%lld", static_cast<int>(size),
                     static_cast<long long>(id_), static_cast<long long>(pid_));
             return {};
@@ -124,6 +131,17 @@ std::shared_ptr<IPC> PipeReader::ReadMessage() {
         transport_->Close();  // what follows cannot be told apart any more
     }
     return record;
+}
+
+/// What a peer says comes is believed piece by piece, as it comes: a header alone costs no memory.
+bool PipeReader::ReadBody(IPCPayload& body, std::size_t size) {
+    while (body.size() < size) {
+        const auto have = body.size();
+        body.resize(std::min(size, have + kBodyPiece));
+        if (!ReadBytes(body.data() + have, body.size() - have))
+            return false;
+    }
+    return true;
 }
 
 bool PipeReader::ReadBytes(void* target, std::size_t size) {

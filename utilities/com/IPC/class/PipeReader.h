@@ -69,10 +69,12 @@ class PipeReader {
     std::int32_t AddReply(const std::shared_ptr<IPC>& reply);
 
   private:
-    static constexpr std::int32_t kReadAheadSize = 512;  // bytes; more than any message but a list takes
+    static constexpr std::int32_t kReadAheadSize = 512;   // bytes; more than any message but a list takes
+    static constexpr std::size_t kBodyPiece = 64 * 1024;  // bytes
 
     void InternalListenerThread(const std::function<bool()>& greeting);
     std::shared_ptr<IPC> ReadMessage();
+    bool ReadBody(IPCPayload& body, std::size_t size);
     /// The next `size` bytes of the stream, waiting for them without limit; false when it ends before.
     bool ReadBytes(void* target, std::size_t size);
     void Dispatch(const std::shared_ptr<IPC>& record);

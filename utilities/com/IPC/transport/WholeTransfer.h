@@ -4,13 +4,15 @@
 #include <cstdint>
 
 #include "IPC/transport/ClientTransport.h"
+#include "utils/platform/Deadline.h"
 
-/// Reads until `size` bytes are there, each transfer within `timeoutMs`. False when a transfer fails.
+/// Reads until `size` bytes are there, all within `timeoutMs`. False when a transfer fails or the time is over.
 inline bool ReadWhole(ClientTransport& transport, void* buffer, std::int32_t size, std::uint32_t timeoutMs) {
     auto* next = static_cast<std::uint8_t*>(buffer);
+    const platform::Deadline deadline(timeoutMs);
     while (size > 0) {
         // Zero bytes are no end of the stream: a peer may write nothing at all.
-        const std::int32_t bytes = transport.Read(next, size, timeoutMs);
+        const std::int32_t bytes = transport.Read(next, size, deadline.LeftMs());
         if (bytes < 0)
             return false;
         next += bytes;

@@ -148,10 +148,9 @@ void AddRename(CLI::App& app, const Options& options) {
     auto* command = app.add_subcommand("rename", "Renames an instance in the database and in the running manager");
     command->footer(
         "The instance keeps its settings. Its process, if it runs, is stopped and started under the new name.\n"
-        "With --running-only the manager and the process take the new name, the database does not: the settings stay\n"
-        "under the old name, where the renamed instance no longer finds them, and at its next start the manager has "
-        "the\n"
-        "old name again.");
+        "With --running-only the manager takes the new name, the database does not: the settings stay under the old\n"
+        "name, where the renamed instance no longer finds them. It is then not enabled, so that its process is\n"
+        "stopped and not started again. At its next start the manager has the old name again.");
     const auto oldName = NameArgument(*command, "OLD", "The instance");
     const auto newName = NewNameArgument(*command, "NEW", "Its new name");
     auto runningOnly = std::make_shared<bool>(false);
@@ -183,6 +182,10 @@ void AddStop(CLI::App& app, const Options& options) {
     command->callback([=, &options] {
         Manager manager(options);
         CheckResult(manager, *name, manager.Stop(*name));
+        if (manager.Status(*name).status == kStoppedWorking)
+            return Say(options, *name +
+                                    " has no process to stop; the manager goes on trying to start it. To end that: " +
+                                    "kivctl set \"" + *name + "\" enabled 0");
         Say(options, "Stopped " + *name + ".");
     });
 }

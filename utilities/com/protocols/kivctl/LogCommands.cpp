@@ -5,6 +5,7 @@
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
 #include "protocols/kivctl/Failure.h"
+#include "utils/logging/Logger.h"
 #include "utils/registry/Registry.h"
 #include "utils/registry/RegistryKey.h"
 
@@ -23,12 +24,13 @@ struct LogChoice {
     std::optional<std::string> file;
     std::optional<std::uint32_t> colour;
 
+    /// Where a log file is, when there is one.
+    std::string File() const { return file.value_or(Logging::DefaultLogFile()); }
     std::string Meaning() const {
         if (type == "console")
             return "the console of each process";
         if (type == "file")
-            return "the file " + file.value_or("%PROGRAMDATA%\\Quenlar Imaging\\log\\zebcom.log") +
-                   (colour.value_or(1) != 0 ? ", with colour codes" : ", without colour codes");
+            return "the file " + File() + (colour.value_or(1) != 0 ? ", with colour codes" : ", without colour codes");
         return "event tracing, where EtwVexaProviderX64.dll is installed; nothing is logged without it";
     }
 };
@@ -67,14 +69,27 @@ void AddShow(CLI::App& log, const Options& options) {
     });
 }
 
+/// The path of a text of the narrow code page, in which this program's texts are.
+std::filesystem::path PathOf(const std::string& narrow) {
+    const auto utf8 = ToUtf8(narrow);
+    return std::u8string(utf8.begin(), utf8.end());
+}
+
+/// The same for whatever folder the programs run in.
+std::string AbsolutePath(const std::string& file) {
+    const auto utf8 = std::filesystem::absolute(PathOf(file)).u8string();
+    const auto narrow = FromUtf8({utf8.begin(), utf8.end()});
+    if (!narrow)
+        throw Failure(kWrongUsage, "The folder's name has characters that the system's code page has not.");
+    return *narrow;
+}
+
 /// The programs do not make the folder of their log file, and log nothing without it.
 void MakeFolder(const std::string& file) {
-    const auto folder = std::filesystem::path(file).parent_path();
     std::error_code error;
-    if (!folder.empty())
-        std::filesystem::create_directories(folder, error);  // no error when it is there
+    std::filesystem::create_directories(PathOf(file).parent_path(), error);  // no error when it is there
     if (error)
-        throw Failure(kRefused, "The log file is set, but its folder cannot be made: " + folder.string());
+        throw Failure(kRefused, "The log file is set, but its folder cannot be made: " + file);
 }
 
 void AddSet(CLI::App& log, const Options& options) {
@@ -91,7 +106,7 @@ void AddSet(CLI::App& log, const Options& options) {
         if (!file->empty() && *type != "file")
             throw Failure(kWrongUsage, "A path goes with \"file\" only.");
         if (!file->empty())
-            *file = std::filesystem::absolute(*file).string();  // the programs run in other folders than this one
+            *file = AbsolutePath(*file);
         if (file->size() > kPathMaximum)
             throw Failure(kWrongUsage, "The path has " + std::to_string(file->size()) + " characters; at most " +
                                            std::to_string(kPathMaximum) + " are possible.");
@@ -102,7 +117,8 @@ void AddSet(CLI::App& log, const Options& options) {
                              (colour->empty() || key->SetNumber(kColourValue, *colour == "on" ? 1 : 0) == 0);
         if (!written)
             throw Failure(kRefused, "Refused: the registry cannot be written. Run this as an administrator.", -1);
-        MakeFolder(*file);
+        if (*type == "file")
+            MakeFolder(ReadChoice().File());
         if (!options.json)
             PrintLine("From their next start on, the programs log to " + ReadChoice().Meaning() + ".");
     });

@@ -22,6 +22,24 @@ std::shared_ptr<kivsync::Mutex> CreateOrOpenMutex() {
     return nullptr;
 }
 
+/// Lets go also when writing throws: every process of the machine would wait for it.
+class Held {
+  public:
+    explicit Held(kivsync::Mutex* mutex) : mutex_(mutex) {
+        if (mutex_ != nullptr)
+            mutex_->Lock();
+    }
+    ~Held() {
+        if (mutex_ != nullptr)
+            mutex_->Unlock();
+    }
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
+
+  private:
+    kivsync::Mutex* const mutex_;
+};
+
 }  // namespace
 
 FileSink::FileSink(std::string path, bool color) : path_(std::move(path)), mutex_(CreateOrOpenMutex()) {
@@ -30,16 +48,13 @@ FileSink::FileSink(std::string path, bool color) : path_(std::move(path)), mutex
 
 void FileSink::Write(const std::shared_ptr<LogEntry>& entry) {
     const std::string line = FormatLine(*entry, UsesColor(stream_));
-    if (mutex_ != nullptr)
-        mutex_->Lock();
+    const Held held(mutex_.get());
     stream_.open(path_, std::ios::app);
     if (stream_.is_open()) {
         stream_ << line << std::endl;
         stream_.close();
     }
     stream_.clear();  // a failure now says nothing of the next entry
-    if (mutex_ != nullptr)
-        mutex_->Unlock();
 }
 
 }  // namespace Logging

@@ -22,7 +22,7 @@ constexpr const char* kDefaultLogFile = "\\Quenlar Imaging\\log\\zebcom.log";  /
 
 struct Configuration {
     std::string type;
-    std::string file = platform::EnvironmentVariable("PROGRAMDATA") + kDefaultLogFile;
+    std::string file = DefaultLogFile();
     std::uint32_t color = 1;
 };
 
@@ -56,6 +56,10 @@ bool Passes(const List& filter, const Value& value) {
 }
 
 }  // namespace
+
+std::string DefaultLogFile() {
+    return platform::EnvironmentVariable("PROGRAMDATA") + kDefaultLogFile;
+}
 
 /// The two locks are never held together.
 struct Logger::State {

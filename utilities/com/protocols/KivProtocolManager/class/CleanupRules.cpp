@@ -1,4 +1,5 @@
 // What becomes of instances whose stored settings are no longer acceptable, looked at once when the service starts.
+// Only what was read decides: settings that cannot be read just now are no reason to change or to remove anything.
 
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
 #include "utils/VexaDB/class/ProtocolTypes.h"
@@ -6,11 +7,13 @@
 
 /// An EtherNet/IP instance without its assembly sizes gets the default ones.
 void CProtocolManager::CleanupEipInstance(CProtocol& instance) {
-    if (instance.Type() != VexaDB::kEthernetIp)
-        return;
     const auto name = instance.Name();
+    std::vector<VexaDB::SettingEntry> settings;
+    if (instance.Type() != VexaDB::kEthernetIp || db_->GetInstanceSettings(name, settings) != 0)
+        return;
     for (const char* setting : {"producersize", "consumersize", "configsize"}) {
-        if (!db_->Text(name, setting).empty())
+        const auto* const stored = VexaDB::FindSetting(settings, setting);
+        if (stored != nullptr && !stored->text.empty())
             continue;
         KIV_LOG(Logging::Warning, "Cleaning Ethernet/IP instance %s.%s", name.c_str(), setting);
         db_->SetString(name, setting, "64");
@@ -19,10 +22,12 @@ void CProtocolManager::CleanupEipInstance(CProtocol& instance) {
 
 /// Profinet runs on its hardware only. True when the instance was a software one and is removed.
 bool CProtocolManager::CleanupSoftwareProfinetInstance(CProtocol& instance) {
-    if (instance.Type() != VexaDB::kProfinet)
-        return false;
     const auto name = instance.Name();
-    if (db_->Number(name, "hardware") != 0)
+    std::vector<VexaDB::SettingEntry> settings;
+    if (instance.Type() != VexaDB::kProfinet || db_->GetInstanceSettings(name, settings) != 0)
+        return false;
+    const auto* const hardware = VexaDB::FindSetting(settings, "hardware");
+    if (hardware != nullptr && hardware->number != 0)
         return false;
     KIV_LOG(Logging::Warning, "Profinet software not supported anymore! Removing %s", name.c_str());
     db_->RemoveInstance(name);

@@ -15,12 +15,14 @@ IPCPayload EncodeListReply(const std::vector<std::string>& names) {
 
 IPCPayload EncodeClientsReply(std::uint32_t room, const std::vector<ipc_client_info>& clients) {
     ipc_mngctrl_get_clients_reply head;
-    const auto entries = std::min<std::size_t>(room, clients.size());
-    head.count = static_cast<std::uint32_t>(entries);
+    head.count = static_cast<std::uint32_t>(clients.size());
     auto payload = wire::Encode(head);
-    for (std::size_t i = 0; i < entries; ++i)
-        wire::Append(payload, clients[i]);
-    payload.resize(sizeof head + room * sizeof(ipc_client_info));
+    for (const auto& client : clients)
+        wire::Append(payload, client);
+    // The room is what a child said, whatever that is: a message holds so many entries and no more.
+    constexpr auto kMostRoom = (kIpcMaximumSize - sizeof(ipc_timing) - sizeof head) / sizeof(ipc_client_info);
+    const auto entries = std::max(clients.size(), std::min<std::size_t>(room, kMostRoom));
+    payload.resize(sizeof head + entries * sizeof(ipc_client_info));
     return payload;
 }
 

@@ -11,6 +11,7 @@
 #include "utils/VexaDB/class/VexaDBServer.h"
 #include "utils/class/GlobalSettings.h"
 #include "utils/logging/Logger.h"
+#include "utils/platform/Deadline.h"
 #include "utils/platform/Platform.h"
 #include "utils/registry/ProductFolder.h"
 
@@ -108,18 +109,16 @@ std::int32_t CProtocol::Start(std::uint32_t timeoutMs) {
 }
 
 std::shared_ptr<ClientTransport> CProtocol::AcceptChild(ServerTransport& readyPipe, std::uint32_t timeoutMs) {
-    const auto begin = platform::MonotonicNanoseconds();
-    auto leftMs = timeoutMs;
-    for (;;) {
-        auto connection = readyPipe.Accept(leftMs);
+    const platform::Deadline deadline(timeoutMs);
+    do {
+        auto connection = readyPipe.Accept(deadline.LeftMs());
         const auto peer = connection ? connection->PeerProcessId() : 0;
         if (peer == 0 || peer == ProcessId())
             return connection;
         KIV_LOG(Logging::Warning, "Process %llu is not the child of instance %s, its ready connection is refused",
                 static_cast<unsigned long long>(peer), Name().c_str());
-        const auto elapsedMs = (platform::MonotonicNanoseconds() - begin) / kNanosecondsPerMs;
-        leftMs = timeoutMs - static_cast<std::uint32_t>(std::min<std::int64_t>(elapsedMs, timeoutMs));
-    }
+    } while (deadline.LeftMs() > 0);
+    return {};
 }
 
 /// A child of an earlier manager that did not come to its end may still serve under the name; it is asked to go.

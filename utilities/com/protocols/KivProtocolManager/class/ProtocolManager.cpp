@@ -139,9 +139,10 @@ std::vector<CProtocolManager::InstancePtr> CProtocolManager::Instances() {
     return protocols_;
 }
 
-/// Whether the table still holds the instance; the lock is held. What was removed meanwhile must not be started again.
-bool CProtocolManager::IsListed(const InstancePtr& instance) const {
-    return std::find(protocols_.begin(), protocols_.end(), instance) != protocols_.end();
+/// Whoever waited for the lock may hold an instance that was removed meanwhile, or come after all were stopped: its
+/// child would be nobody's. The lock is held.
+bool CProtocolManager::MayStart(const InstancePtr& instance) const {
+    return !allStopped_ && std::find(protocols_.begin(), protocols_.end(), instance) != protocols_.end();
 }
 
 CProtocolManager::InstancePtr CProtocolManager::GetProtocol(const std::string& name) {
@@ -153,22 +154,33 @@ CProtocolManager::InstancePtr CProtocolManager::GetProtocol(const std::string& n
 
 std::int32_t CProtocolManager::StartProtocols() {
     KIV_LOG(Logging::Info, "Starting Protocols services");
-    std::vector<std::string> names;
-    db_->GetInstances(names);
-    for (const auto& name : names) {
-        const auto instance = std::make_shared<CProtocol>(name);
-        if (CleanupSoftwareProfinetInstance(*instance))
-            continue;
-        CleanupEipInstance(*instance);
-        {
-            const std::lock_guard hold(lock_);
-            protocols_.push_back(instance);
-        }
-        if (instance->Protocol() == VexaDB::kProtocolNames[VexaDB::kProfinet])
-            AwaitProfinetHardware();
-        StartProtocol(instance);
+    // Starting takes time, in which the database changes: what was renamed meanwhile is found by the second look.
+    for (int look = 0; look < 2; ++look) {
+        std::vector<std::string> names;
+        db_->GetInstances(names);
+        for (const auto& name : names)
+            TakeUp(name);
     }
     return 0;
+}
+
+/// Puts an instance of the database into the table and starts it; not one that is there, or was removed meanwhile.
+void CProtocolManager::TakeUp(const std::string& name) {
+    if (GetProtocol(name))
+        return;
+    const auto instance = std::make_shared<CProtocol>(name);
+    if (CleanupSoftwareProfinetInstance(*instance))
+        return;
+    CleanupEipInstance(*instance);
+    {
+        const std::lock_guard hold(lock_);
+        if (GetProtocol(name) || !db_->IsInstanceExist(name))
+            return;
+        protocols_.push_back(instance);
+    }
+    if (instance->Protocol() == VexaDB::kProtocolNames[VexaDB::kProfinet])
+        AwaitProfinetHardware();
+    StartProtocol(instance);
 }
 
 /// The Profinet hardware needs time before each of its instances; a stop request need not wait for it.
@@ -184,8 +196,11 @@ void CProtocolManager::AwaitProfinetHardware() {
 std::int32_t CProtocolManager::MonitorProtocol() {
     KIV_LOG(Logging::Info, "Monitor Protocols services");
     while (stopRequestEvent_->Wait(monitorWaitTime_) != 0) {
-        for (const auto& instance : Instances())
+        for (const auto& instance : Instances()) {
+            if (StopRequested())
+                break;  // what would be restarted now would be stopped at once
             CheckInstance(instance);
+        }
     }
     return 0;
 }
@@ -198,7 +213,7 @@ void CProtocolManager::CheckInstance(const InstancePtr& instance) {
         return;
 
     const std::lock_guard hold(lock_);
-    if (!IsListed(instance) || instance->IsStopped() || healthy())
+    if (!MayStart(instance) || instance->IsStopped() || healthy())
         return;
     KIV_LOG(Logging::Error, "Protocol %s has stopped working", instance->Name().c_str());
     if (instance->IsRunning())
@@ -212,6 +227,7 @@ std::int32_t CProtocolManager::StopProtocols() {
         const std::lock_guard hold(lock_);
         for (const auto& instance : protocols_)
             instance->Stop();
+        allStopped_ = true;
     }
     KIV_LOG(Logging::Info, "Finishing Stoping Protocols all services");
     return 0;
@@ -227,7 +243,7 @@ std::int32_t CProtocolManager::StartProtocol(const InstancePtr& instance) {
     const auto name = instance->Name();
     {
         const std::lock_guard hold(lock_);
-        if (!IsListed(instance))
+        if (!MayStart(instance))
             return kManagerFailure;
         SetPortOwner(*instance);
         if (instance->IsRunning()) {
@@ -287,25 +303,27 @@ std::int32_t CProtocolManager::RestartProtocol(const std::string& name) {
         return kManagerInUse;
     }
 
-    const bool wasRunning = instance->IsRunning();
-    if (wasRunning) {
-        std::int32_t stopped = 0;
-        {
-            const std::lock_guard hold(lock_);
+    bool wasRunning = false;
+    std::int32_t stopped = 0;
+    {
+        const std::lock_guard hold(lock_);
+        wasRunning = instance->IsRunning();
+        if (wasRunning) {
             KIV_LOG(Logging::Warning, "Stop protocol %s", name.c_str());
             stopped = instance->Stop();
         }
-        if (stopped != 0) {
-            KIV_LOG(Logging::Error, "Cannot stop protocol %s", name.c_str());
-            return stopped;
-        }
-        StopProtocolNotify(name);
     }
+    if (stopped != 0) {
+        KIV_LOG(Logging::Error, "Cannot stop protocol %s", name.c_str());
+        return stopped;
+    }
+    if (wasRunning)
+        StopProtocolNotify(name);
 
     std::int32_t started = 0;
     {
         const std::lock_guard hold(lock_);
-        if (!IsListed(instance))
+        if (!MayStart(instance))
             return kManagerFailure;
         SetPortOwner(*instance);
         started = instance->Start(CProtocol::kDefaultStartTimeout);

@@ -85,13 +85,14 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     std::int32_t StartProtocols();
     std::int32_t MonitorProtocol();
     std::int32_t StopProtocols();
+    void TakeUp(const std::string& name);
     void AwaitProfinetHardware();
     void CheckInstance(const InstancePtr& instance);
     bool StopRequested() { return stopRequestEvent_->Wait(0) == 0; }
 
     std::int32_t StartProtocol(const InstancePtr& instance);
     std::vector<InstancePtr> Instances();
-    bool IsListed(const InstancePtr& instance) const;
+    bool MayStart(const InstancePtr& instance) const;
 
     // The command loop and its handlers (ProtocolManagerCommands.cpp). A handler returns the reply's payload.
     std::int32_t ProcessIPC();
@@ -139,8 +140,9 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     const std::shared_ptr<kivsync::Event> stoppedEvent_;
     std::shared_ptr<kivsync::Mutex> onlyManager_;  // from Init to Release
 
-    std::recursive_mutex lock_;  // guards protocols_ and every start and stop of an instance
+    std::recursive_mutex lock_;  // guards what follows, and every start and stop of an instance
     std::vector<InstancePtr> protocols_;
+    bool allStopped_ = false;  // at the service's end: nothing is started any more
 
     std::uint32_t monitorWaitTime_ = 300000;  // ms
     Clock clock_;

@@ -1,6 +1,7 @@
 // The command side of CProtocolManager: the loop that serves the control server, and the handler of every command.
 
 #include <algorithm>
+#include <exception>
 
 #include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
@@ -32,7 +33,12 @@ std::int32_t CProtocolManager::ProcessIPC() {
         const auto request = ipcServer_.GetRequest();
         if (!request)
             break;  // the server was stopped
+        const auto begin = clock_();
         HandleRequest(request);
+        const auto elapsed = clock_() - begin;
+        if (elapsed >= kLongCommandNanoseconds)
+            KIV_LOG(Logging::Error, "Manager IPC command %d process took long time - %lldms!",
+                    static_cast<int>(request->Command()), static_cast<long long>(elapsed / kNanosecondsPerMs));
     }
     return 0;
 }
@@ -61,22 +67,23 @@ void CProtocolManager::HandleRequest(const std::shared_ptr<IPC>& request) {
         {kManagerGetClients, &CProtocolManager::HandleGetClients},
     };
 
-    const auto begin = clock_();
     const auto command = request->Command();
     const auto* entry = std::find_if(std::begin(kHandlers), std::end(kHandlers),
                                      [command](const Entry& candidate) { return candidate.command == command; });
     // A command that nobody handles gets no answer: none is agreed for it.
     if (entry != std::end(kHandlers)) {
-        auto payload = (this->*entry->handler)(*request);
+        IPCPayload payload;
+        try {
+            payload = (this->*entry->handler)(*request);
+        } catch (const std::exception& error) {
+            KIV_LOG(Logging::Error, "Manager IPC command %d failed: %s", static_cast<int>(command), error.what());
+            payload = (this->*entry->handler)(*IPC::Request(command));  // does nothing, and says -1
+        }
         if (request->ExpectsReply())
             ipcServer_.SendReply(IPC::Reply(*request, std::move(payload)));
     }
     if (command == kIpcStop)
         stopRequestEvent_->Set();  // not before the answer: the stop closes the connection that it goes over
-    const auto elapsed = clock_() - begin;
-    if (elapsed >= kLongCommandNanoseconds)
-        KIV_LOG(Logging::Error, "Manager IPC command %d process took long time - %lldms!", static_cast<int>(command),
-                static_cast<long long>(elapsed / kNanosecondsPerMs));
 }
 
 IPCPayload CProtocolManager::HandleEmpty(const IPC& /*request*/) {
@@ -245,9 +252,10 @@ std::int32_t CProtocolManager::RenameProtocol(const std::string& oldName, const 
         return kManagerFailure;
     KIV_LOG(Logging::Warning, "Rename instance %s to %s", oldName.c_str(), newName.c_str());
 
-    const bool wasRunning = instance->IsRunning();
+    bool wasRunning = false;
     {
         const std::lock_guard hold(lock_);
+        wasRunning = instance->IsRunning();
         if (instance->IsInUseByOthers())
             return kManagerInUse;
         if (wasRunning && instance->Stop() != 0) {
@@ -259,7 +267,7 @@ std::int32_t CProtocolManager::RenameProtocol(const std::string& oldName, const 
     RenameProtocolNotify(oldName, newName);
     if (wasRunning) {
         const std::lock_guard hold(lock_);
-        if (!IsListed(instance) || instance->Start(CProtocol::kDefaultStartTimeout) != 0)
+        if (!MayStart(instance) || instance->Start(CProtocol::kDefaultStartTimeout) != 0)
             KIV_LOG(Logging::Error, "Cannot start protocol %s", newName.c_str());
     }
     KIV_LOG(Logging::Warning, "Renamed instance %s to %s", oldName.c_str(), newName.c_str());

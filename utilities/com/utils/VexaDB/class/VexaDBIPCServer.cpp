@@ -1,5 +1,6 @@
 #include "utils/VexaDB/class/VexaDBIPCServer.h"
 
+#include <exception>
 #include <utility>
 
 #include "utils/VexaDB/class/VexaDBMessages.h"
@@ -202,29 +203,33 @@ void VexaDBIPCServer::ProcessIPC() {
         if (!request)
             return;
         Turn::current = &turn;
+        const auto begin = clock_();
         Process(request);
+        const auto elapsed = clock_() - begin;
+        if (elapsed >= kLongNanoseconds)
+            KIV_LOG(Logging::Error, "VexaDB IPC command %d process took long time - %lldms!",
+                    static_cast<int>(request->Command()), static_cast<long long>(elapsed / kNanosecondsPerMillisecond));
         Turn::current = nullptr;
     }
 }
 
 void VexaDBIPCServer::Process(const std::shared_ptr<IPC>& request) {
-    const auto command = request->Command();
-    const auto begin = clock_();
     const bool expectsReply = request->ExpectsReply();
     const auto reply = Handle(request);
     if (expectsReply)
         server_->SendReply(reply);
-    const auto elapsed = clock_() - begin;
-    if (elapsed >= kLongNanoseconds)
-        KIV_LOG(Logging::Error, "VexaDB IPC command %d process took long time - %lldms!", static_cast<int>(command),
-                static_cast<long long>(elapsed / kNanosecondsPerMillisecond));
 }
 
 std::shared_ptr<IPC> VexaDBIPCServer::Handle(const std::shared_ptr<IPC>& request) {
     const auto handler = handlers_.find(request->Command());
     if (handler == handlers_.end())
         return request;
-    return IPC::Reply(*request, handler->second(request->Payload()));
+    try {
+        return IPC::Reply(*request, handler->second(request->Payload()));
+    } catch (const std::exception& error) {
+        KIV_LOG(Logging::Error, "VexaDB IPC command %d failed: %s", static_cast<int>(request->Command()), error.what());
+        return IPC::Reply(*request, handler->second({}));  // does nothing, and says -1
+    }
 }
 
 }  // namespace VexaDB

@@ -1,9 +1,11 @@
 // The store interface: instances, each with its table of settings.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "utils/VexaDB/class/VexaDBOpObserver.h"
@@ -19,6 +21,18 @@ struct SettingEntry {
     std::uint32_t number = 0;
     std::string text;
 };
+
+/// Setting names compare as the registry compares them: without regard to letter case.
+inline bool IsSameSetting(std::string_view one, std::string_view other) {
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    return std::ranges::equal(one, other, {}, lower, lower);
+}
+
+/// The setting of that name; null when there is none.
+inline const SettingEntry* FindSetting(const std::vector<SettingEntry>& settings, std::string_view name) {
+    const auto found = std::ranges::find_if(settings, [name](const auto& s) { return IsSameSetting(s.name, name); });
+    return found == settings.end() ? nullptr : &*found;
+}
 
 /// Results: 0 success, anything else failure; a failed read leaves its output untouched. Not locked: the database
 /// server serializes the calls.

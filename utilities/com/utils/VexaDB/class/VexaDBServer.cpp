@@ -103,10 +103,13 @@ std::int32_t VexaDBServer::Commit(SessionId session) {
     const auto result = WithSession(session, [&](Session& record) {
         const auto batch = std::exchange(record, Session{});
         std::lock_guard database(databaseLock_);
-        for (const auto& operation : batch.batchOperations) {
-            if (operation->Execute(store_) != 0)
-                break;
-        }
+        const auto& operations = batch.batchOperations;
+        const auto failed = std::find_if(operations.begin(), operations.end(),
+                                         [this](const auto& operation) { return operation->Execute(store_) != 0; });
+        if (failed != operations.end())
+            KIV_LOG(Logging::Error, "Commit of session %llu ended at its change %d of %d, the rest is dropped",
+                    static_cast<unsigned long long>(session), static_cast<int>(failed - operations.begin()) + 1,
+                    static_cast<int>(operations.size()));
         outbox = TakeNotices();
         return 0;
     });

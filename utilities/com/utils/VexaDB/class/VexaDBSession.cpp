@@ -35,7 +35,8 @@ template <class Call>
 std::int32_t VexaDBSession::Run(Call call) {
     const auto session = Current();
     const auto result = call(session);
-    if (result == 0 || inBatch_ || database_->IsSessionValid(session))
+    // A lost session answers -1; what was not answered may have been done, and is not done again.
+    if (result != -1 || inBatch_ || database_->IsSessionValid(session))
         return result;
     return call(Renew(session));
 }

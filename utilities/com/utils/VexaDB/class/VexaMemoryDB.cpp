@@ -124,7 +124,7 @@ const VexaMemoryDB::Setting* VexaMemoryDB::Find(const std::string& instance, con
 VexaMemoryDB::Setting* VexaMemoryDB::FindForWriting(const std::string& instance, const std::string& setting,
                                                     SettingKind kind) {
     auto* table = Find(instance);
-    if (table == nullptr || IsNameValue(setting))
+    if (table == nullptr || IsNameOf(instance, setting))
         return nullptr;
     auto& target = table->try_emplace(setting, Setting{kind, 0, {}}).first->second;
     return target.kind == kind ? &target : nullptr;

@@ -23,6 +23,14 @@ bool ReadName(RegistryKey& table, std::string& name) {
     return true;
 }
 
+/// Whether the table was read and has no name; not when it cannot be read just now.
+bool IsNameless(RegistryKey& table) {
+    std::vector<VexaUtils::NamedRegistryValue> values;
+    return table.Values(values) == 0 && std::none_of(values.begin(), values.end(), [](const auto& entry) {
+               return entry.value.kind == ValueKind::Text && IsSameSetting(entry.name, kNameValue);
+           });
+}
+
 bool IsDecimal(const std::string& id) {
     return !id.empty() && std::all_of(id.begin(), id.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
@@ -71,10 +79,16 @@ std::shared_ptr<RegistryKey> VexaRegistryDB::OpenById(const std::string& id, std
 }
 
 std::int32_t VexaRegistryDB::ReadTables() {
+    // Once more, for a table that went away while it was read.
+    return TryReadTables() == 0 ? 0 : TryReadTables();
+}
+
+std::int32_t VexaRegistryDB::TryReadTables() {
     state_ = IndexState::Unread;
     tables_.clear();
     ids_.clear();
     usedIds_.clear();
+    ambiguous_ = false;
     std::vector<std::string> ids;
     if (!key_ || key_->Subkeys(ids) != 0)
         return -1;
@@ -82,12 +96,13 @@ std::int32_t VexaRegistryDB::ReadTables() {
     std::erase_if(keys_, [this](const auto& kept) { return !usedIds_.contains(kept.first); });
     for (const auto& id : ids) {
         Table entry{id, {}, false};
-        if (!OpenById(id, entry.name))
-            continue;  // deleted since it was listed
+        const auto table = OpenById(id, entry.name);
         entry.named = keys_.contains(id);
+        if (!table || (!entry.named && !IsNameless(*table)))
+            return -1;
         if (!entry.named)
             entry.name = id;
-        ids_.emplace(entry.name, id);  // of two tables with one name the first one counts
+        ambiguous_ |= !ids_.emplace(entry.name, id).second;  // of two tables with one name the first one counts
         tables_.push_back(std::move(entry));
     }
     state_ = IndexState::Exact;
@@ -104,7 +119,8 @@ std::int32_t VexaRegistryDB::FollowOutsideChanges() {
 
 void VexaRegistryDB::AbsorbOwnChange() {
     key_->ChangedSinceLastAsked();
-    state_ = IndexState::Suspect;
+    // The index knows one table for each name: when that one goes, another may be left that has the name.
+    state_ = ambiguous_ ? IndexState::Unread : IndexState::Suspect;
 }
 
 std::shared_ptr<RegistryKey> VexaRegistryDB::OpenTable(const std::string& instance) {
@@ -135,6 +151,11 @@ bool VexaRegistryDB::IsTaken(const std::string& name) {
     return name.empty() || OpenIndexedTable(name) != nullptr;
 }
 
+std::int32_t VexaRegistryDB::Refused(const std::string& instance) {
+    KIV_LOG(Logging::Error, "The registry refuses a change of the settings database, instance %s", instance.c_str());
+    return -1;
+}
+
 std::string VexaRegistryDB::FreeId() {
     for (std::uint32_t number = 0;; ++number) {
         auto id = std::to_string(number);
@@ -152,12 +173,12 @@ std::int32_t VexaRegistryDB::AddInstance(const std::string& instance) {
     const auto id = FreeId();
     const auto table = key_->CreateSubkey(id);
     if (!table)
-        return -1;
+        return Refused(instance);
     table->Flush();
     if (table->SetText(kNameValue, instance) != 0) {
         key_->DeleteSubkey(id);
         AbsorbOwnChange();
-        return -1;
+        return Refused(instance);
     }
     ids_[instance] = id;
     keys_[id] = table;
@@ -177,7 +198,7 @@ std::int32_t VexaRegistryDB::RemoveInstance(const std::string& instance) {
     const auto found = ids_.find(instance);
     keys_.erase(found->second);
     if (key_->DeleteSubkey(found->second) != 0)
-        return -1;
+        return Refused(instance);
     key_->Flush();
     usedIds_.erase(found->second);
     ids_.erase(found);
@@ -190,8 +211,10 @@ std::int32_t VexaRegistryDB::RenameInstance(const std::string& oldName, const st
     if (oldName.empty())
         return -1;
     const auto table = OpenTable(oldName);
-    if (!table || IsTaken(newName) || table->SetText(kNameValue, newName) != 0)
+    if (!table || IsTaken(newName))
         return -1;
+    if (table->SetText(kNameValue, newName) != 0)
+        return Refused(oldName);
     auto entry = ids_.extract(oldName);
     ids_[newName] = std::move(entry.mapped());
     AbsorbOwnChange();
@@ -202,8 +225,10 @@ std::int32_t VexaRegistryDB::RenameInstance(const std::string& oldName, const st
 std::int32_t VexaRegistryDB::SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) {
     RegistryValue old;
     const auto table = OpenForWriting(instance, setting, ValueKind::Number, old);
-    if (!table || table->SetNumber(setting, value) != 0)
+    if (!table)
         return -1;
+    if (table->SetNumber(setting, value) != 0)
+        return Refused(instance);
     AbsorbOwnChange();
     Notify(&VexaDBOpObserver::Uint32Changed, instance, setting, old.number, value);
     return 0;
@@ -213,8 +238,10 @@ std::int32_t VexaRegistryDB::SetString(const std::string& instance, const std::s
                                        const std::string& value) {
     RegistryValue old;
     const auto table = OpenForWriting(instance, setting, ValueKind::Text, old);
-    if (!table || table->SetText(setting, value) != 0)
+    if (!table)
         return -1;
+    if (table->SetText(setting, value) != 0)
+        return Refused(instance);
     AbsorbOwnChange();
     Notify(&VexaDBOpObserver::StringChanged, instance, setting, old.text, value);
     return 0;
@@ -223,7 +250,7 @@ std::int32_t VexaRegistryDB::SetString(const std::string& instance, const std::s
 std::shared_ptr<RegistryKey> VexaRegistryDB::OpenForWriting(const std::string& instance, const std::string& setting,
                                                             ValueKind kind, RegistryValue& old) {
     auto table = OpenTable(instance);
-    if (!table || IsNameValue(setting))
+    if (!table || IsNameOf(instance, setting))
         return nullptr;
     if (table->Query(setting, old) == 0 && old.kind != kind)
         return nullptr;
@@ -253,6 +280,10 @@ std::int32_t VexaRegistryDB::Query(const std::string& instance, const std::strin
 }
 
 std::int32_t VexaRegistryDB::GetInstances(std::vector<std::string>& instances) {
+    return GetTables(instances);
+}
+
+std::int32_t VexaRegistryDB::GetTables(std::vector<std::string>& instances) {
     if (FollowOutsideChanges() != 0 || (state_ != IndexState::Exact && ReadTables() != 0))
         return -1;
     instances.assign(1, "");
@@ -271,7 +302,7 @@ std::int32_t VexaRegistryDB::GetInstanceSettings(const std::string& instance, st
         return -1;
     settings.clear();
     for (auto& [name, value] : values) {
-        if (value.kind == ValueKind::Other || IsNameValue(name))
+        if (value.kind == ValueKind::Other || IsNameOf(instance, name))
             continue;
         const auto kind = value.kind == ValueKind::Number ? SettingKind::Number : SettingKind::String;
         settings.push_back({name, kind, value.number, std::move(value.text)});

@@ -61,6 +61,7 @@ class VexaRegistryDB : public VexaStore {
     /// none.
     std::shared_ptr<VexaUtils::RegistryKey> OpenById(const std::string& id, std::string& name);
     std::int32_t ReadTables();
+    std::int32_t TryReadTables();
     /// Reads the tables if they changed from outside since the last time; 0 when the index is usable.
     std::int32_t FollowOutsideChanges();
     /// Takes the system's notice of a write of our own, so that it does not pass for a change from outside.
@@ -73,6 +74,9 @@ class VexaRegistryDB : public VexaStore {
     bool IsTaken(const std::string& name);
     /// The first of "0", "1", "2", ... that no table has.
     std::string FreeId();
+    std::int32_t GetTables(std::vector<std::string>& instances);
+    /// Logs that the registry did not take a change; -1.
+    static std::int32_t Refused(const std::string& instance);
 
     std::int32_t Query(const std::string& instance, const std::string& setting, VexaUtils::ValueKind kind,
                        VexaUtils::RegistryValue& value);
@@ -82,6 +86,7 @@ class VexaRegistryDB : public VexaStore {
 
     std::shared_ptr<VexaUtils::RegistryKey> key_;  // empty when the registry refused it
     IndexState state_ = IndexState::Unread;
+    bool ambiguous_ = false;                  // some tables have one name in common
     std::vector<Table> tables_;               // in the registry's order; of use while the index is Exact
     std::map<std::string, std::string> ids_;  // instance name to table id
     std::map<std::string, std::shared_ptr<VexaUtils::RegistryKey>> keys_;  // of the named tables, by id

@@ -1,7 +1,6 @@
 #include "utils/VexaDB/class/VexaStore.h"
 
 #include <algorithm>
-#include <string_view>
 
 namespace VexaDB {
 
@@ -17,11 +16,8 @@ std::int32_t VexaStore::RemoveObserver(const std::shared_ptr<VexaDBOpObserver>& 
     return 0;
 }
 
-bool VexaStore::IsNameValue(const std::string& setting) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    const std::string_view name = kNameValue;
-    return std::equal(setting.begin(), setting.end(), name.begin(), name.end(),
-                      [&](char a, char b) { return lower(a) == b; });
+bool VexaStore::IsNameOf(const std::string& instance, const std::string& setting) {
+    return !instance.empty() && IsSameSetting(setting, kNameValue);
 }
 
 }  // namespace VexaDB

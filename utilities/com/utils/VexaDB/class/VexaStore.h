@@ -9,8 +9,8 @@
 
 namespace VexaDB {
 
-/// The value of a table that holds its instance's name. It is no setting: no store sets it through SetUint32 or
-/// SetString (they fail with -1), whatever its letter case, since an instance would lose its name by it.
+/// The value of a table that holds its instance's name. It is no setting of the instance: no store sets it through
+/// SetUint32 or SetString (they fail with -1), whatever its letter case, since the instance would lose its name by it.
 inline constexpr const char* kNameValue = "_kiv_name";
 
 /// Not locked: the database server serializes the calls.
@@ -21,7 +21,7 @@ class VexaStore : public VexaDBInterface {
     std::int32_t RemoveObserver(const std::shared_ptr<VexaDBOpObserver>& observer) override;
 
   protected:
-    static bool IsNameValue(const std::string& setting);
+    static bool IsNameOf(const std::string& instance, const std::string& setting);
 
     /// Tells every observer, in registration order, each with its own copies of the strings.
     template <class... Parameters, class... Arguments>

@@ -19,7 +19,6 @@ ServerWinPipeInstance::ServerWinPipeInstance(std::string serverName)
       waitEvent_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
     if (!waitEvent_)
         KIV_LOG(Logging::Error, "Cannot create wait event server:%s", serverName_.c_str());
-    MakeReady();
 }
 
 ServerWinPipeInstance::~ServerWinPipeInstance() {

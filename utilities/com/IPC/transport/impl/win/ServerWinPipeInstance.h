@@ -12,7 +12,6 @@
 /// nobody until MakeReady succeeds.
 class ServerWinPipeInstance {
   public:
-    /// Makes the pipe and starts waiting, if it can.
     explicit ServerWinPipeInstance(std::string serverName);
     /// Cancels the wait.
     ~ServerWinPipeInstance();

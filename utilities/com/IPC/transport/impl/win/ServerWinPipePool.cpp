@@ -1,10 +1,10 @@
 #include "IPC/transport/impl/win/ServerWinPipePool.h"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 #include "utils/logging/Logger.h"
+#include "utils/platform/Deadline.h"
 
 namespace {
 
@@ -34,10 +34,10 @@ bool ServerWinPipePool::MakeAllReady() {
 }
 
 UniqueHandle ServerWinPipePool::Accept(std::uint32_t timeoutMs) {
-    using Clock = std::chrono::steady_clock;
-    const auto start = Clock::now();
+    const platform::Deadline deadline(timeoutMs);
     for (;;) {
-        const std::uint32_t waitMs = MakeAllReady() ? timeoutMs : std::min(timeoutMs, kRetryMs);
+        const auto leftMs = deadline.LeftMs();
+        const std::uint32_t waitMs = MakeAllReady() ? leftMs : std::min(leftMs, kRetryMs);
         std::vector<HANDLE> events{interruptEvent_.Get()};
         for (const auto* instance : ready_)
             events.push_back(instance->GetWaitEvent());
@@ -50,8 +50,7 @@ UniqueHandle ServerWinPipePool::Accept(std::uint32_t timeoutMs) {
                 return pipe;
             continue;
         }
-        const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
-        if (index == WAIT_TIMEOUT && waitMs != timeoutMs && waited < timeoutMs)
+        if (index == WAIT_TIMEOUT && waitMs != leftMs)
             continue;
         KIV_LOG(Logging::Error, "Timeout in wait for client connect timeout:%d server:%s", static_cast<int>(timeoutMs),
                 serverName_.c_str());
