@@ -26,8 +26,25 @@ set(CPACK_NSIS_EXTRA_PREINSTALL_COMMANDS [[
     SetErrorLevel 2
     Abort
     kiv_stopped:
+    ; A program that runs (kivctl watch, or a process that outlived its manager) can be renamed, but not replaced.
+    Delete '$INSTDIR\\*.exe.old'
+    Rename '$INSTDIR\\kivctl.exe' '$INSTDIR\\kivctl.exe.old'
+    IfFileExists '$INSTDIR\\kivctl.exe' kiv_busy
+    Rename '$INSTDIR\\KivProtocol.exe' '$INSTDIR\\KivProtocol.exe.old'
+    IfFileExists '$INSTDIR\\KivProtocol.exe' kiv_busy
+    Rename '$INSTDIR\\KivProtocolManager.exe' '$INSTDIR\\KivProtocolManager.exe.old'
+    IfFileExists '$INSTDIR\\KivProtocolManager.exe' kiv_busy kiv_free
+    kiv_busy:
+    Rename '$INSTDIR\\KivProtocol.exe.old' '$INSTDIR\\KivProtocol.exe'
+    Rename '$INSTDIR\\kivctl.exe.old' '$INSTDIR\\kivctl.exe'
+    nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service start'
+    Pop $0
+    SetErrorLevel 2
+    Abort
+    kiv_free:
 ]])
 set(CPACK_NSIS_EXTRA_INSTALL_COMMANDS [[
+    Delete '$INSTDIR\\*.exe.old'
     nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service install'
     Pop $0
     StrCmp $0 0 kiv_installed
@@ -40,5 +57,10 @@ set(CPACK_NSIS_EXTRA_INSTALL_COMMANDS [[
 set(CPACK_NSIS_EXTRA_UNINSTALL_COMMANDS [[
     nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service uninstall'
     Pop $0
+    StrCmp $0 0 kiv_uninstalled
+    SetErrorLevel 2
+    Abort
+    kiv_uninstalled:
+    Delete '$INSTDIR\\*.exe.old'
 ]])
 include(CPack)

@@ -11,6 +11,7 @@
 /// The console of another system: every text is what it is.
 namespace kivctl {
 void Print(std::string_view, Colour) {}
+void PrintUtf8(std::string_view) {}
 std::string ToUtf8(const std::string& narrow) {
     return narrow;
 }

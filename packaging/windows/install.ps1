@@ -15,7 +15,7 @@ Registers the service without starting it.
 #>
 [CmdletBinding()]
 param(
-    [string]$Destination = (Join-Path $env:ProgramFiles 'KivProtocolManager'),
+    [string]$Destination = (Join-Path $(if ($env:ProgramW6432) { $env:ProgramW6432 } else { $env:ProgramFiles }) 'KivProtocolManager'),
     [switch]$NoStart
 )
 
@@ -28,15 +28,35 @@ function Invoke-Kivctl {
     if ($LASTEXITCODE -ne 0) { throw "kivctl $args failed with exit code $LASTEXITCODE" }
 }
 
-$missing = $programs | Where-Object { -not (Test-Path (Join-Path $PSScriptRoot $_)) }
+$missing = $programs | Where-Object { -not (Test-Path -LiteralPath (Join-Path $PSScriptRoot $_)) }
 if ($missing) { throw "Not beside this script: $($missing -join ', ')" }
 
 # What runs lets go of its files before they are replaced.
-if (Test-Path $kivctl) { Invoke-Kivctl service stop }
-New-Item -ItemType Directory -Force $Destination | Out-Null
-foreach ($program in $programs) {
-    Copy-Item -Force (Join-Path $PSScriptRoot $program) $Destination
+$upgrade = Test-Path -LiteralPath $kivctl
+if ($upgrade) { Invoke-Kivctl service stop }
+try {
+    New-Item -ItemType Directory -Force -Path $Destination | Out-Null
+    foreach ($program in $programs) {
+        # A program that runs all the same (kivctl watch, say) can be renamed, but not replaced.
+        $target = Join-Path $Destination $program
+        Remove-Item -Force -ErrorAction SilentlyContinue -LiteralPath "$target.old"
+        if (Test-Path -LiteralPath $target) { Move-Item -Force -LiteralPath $target -Destination "$target.old" }
+        Copy-Item -Force -LiteralPath (Join-Path $PSScriptRoot $program) -Destination $target
+    }
+    Invoke-Kivctl service install
+} catch {
+    # What was there before goes on running.
+    foreach ($program in $programs) {
+        $target = Join-Path $Destination $program
+        if (Test-Path -LiteralPath "$target.old") {
+            Move-Item -Force -ErrorAction SilentlyContinue -LiteralPath "$target.old" -Destination $target
+        }
+    }
+    if ($upgrade -and -not $NoStart) { & $kivctl service start }
+    throw
 }
-Invoke-Kivctl service install
 if (-not $NoStart) { Invoke-Kivctl service start }
+foreach ($program in $programs) {
+    Remove-Item -Force -ErrorAction SilentlyContinue -LiteralPath "$(Join-Path $Destination $program).old"
+}
 Write-Host "KivProtocolManager is installed in $Destination"

@@ -41,8 +41,10 @@ kivctl add Installed sampleprotocol
 kivctl start Installed
 kivctl status Installed | grep -q running || fail "the instance does not run"
 
-# An upgrade in place: the same installer over a running service.
+# An upgrade in place: the same installer over a running service, and while somebody watches.
+kivctl watch </dev/null >/dev/null 2>&1 &
 "$wine" "$installer" /S
+[ -e "$folder/kivctl.exe" ] || fail "the upgrade left no kivctl"
 kivctl service start
 kivctl wait Installed running --timeout 60 || fail "the instance does not run after the upgrade"
 

@@ -1,5 +1,6 @@
 // Stands in for the event-tracing provider library: keeps the calls for the test to take.
 #include <string>
+#include <utility>
 
 #define EXPORT extern "C" __declspec(dllexport)
 #define ENTRY_POINT(name)                                                     \
@@ -7,7 +8,7 @@
         calls += std::string(#name) + "(" + processTag + "," + message + ")"; \
     }
 
-static std::string calls;
+static std::string calls, taken;
 
 ENTRY_POINT(ETWInfo)
 ENTRY_POINT(ETWWarning)
@@ -16,8 +17,6 @@ ENTRY_POINT(ETWError)
 
 /// The calls since the last question; valid until the next one.
 EXPORT const char* TakeCalls() {
-    static std::string taken;
-    taken.clear();
-    taken.swap(calls);
+    taken = std::exchange(calls, {});
     return taken.c_str();
 }

@@ -131,7 +131,8 @@ bool IPCClient::Handshake(ClientTransport& transport) {
         transport.Write(&ownPid, kIdSize, deadline.LeftMs()) != kIdSize)
         return false;
     clientId_ = clientId;
-    serverPid_ = serverPid;
+    const auto known = transport.PeerProcessId();
+    serverPid_ = known != 0 ? known : std::uint64_t{serverPid};  // a server may say what it likes
     return true;
 }
 

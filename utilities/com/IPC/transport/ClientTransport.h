@@ -33,7 +33,7 @@ class ClientTransport {
     /// The result of the write under way, as Write gives it after at most another `timeoutMs`.
     virtual std::int32_t FinishWrite(std::uint32_t timeoutMs) = 0;
 
-    /// Server end: the process that opened the connection; 0 when the system cannot tell.
+    /// The process at the other end, as the system knows it; 0 when it cannot tell.
     virtual std::uint64_t PeerProcessId() = 0;
 
     /// The client end of a connection to the named server; not connected yet.

@@ -12,7 +12,7 @@ void PrintLine(std::string_view text, Colour colour) {
 
 void PrintJson(const Json& value) {
     constexpr int indent = 2;
-    PrintLine(value.dump(indent, ' ', false, Json::error_handler_t::replace));
+    PrintUtf8(value.dump(indent, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
 void Table::AddRow(std::vector<std::string> cells, Colour colour, std::size_t colouredColumn) {

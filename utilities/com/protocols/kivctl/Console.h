@@ -16,6 +16,10 @@ enum class Colour { Plain, Good, Warning, Bad };
 /// Prints in colour when the output is a console and NO_COLOR is not set. Within kivctl text is in the machine's narrow
 /// code page, as the wire carries it; JSON is UTF-8.
 void Print(std::string_view text, Colour colour = Colour::Plain);
+/// Text in UTF-8.
+void PrintUtf8(std::string_view text);
+/// Goes to the standard error output.
+void PrintError(std::string_view text);
 void PrintLine(std::string_view text, Colour colour = Colour::Plain);
 /// What was printed goes out now.
 void Flush();

@@ -1,6 +1,6 @@
 // kivctl: the operator's command line to the manager and its settings database.
 #include <CLI/CLI.hpp>
-#include <cstdio>
+#include <string>
 
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
@@ -23,7 +23,7 @@ int Report(const Failure& failure, const Options& options) {
     if (options.json)
         PrintJson({{"error", ToUtf8(failure.what())}, {"result", failure.Result()}});
     else
-        std::fprintf(stderr, "kivctl: %s\n", failure.what());
+        PrintError(std::string("kivctl: ") + failure.what() + "\n");
     return failure.Code();
 }
 

@@ -54,6 +54,27 @@ void WriteToStandardOutput(const std::wstring& message) {
     std::fflush(stdout);
 }
 
+/// Keeps a click into the console from holding up everything that writes to it, for as long as the object lives.
+class NoQuickEdit {
+  public:
+    NoQuickEdit() {
+        known_ = GetConsoleMode(input_, &mode_) != 0;
+        if (known_)
+            SetConsoleMode(input_, (mode_ | ENABLE_EXTENDED_FLAGS) & ~DWORD{ENABLE_QUICK_EDIT_MODE});
+    }
+    ~NoQuickEdit() {
+        if (known_)
+            SetConsoleMode(input_, mode_ | ENABLE_EXTENDED_FLAGS);
+    }
+    NoQuickEdit(const NoQuickEdit&) = delete;
+    NoQuickEdit& operator=(const NoQuickEdit&) = delete;
+
+  private:
+    const HANDLE input_ = GetStdHandle(STD_INPUT_HANDLE);
+    DWORD mode_ = 0;
+    bool known_ = false;
+};
+
 }  // namespace
 
 std::shared_ptr<ServiceHost> ServiceHost::Create(int argc, wchar_t** argv, const wchar_t* serviceName) {
@@ -145,6 +166,7 @@ bool ServiceHost::AcceptArguments(std::int32_t& result) {
 }
 
 std::int32_t ServiceHost::RunInConsole() {
+    const NoQuickEdit noQuickEdit;
     const auto ended = kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
     const auto thread = kivsync::Thread::Start([this, &ended] {
         exitCode_ = callbacks_.main();
@@ -275,7 +297,9 @@ void ServiceHost::SetState(ServiceState state) {
 
 void ServiceHost::SetPlatformState(DWORD state) {
     const std::lock_guard hold(statusLock_);
-    if (status_.dwCurrentState == state)
+    // There is no way back from a stop, whatever was under way when it came.
+    const bool stopping = status_.dwCurrentState == SERVICE_STOP_PENDING && state != SERVICE_STOPPED;
+    if (status_.dwCurrentState == state || status_.dwCurrentState == SERVICE_STOPPED || stopping)
         return;
     status_.dwCurrentState = state;
     status_.dwWin32ExitCode = NO_ERROR;

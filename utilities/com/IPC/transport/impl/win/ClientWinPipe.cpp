@@ -103,8 +103,7 @@ std::int32_t ClientWinPipe::Close() {
     return 0;
 }
 
-std::int32_t ClientWinPipe::ReadAhead(void* buffer, std::int32_t size, std::int32_t capacity,
-                                      std::uint32_t timeoutMs) {
+std::int32_t ClientWinPipe::ReadAhead(void* buffer, std::int32_t size, std::int32_t capacity, std::uint32_t timeoutMs) {
     const std::scoped_lock guard(read_.lock);
     if (closing_)
         return kFailed;
@@ -136,7 +135,9 @@ std::int32_t ClientWinPipe::FinishWrite(std::uint32_t timeoutMs) {
 std::uint64_t ClientWinPipe::PeerProcessId() {
     const std::scoped_lock guard(read_.lock);
     ULONG processId = 0;
-    return !isClient_ && GetNamedPipeClientProcessId(pipe_.Get(), &processId) ? processId : 0;
+    const bool known = isClient_ ? GetNamedPipeServerProcessId(pipe_.Get(), &processId) != FALSE
+                                 : GetNamedPipeClientProcessId(pipe_.Get(), &processId) != FALSE;
+    return known ? processId : 0;
 }
 
 std::int32_t ClientWinPipe::StartWrite(const void* buffer, std::int32_t size, std::uint32_t timeoutMs) {

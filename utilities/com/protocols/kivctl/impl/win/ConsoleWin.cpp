@@ -4,6 +4,7 @@
 
 #include "protocols/kivctl/Console.h"
 #include "utils/platform/Platform.h"
+#include "utils/platform/impl/win/ConsoleText.h"
 
 namespace kivctl {
 
@@ -53,6 +54,11 @@ class ColourConsole {
     WORD plain_ = 0;
 };
 
+void Write(DWORD standardHandle, std::FILE* stream, UINT codePage, std::string_view text) {
+    if (!platform::WriteToConsole(GetStdHandle(standardHandle), codePage, text))
+        std::fwrite(text.data(), 1, text.size(), stream);
+}
+
 std::wstring Widen(UINT codePage, DWORD flags, const std::string& text) {
     const auto size = static_cast<int>(text.size());
     const auto length = MultiByteToWideChar(codePage, flags, text.data(), size, nullptr, 0);
@@ -75,9 +81,17 @@ void Print(std::string_view text, Colour colour) {
     static ColourConsole console;
     if (colour != Colour::Plain)
         console.Set(colour);
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    Write(STD_OUTPUT_HANDLE, stdout, CP_ACP, text);
     if (colour != Colour::Plain)
         console.Set(Colour::Plain);
+}
+
+void PrintUtf8(std::string_view text) {
+    Write(STD_OUTPUT_HANDLE, stdout, CP_UTF8, text);
+}
+
+void PrintError(std::string_view text) {
+    Write(STD_ERROR_HANDLE, stderr, CP_ACP, text);
 }
 
 void Flush() {

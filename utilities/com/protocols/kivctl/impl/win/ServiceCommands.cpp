@@ -10,6 +10,7 @@
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
 #include "protocols/kivctl/Failure.h"
+#include "utils/platform/LastErrorKeeper.h"
 #include "utils/platform/Platform.h"
 #include "utils/platform/impl/win/Handle.h"
 
@@ -28,7 +29,10 @@ constexpr DWORD kPollMs = 100;
 constexpr DWORD kProcessEndMs = 10000;  // for the stopped service's process to be gone
 
 struct ScmHandleCloser {
-    void operator()(SC_HANDLE handle) const { CloseServiceHandle(handle); }
+    void operator()(SC_HANDLE handle) const {
+        const platform::LastErrorKeeper lastError;
+        CloseServiceHandle(handle);
+    }
 };
 using ScmHandle = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, ScmHandleCloser>;
 
@@ -155,8 +159,12 @@ void Stop(const Options& options) {
     const auto process = ServiceProcess(service);
     SERVICE_STATUS status{};
     // The control returns when every instance is stopped, or with a time-out of the system's; the state tells.
-    if (!ControlService(service.get(), SERVICE_CONTROL_STOP, &status) && GetLastError() == ERROR_ACCESS_DENIED)
-        Refuse("Cannot stop the service");
+    if (!ControlService(service.get(), SERVICE_CONTROL_STOP, &status)) {
+        const auto error = GetLastError();
+        if (error != ERROR_SERVICE_NOT_ACTIVE && error != ERROR_SERVICE_CANNOT_ACCEPT_CTRL &&
+            error != ERROR_SERVICE_REQUEST_TIMEOUT)
+            Refuse("Cannot stop the service");
+    }
     Await(service, SERVICE_STOPPED, options.TimeoutOr(kShutdownTimeout));
     // Its files are free only when its process has ended, a moment after the service counts as stopped.
     if (process)
@@ -175,9 +183,9 @@ void Start(const Options& options) {
 void Uninstall(const Options& options) {
     Stop(options);
     const auto service = OpenInstalled(DELETE);
-    if (!service)
+    if (!service && GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST)
         return;
-    if (!DeleteService(service.get()))
+    if (!service || !DeleteService(service.get()))
         Refuse("Cannot remove the service");
     PrintLine("Removed; its settings stay in the registry");
 }

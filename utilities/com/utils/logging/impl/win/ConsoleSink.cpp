@@ -4,6 +4,7 @@
 
 #include "utils/logging/LogLevel.h"
 #include "utils/logging/LogLine.h"
+#include "utils/platform/impl/win/ConsoleText.h"
 
 namespace Logging {
 
@@ -53,6 +54,8 @@ void ConsoleSink::Write(const std::shared_ptr<LogEntry>& entry) {
 }
 
 void ConsoleSink::Print(std::string_view text) const {
+    if (isConsole_ && platform::WriteToConsole(output_, CP_ACP, text))
+        return;
     // A pipe may take less than it is given.
     while (!text.empty()) {
         DWORD written = 0;

@@ -16,7 +16,12 @@ Function* FindFunction(HMODULE library, const char* name) {
 class Module {
   public:
     Module() = default;
-    explicit Module(const wchar_t* fileName) : library_(LoadLibraryW(fileName)) {}
+    /// Searches beside the program, in the system's folders and along PATH, but not in the current folder: whoever
+    /// stands in somebody else's folder must not run what lies there.
+    explicit Module(const wchar_t* fileName) {
+        SetDllDirectoryW(L"");
+        library_ = LoadLibraryW(fileName);
+    }
     Module(const Module&) = delete;
     Module& operator=(const Module&) = delete;
     Module& operator=(Module&& other) noexcept {
