@@ -30,6 +30,7 @@ struct NameLess {
 struct Node {
     std::map<std::string, std::shared_ptr<Node>, NameLess> subkeys;
     std::map<std::string, RegistryValue, NameLess> values;
+    bool deleted = false;
 };
 
 struct Tree {
@@ -101,6 +102,7 @@ class RegistryKeyHost : public RegistryKey {
         const std::lock_guard guard(tree_.lock);
         if (!Writable() || !node_->subkeys.contains(name))
             return -1;
+        node_->subkeys[name]->deleted = true;
         node_->subkeys.erase(name);
         return 0;
     }
@@ -111,7 +113,7 @@ class RegistryKeyHost : public RegistryKey {
     }
 
   private:
-    bool Fails() { return tree_.callsToFailure > 0 && --tree_.callsToFailure == 0; }
+    bool Fails() { return node_->deleted || (tree_.callsToFailure > 0 && --tree_.callsToFailure == 0); }
     bool Writable() {
         if (Fails() || tree_.writesLeft == 0)
             return false;

@@ -46,6 +46,18 @@ TEST(FileSink, AppendsOneLineAnEntry) {
                          "|\033[4m\033[92mtag|\033[4m\033[36m[T] twice\033[4m\033[35m[D] twice\033[0m\n");
 }
 
+TEST(LogLine, EveryLevelHasItsTagAndColors) {
+    const std::pair<std::uint32_t, const char*> ends[] = {{Logging::Info, "|\033[37m[I] m\033[0m"},
+                                                          {Logging::Warning, "|\033[33m[W] m\033[0m"},
+                                                          {Logging::Error, "|\033[31m[E] m\033[0m"},
+                                                          {Logging::Trace, "|\033[4m\033[36m[T] m\033[0m"},
+                                                          {Logging::Debug, "|\033[4m\033[35m[D] m\033[0m"},
+                                                          {Logging::Fatal, "|\033[101m\033[30m[F] m\033[0m"},
+                                                          {Logging::Notice, "|\033[3m\033[42m\033[30m[!] m\033[0m"}};
+    for (const auto& [level, end] : ends)
+        EXPECT_TRUE(Logging::FormatLine({level, "m", "f", 1, "A::B"}, true).ends_with(end)) << level;
+}
+
 TEST(FileSink, ThoseWhoShareAFileWriteWholeLines) {
     const auto path = (std::filesystem::temp_directory_path() / "ground-shared.txt").string();
     std::filesystem::remove(path);

@@ -80,6 +80,18 @@ TEST(Server, IdsAreGivenOutAgainFromTheOneThatWent) {
     EXPECT_EQ(connect(), 4u);
 }
 
+TEST(Server, AReplyFindsNobodyWhoOnlyHasItsClientsOldId) {
+    LogCapture log;
+    RunningServer running("again");
+    const auto request = IPC::Request(100);
+    RawClient now("again");  // process 0x1122334455667788
+    request->SetOrigin(now.connectionId, 7);
+    EXPECT_NE(running.server.SendReply(IPC::Reply(*request)), 0);
+    EXPECT_TRUE(log->Contains("Did not Send IPC id:1 pid:7 cmd:100"));
+    EXPECT_EQ(now.Ask(1, {}), Bytes());
+    EXPECT_TRUE(now.events.empty());
+}
+
 TEST(Server, SilentPeerHarmsOnlyItself) {
     RunningServer running("silent");
     RawPeer silent("silent"), half("silent");

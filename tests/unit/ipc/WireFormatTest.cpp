@@ -64,4 +64,17 @@ TEST(WireFormat, PipeNameIsDoubled) {
               "7a9ffffffe9");
 }
 
+TEST(Statistics, ArePrintedWhenForced) {
+    LogCapture log;
+    IPC::CalculateStats(0.001, 0.002, 0.003, true);
+    IPC::CalculateStats(0.003, 0.002, 0.005, false);
+    IPC::PrintStats(true);
+    const std::vector<std::string> expected{
+        "IPC measurement : request 1.000000ms - reply 2.000000ms - total 3.000000ms",
+        "Request : Cnt 2 - Mean 2.000000ms - Min 1.000000ms - Max 3.000000ms - StdDev 1.000000ms",
+        "Reply   : Cnt 2 - Mean 2.000000ms - Min 2.000000ms - Max 2.000000ms - StdDev 0.000000ms",
+        "Total   : Cnt 2 - Mean 4.000000ms - Min 3.000000ms - Max 5.000000ms - StdDev 1.000000ms"};
+    EXPECT_EQ(log->Messages(), expected);
+}
+
 }  // namespace

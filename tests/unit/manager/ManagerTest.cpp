@@ -51,6 +51,7 @@ class ServingChild final : public FakeChild, ProtocolChild {
               Exit();
           }) {}
     ~ServingChild() override {
+        leftRunning += IsRunning() ? 1 : 0;  // nobody has it any more
         RequestStop();
         thread_.join();
     }
@@ -58,6 +59,7 @@ class ServingChild final : public FakeChild, ProtocolChild {
         Exit();
         RequestStop();
     }
+    static inline std::atomic<int> leftRunning{0};
 
   private:
     std::uint8_t CreateStack() override {
@@ -80,14 +82,13 @@ class ManagerTest : public testing::Test {
         SetChildFactory([this](const std::string& argument) {
             const auto name = argument.substr(std::string("--key:").size());
             const auto special = onStart.find(name);
-            auto child = std::make_shared<ServingChild>(name, special == onStart.end() ? nullptr : special->second);
-            lastChild = child;
-            return child;
+            return std::make_shared<ServingChild>(name, special == onStart.end() ? nullptr : special->second);
         });
         manager = std::make_shared<CProtocolManager>(host);
     }
     ~ManagerTest() override {
-        Stop();
+        End();
+        EXPECT_EQ(ServingChild::leftRunning, 0);
         SetChildFactory(nullptr);
         GlobalSettings::Set({});
     }
@@ -150,7 +151,6 @@ class ManagerTest : public testing::Test {
 
     LogCapture log;
     FakeHost host;
-    std::weak_ptr<FakeChild> lastChild;
     std::map<std::string, std::function<void()>> onStart;
     std::promise<void> reached, goOn;  // of the start that is held
     std::shared_ptr<CProtocolManager> manager;
@@ -214,7 +214,6 @@ TEST_F(ManagerTest, AStopDuringAHandshakeWaitsForItAndEndsTheChild) {
     stopped.get();
     EXPECT_EQ(host.states, "4r1c") << "running and ready, then stopped and no longer ready";
     manager->InternalMainStop();  // twice, and after the end
-    EXPECT_FALSE(lastChild.lock() && lastChild.lock()->IsRunning());
 }
 
 TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
@@ -259,6 +258,31 @@ TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
     Logging::Logger::GetInstance()->SetSink(std::make_shared<ThrowingSink>());
     EXPECT_EQ(manager->StopProtocol("one"), 0);
     EXPECT_EQ(Connect()->CheckAlive(), 0);
+}
+
+TEST_F(ManagerTest, SwappedNamesRunAgainAndChangesArriveInTheirOrder) {
+    Add("A", "1");
+    Add("B", "2");
+    Add("slow", "3");
+    RunAndWait();
+    EXPECT_EQ(Db()->Batch(kSession), 0);
+    for (const auto& [from, to] : {std::pair("A", "tmp"), {"B", "A"}, {"tmp", "B"}})
+        EXPECT_EQ(Db()->RenameInstance(kSession, from, to), 0);
+    EXPECT_EQ(Db()->Commit(kSession), 0);
+    for (const char* name : {"A", "B"})
+        EXPECT_EQ(manager->GetProtocol(name)->GetStatus(), kRunning) << name;
+
+    HoldStart("slow");  // and with it the manager's lock, for which the changes wait
+    auto restart = std::async(std::launch::async, [this] { manager->RestartProtocol("slow"); });
+    reached.get_future().wait();
+    auto rename = std::async(std::launch::async, [] { return Db()->RenameInstance(kSession, "A", "C"); });
+    ASSERT_TRUE(log->WaitFor("VexaDB Rename instance A to C", kPatienceMs));
+    EXPECT_TRUE(Eventually([] { return Db()->IsInstanceExist(kSession, "C"); }));
+    auto remove = std::async(std::launch::async, [] { return Db()->RemoveInstance(kSession, "C"); });
+    EXPECT_TRUE(Eventually([] { return !Db()->IsInstanceExist(kSession, "C"); }));
+    goOn.set_value();
+    EXPECT_EQ(rename.get() + remove.get(), 0);
+    EXPECT_FALSE(manager->GetProtocol("A") || manager->GetProtocol("C"));
 }
 
 TEST_F(ManagerTest, AReadThatFailsDuringTheStartCostsNoSetting) {
@@ -388,7 +412,6 @@ TEST_F(ManagerTest, AStopBeforeTheStartOrTwiceWhileAllAreBusyEndsEverything) {
     Run();
     early.get();
     Stop();
-    EXPECT_FALSE(lastChild.lock() && lastChild.lock()->IsRunning());
 
     RunAgain();
     HoldStart("one");
@@ -410,7 +433,6 @@ TEST_F(ManagerTest, AStopBeforeTheStartOrTwiceWhileAllAreBusyEndsEverything) {
     Stop();
     stopped = true;
     connecting.get();
-    EXPECT_FALSE(lastChild.lock() && lastChild.lock()->IsRunning());
 }
 
 TEST_F(ManagerTest, LongCommandsAreLogged) {
@@ -425,6 +447,18 @@ TEST_F(ManagerTest, LongCommandsAreLogged) {
     ASSERT_EQ(client->CheckAlive(), 0);
     EXPECT_TRUE(log->WaitFor("Manager IPC command 1 process took long time - 50000ms!", kPatienceMs));
     EXPECT_FALSE(log->Contains("49999"));
+}
+
+TEST_F(ManagerTest, Arguments) {
+    const auto parse = [this](const wchar_t* first, const wchar_t* second) {
+        const wchar_t* const arguments[] = {L"program", first, second};
+        std::int32_t bad = 0;
+        return manager->ParseArguments(arguments, 3, bad) ? static_cast<int>(manager->MonitorWaitTime()) : -bad;
+    };
+    EXPECT_EQ(parse(L"--monitorwait:5", L"--MONITORXYZ12377"), 377) << "the first six characters decide";
+    EXPECT_EQ(parse(L"--monitorwait:5", L"--monitorwait:abc"), 0);
+    EXPECT_EQ(parse(L"--monitorwait:5", L"--mon"), -2);
+    EXPECT_THROW(parse(L"--moni", L""), std::out_of_range);
 }
 
 }  // namespace

@@ -104,6 +104,7 @@ TEST_F(DatabaseServer, ABatchDoesWhatTheDatabaseDoesForItsSessionOnlyUntilCommit
     EXPECT_EQ(server->RemoveInstance(0, "B"), 0);
     EXPECT_EQ(server->Commit(session), 0);
     EXPECT_EQ(Dump(), (Lines{"first=1", "global=2"}));
+    EXPECT_TRUE(log->Contains("Commit of session 1 ended at its change 2 of 3, the rest is dropped"));
 }
 
 TEST_F(DatabaseServer, ObserversHearOfEveryCommittedChangeInOrder) {

@@ -190,7 +190,8 @@ std::shared_ptr<IPC> IPCServer::GetRequest() {
 std::int32_t IPCServer::SendReply(const std::shared_ptr<IPC>& reply) {
     reply->MarkReply();
     const auto client = FindServingClient(reply->ClientId());
-    if (!client) {
+    // The id may have been given out again since the request came; its new owner's requests have ids like this one's.
+    if (!client || client->ProcessId() != reply->Pid()) {
         KIV_LOG(Logging::Error, "Did not Send IPC id:%lld pid:%lld cmd:%lld", static_cast<long long>(reply->ClientId()),
                 static_cast<long long>(reply->Pid()), static_cast<long long>(reply->Command()));
         return kIpcFailure;

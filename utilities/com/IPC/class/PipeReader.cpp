@@ -89,6 +89,7 @@ void PipeReader::InternalListenerThread(const std::function<bool()>& greeting) {
         } catch (const std::exception& error) {
             KIV_LOG(Logging::Error, "Connection ended, its messages cannot be read: %s id:%lld pid:%lld", error.what(),
                     static_cast<long long>(id_), static_cast<long long>(pid_));
+            transport_->Close();
             TellDisconnect();
         }
         stopEvent_->Wait();  // the owner decides when the reader ends

@@ -86,8 +86,10 @@ std::string AbsolutePath(const std::string& file) {
 
 /// The programs do not make the folder of their log file, and log nothing without it.
 void MakeFolder(const std::string& file) {
+    const auto folder = PathOf(file).parent_path();
     std::error_code error;
-    std::filesystem::create_directories(PathOf(file).parent_path(), error);  // no error when it is there
+    if (!folder.empty())
+        std::filesystem::create_directories(folder, error);  // no error when it is there
     if (error)
         throw Failure(kRefused, "The log file is set, but its folder cannot be made: " + file);
 }

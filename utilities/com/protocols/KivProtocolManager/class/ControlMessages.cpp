@@ -19,9 +19,9 @@ IPCPayload EncodeClientsReply(std::uint32_t room, const std::vector<ipc_client_i
     auto payload = wire::Encode(head);
     for (const auto& client : clients)
         wire::Append(payload, client);
-    // The room is what a child said, whatever that is: a message holds so many entries and no more.
-    constexpr auto kMostRoom = (kIpcMaximumSize - sizeof(ipc_timing) - sizeof head) / sizeof(ipc_client_info);
-    const auto entries = std::max(clients.size(), std::min<std::size_t>(room, kMostRoom));
+    // The room is what a child said, whatever that is; no more than this many clients go between count and list.
+    constexpr std::size_t kMostVacant = 64;
+    const auto entries = std::max(clients.size(), std::min<std::size_t>(room, clients.size() + kMostVacant));
     payload.resize(sizeof head + entries * sizeof(ipc_client_info));
     return payload;
 }

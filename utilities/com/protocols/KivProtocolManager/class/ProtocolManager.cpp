@@ -130,6 +130,7 @@ void CProtocolManager::Release() {
     {
         const std::lock_guard hold(lock_);
         protocols_.clear();
+        awaitingName_.clear();
     }
     onlyManager_.reset();
 }
@@ -154,20 +155,30 @@ CProtocolManager::InstancePtr CProtocolManager::GetProtocol(const std::string& n
 
 std::int32_t CProtocolManager::StartProtocols() {
     KIV_LOG(Logging::Info, "Starting Protocols services");
-    // Starting takes time, in which the database changes: what was renamed meanwhile is found by the second look.
-    for (int look = 0; look < 2; ++look) {
+    {
+        const std::lock_guard hold(lock_);
+        starting_ = true;
         std::vector<std::string> names;
         db_->GetInstances(names);
-        for (const auto& name : names)
-            TakeUp(name);
+        toTakeUp_.assign(names.begin(), names.end());
     }
-    return 0;
+    for (;;) {
+        std::string name;
+        {
+            const std::lock_guard hold(lock_);
+            starting_ = !toTakeUp_.empty();
+            if (!starting_)
+                return 0;
+            name = std::move(toTakeUp_.front());
+            toTakeUp_.pop_front();
+        }
+        TakeUp(name);
+    }
 }
 
-/// Puts an instance of the database into the table and starts it; not one that is there, or was removed meanwhile.
+/// Puts an instance of the database into the table and starts it. Not one that is there, or that was removed or renamed
+/// meanwhile: starting takes time, in which the database changes.
 void CProtocolManager::TakeUp(const std::string& name) {
-    if (GetProtocol(name))
-        return;
     const auto instance = std::make_shared<CProtocol>(name);
     if (CleanupSoftwareProfinetInstance(*instance))
         return;
@@ -240,11 +251,12 @@ std::int32_t CProtocolManager::StartProtocol(const std::string& name) {
 }
 
 std::int32_t CProtocolManager::StartProtocol(const InstancePtr& instance) {
-    const auto name = instance->Name();
+    std::string name;
     {
         const std::lock_guard hold(lock_);
         if (!MayStart(instance))
             return kManagerFailure;
+        name = instance->Name();
         SetPortOwner(*instance);
         if (instance->IsRunning()) {
             KIV_LOG(Logging::Warning, "Protocol %s is already running", name.c_str());
@@ -277,6 +289,7 @@ std::int32_t CProtocolManager::StopProtocol(const std::string& name) {
         const auto instance = GetProtocol(name);
         if (!instance)
             return kManagerFailure;
+        std::erase(awaitingName_, instance);
         if (!instance->IsRunning())
             return 0;
         if (instance->IsInUseByOthers()) {
@@ -305,8 +318,10 @@ std::int32_t CProtocolManager::RestartProtocol(const std::string& name) {
 
     bool wasRunning = false;
     std::int32_t stopped = 0;
+    std::string nameNow;  // it may be renamed while the lock is free
     {
         const std::lock_guard hold(lock_);
+        nameNow = instance->Name();
         wasRunning = instance->IsRunning();
         if (wasRunning) {
             KIV_LOG(Logging::Warning, "Stop protocol %s", name.c_str());
@@ -318,21 +333,22 @@ std::int32_t CProtocolManager::RestartProtocol(const std::string& name) {
         return stopped;
     }
     if (wasRunning)
-        StopProtocolNotify(name);
+        StopProtocolNotify(nameNow);
 
     std::int32_t started = 0;
     {
         const std::lock_guard hold(lock_);
         if (!MayStart(instance))
             return kManagerFailure;
+        nameNow = instance->Name();
         SetPortOwner(*instance);
         started = instance->Start(CProtocol::kDefaultStartTimeout);
     }
     if (started != 0) {
-        KIV_LOG(Logging::Error, "Cannot start protocol %s", name.c_str());
+        KIV_LOG(Logging::Error, "Cannot start protocol %s", nameNow.c_str());
         return started;
     }
-    StartProtocolNotify(name);
-    KIV_LOG(Logging::Warning, "Restarted protocol %s", name.c_str());
+    StartProtocolNotify(nameNow);
+    KIV_LOG(Logging::Warning, "Restarted protocol %s", nameNow.c_str());
     return 0;
 }

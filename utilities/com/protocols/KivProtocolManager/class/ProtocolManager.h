@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -142,7 +143,10 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
 
     std::recursive_mutex lock_;  // guards what follows, and every start and stop of an instance
     std::vector<InstancePtr> protocols_;
-    bool allStopped_ = false;  // at the service's end: nothing is started any more
+    std::deque<std::string> toTakeUp_;  // of the database's instances, while they are started one after another
+    bool starting_ = false;
+    std::vector<InstancePtr> awaitingName_;  // stopped by a rename to a name under which there was nothing to start
+    bool allStopped_ = false;                // at the service's end: nothing is started any more
 
     std::uint32_t monitorWaitTime_ = 300000;  // ms
     Clock clock_;

@@ -34,7 +34,13 @@ std::int32_t CProtocolManager::ProcessIPC() {
         if (!request)
             break;  // the server was stopped
         const auto begin = clock_();
-        HandleRequest(request);
+        try {
+            HandleRequest(request);
+        } catch (const std::exception& error) {
+            KIV_LOG(Logging::Error, "Manager IPC command %d failed: %s", static_cast<int>(request->Command()),
+                    error.what());
+            ipcServer_.RemoveClient(request->ClientId());  // so that it does not wait for an answer
+        }
         const auto elapsed = clock_() - begin;
         if (elapsed >= kLongCommandNanoseconds)
             KIV_LOG(Logging::Error, "Manager IPC command %d process took long time - %lldms!",
@@ -72,13 +78,7 @@ void CProtocolManager::HandleRequest(const std::shared_ptr<IPC>& request) {
                                      [command](const Entry& candidate) { return candidate.command == command; });
     // A command that nobody handles gets no answer: none is agreed for it.
     if (entry != std::end(kHandlers)) {
-        IPCPayload payload;
-        try {
-            payload = (this->*entry->handler)(*request);
-        } catch (const std::exception& error) {
-            KIV_LOG(Logging::Error, "Manager IPC command %d failed: %s", static_cast<int>(command), error.what());
-            payload = (this->*entry->handler)(*IPC::Request(command));  // does nothing, and says -1
-        }
+        auto payload = (this->*entry->handler)(*request);
         if (request->ExpectsReply())
             ipcServer_.SendReply(IPC::Reply(*request, std::move(payload)));
     }
@@ -255,10 +255,10 @@ std::int32_t CProtocolManager::RenameProtocol(const std::string& oldName, const 
     bool wasRunning = false;
     {
         const std::lock_guard hold(lock_);
-        wasRunning = instance->IsRunning();
+        wasRunning = std::erase(awaitingName_, instance) != 0 || instance->IsRunning();
         if (instance->IsInUseByOthers())
             return kManagerInUse;
-        if (wasRunning && instance->Stop() != 0) {
+        if (instance->IsRunning() && instance->Stop() != 0) {
             KIV_LOG(Logging::Error, "Cannot stop protocol %s", oldName.c_str());
             return kManagerFailure;
         }
@@ -267,8 +267,12 @@ std::int32_t CProtocolManager::RenameProtocol(const std::string& oldName, const 
     RenameProtocolNotify(oldName, newName);
     if (wasRunning) {
         const std::lock_guard hold(lock_);
-        if (!MayStart(instance) || instance->Start(CProtocol::kDefaultStartTimeout) != 0)
+        if (!MayStart(instance) || instance->Start(CProtocol::kDefaultStartTimeout) != 0) {
             KIV_LOG(Logging::Error, "Cannot start protocol %s", newName.c_str());
+            // One of several renames, as a swap of two names needs: the last one brings a name that the database has.
+            if (!db_->IsInstanceExist(instance->Name()))
+                awaitingName_.push_back(instance);
+        }
     }
     KIV_LOG(Logging::Warning, "Renamed instance %s to %s", oldName.c_str(), newName.c_str());
     return 0;

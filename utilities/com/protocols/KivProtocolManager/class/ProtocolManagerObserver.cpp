@@ -14,6 +14,14 @@ void CProtocolManager::InstanceRemoved(std::string instance) {
 }
 
 void CProtocolManager::InstanceRenamed(std::string oldName, std::string newName) {
+    {
+        const std::lock_guard hold(lock_);
+        if (starting_ && !GetProtocol(oldName)) {  // its turn to start has not come, or it was not found just now
+            std::erase(toTakeUp_, oldName);
+            toTakeUp_.push_back(newName);
+            return;
+        }
+    }
     RenameProtocol(oldName, newName);
 }
 
@@ -38,7 +46,8 @@ std::int32_t CProtocolManager::RemoveProtocol(const std::string& name) {
             KIV_LOG(Logging::Error, "Cannot stop protocol %s", name.c_str());
             return kManagerFailure;
         }
-        protocols_.erase(std::find(protocols_.begin(), protocols_.end(), instance));
+        std::erase(protocols_, instance);
+        std::erase(awaitingName_, instance);
     }
     return RemoveProtocolNotify(name);
 }

@@ -204,7 +204,13 @@ void VexaDBIPCServer::ProcessIPC() {
             return;
         Turn::current = &turn;
         const auto begin = clock_();
-        Process(request);
+        try {
+            Process(request);
+        } catch (const std::exception& error) {
+            KIV_LOG(Logging::Error, "VexaDB IPC command %d failed: %s", static_cast<int>(request->Command()),
+                    error.what());
+            server_->RemoveClient(request->ClientId());  // so that it does not wait for an answer
+        }
         const auto elapsed = clock_() - begin;
         if (elapsed >= kLongNanoseconds)
             KIV_LOG(Logging::Error, "VexaDB IPC command %d process took long time - %lldms!",
@@ -224,12 +230,7 @@ std::shared_ptr<IPC> VexaDBIPCServer::Handle(const std::shared_ptr<IPC>& request
     const auto handler = handlers_.find(request->Command());
     if (handler == handlers_.end())
         return request;
-    try {
-        return IPC::Reply(*request, handler->second(request->Payload()));
-    } catch (const std::exception& error) {
-        KIV_LOG(Logging::Error, "VexaDB IPC command %d failed: %s", static_cast<int>(request->Command()), error.what());
-        return IPC::Reply(*request, handler->second({}));  // does nothing, and says -1
-    }
+    return IPC::Reply(*request, handler->second(request->Payload()));
 }
 
 }  // namespace VexaDB

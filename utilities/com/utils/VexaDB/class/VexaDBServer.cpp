@@ -113,7 +113,7 @@ std::int32_t VexaDBServer::Commit(SessionId session) {
         outbox = TakeNotices();
         return 0;
     });
-    outbox.Send();
+    Send(outbox);
     return result;
 }
 
@@ -135,20 +135,30 @@ std::int32_t VexaDBServer::Change(SessionId session,
         outbox = TakeNotices();
         return status;
     });
-    outbox.Send();
+    Send(outbox);
     return result;
 }
 
 VexaDBServer::Outbox VexaDBServer::TakeNotices() {
-    if (notices_.empty())
-        return {};
-    return {std::exchange(notices_, {}), observers_};
+    const bool ordered = std::exchange(noticesRemoveOrRename_, false);
+    return {std::exchange(notices_, {}), observers_, ordered ? ++lastTurn_ : 0};
 }
 
-void VexaDBServer::Outbox::Send() const {
-    for (const auto& notice : notices) {
-        for (const auto& observer : observers)
+void VexaDBServer::Send(const Outbox& outbox) {
+    if (outbox.turn != 0) {
+        // An observer may wait for an instance that is just being started, and that for the database.
+        VexaDBIPCServer::YieldTurn();
+        std::unique_lock hold(turnsLock_);
+        turnDone_.wait(hold, [&] { return turnsDone_ + 1 == outbox.turn; });
+    }
+    for (const auto& notice : outbox.notices) {
+        for (const auto& observer : outbox.observers)
             notice(*observer);
+    }
+    if (outbox.turn != 0) {
+        const std::lock_guard hold(turnsLock_);
+        turnsDone_ = outbox.turn;
+        turnDone_.notify_all();
     }
 }
 
@@ -226,19 +236,15 @@ void VexaDBServer::InstanceAdded(std::string) {}  // the observers learn of a ne
 void VexaDBServer::InstanceRemoved(std::string instance) {
     if (instance.empty())
         return;
-    notices_.push_back([=](VexaDBServerOpObserver& observer) {
-        VexaDBIPCServer::YieldTurn();
-        observer.InstanceRemoved(instance);
-    });
+    noticesRemoveOrRename_ = true;
+    notices_.push_back([=](VexaDBServerOpObserver& observer) { observer.InstanceRemoved(instance); });
 }
 
 void VexaDBServer::InstanceRenamed(std::string oldName, std::string newName) {
     if (oldName.empty())
         return;
-    notices_.push_back([=](VexaDBServerOpObserver& observer) {
-        VexaDBIPCServer::YieldTurn();
-        observer.InstanceRenamed(oldName, newName);
-    });
+    noticesRemoveOrRename_ = true;
+    notices_.push_back([=](VexaDBServerOpObserver& observer) { observer.InstanceRenamed(oldName, newName); });
 }
 
 void VexaDBServer::Uint32Changed(std::string instance, std::string setting, std::uint32_t oldValue,

@@ -8,6 +8,7 @@
 // whose holder does.
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -96,7 +97,7 @@ class VexaDBServer : public VexaDBServerInterface,
     struct Outbox {
         std::vector<Notice> notices;
         std::vector<std::shared_ptr<VexaDBServerOpObserver>> observers;
-        void Send() const;
+        std::uint64_t turn = 0;  // when it removes or renames: from 1 on, in the order of the changes
     };
 
     /// Runs `body` (Session& to result) under the session lock; -1 for a session that is not open.
@@ -109,6 +110,8 @@ class VexaDBServer : public VexaDBServerInterface,
     std::int32_t Change(SessionId session, const std::shared_ptr<const Operation::VexaDBOperation>& operation);
     /// Takes what the change just applied left to tell. Call with the database lock held.
     Outbox TakeNotices();
+    /// Tells what is in it, with no lock held. Removals and renames wait until the ones before them have been told.
+    void Send(const Outbox& outbox);
 
     std::mutex sessionLock_;   // guards the session table and the counter; before databaseLock_
     std::mutex databaseLock_;  // guards the stores, the notices and the observers
@@ -117,6 +120,13 @@ class VexaDBServer : public VexaDBServerInterface,
     SessionId nextSession_ = 1;
     std::map<SessionId, Session> sessions_;
     std::vector<Notice> notices_;
+    bool noticesRemoveOrRename_ = false;
+    std::uint64_t lastTurn_ = 0;  // given out
+
+    std::mutex turnsLock_;  // guards turnsDone_; taken last
+    std::condition_variable turnDone_;
+    std::uint64_t turnsDone_ = 0;
+
     VexaDBIPCServer ipc_;  // last: its thread uses all of the above
 };
 

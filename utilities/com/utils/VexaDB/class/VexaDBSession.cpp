@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "IPC/class/IPC.h"
+
 namespace VexaDB {
 
 VexaDBSession::VexaDBSession(std::shared_ptr<VexaDBServerInterface> database) : database_(std::move(database)) {
@@ -31,11 +33,20 @@ SessionId VexaDBSession::Renew(SessionId lost) {
     return session_ == lost ? Open() : session_;  // else another thread renewed it already
 }
 
+void VexaDBSession::Forget(SessionId lost) {
+    std::lock_guard guard(lock_);
+    if (session_ == lost)
+        session_ = kInvalidSession;
+}
+
 template <class Call>
 std::int32_t VexaDBSession::Run(Call call) {
     const auto session = Current();
     const auto result = call(session);
-    // A lost session answers -1; what was not answered may have been done, and is not done again.
+    // A lost session answers -1. What was not answered may have been done, and is not done again; but when nothing can
+    // be sent, whoever serves next does not know the session.
+    if (result == kIpcCannotSend)
+        Forget(session);
     if (result != -1 || inBatch_ || database_->IsSessionValid(session))
         return result;
     return call(Renew(session));

@@ -53,6 +53,7 @@ class VexaDBSession {
     SessionId Current();
     /// A session in place of the one that was lost; one only, however many threads noticed.
     SessionId Renew(SessionId lost);
+    void Forget(SessionId lost);
     SessionId Open();
 
     const std::shared_ptr<VexaDBServerInterface> database_;

@@ -79,11 +79,11 @@ std::shared_ptr<RegistryKey> VexaRegistryDB::OpenById(const std::string& id, std
 }
 
 std::int32_t VexaRegistryDB::ReadTables() {
-    // Once more, for a table that went away while it was read.
-    return TryReadTables() == 0 ? 0 : TryReadTables();
+    // A second time for a table that went away, or could not be read just then. One that never can be is left out.
+    return TryReadTables(true) == 0 ? 0 : TryReadTables(false);
 }
 
-std::int32_t VexaRegistryDB::TryReadTables() {
+std::int32_t VexaRegistryDB::TryReadTables(bool allOfThem) {
     state_ = IndexState::Unread;
     tables_.clear();
     ids_.clear();
@@ -98,8 +98,12 @@ std::int32_t VexaRegistryDB::TryReadTables() {
         Table entry{id, {}, false};
         const auto table = OpenById(id, entry.name);
         entry.named = keys_.contains(id);
-        if (!table || (!entry.named && !IsNameless(*table)))
-            return -1;
+        if (!table || (!entry.named && !IsNameless(*table))) {
+            if (allOfThem)
+                return -1;
+            KIV_LOG(Logging::Error, "Cannot read table %s of the settings database", id.c_str());
+            continue;
+        }
         if (!entry.named)
             entry.name = id;
         ambiguous_ |= !ids_.emplace(entry.name, id).second;  // of two tables with one name the first one counts

@@ -61,7 +61,7 @@ class VexaRegistryDB : public VexaStore {
     /// none.
     std::shared_ptr<VexaUtils::RegistryKey> OpenById(const std::string& id, std::string& name);
     std::int32_t ReadTables();
-    std::int32_t TryReadTables();
+    std::int32_t TryReadTables(bool allOfThem);
     /// Reads the tables if they changed from outside since the last time; 0 when the index is usable.
     std::int32_t FollowOutsideChanges();
     /// Takes the system's notice of a write of our own, so that it does not pass for a change from outside.
