@@ -26,6 +26,9 @@ void Flush();
 /// Text within it must have gone through ToUtf8.
 void PrintJson(const Json& value);
 
+/// The command line's words behind the program's name; throws Failure for one that the narrow code page cannot write.
+std::vector<std::string> Arguments();
+
 std::string ToUtf8(const std::string& narrow);
 /// Empty when the text is no UTF-8, or when the narrow code page lacks one of its characters.
 std::optional<std::string> FromUtf8(const std::string& utf8);

@@ -7,6 +7,7 @@
 #include "protocols/kivctl/Database.h"
 #include "protocols/kivctl/Deadline.h"
 #include "protocols/kivctl/Manager.h"
+#include "utils/VexaDB/class/ProtocolTypes.h"
 
 namespace kivctl {
 
@@ -45,15 +46,25 @@ void CheckResult(Manager& manager, const std::string& instance, std::int32_t res
     throw Failure(kRefused, Refusal(result), result);
 }
 
-/// The instance of the same type that owns the port which `instance` is set to; empty when there is none.
+/// The instance of the same type that the manager finds in the way of this one's port; empty when there is none. Of
+/// Modbus instances only those of one mode compete, and there for any port as soon as one of them has the port "any".
 std::string PortOwner(Manager& manager, const std::string& instance, std::uint32_t type) {
-    std::string port;
-    manager.GetString(instance, "port", port);
-    for (const auto& other : manager.Instances(type)) {
+    const auto text = [&manager](const std::string& of, const char* property) {
+        std::string value;
+        manager.GetString(of, property, value);
+        return value;
+    };
+    const auto others = manager.Instances(type);
+    const bool modbus = type == VexaDB::kModbus;
+    const bool anyPort = modbus && std::any_of(others.begin(), others.end(),
+                                               [&](const auto& other) { return text(other, "port") == "any"; });
+    const auto port = text(instance, "port");
+    const auto mode = text(instance, "mode");
+    for (const auto& other : others) {
         std::uint32_t owner = 0;
-        std::string otherPort;
-        manager.GetString(other, "port", otherPort);
-        if (other != instance && otherPort == port && manager.GetNumber(other, "owner", owner) == 0 && owner != 0)
+        const bool competes =
+            other != instance && (!modbus || text(other, "mode") == mode) && (anyPort || text(other, "port") == port);
+        if (competes && manager.GetNumber(other, "owner", owner) == 0 && owner != 0)
             return other;
     }
     return "";
@@ -82,8 +93,8 @@ void CheckStart(Manager& manager, const std::string& instance, std::int32_t resu
     const std::uint32_t lastError = 0 - std::uint32_t{status.lastError};  // as the child wrote it
     if (status.result == 0 && lastError != 0)
         throw Failure(kRefused,
-                      "Refused: the child of \"" + instance + "\" reported error " + std::to_string(lastError) + " (" +
-                          std::to_string(result) + ").",
+                      "Refused (" + std::to_string(result) + "). The last error that the child of \"" + instance +
+                          "\" reported is " + std::to_string(lastError) + "; the log tells about this start.",
                       result);
     CheckResult(manager, instance, result);
 }
@@ -111,7 +122,10 @@ void AddRemove(CLI::App& app, const Options& options) {
     const auto name = NameArgument(*command, "NAME", "The instance");
     command->callback([=, &options] {
         Manager manager(options);
-        CheckResult(manager, *name, manager.Remove(*name));
+        auto result = manager.Remove(*name);
+        if (result == kManagerUnknownInstance)  // one that only the database has
+            result = VexaDB::VexaDBSession(ReachDatabase(options)).RemoveInstance(*name);
+        CheckResult(manager, *name, result);
         Say(options, "Removed " + *name + ".");
     });
 }
@@ -182,7 +196,9 @@ void AddStop(CLI::App& app, const Options& options) {
     command->callback([=, &options] {
         Manager manager(options);
         CheckResult(manager, *name, manager.Stop(*name));
-        if (manager.Status(*name).status == kStoppedWorking)
+        std::uint32_t enabled = 1;
+        manager.GetNumber(*name, "enabled", enabled);
+        if (manager.Status(*name).status == kStoppedWorking && enabled != 0)
             return Say(options, *name +
                                     " has no process to stop; the manager goes on trying to start it. To end that: " +
                                     "kivctl set \"" + *name + "\" enabled 0");

@@ -17,7 +17,7 @@ constexpr const char* kNameValue = "_kiv_name";
 
 std::shared_ptr<VexaDB::VexaDBIPCClient> ReachDatabase(const Options& options) {
     // The database's client takes the connection made here, which has a time limit, from the table of clients.
-    const auto connection = Reach(VexaDB::kDatabaseServerName, options.TimeoutOr(kRequestTimeout));
+    const auto connection = Reach(VexaDB::kDatabaseServerName, options.TimeoutOr(kConnectTimeout));
     auto database = std::make_shared<VexaDB::VexaDBIPCClient>();
     if (!database->Connect())
         throw Failure(kNotReachable, "The connection to the settings database broke.");
@@ -46,7 +46,7 @@ std::vector<Setting> Settings(VexaDB::VexaDBSession& database, const std::string
     CheckDatabaseResult(database.GetInstanceSettings(instance, entries), "The settings cannot be read");
     std::vector<Setting> settings;
     for (const auto& entry : entries) {
-        if (entry.name == kNameValue)
+        if (VexaDB::IsSameSetting(entry.name, kNameValue))
             continue;
         if (entry.kind == VexaDB::SettingKind::Number)
             settings.push_back({entry.name, database.Number(instance, entry.name)});
@@ -59,7 +59,7 @@ std::vector<Setting> Settings(VexaDB::VexaDBSession& database, const std::string
 std::optional<SettingValue> FindSetting(VexaDB::VexaDBSession& database, const std::string& instance,
                                         const std::string& setting) {
     for (auto& found : Settings(database, instance))
-        if (found.name == setting)
+        if (VexaDB::IsSameSetting(found.name, setting))
             return std::move(found.value);
     return std::nullopt;
 }

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -30,6 +29,8 @@ struct Address {
     void Check(std::size_t count) const {
         if (words.size() + (global ? 1 : 0) != count)
             throw Failure(kWrongUsage, "The words do not fit; --help after the command tells which it takes.");
+        if ((!global && words[0].empty()) || Setting().empty())
+            throw Failure(kWrongUsage, "An instance and a setting have names; --global is for database-wide settings.");
     }
     std::string Instance() const { return global ? "" : words[0]; }
     const std::string& Setting() const { return words[global ? 0 : 1]; }
@@ -139,9 +140,13 @@ std::vector<FileInstance> ReadDatabase(VexaDB::VexaDBSession& database) {
     for (const auto& name : names) {
         FileInstance instance{.name = name, .settings = {}};
         for (auto& setting : Settings(database, name)) {
+            if (setting.name.empty()) {
+                PrintError("A setting of \"" + name + "\" has no name, and is left out.\n");
+                continue;
+            }
             if (ValueText(setting.value).size() == kNameMaximum)
-                std::fprintf(stderr, "%s.%s has %zu characters, the most that a request carries: it may be cut.\n",
-                             name.c_str(), setting.name.c_str(), kNameMaximum);
+                PrintError(name + "." + setting.name + " has " + std::to_string(kNameMaximum) +
+                           " characters, the most that a request carries: it may be cut.\n");
             instance.settings.push_back({setting.name, std::move(setting.value)});
         }
         instances.push_back(std::move(instance));

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 
+#include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "protocols/kivctl/Failure.h"
 #include "utils/VexaDB/class/ProtocolTypes.h"
+#include "utils/VexaDB/class/VexaDBMessages.h"
 
 namespace kivctl {
 
@@ -18,9 +20,10 @@ constexpr const char* kTypeSetting = "type";
 std::uint32_t TypeOf(const FileInstance& instance) {
     for (const auto& setting : instance.settings) {
         const auto* type = std::get_if<std::uint32_t>(&setting.value);
-        if (setting.name == kTypeSetting && type && *type < VexaDB::kProtocolNames.size())
+        const bool isType = VexaDB::IsSameSetting(setting.name, kTypeSetting);
+        if (isType && type && *type < VexaDB::kProtocolNames.size())
             return *type;
-        if (setting.name == kTypeSetting)
+        if (isType)
             FailAtLine(setting.line, "a type is a number from 0 to 7");
     }
     FailAtLine(instance.line, "the new instance \"" + instance.name + "\" needs a \"type\"");
@@ -35,8 +38,9 @@ std::vector<Setting> DefaultSettings(std::uint32_t type) {
 
 void PlanSettings(const FileInstance& instance, const std::vector<Setting>& present, std::vector<ImportChange>& plan) {
     for (const auto& wanted : instance.settings) {
-        const auto found = std::find_if(present.begin(), present.end(),
-                                        [&](const Setting& setting) { return setting.name == wanted.name; });
+        const auto found = std::find_if(present.begin(), present.end(), [&](const Setting& setting) {
+            return VexaDB::IsSameSetting(setting.name, wanted.name);
+        });
         if (found == present.end()) {
             plan.push_back({instance.name, wanted.name, std::nullopt, wanted.value});
             continue;
@@ -83,6 +87,8 @@ std::vector<ImportChange> PlanImport(VexaDB::VexaDBSession& database, const std:
             PlanSettings(instance, Settings(database, instance.name), plan);
             continue;
         }
+        if (instance.name == kManagerServerName || instance.name == VexaDB::kDatabaseServerName)
+            FailAtLine(instance.line, "the manager itself serves as \"" + instance.name + "\"; choose another name");
         const auto type = TypeOf(instance);
         plan.push_back({instance.name, "", std::nullopt, type});
         PlanSettings(instance, DefaultSettings(type), plan);

@@ -91,7 +91,7 @@ void MakeFolder(const std::string& file) {
     if (!folder.empty())
         std::filesystem::create_directories(folder, error);  // no error when it is there
     if (error)
-        throw Failure(kRefused, "The log file is set, but its folder cannot be made: " + file);
+        throw Failure(kRefused, "Nothing was set: the folder of the log file cannot be made: " + file);
 }
 
 void AddSet(CLI::App& log, const Options& options) {
@@ -109,9 +109,13 @@ void AddSet(CLI::App& log, const Options& options) {
             throw Failure(kWrongUsage, "A path goes with \"file\" only.");
         if (!file->empty())
             *file = AbsolutePath(*file);
+        if (!file->empty() && !PathOf(*file).has_filename())
+            throw Failure(kWrongUsage, "The path names a folder; name a file in it.");
         if (file->size() > kPathMaximum)
             throw Failure(kWrongUsage, "The path has " + std::to_string(file->size()) + " characters; at most " +
                                            std::to_string(kPathMaximum) + " are possible.");
+        if (*type == "file")
+            MakeFolder(file->empty() ? ReadChoice().File() : *file);
         const auto key =
             VexaUtils::RegistryKey::OpenOrCreate(std::string(VexaUtils::kProductKey) + VexaUtils::kTuningKey);
         const bool written = key && key->SetText(kTypeValue, *type) == 0 &&
@@ -119,8 +123,6 @@ void AddSet(CLI::App& log, const Options& options) {
                              (colour->empty() || key->SetNumber(kColourValue, *colour == "on" ? 1 : 0) == 0);
         if (!written)
             throw Failure(kRefused, "Refused: the registry cannot be written. Run this as an administrator.", -1);
-        if (*type == "file")
-            MakeFolder(ReadChoice().File());
         if (!options.json)
             PrintLine("From their next start on, the programs log to " + ReadChoice().Meaning() + ".");
     });

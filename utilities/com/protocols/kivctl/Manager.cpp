@@ -5,7 +5,7 @@
 namespace kivctl {
 
 Manager::Manager(const Options& options)
-    : options_(options), client_(Reach(kManagerServerName, options.TimeoutOr(kRequestTimeout))) {}
+    : options_(options), client_(Reach(kManagerServerName, options.TimeoutOr(kConnectTimeout))) {}
 
 std::int32_t Manager::AskAboutInstance(ManagerCommand command, const std::string& instance, std::uint32_t timeoutMs) {
     const auto reply =
@@ -94,9 +94,9 @@ std::vector<std::string> Manager::Instances() {
     return names;
 }
 
-ipc_mngctrl_status_reply Manager::Status(const std::string& instance) {
+ipc_mngctrl_status_reply Manager::Status(const std::string& instance, std::uint32_t timeoutMs) {
     const auto reply = Ask(*client_, kManagerStatus, wire::Encode(ipc_mngctrl_status_request{instance}),
-                           options_.TimeoutOr(kRequestTimeout));
+                           options_.TimeoutOr(timeoutMs));
     return DecodeReply<ipc_mngctrl_status_reply>(*reply);
 }
 

@@ -33,7 +33,7 @@ class Manager {
     std::vector<std::string> Instances(std::uint32_t type);
     /// Of every type, in the order of the types.
     std::vector<std::string> Instances();
-    ipc_mngctrl_status_reply Status(const std::string& instance);
+    ipc_mngctrl_status_reply Status(const std::string& instance, std::uint32_t timeoutMs = kRequestTimeout);
     std::int32_t Clients(const std::string& instance, std::vector<ipc_client_info>& clients);
 
     /// Asks the manager to stop; it has not stopped yet on return.

@@ -5,12 +5,14 @@
 
 namespace kivctl {
 
-// ms. A request that starts or stops a child is answered when that is done, and the manager gives a child 10 s to start
-// and 50 s to stop, if no setting says otherwise.
-inline constexpr std::uint32_t kRequestTimeout = 5'000;
+// ms. Any request may wait for one before it that asks a hung child three questions, 5 s each. One that starts or stops
+// a child is answered when that is done, and the manager gives a child 10 s to start and 50 s to stop, and twice 5 s to
+// answer, if no setting says otherwise.
+inline constexpr std::uint32_t kRequestTimeout = 20'000;
+inline constexpr std::uint32_t kConnectTimeout = 5'000;
 inline constexpr std::uint32_t kStartTimeout = 60'000;
-inline constexpr std::uint32_t kStopTimeout = 60'000;
-inline constexpr std::uint32_t kRestartTimeout = 90'000;
+inline constexpr std::uint32_t kStopTimeout = 90'000;
+inline constexpr std::uint32_t kRestartTimeout = 120'000;
 inline constexpr std::uint32_t kShutdownTimeout = 300'000;
 
 struct Options {

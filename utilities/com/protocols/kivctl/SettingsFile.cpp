@@ -122,6 +122,8 @@ class Reader : public nlohmann::json_sax<Json> {
         auto narrow = FromUtf8(utf8);
         if (!narrow)
             Fail("\"" + utf8 + "\" has characters that this machine's code page lacks");
+        if (narrow->find('\0') != std::string::npos)
+            Fail("a text ends at a zero character, and this one has one within");
         if (narrow->size() > kNameMaximum)
             Fail("\"" + utf8 + "\" has " + std::to_string(narrow->size()) + " characters; at most " +
                  std::to_string(kNameMaximum) + " are possible");
@@ -146,7 +148,7 @@ class Reader : public nlohmann::json_sax<Json> {
         if (name.empty())
             Fail("a setting has a name");
         auto& settings = instances_.back().settings;
-        const auto same = [&](const FileSetting& other) { return other.name == name; };
+        const auto same = [&](const FileSetting& other) { return VexaDB::IsSameSetting(other.name, name); };
         if (std::any_of(settings.begin(), settings.end(), same))
             Fail("\"" + key_ + "\" is there twice");
         settings.push_back({std::move(name), std::move(value), line_});

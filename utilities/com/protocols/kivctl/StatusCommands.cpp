@@ -16,7 +16,8 @@ namespace {
 /// All that the status table shows of one instance.
 struct InstanceView {
     std::string name;
-    bool loaded = true;  // false: the database has it, the manager does not
+    bool loaded = true;        // false: the database has it, the manager does not
+    std::string trouble = {};  // why nothing is known of it
     std::uint32_t type = 0;
     ipc_mngctrl_status_reply status;
     std::optional<std::uint32_t> enabled = std::nullopt;
@@ -24,10 +25,14 @@ struct InstanceView {
 
     // As the child wrote it; the manager hands out its negative.
     std::uint32_t LastError() const { return 0 - std::uint32_t{status.lastError}; }
-    std::string State() const { return loaded ? StatusName(status.status) : "not loaded"; }
+    std::string State() const {
+        if (!trouble.empty())
+            return "unknown";
+        return loaded ? StatusName(status.status) : "not loaded";
+    }
 
     Colour StateColour() const {
-        if (!loaded)
+        if (!loaded || !trouble.empty())
             return Colour::Warning;
         switch (status.status) {
             case kRunning:
@@ -40,15 +45,19 @@ struct InstanceView {
     }
 
     std::string Note() const {
+        if (!trouble.empty())
+            return trouble;
         if (!loaded)
             return "in the database only; the manager takes it up at its next start";
         std::string note;
-        if (status.status == kStoppedWorking)
+        if (status.status == kStoppedWorking && enabled.value_or(1) == 0)
+            note = "not enabled; it has no process";
+        else if (status.status == kStoppedWorking)
             note = "meant to run; the monitor retries";
         else if (status.status == kStopped && enabled.value_or(0) == 0)
             note = "not enabled";
         if (LastError() != 0)
-            note += (note.empty() ? "" : "; ") + ("child reported error " + std::to_string(LastError()));
+            note += (note.empty() ? "" : "; ") + ("last error of its child " + std::to_string(LastError()));
         return note;
     }
 };
@@ -77,8 +86,16 @@ InstanceView View(Manager& manager, const std::string& instance) {
 std::vector<InstanceView> ViewAll(Manager& manager, const Options& options) {
     std::vector<InstanceView> views;
     const auto loaded = manager.Instances();
-    for (const auto& name : loaded)
-        views.push_back(View(manager, name));
+    for (const auto& name : loaded) {
+        try {
+            views.push_back(View(manager, name));
+        } catch (const Failure& failure) {
+            // One that went meanwhile, or whose name no request carries, hides the others from nobody.
+            if (failure.Code() != kRefused)
+                throw;
+            views.push_back({.name = name, .trouble = failure.what(), .status = {}});
+        }
+    }
     VexaDB::VexaDBSession database(ReachDatabase(options));
     for (const auto& name : InstanceNames(database))
         if (std::find(loaded.begin(), loaded.end(), name) == loaded.end())
@@ -217,7 +234,7 @@ void AddPing(CLI::App& app, const Options& options) {
         ->capture_default_str();
     command->callback([=, &options] {
         using Milliseconds = std::chrono::duration<double, std::milli>;
-        const auto timeout = options.TimeoutOr(kRequestTimeout);
+        const auto timeout = options.TimeoutOr(kConnectTimeout);
         const auto client = *name == kManagerServerName ? Reach(*name, timeout) : TryReach(*name, timeout);
         if (!client)
             throw Failure(kNotReachable, "Nothing serves \"" + *name + "\" on this machine.");

@@ -88,7 +88,7 @@ void Watch(const Options& options) {
     constexpr std::uint32_t interval = 250;  // ms until Ctrl-C is seen
     constexpr std::chrono::seconds retryInterval(1);
     std::signal(SIGINT, Interrupt);
-    auto client = Reach(kManagerServerName, options.TimeoutOr(kRequestTimeout));
+    auto client = Reach(kManagerServerName, options.TimeoutOr(kConnectTimeout));
     while (!interrupted) {
         if (const auto notice = client->TakeNotice(interval)) {
             if (const auto event = Describe(*notice))
@@ -100,7 +100,7 @@ void Watch(const Options& options) {
         Report({"gone", "", "the manager went away", {}}, options);
         while (!interrupted && !client->IsConnected()) {
             std::this_thread::sleep_for(retryInterval);
-            if (auto again = TryReach(kManagerServerName, options.TimeoutOr(kRequestTimeout)))
+            if (auto again = TryReach(kManagerServerName, options.TimeoutOr(kConnectTimeout)))
                 client = std::move(again);
         }
         if (!interrupted)
@@ -133,7 +133,7 @@ void AddWait(CLI::App& app, const Options& options) {
         Manager manager(options);
         const Deadline deadline(*timeout * msPerSecond);
         while (true) {
-            const auto status = manager.Status(*name);
+            const auto status = manager.Status(*name, std::max(deadline.Rest(), kRequestTimeout));
             if (status.result != 0)
                 throw Failure(kRefused, "The manager knows no instance \"" + *name + "\" (-9).", status.result);
             if (status.status == wanted)

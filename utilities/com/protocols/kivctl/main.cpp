@@ -1,5 +1,6 @@
 // kivctl: the operator's command line to the manager and its settings database.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <string>
 
 #include "protocols/kivctl/Commands.h"
@@ -21,7 +22,8 @@ constexpr const char* kFooter =
 
 int Report(const Failure& failure, const Options& options) {
     if (options.json)
-        PrintJson({{"error", ToUtf8(failure.what())}, {"result", failure.Result()}});
+        PrintJson(
+            {{"error", ToUtf8(failure.what())}, {"result", failure.Result() != 0 ? Json(failure.Result()) : Json()}});
     else
         PrintError(std::string("kivctl: ") + failure.what() + "\n");
     return failure.Code();
@@ -29,7 +31,7 @@ int Report(const Failure& failure, const Options& options) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main() {
     Options options;
     CLI::App app(kDescription, "kivctl");
     // A value may begin with a slash.
@@ -40,7 +42,7 @@ int main(int argc, char** argv) {
     app.set_version_flag("--version", "kivctl " KIV_VERSION);
     app.add_flag("--json", options.json, "Print data, and a failure, as JSON");
     app.add_option("--timeout", options.timeoutMs,
-                   "How long to wait for each answer, in ms (5000, or longer where a child starts or stops)")
+                   "How long to wait for each answer, in ms (20000, or longer where a child starts or stops)")
         ->check(CLI::Range(1u, 86'400'000u));
     app.add_flag_callback(
         "--verbose", [&options] { options.verbose = true; }, "Log as the manager does");
@@ -52,12 +54,17 @@ int main(int argc, char** argv) {
     AddLogCommands(app, options);
     AddServiceCommands(app, options);
     try {
-        app.parse(argc, argv);
+        auto arguments = Arguments();
+        options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+        std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
+        app.parse(arguments);
         if (app.get_subcommands().empty())
             throw Failure(kWrongUsage, "Name a command; kivctl --help lists them.");
         return kDone;
     } catch (const CLI::ParseError& error) {
         // Help and version come as errors whose code is 0.
+        if (error.get_exit_code() != 0 && options.json)
+            return Report(Failure(kWrongUsage, error.what()), options);
         return app.exit(error) == 0 ? kDone : kWrongUsage;
     } catch (const Failure& failure) {
         return Report(failure, options);

@@ -1,8 +1,13 @@
 #include <windows.h>
 
+// After <windows.h>, which it needs.
+#include <shellapi.h>
+
 #include <cstdio>
+#include <memory>
 
 #include "protocols/kivctl/Console.h"
+#include "protocols/kivctl/Failure.h"
 #include "utils/platform/Platform.h"
 #include "utils/platform/impl/win/ConsoleText.h"
 
@@ -96,6 +101,22 @@ void PrintError(std::string_view text) {
 
 void Flush() {
     std::fflush(stdout);
+}
+
+std::vector<std::string> Arguments() {
+    int count = 0;
+    const std::unique_ptr<wchar_t*, decltype(&LocalFree)> words(CommandLineToArgvW(GetCommandLineW(), &count),
+                                                                &LocalFree);
+    std::vector<std::string> arguments;
+    for (int i = 1; words && i < count; ++i) {
+        const std::wstring wide = words.get()[i];
+        arguments.push_back(Narrow(CP_ACP, wide));
+        // A character that the code page lacks would come back as another one, and name something else.
+        if (Widen(CP_ACP, 0, arguments.back()) != wide)
+            throw Failure(kWrongUsage,
+                          "\"" + arguments.back() + "\" has characters that this machine's code page lacks.");
+    }
+    return arguments;
 }
 
 std::string ToUtf8(const std::string& narrow) {
