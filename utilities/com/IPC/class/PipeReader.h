@@ -69,8 +69,8 @@ class PipeReader {
     std::int32_t AddReply(const std::shared_ptr<IPC>& reply);
 
   private:
-    static constexpr std::int32_t kReadAheadSize = 512;   // bytes; more than any message but a list takes
-    static constexpr std::size_t kBodyPiece = 64 * 1024;  // bytes
+    static constexpr std::int32_t kReadAheadSize = 512;                // bytes; more than any message but a list takes
+    static constexpr std::size_t kBodyPiece = std::size_t{64} * 1024;  // bytes
 
     void InternalListenerThread(const std::function<bool()>& greeting);
     std::shared_ptr<IPC> ReadMessage();
