@@ -134,6 +134,14 @@ TEST_F(DatabaseServer, ObserversHearOfEveryCommittedChangeInOrder) {
     EXPECT_EQ(first->heard, changes);
     changes.push_back("removed B");
     EXPECT_EQ(second->heard, changes);
+
+    struct FailingObserver : RecordingObserver {
+        void InstanceRenamed(std::string, std::string) override { throw std::bad_alloc(); }
+    };
+    server->AddObserver(std::make_shared<FailingObserver>());
+    server->Start();
+    EXPECT_THROW(server->RenameInstance(0, "C", "D"), std::bad_alloc);
+    EXPECT_EQ(server->RemoveInstance(0, "D"), 0) << "does not wait for a turn that never ends";
 }
 
 TEST_F(DatabaseServer, ASessionHandleIsRenewedWhenLostButNotWithinABatch) {

@@ -144,21 +144,41 @@ VexaDBServer::Outbox VexaDBServer::TakeNotices() {
     return {std::exchange(notices_, {}), observers_, ordered ? ++lastTurn_ : 0};
 }
 
+void VexaDBServer::AwaitTurn(std::uint64_t turn) {
+    std::unique_lock hold(turnsLock_);
+    turnDone_.wait(hold, [&] { return turnsDone_ + 1 == turn; });
+}
+
+/// Lets the next turn come, also when the telling failed: whoever removes or renames afterwards would wait for ever.
+class VexaDBServer::TurnEnd {
+  public:
+    TurnEnd(VexaDBServer& server, std::uint64_t turn) : server_(server), turn_(turn) {}
+    ~TurnEnd() {
+        if (turn_ == 0)
+            return;
+        server_.AwaitTurn(turn_);
+        const std::lock_guard hold(server_.turnsLock_);
+        server_.turnsDone_ = turn_;
+        server_.turnDone_.notify_all();
+    }
+    TurnEnd(const TurnEnd&) = delete;
+    TurnEnd& operator=(const TurnEnd&) = delete;
+
+  private:
+    VexaDBServer& server_;
+    const std::uint64_t turn_;
+};
+
 void VexaDBServer::Send(const Outbox& outbox) {
+    const TurnEnd end(*this, outbox.turn);
     if (outbox.turn != 0) {
         // An observer may wait for an instance that is just being started, and that for the database.
         VexaDBIPCServer::YieldTurn();
-        std::unique_lock hold(turnsLock_);
-        turnDone_.wait(hold, [&] { return turnsDone_ + 1 == outbox.turn; });
+        AwaitTurn(outbox.turn);
     }
     for (const auto& notice : outbox.notices) {
         for (const auto& observer : outbox.observers)
             notice(*observer);
-    }
-    if (outbox.turn != 0) {
-        const std::lock_guard hold(turnsLock_);
-        turnsDone_ = outbox.turn;
-        turnDone_.notify_all();
     }
 }
 

@@ -112,6 +112,8 @@ class VexaDBServer : public VexaDBServerInterface,
     Outbox TakeNotices();
     /// Tells what is in it, with no lock held. Removals and renames wait until the ones before them have been told.
     void Send(const Outbox& outbox);
+    void AwaitTurn(std::uint64_t turn);
+    class TurnEnd;
 
     std::mutex sessionLock_;   // guards the session table and the counter; before databaseLock_
     std::mutex databaseLock_;  // guards the stores, the notices and the observers
