@@ -23,6 +23,10 @@ enum class Operation { Open, Accept, Connect, Read, Write, SlowRead, SlowWrite }
 /// Makes the `nth` such operation from now on (1: the next one) of any connection fail; 0: none.
 void FailOperation(Operation operation, int nth);
 
+/// Whether a write that stays pending ends with the thread that began it, as the system does it: it then fails, and
+/// what it had moved before stays moved. Off at first.
+void CancelWritesOfEndedThreads(bool cancel);
+
 }  // namespace transport_host
 
 /// One tree in memory, seen through VexaUtils::Registry and VexaUtils::RegistryKey alike.

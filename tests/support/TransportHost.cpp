@@ -51,15 +51,28 @@ struct World {
     std::condition_variable changed;
     std::map<std::string, std::weak_ptr<Listener>> servers;
     std::map<Operation, int> failures;  // operations until the one that fails
+    bool cancelsWrites = false;         // of ended threads
 };
 
 World& world = *new World;  // never destroyed: static clients may close while the process ends
+
+/// Tells for how long its thread lives.
+struct ThreadLife {
+    ~ThreadLife() {
+        const Guard guard(world.lock);
+        *ended = true;
+        world.changed.notify_all();
+    }
+    const std::shared_ptr<bool> ended = std::make_shared<bool>(false);  // guarded by the world's lock
+};
+
+thread_local const ThreadLife threadLife;
 
 class HostClientTransport : public ClientTransport {
   public:
     explicit HostClientTransport(std::string serverName) : serverName_(std::move(serverName)) {}
     explicit HostClientTransport(Connection accepted)
-        : own_(std::move(accepted.own)), peer_(std::move(accepted.peer)) {}
+        : isServerEnd_(true), own_(std::move(accepted.own)), peer_(std::move(accepted.peer)) {}
     ~HostClientTransport() override { HostClientTransport::Close(); }
 
     std::int32_t Connect(std::uint32_t) override {
@@ -104,6 +117,7 @@ class HostClientTransport : public ClientTransport {
         Guard guard(world.lock);
         next_ = static_cast<const std::uint8_t*>(buffer);
         size_ = left_ = size;
+        beginnerEnded_ = threadLife.ended;
         slow_ = world.Fails(Operation::SlowWrite);
         return world.Fails(Operation::Write) ? -1 : Transfer(guard, timeoutMs);
     }
@@ -113,11 +127,15 @@ class HostClientTransport : public ClientTransport {
         return std::max(Transfer(guard, timeoutMs), -1);
     }
     std::uint64_t PeerProcessId() override { return 0; }
+    bool HasPeerClosed() override {
+        const Guard guard(world.lock);
+        return isServerEnd_ && !own_->closed && peer_->closed;
+    }
 
   private:
     std::int32_t Transfer(Guard& guard, std::uint32_t timeoutMs) {
         const auto ended = [&] {
-            if (own_->closed || !peer_ || peer_->closed)
+            if (own_->closed || !peer_ || peer_->closed || (world.cancelsWrites && *beginnerEnded_))
                 return true;
             if (slow_)
                 return false;
@@ -136,12 +154,14 @@ class HostClientTransport : public ClientTransport {
     }
 
     const std::string serverName_;
+    const bool isServerEnd_ = false;
     const std::shared_ptr<End> own_ = std::make_shared<End>();
     std::shared_ptr<End> peer_;           // empty: not connected
     const std::uint8_t* next_ = nullptr;  // of the write under way
     std::int32_t size_ = 0;
     std::int32_t left_ = 0;
     bool slow_ = false;
+    std::shared_ptr<const bool> beginnerEnded_;
 };
 
 class HostServerTransport : public ServerTransport {
@@ -161,8 +181,12 @@ class HostServerTransport : public ServerTransport {
         Guard guard(world.lock);
         const auto ready = [&] { return listener_->interrupted || !listener_->waiting.empty(); };
         const bool inTime = world.WaitFor(guard, timeoutMs, ready) && !world.Fails(Operation::Accept);
-        if (std::exchange(listener_->interrupted, false) || !inTime)
+        if (!inTime)
             return {};
+        if (listener_->waiting.empty()) {
+            listener_->interrupted = false;
+            return {};
+        }
         auto connection = std::move(listener_->waiting.front());
         listener_->waiting.pop_front();
         return std::make_shared<HostClientTransport>(std::move(connection));
@@ -197,4 +221,9 @@ std::shared_ptr<ServerTransport> ServerTransport::Make(const std::string& server
 void transport_host::FailOperation(Operation operation, int nth) {
     const Guard guard(world.lock);
     world.failures[operation] = nth;
+}
+
+void transport_host::CancelWritesOfEndedThreads(bool cancel) {
+    const Guard guard(world.lock);
+    world.cancelsWrites = cancel;
 }

@@ -36,6 +36,11 @@ class ClientTransport {
     /// The process at the other end, as the system knows it; 0 when it cannot tell.
     virtual std::uint64_t PeerProcessId() = 0;
 
+    /// Server end: whether the client has closed its end, also while bytes that it sent wait to be read. False when
+    /// this end cannot tell: a client end, or one that was closed. Any thread, also while others read and write; waits
+    /// for nothing that the peer decides.
+    virtual bool HasPeerClosed() = 0;
+
     /// The client end of a connection to the named server; not connected yet.
     static std::shared_ptr<ClientTransport> Make(const std::string& serverName);
 };

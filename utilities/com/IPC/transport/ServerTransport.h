@@ -12,10 +12,11 @@ class ServerTransport {
   public:
     virtual std::int32_t Open() = 0;
     virtual std::int32_t Close() = 0;
-    /// The next connection, or empty after `timeoutMs` (with a log line) or an Interrupt (without one).
+    /// The next connection, or empty after `timeoutMs` (with a log line) or an Interrupt (without one). A connection
+    /// that waits already comes before an Interrupt, which then ends the next Accept that finds none.
     virtual std::shared_ptr<ClientTransport> Accept(std::uint32_t timeoutMs) = 0;
     virtual ~ServerTransport() = default;
-    /// Makes the Accept in progress, or else the next one, return empty at once.
+    /// Makes the Accept in progress, or else the next one, return empty at once unless a connection waits.
     virtual void Interrupt() = 0;
 
     /// Listens under `serverName` from the moment it returns; empty when the system refuses.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <utility>
 
 #include "IPC/transport/PipeName.h"
@@ -41,6 +40,7 @@ std::int32_t ClientWinPipe::Connect(std::uint32_t timeoutMs) {
 
 std::int32_t ClientWinPipe::ConnectClient(std::uint32_t timeoutMs) {
     const std::string name = PipeName(serverName_);
+    const platform::Deadline deadline(timeoutMs);
     UniqueHandle pipe;
     while (!pipe) {
         // The server learns who the client is, but cannot act in its name: anyone could listen under this name.
@@ -52,7 +52,7 @@ std::int32_t ClientWinPipe::ConnectClient(std::uint32_t timeoutMs) {
             KIV_LOG(Logging::Error, "Cannot open client pipe server:%s", serverName_.c_str());
             return kFailed;
         }
-        const bool isFree = WaitForFreePipe(name, timeoutMs);
+        const bool isFree = WaitForFreePipe(name, deadline);
         if (closing_)
             return kFailed;
         if (!isFree) {
@@ -65,7 +65,10 @@ std::int32_t ClientWinPipe::ConnectClient(std::uint32_t timeoutMs) {
     const std::scoped_lock writeGuard(write_.lock);
     if (closing_)
         return kFailed;
-    pipe_ = std::move(pipe);
+    {
+        const std::scoped_lock pipeGuard(pipeLock_);
+        pipe_ = std::move(pipe);
+    }
     DWORD mode = PIPE_READMODE_BYTE;
     if (!SetNamedPipeHandleState(pipe_.Get(), &mode, nullptr, nullptr)) {
         KIV_LOG(Logging::Error, "Cannot set client pipe state server:%s", serverName_.c_str());
@@ -74,16 +77,13 @@ std::int32_t ClientWinPipe::ConnectClient(std::uint32_t timeoutMs) {
     return 0;
 }
 
-bool ClientWinPipe::WaitForFreePipe(const std::string& name, std::uint32_t timeoutMs) const {
-    using Clock = std::chrono::steady_clock;
-    const auto start = Clock::now();
+bool ClientWinPipe::WaitForFreePipe(const std::string& name, const platform::Deadline& deadline) const {
     while (!closing_) {
-        const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
-        if (timeoutMs != INFINITE && waited >= timeoutMs)
+        const std::uint32_t leftMs = deadline.LeftMs();
+        if (leftMs == 0)
             return false;
-        const auto left = timeoutMs == INFINITE ? kBusyWaitSliceMs : timeoutMs - static_cast<std::uint32_t>(waited);
         // This wait watches no event, and so goes in slices.
-        if (WaitNamedPipeA(name.c_str(), std::min(left, kBusyWaitSliceMs)))
+        if (WaitNamedPipeA(name.c_str(), std::min(leftMs, kBusyWaitSliceMs)))
             return true;
         if (GetLastError() != ERROR_SEM_TIMEOUT)
             return false;
@@ -99,6 +99,7 @@ std::int32_t ClientWinPipe::Close() {
     const std::scoped_lock writeGuard(write_.lock);
     if (write_.pending)
         GiveUp(write_, 0);
+    const std::scoped_lock pipeGuard(pipeLock_);
     pipe_.Reset();
     return 0;
 }
@@ -133,11 +134,23 @@ std::int32_t ClientWinPipe::FinishWrite(std::uint32_t timeoutMs) {
 }
 
 std::uint64_t ClientWinPipe::PeerProcessId() {
-    const std::scoped_lock guard(read_.lock);
+    const std::scoped_lock guard(pipeLock_);
     ULONG processId = 0;
     const bool known = isClient_ ? GetNamedPipeServerProcessId(pipe_.Get(), &processId) != FALSE
                                  : GetNamedPipeClientProcessId(pipe_.Get(), &processId) != FALSE;
     return known ? processId : 0;
+}
+
+bool ClientWinPipe::HasPeerClosed() {
+    const UniqueHandle event(NewManualResetEvent(FALSE));
+    const std::scoped_lock guard(pipeLock_);
+    if (isClient_ || !pipe_ || !event)
+        return false;
+    // Only a connect tells, whatever waits to be read, whether the client is still there. On a pipe that has or had a
+    // client it fails at once and changes nothing.
+    OVERLAPPED overlapped{};
+    overlapped.hEvent = event.Get();
+    return !ConnectNamedPipe(pipe_.Get(), &overlapped) && GetLastError() == ERROR_NO_DATA;
 }
 
 std::int32_t ClientWinPipe::StartWrite(const void* buffer, std::int32_t size, std::uint32_t timeoutMs) {

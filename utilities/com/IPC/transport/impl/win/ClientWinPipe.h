@@ -9,6 +9,7 @@
 #include <string>
 
 #include "IPC/transport/ClientTransport.h"
+#include "utils/platform/Deadline.h"
 #include "utils/platform/impl/win/Handle.h"
 
 /// All transfers are overlapped. A transfer that is given up, for its time-out or for Close, is cancelled and waited
@@ -30,6 +31,7 @@ class ClientWinPipe : public ClientTransport {
     std::int32_t BeginWrite(const void* buffer, std::int32_t size, std::uint32_t timeoutMs) override;
     std::int32_t FinishWrite(std::uint32_t timeoutMs) override;
     std::uint64_t PeerProcessId() override;
+    bool HasPeerClosed() override;
 
   private:
     /// One direction of the pipe. A thread holds the lock while it is in a transfer, so that whoever has it knows that
@@ -48,7 +50,7 @@ class ClientWinPipe : public ClientTransport {
     };
 
     std::int32_t ConnectClient(std::uint32_t timeoutMs);
-    bool WaitForFreePipe(const std::string& name, std::uint32_t timeoutMs) const;
+    bool WaitForFreePipe(const std::string& name, const platform::Deadline& deadline) const;
     std::int32_t StartWrite(const void* buffer, std::int32_t size, std::uint32_t timeoutMs);
     OVERLAPPED* Prepare(Direction& direction, std::int32_t size) const;
     std::int32_t Started(Direction& direction, BOOL completed, DWORD bytes, std::uint32_t timeoutMs) const;
@@ -58,7 +60,10 @@ class ClientWinPipe : public ClientTransport {
 
     const std::string serverName_;
     const bool isClient_;
-    UniqueHandle pipe_;  // changed under both directions' locks
+    /// Keeps the handle open during a question about the pipe, which may come while transfers are under way. Held for
+    /// moments only; taken after the directions' locks.
+    std::mutex pipeLock_;
+    UniqueHandle pipe_;  // changed under all three locks: to use it, one of them is enough
     std::atomic<bool> closing_{false};
     const UniqueHandle closeEvent_;  // the state of closing_, for the waits
     Direction read_{"Read", "read"};

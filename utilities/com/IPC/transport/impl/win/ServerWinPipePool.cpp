@@ -38,18 +38,19 @@ UniqueHandle ServerWinPipePool::Accept(std::uint32_t timeoutMs) {
     for (;;) {
         const auto leftMs = deadline.LeftMs();
         const std::uint32_t waitMs = MakeAllReady() ? leftMs : std::min(leftMs, kRetryMs);
-        std::vector<HANDLE> events{interruptEvent_.Get()};
+        std::vector<HANDLE> events;
         for (const auto* instance : ready_)
             events.push_back(instance->GetWaitEvent());
+        events.push_back(interruptEvent_.Get());  // last: of several signalled events the wait returns the first
         const DWORD index = WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(), FALSE, waitMs);
-        if (index == WAIT_OBJECT_0)
-            return {};
-        if (index > WAIT_OBJECT_0 && index < events.size()) {
-            auto pipe = TakeConnection(*ready_[index - 1]);
+        if (index < ready_.size()) {
+            auto pipe = TakeConnection(*ready_[index]);
             if (pipe)
                 return pipe;
             continue;
         }
+        if (index == ready_.size())
+            return {};
         if (index == WAIT_TIMEOUT && waitMs != leftMs)
             continue;
         KIV_LOG(Logging::Error, "Timeout in wait for client connect timeout:%d server:%s", static_cast<int>(timeoutMs),

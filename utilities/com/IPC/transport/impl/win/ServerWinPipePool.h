@@ -16,8 +16,8 @@ class ServerWinPipePool {
   public:
     ServerWinPipePool(std::string serverName, std::int32_t count);
 
-    /// The next connected pipe; empty after `timeoutMs` (with a log line) or an Interrupt. Instances that wait for
-    /// nobody are tried again meanwhile.
+    /// The next connected pipe; empty after `timeoutMs` (with a log line) or, when no client has connected, an
+    /// Interrupt. Instances that wait for nobody are tried again meanwhile.
     UniqueHandle Accept(std::uint32_t timeoutMs);
     /// Makes the instances. 0; -1 when none of them could be made to wait.
     std::int32_t Init();
