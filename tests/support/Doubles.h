@@ -45,22 +45,26 @@ void AllowWrites(unsigned count);
 
 }  // namespace RegistryHost
 
-/// A child that runs until Exit or Kill is called. A test derives from it what the child shall do.
+/// A child that runs until End, Exit or Kill is called. A test derives from it what the child shall do.
 class FakeChild {
   public:
-    FakeChild();
     virtual ~FakeChild() = default;
 
-    /// The child ends by itself.
-    void Exit() { exited_->Set(); }
+    /// The child ends by itself; the first exit code counts.
+    void End(std::uint32_t exitCode);
+    void Exit() { End(0); }
     /// The product ends the child by force.
     virtual void Kill() { Exit(); }
 
     bool IsRunning() { return !WaitForExit(0); }
-    bool WaitForExit(std::uint32_t timeoutMs) { return exited_->Wait(timeoutMs) == 0; }
+    bool WaitForExit(std::uint32_t timeoutMs);
+
+    /// Empty while the child runs. Those who watch the child share it, and do not keep the child alive.
+    using ExitCode = std::optional<std::uint32_t>;
+    std::shared_ptr<const ExitCode> SharedExitCode() const { return exitCode_; }
 
   private:
-    const std::shared_ptr<kivsync::Event> exited_;
+    const std::shared_ptr<ExitCode> exitCode_ = std::make_shared<ExitCode>();
 };
 
 /// Makes the child for its command-line argument; empty: it cannot be started.

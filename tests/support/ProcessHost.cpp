@@ -1,14 +1,19 @@
 #include "support/Doubles.h"
 
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <utility>
 
 #include "utils/class/IProcess.h"
 #include "utils/platform/Platform.h"
+#include "utils/sync/WaitAny.h"
 
 namespace {
 
-std::mutex lock;  // guards the factory and every process's child
+std::mutex lock;  // guards the factory, every process's child and every child's exit code
+std::condition_variable changed;
 ChildFactory factory;
 
 template <class Value>
@@ -20,11 +25,22 @@ Value Locked(const Value& value) {
 class ProcessHost : public IProcess {
   public:
     explicit ProcessHost(std::vector<std::string> arguments) : arguments_(std::move(arguments)) {}
+    ~ProcessHost() override {
+        {
+            const std::lock_guard guard(lock);
+            gone_ = true;
+            changed.notify_all();
+        }
+        for (auto& watch : watches_)
+            watch.join();
+    }
 
     std::uint32_t Start() override {
         const auto make = Locked(factory);
         const auto child = make ? make(arguments_.empty() ? "" : arguments_.front()) : nullptr;
         Hold(child);
+        if (child && monitor_)
+            watches_.emplace_back([this, exitCode = child->SharedExitCode()] { Watch(*exitCode); });
         return child ? 0 : kProcessStartFailed;
     }
     std::int32_t Stop() override {
@@ -48,8 +64,17 @@ class ProcessHost : public IProcess {
     std::uint64_t GetPid() override {
         return Locked(child_) ? platform::CurrentProcessId() : 0;  // its threads are this process's
     }
+    void OnEnd(EndMonitor monitor) override { monitor_ = std::move(monitor); }
 
   private:
+    void Watch(const FakeChild::ExitCode& exitCode) {
+        std::unique_lock guard(lock);
+        changed.wait(guard, [&] { return exitCode || gone_; });
+        const auto ended = exitCode;
+        guard.unlock();
+        if (ended)
+            monitor_(platform::CurrentProcessId(), *ended);
+    }
     void Hold(std::shared_ptr<FakeChild> child) {
         const std::lock_guard guard(lock);
         child_.swap(child);
@@ -57,11 +82,28 @@ class ProcessHost : public IProcess {
 
     const std::vector<std::string> arguments_;
     std::shared_ptr<FakeChild> child_;
+    EndMonitor monitor_;
+    std::vector<std::thread> watches_;  // of the children that were started
+    bool gone_ = false;
 };
 
 }  // namespace
 
-FakeChild::FakeChild() : exited_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)) {}
+void FakeChild::End(std::uint32_t exitCode) {
+    const std::lock_guard guard(lock);
+    if (!*exitCode_)
+        *exitCode_ = exitCode;
+    changed.notify_all();
+}
+
+bool FakeChild::WaitForExit(std::uint32_t timeoutMs) {
+    std::unique_lock guard(lock);
+    const auto ended = [this] { return exitCode_->has_value(); };
+    if (timeoutMs != kivsync::kInfinite)
+        return changed.wait_for(guard, std::chrono::milliseconds(timeoutMs), ended);
+    changed.wait(guard, ended);
+    return true;
+}
 
 void SetChildFactory(ChildFactory newFactory) {
     const std::lock_guard guard(lock);

@@ -2,11 +2,15 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 inline constexpr std::uint32_t kProcessStartFailed = 0xFFFFFFFF;
+
+/// Is told that the child with this process id ended, and with which exit code.
+using EndMonitor = std::function<void(std::uint64_t pid, std::uint32_t exitCode)>;
 
 /// Start, Stop and WaitForExit are called by one thread at a time (the instance's owner sees to that); the three
 /// queries may be called by any thread meanwhile. None of them stops the child at destruction.
@@ -24,6 +28,11 @@ class IProcess {
     virtual bool WaitForExit(std::uint32_t timeoutMs) = 0;
     /// Id of the child held; 0 when none.
     virtual std::uint64_t GetPid() = 0;
+    /// Sets the monitor; once, before Start. It is called once for every child that was started, when its process has
+    /// ended: whoever ended it, also when the object let the child go, and possibly before Start has returned. It runs
+    /// on a thread of the system's with no lock of this object held. Never after the destructor of this object, which
+    /// waits for a call under way: the monitor must not drop the last reference to the object.
+    virtual void OnEnd(EndMonitor monitor) = 0;
 
     /// The platform's implementation.
     static std::shared_ptr<IProcess> MakeImplementation(std::string path, std::vector<std::string> arguments);

@@ -28,3 +28,7 @@ bool Process::WaitForExit(std::uint32_t timeoutMs) {
 std::uint64_t Process::GetPid() {
     return implementation_->GetPid();
 }
+
+void Process::OnEnd(EndMonitor monitor) {
+    implementation_->OnEnd(std::move(monitor));
+}

@@ -14,6 +14,7 @@ class Process : public IProcess {
     bool IsRunning() override;
     bool WaitForExit(std::uint32_t timeoutMs) override;
     std::uint64_t GetPid() override;
+    void OnEnd(EndMonitor monitor) override;
 
   private:
     const std::shared_ptr<IProcess> implementation_;

@@ -28,6 +28,7 @@ ProcessWin::ProcessWin(std::string path, std::vector<std::string> arguments)
     : path_(std::move(path)), arguments_(std::move(arguments)) {}
 
 ProcessWin::~ProcessWin() {
+    watches_.clear();  // a monitor that is being called may ask this object meanwhile
     CloseHandles();
 }
 
@@ -43,6 +44,8 @@ std::uint32_t ProcessWin::Start() {
     const bool started = CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, FALSE, kNoCreationFlags, nullptr,
                                         nullptr, &startup, &child);
     SetInformation(started ? child : PROCESS_INFORMATION{});
+    if (started && monitor_ && !Watch(child))
+        KIV_LOG(Logging::Error, "Cannot watch process %lu %s", child.dwProcessId, path_.c_str());
     KIV_LOG(Logging::Info, "Start process running:%d", IsRunning() ? 1 : 0);
     return started ? 0 : kProcessStartFailed;
 }
@@ -75,6 +78,19 @@ bool ProcessWin::WaitForExit(std::uint32_t timeoutMs) {
 
 std::uint64_t ProcessWin::GetPid() {
     return Information().dwProcessId;
+}
+
+void ProcessWin::OnEnd(EndMonitor monitor) {
+    monitor_ = std::move(monitor);
+}
+
+bool ProcessWin::Watch(const PROCESS_INFORMATION& child) {
+    std::erase_if(watches_, [](const auto& watch) { return watch->HasTold(); });
+    auto watch = std::make_unique<ProcessWatch>(child.hProcess, child.dwProcessId, monitor_);
+    if (!watch->Start())
+        return false;
+    watches_.push_back(std::move(watch));
+    return true;
 }
 
 PROCESS_INFORMATION ProcessWin::Information() {
