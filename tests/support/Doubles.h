@@ -4,14 +4,17 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
-
-#include "utils/sync/Event.h"
 
 namespace sync_host {
 
 /// Makes the `nth` thread from now on (1: the next one) not start; 0: none.
 void FailThread(int nth);
+
+/// Called by each WaitAny for more than one event before it looks at them, on its thread and without a lock of the
+/// double's: a test can stop the thread there. Empty: none.
+void OnWait(std::function<void()> hook);
 
 }  // namespace sync_host
 

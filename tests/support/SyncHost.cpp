@@ -24,6 +24,7 @@ struct Shared {
     std::condition_variable changed;
     std::map<std::string, std::weak_ptr<Event>> mutexes;
     int threadsToFailure = 0;  // threads until the one that does not start; 0: none
+    std::function<void()> onWait;
 };
 
 Shared& TheShared() {
@@ -108,6 +109,11 @@ std::shared_ptr<Event> Event::Make(kivsync::Reset reset, Initially state) {
 
 std::uint32_t WaitAny(std::initializer_list<Event*> events, std::uint32_t timeoutMs) {
     std::unique_lock guard(TheShared().lock);
+    if (const auto hook = TheShared().onWait; hook && events.size() > 1) {
+        guard.unlock();
+        hook();
+        guard.lock();
+    }
     const auto* first = events.end();
     const auto oneLetsThrough = [&] {
         first = std::find_if(events.begin(), events.end(),
@@ -152,4 +158,9 @@ std::unique_ptr<Thread> Thread::Start(std::function<void()> body) {
 void sync_host::FailThread(int nth) {
     const std::lock_guard guard(kivsync::TheShared().lock);
     kivsync::TheShared().threadsToFailure = nth;
+}
+
+void sync_host::OnWait(std::function<void()> hook) {
+    const std::lock_guard guard(kivsync::TheShared().lock);
+    kivsync::TheShared().onWait.swap(hook);
 }
