@@ -51,6 +51,7 @@ std::shared_ptr<IPC> IPC::Reply(const IPC& request, IPCPayload payload) {
     reply->header_ = request.header_;
     reply->MarkReply();
     reply->SetOrigin(request.clientId_, request.pid_);
+    reply->connection_ = request.connection_;
     reply->SetPayload(std::move(payload));
     reply->timing_ = request.timing_;
     return reply;

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "IPC/class/WireRecord.h"
@@ -77,8 +78,7 @@ struct ipc_client_info {
 };
 static_assert(sizeof(ipc_client_info) == 24 && offsetof(ipc_client_info, processId) == 8);
 
-/// The request of command 5. Its message is not as long as this: one unit for every client but the first, with bytes
-/// that nobody reads.
+/// The request of command 5. The real payload is kUnit zero bytes for every client but the first; the server ignores it.
 struct ipc_get_clients_info_request {
     wire::u8 unused;  // offset 0, size 1
     static constexpr std::uint32_t kUnit = 768;
@@ -89,6 +89,8 @@ static_assert(sizeof(ipc_get_clients_info_request) == 1);
 inline constexpr std::uint32_t kIpcMaximumSize = 16u * 1024 * 1024;
 
 using IPCPayload = std::vector<std::uint8_t>;
+
+class IPCServerClient;
 
 /// One record, held by shared ownership. Built by one thread, then handed over; not changed by two threads at once.
 class IPC {
@@ -138,10 +140,13 @@ class IPC {
     const ipc_timing& Timing() const { return timing_; }
     std::int64_t CounterFrequency() const { return counterFrequency_; }
 
-    /// Local only: the peer that sent the record, and the server-side connection that received it.
+    /// Local only: the peer that sent the record, and the number of the connection that received it.
     std::uint64_t Pid() const { return pid_; }
     std::uint64_t ClientId() const { return clientId_; }
     void SetOrigin(std::uint64_t clientId, std::uint64_t pid);
+    /// Local only: the server-side connection itself, since its number may be given out again. A reply goes back to it.
+    const std::weak_ptr<IPCServerClient>& Connection() const { return connection_; }
+    void SetConnection(std::weak_ptr<IPCServerClient> connection) { connection_ = std::move(connection); }
 
     /// Adds the three durations of a reply (seconds) to the process's statistics; logs them when asked to.
     static void CalculateStats(double request, double reply, double total, bool log);
@@ -154,5 +159,6 @@ class IPC {
     IPCPayload payload_;
     std::uint64_t pid_ = 0;
     std::uint64_t clientId_ = 0;
+    std::weak_ptr<IPCServerClient> connection_;
     std::int64_t counterFrequency_ = 0;
 };

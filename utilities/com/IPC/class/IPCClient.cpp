@@ -296,50 +296,58 @@ std::int32_t IPCClient::Terminate() {
     return result;
 }
 
-std::int32_t IPCClient::AskValue(const std::shared_ptr<IPC>& request, std::uint32_t& value) {
+std::int32_t IPCClient::AskValue(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs, std::uint32_t& value) {
     std::shared_ptr<IPC> reply;
-    if (const auto result = Call(request, timeout_, reply); result != kIpcSuccess)
+    if (const auto result = Call(request, timeoutMs, reply); result != kIpcSuccess)
         return result;
     return ReplyValue(*reply, value);
 }
 
 std::int32_t IPCClient::GetState(std::uint32_t& state) {
-    return AskValue(IPC::Request(kIpcGetState, wire::Encode(ipc_get_state_request{})), state);
+    return AskValue(IPC::Request(kIpcGetState, wire::Encode(ipc_get_state_request{})), timeout_, state);
 }
 
 std::int32_t IPCClient::GetClientCount(std::uint32_t& count) {
-    return AskValue(IPC::Request(kIpcGetClientCount, wire::Encode(ipc_get_client_count_request{})), count);
+    return AskValue(IPC::Request(kIpcGetClientCount, wire::Encode(ipc_get_client_count_request{})), timeout_, count);
 }
 
-IPCClient::Condition IPCClient::GetCondition() {
+IPCClient::Condition IPCClient::GetCondition(std::uint32_t timeoutMs) {
+    const platform::Deadline deadline(timeoutMs);
     const auto alive = IPC::Request(kIpcAliveCheck);
     const auto state = IPC::Request(kIpcGetState, wire::Encode(ipc_get_state_request{}));
     const auto count = IPC::Request(kIpcGetClientCount, wire::Encode(ipc_get_client_count_request{}));
     Condition condition;
     if (SendTogether({alive, state, count}) != kIpcSuccess)
         return condition;
-    condition.alive = WaitReply(alive->RequestId(), timeout_) != nullptr;
-    if (const auto reply = WaitReply(state->RequestId(), timeout_))
+    condition.alive = WaitReply(alive->RequestId(), deadline.LeftMs()) != nullptr;
+    if (const auto reply = WaitReply(state->RequestId(), deadline.LeftMs()))
         ReplyValue(*reply, condition.state);
-    if (const auto reply = WaitReply(count->RequestId(), timeout_))
+    if (const auto reply = WaitReply(count->RequestId(), deadline.LeftMs()))
         ReplyValue(*reply, condition.clientCount);
     return condition;
 }
 
 std::int32_t IPCClient::GetClientsInfo(std::vector<ipc_client_info>& clients) {
     std::uint32_t count = 0;
-    if (const auto result = GetClientCount(count); result != kIpcSuccess)
+    return GetClientsInfo(clients, count, timeout_);
+}
+
+std::int32_t IPCClient::GetClientsInfo(std::vector<ipc_client_info>& clients, std::uint32_t& count,
+                                       std::uint32_t timeoutMs) {
+    const platform::Deadline deadline(timeoutMs);
+    const auto ask = IPC::Request(kIpcGetClientCount, wire::Encode(ipc_get_client_count_request{}));
+    if (const auto result = AskValue(ask, timeoutMs, count); result != kIpcSuccess)
         return result;
     const std::uint64_t others = std::max(count, 1u) - 1u;
     const auto size = std::min<std::uint64_t>(others * ipc_get_clients_info_request::kUnit, kIpcMaximumSize);
     std::shared_ptr<IPC> reply;
-    if (const auto result = Call(IPC::Request(kIpcGetClientsInfo, IPCPayload(size)), timeout_, reply);
+    if (const auto result = Call(IPC::Request(kIpcGetClientsInfo, IPCPayload(size)), deadline.LeftMs(), reply);
         result != kIpcSuccess)
         return result;
     if (const auto status = ReplyStatus(*reply); status != kIpcSuccess)
         return status;
     std::size_t offset = sizeof(ipc_value_reply);
-    for (; count > 0; --count, offset += sizeof(ipc_client_info)) {
+    for (std::uint32_t listed = 0; listed < count; ++listed, offset += sizeof(ipc_client_info)) {
         const auto client = wire::Decode<ipc_client_info>(reply->Payload(), offset);
         if (!client)
             break;  // fewer than were counted a moment ago

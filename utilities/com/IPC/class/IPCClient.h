@@ -59,7 +59,9 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     std::int32_t Stop();
     std::int32_t GetState(std::uint32_t& state);
     std::int32_t GetClientCount(std::uint32_t& count);
-    /// Appends the server's clients to the list.
+    /// Appends the server's clients to the list; `count` is what the server answered just before it sent them. Both
+    /// questions together take `timeoutMs` at most.
+    std::int32_t GetClientsInfo(std::vector<ipc_client_info>& clients, std::uint32_t& count, std::uint32_t timeoutMs);
     std::int32_t GetClientsInfo(std::vector<ipc_client_info>& clients);
     std::int32_t Terminate();
 
@@ -71,8 +73,8 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
         std::uint32_t clientCount = 0;
     };
     /// The three requests go in one write, before the wait for the first reply: that takes little longer than one of
-    /// them.
-    Condition GetCondition();
+    /// them. They take `timeoutMs` together.
+    Condition GetCondition(std::uint32_t timeoutMs);
 
     /// The oldest notice that the server sent and nobody took yet, waiting for one at most `timeoutMs`; empty when
     /// there is none, or when the connection ended and all were taken. Without a listener they only come in while a
@@ -93,7 +95,7 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     std::int32_t ConnectLocked(const std::string& serverName);
     bool Handshake(ClientTransport& transport);
     void DropConnection();
-    std::int32_t AskValue(const std::shared_ptr<IPC>& request, std::uint32_t& value);
+    std::int32_t AskValue(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs, std::uint32_t& value);
     /// Send for several requests in one write: all of them, or none.
     std::int32_t SendTogether(std::initializer_list<std::shared_ptr<IPC>> requests);
     void SetConnected(bool connected);

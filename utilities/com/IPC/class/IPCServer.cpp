@@ -1,6 +1,7 @@
 #include "IPC/class/IPCServer.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "IPC/class/IPCServerClient.h"
@@ -9,43 +10,47 @@
 
 namespace {
 
-constexpr std::uint32_t kAcceptRetryMs = 10;  // after an accept that brought nothing: no busy loop
+constexpr std::uint32_t kAcceptRetryMs = 10;   // after an accept that brought nothing: no busy loop
+constexpr std::size_t kMaximumCrew = 256;      // beyond that many threads requests wait
+constexpr std::int64_t kNanosecondsPerMs = 1'000'000;
+
+/// The server whose requests the calling thread carries out. Such a thread lives as long as the server's connections.
+thread_local const IPCServer* servedHere = nullptr;
 
 }  // namespace
 
-IPCServer::IPCServer()
-    : stopEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)),
-      requests_(IPCRequestInfo::Make()) {}
+IPCServer::IPCServer() : stopEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)) {}
 
 IPCServer::~IPCServer() {
     Stop();
 }
 
-std::int32_t IPCServer::Start(const std::string& serverName) {
+std::int32_t IPCServer::Start(const std::string& serverName, Duty duty) {
     const std::scoped_lock guard(stopMutex_);
-    if (acceptThread_ || !stopEvent_ || !requests_)
+    if (acceptThread_ || !stopEvent_)
         return kIpcFailure;
     auto transport = ServerTransport::Make(serverName);
-    if (!transport) {
+    auto queue = RequestQueue::Make();
+    if (!transport || !queue) {
         KIV_LOG(Logging::Error, "Cannot listen under %s", serverName.c_str());
         return kIpcFailure;
     }
     serverName_ = serverName;
+    duty_ = std::move(duty);
     stopEvent_->Reset();
     stopping_ = false;
     {
-        const std::scoped_lock clientsGuard(clientsLock_);
-        transport_ = transport;
-        lastClientId_ = 0;
+        auto state = state_.Lock();
+        state->transport = transport;
+        state->queue = queue;
+        state->lastClientId = 0;
     }
     acceptThread_ = kivsync::Thread::Start([this, transport] { AcceptClients(transport); });
-    if (!acceptThread_) {
-        KIV_LOG(Logging::Error, "Cannot start accepting thread for %s", serverName.c_str());
-        const std::scoped_lock clientsGuard(clientsLock_);
-        transport_.reset();
-        return kIpcFailure;
-    }
-    return kIpcSuccess;
+    if (acceptThread_)
+        return kIpcSuccess;
+    KIV_LOG(Logging::Error, "Cannot start accepting thread for %s", serverName.c_str());
+    state_.Lock()->transport.reset();
+    return kIpcFailure;
 }
 
 void IPCServer::Stop() {
@@ -53,6 +58,8 @@ void IPCServer::Stop() {
     stopping_ = true;
     if (stopEvent_)
         stopEvent_->Set();
+    if (const auto queue = Queue())
+        queue->Close();
     if (!acceptThread_)
         return;
     WakeAcceptThread();
@@ -60,153 +67,209 @@ void IPCServer::Stop() {
 
     ClientList clients;
     {
-        const std::scoped_lock clientsGuard(clientsLock_);
-        clients.swap(clients_);
-        transport_.reset();
+        auto state = state_.Lock();
+        clients.swap(state->clients);
+        std::move(state->ended.begin(), state->ended.end(), std::back_inserter(clients));
+        state->ended.clear();
+        state->transport.reset();
     }
     // All of them first: their threads then end side by side.
     for (const auto& client : clients)
         client->Close();
-    clients.clear();
-    requests_->Clear();
+    for (const auto& client : clients)
+        client->AwaitFinish();
+    const auto crew = std::exchange(state_.Lock()->crew, {});  // joined; no listener is left to add to it
 }
 
 void IPCServer::AcceptClients(const std::shared_ptr<ServerTransport>& transport) {
     while (!stopping_) {
         const auto connection = transport->Accept(kivsync::kInfinite);
-        const std::size_t removed = RemoveEndedClients();
+        const auto [released, left] = ReleaseEndedClients();
         if (stopping_)
             return;
         if (connection)
-            AddCLient(NextClientId(), connection);
-        else if (removed == 0)
+            AddCLient(connection);
+        else if (released == 0)
             stopEvent_->Wait(kAcceptRetryMs);
+        if (left > 0)
+            transport->Interrupt();  // they are looked at again soon, though not before whoever wants to connect
     }
 }
 
-std::uint64_t IPCServer::NextClientId() {
-    const std::scoped_lock guard(clientsLock_);
-    const auto inUse = [this](const auto& client) { return client->ConnectionId() == lastClientId_; };
+std::uint64_t IPCServer::State::NextClientId() {
+    const auto inUse = [this](const auto& client) { return client->ConnectionId() == lastClientId; };
     do {
-        ++lastClientId_;
-    } while (std::any_of(clients_.begin(), clients_.end(), inUse));
-    return lastClientId_;
+        ++lastClientId;
+    } while (std::any_of(clients.begin(), clients.end(), inUse));
+    return lastClientId;
 }
 
-std::int32_t IPCServer::AddCLient(std::uint64_t connectionId, const std::shared_ptr<ClientTransport>& connection) {
-    auto client = std::make_shared<IPCServerClient>(serverName_, connectionId, connection, *this, *this);
-    {
-        const std::scoped_lock guard(clientsLock_);
-        const auto sameId = [=](const auto& other) { return other->ConnectionId() == connectionId; };
-        if (std::any_of(clients_.begin(), clients_.end(), sameId)) {
-            KIV_LOG(Logging::Error, "Client already connected");
-            return kIpcFailure;
-        }
-        clients_.push_back(client);
-    }
+std::int32_t IPCServer::AddCLient(const std::shared_ptr<ClientTransport>& connection) {
+    const std::uint64_t connectionId = state_.Lock()->NextClientId();
+    const auto client = std::make_shared<IPCServerClient>(serverName_, connectionId, connection, *this, *this);
+    state_.Lock()->clients.push_back(client);
     // The handshake runs on the connection's own thread: a peer that stays silent delays nobody else.
-    if (client->Start() != kIpcSuccess) {
-        KIV_LOG(Logging::Error, "Cannot connect to client %s", serverName_.c_str());
-        client->Close();
-        RemoveEndedClients();
-        return kIpcFailure;
-    }
-    return kIpcSuccess;
+    if (client->Start() == kIpcSuccess)
+        return kIpcSuccess;
+    KIV_LOG(Logging::Error, "Cannot connect to client %s", serverName_.c_str());
+    client->End();
+    return kIpcFailure;
 }
 
-std::size_t IPCServer::RemoveEndedClients() {
-    ClientList ended;
+// May be called on a thread of the connection, so nothing is let go here.
+void IPCServer::OnDisconnect(std::uint64_t connectionId) {
     {
-        const std::scoped_lock guard(clientsLock_);
-        const auto serving = [](const auto& client) { return !client->HasEnded(); };
-        const auto first = std::stable_partition(clients_.begin(), clients_.end(), serving);
-        ended.assign(std::make_move_iterator(first), std::make_move_iterator(clients_.end()));
-        clients_.erase(first, clients_.end());
-        for (const auto& client : ended) {
-            // Ids are given out again from there on. One whose handshake failed was never a client.
-            if (client->IsHandshakeDone() && client->ConnectionId() < lastClientId_)
-                lastClientId_ = client->ConnectionId();
-        }
+        auto state = state_.Lock();
+        const auto found = std::find_if(state->clients.begin(), state->clients.end(), [=](const auto& client) {
+            return client->ConnectionId() == connectionId;
+        });
+        if (found == state->clients.end())
+            return;  // the server is being stopped
+        // Ids are given out again from there on. One whose handshake failed was never a client.
+        if ((*found)->IsHandshakeDone() && connectionId < state->lastClientId)
+            state->lastClientId = connectionId;
+        state->ended.push_back(std::move(*found));
+        state->clients.erase(found);
     }
-    return ended.size();
+    WakeAcceptThread();
+}
+
+IPCServer::Released IPCServer::ReleaseEndedClients() {
+    ClientList finished;  // destroyed after the lock was released
+    auto state = state_.Lock();
+    const auto runs = [](const auto& client) { return !client->HasFinished(); };
+    const auto first = std::stable_partition(state->ended.begin(), state->ended.end(), runs);
+    finished.assign(std::make_move_iterator(first), std::make_move_iterator(state->ended.end()));
+    state->ended.erase(first, state->ended.end());
+    return {finished.size(), state->ended.size()};
 }
 
 std::int32_t IPCServer::RemoveClient(std::uint64_t connectionId) {
-    const auto client = FindServingClient(connectionId);
-    if (!client)
-        return kIpcFailure;
-    client->End();
-    return kIpcSuccess;
+    for (const auto& client : ServingClients()) {
+        if (client->ConnectionId() != connectionId)
+            continue;
+        client->End();
+        return kIpcSuccess;
+    }
+    return kIpcFailure;
 }
 
 IPCServer::ClientList IPCServer::ServingClients() {
-    const std::scoped_lock guard(clientsLock_);
+    auto state = state_.Lock();
     ClientList serving;
-    std::copy_if(clients_.begin(), clients_.end(), std::back_inserter(serving),
+    std::copy_if(state->clients.begin(), state->clients.end(), std::back_inserter(serving),
                  [](const auto& client) { return client->IsServing(); });
     return serving;
 }
 
-std::shared_ptr<IPCServerClient> IPCServer::FindServingClient(std::uint64_t connectionId) {
-    const std::scoped_lock guard(clientsLock_);
-    const auto found = std::find_if(clients_.begin(), clients_.end(), [=](const auto& client) {
-        return client->ConnectionId() == connectionId && client->IsServing();
-    });
-    return found == clients_.end() ? nullptr : *found;
-}
-
-// The table is the accepting thread's to clean: the caller may be a thread of the connection that ended.
-void IPCServer::OnDisconnect(std::uint64_t) {
-    WakeAcceptThread();
-}
-
 void IPCServer::WakeAcceptThread() {
-    std::shared_ptr<ServerTransport> transport;
-    {
-        const std::scoped_lock guard(clientsLock_);
-        transport = transport_;
-    }
-    if (transport)
+    if (const auto transport = state_.Lock()->transport)
         transport->Interrupt();
 }
 
 std::int32_t IPCServer::OnRequest(const std::shared_ptr<IPC>& request) {
-    requests_->Push(request);
+    const auto queue = Queue();
+    const auto turn = duty_.turnOf ? duty_.turnOf(*request) : Turn::Question;
+    if (turn == Turn::AtOnce && queue->HasNothingOf(request->Connection())) {
+        servedHere = this;  // it writes to its own connection alone, as whose listener it lives as long
+        CarryOut(request);
+        return IPCServerClient::kCarriedOut;
+    }
+    queue->Push(request, turn == Turn::Change ? RequestQueue::Kind::Change : RequestQueue::Kind::Question);
+    if (duty_.carryOut)
+        AddThreadIfWanted(*queue);
     return kIpcSuccess;
 }
 
 std::shared_ptr<IPC> IPCServer::GetRequest() {
-    while (!stopping_ && stopEvent_ && requests_) {
-        if (auto request = requests_->PopOrAwait()) {
-            if (const auto client = FindServingClient(request->ClientId()))
-                client->RequestTaken(*request);
-            return request;
-        }
-        kivsync::WaitAny({stopEvent_.get(), requests_->ReplyEvent()}, kivsync::kInfinite);
+    const auto queue = Queue();
+    auto request = queue ? queue->Take() : nullptr;
+    if (!request)
+        return {};
+    servedHere = this;
+    queue->Done(*request);  // its owner takes them one at a time
+    if (const auto client = request->Connection().lock())
+        client->RequestTaken(*request);
+    return request;
+}
+
+void IPCServer::Serve() {
+    if (const auto queue = Queue())
+        Work(*queue);
+}
+
+void IPCServer::Work(RequestQueue& queue) {
+    servedHere = this;
+    while (const auto request = queue.Take()) {
+        AddThreadIfWanted(queue);
+        if (const auto client = request->Connection().lock())
+            client->RequestTaken(*request);
+        CarryOut(request);
+        queue.Done(*request);
     }
-    return {};
+    servedHere = nullptr;
+}
+
+void IPCServer::AddThreadIfWanted(RequestQueue& queue) {
+    if (!queue.WantsThread())
+        return;
+    auto state = state_.Lock();
+    if (stopping_ || state->crew.size() >= kMaximumCrew)
+        return;
+    auto thread = kivsync::Thread::Start([this, kept = state->queue] { Work(*kept); });
+    if (thread)
+        state->crew.push_back(std::move(thread));
+    else
+        KIV_LOG(Logging::Error, "Cannot start another thread for %s", serverName_.c_str());
+}
+
+void IPCServer::CarryOut(const std::shared_ptr<IPC>& request) {
+    const auto begin = duty_.clock();
+    const auto command = static_cast<int>(request->Command());
+    try {
+        const bool expectsReply = request->ExpectsReply();
+        const auto reply = duty_.carryOut(request);
+        if (reply && expectsReply)
+            SendReply(reply);
+        if (duty_.answered)
+            duty_.answered(*request);
+    } catch (const std::exception& error) {
+        KIV_LOG_AS(duty_.function, Logging::Error, "%s command %d failed: %s", duty_.title, command, error.what());
+        if (const auto client = request->Connection().lock())
+            client->End();  // so that it does not wait for an answer
+    }
+    const auto elapsed = duty_.clock() - begin;
+    if (elapsed >= duty_.longNanoseconds)
+        KIV_LOG_AS(duty_.function, Logging::Error, "%s command %d process took long time - %lldms!", duty_.title,
+                   command, static_cast<long long>(elapsed / kNanosecondsPerMs));
 }
 
 std::int32_t IPCServer::SendReply(const std::shared_ptr<IPC>& reply) {
+    using Begin = MessageSender::Begin;
     reply->MarkReply();
-    const auto client = FindServingClient(reply->ClientId());
-    // The id may have been given out again since the request came; its new owner's requests have ids like this one's.
-    if (!client || client->ProcessId() != reply->Pid()) {
+    // Not by the connection's number, which may have been given out again since the request came.
+    const auto client = reply->Connection().lock();
+    if (!client || !client->IsServing()) {
         KIV_LOG(Logging::Error, "Did not Send IPC id:%lld pid:%lld cmd:%lld", static_cast<long long>(reply->ClientId()),
                 static_cast<long long>(reply->Pid()), static_cast<long long>(reply->Command()));
         return kIpcFailure;
     }
-    return client->Send(std::make_shared<const IPCPayload>(reply->Serialize()));
+    const auto message = std::make_shared<const IPCPayload>(reply->Serialize());
+    const auto sent = client->Send(message, servedHere == this ? Begin::Here : Begin::OnWritingThread);
+    return sent == MessageSender::Result::Sent ? kIpcSuccess : kIpcFailure;
 }
 
 std::int32_t IPCServer::Broadcast(const std::shared_ptr<IPC>& record) {
+    using Begin = MessageSender::Begin;
+    const std::scoped_lock guard(broadcastMutex_);
     const auto clients = ServingClients();
     if (clients.empty())
         return kIpcSuccess;
+    const auto begin = servedHere == this ? Begin::Here : Begin::OnWritingThread;
     const auto message = std::make_shared<const IPCPayload>(record->Serialize());
     std::int32_t results = kIpcSuccess;
     for (const auto& client : clients)
-        results |= client->Send(message);
+        results |= client->Send(message, begin) == MessageSender::Result::Refused ? kIpcFailure : kIpcSuccess;
     return results;
 }
 

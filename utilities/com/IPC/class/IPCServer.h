@@ -1,32 +1,62 @@
-// IPCServer: listens under a name, gathers the requests of all its clients in one queue, sends the replies back.
+// IPCServer: listens under a name, gathers the requests of all its clients, sends the replies back.
+//
+// Its owner either takes the requests one by one on a thread of its own:
 //
 //     IPCServer server;
-//     server.Start("protocolmanager");
+//     server.Start("Line 1");
 //     while (auto request = server.GetRequest())
 //         server.SendReply(IPC::Reply(*request, Handle(*request)));
-//     server.Stop();  // from another thread: GetRequest returns empty
+//
+// or leaves them to the server's crew, several threads that come as requests need them:
+//
+//     server.Start("protocolmanager", {.turnOf = ..., .carryOut = ..., ...});
+//     server.Serve();  // the calling thread is the first of the crew
+//
+// In both cases Stop, from another thread, ends it.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "IPC/class/IPC.h"
-#include "IPC/class/IPCRequestInfo.h"
 #include "IPC/class/Monitors.h"
+#include "IPC/class/RequestQueue.h"
 #include "IPC/transport/ServerTransport.h"
 #include "utils/sync/Event.h"
+#include "utils/sync/Guarded.h"
 #include "utils/sync/Thread.h"
 
 class IPCServerClient;
 
-/// Owned by whoever serves; GetRequest is called by one thread, everything else by any. Replies may be sent from any
-/// thread. Stop before destruction is allowed, not required.
+/// Owned by whoever serves. GetRequest is called by one thread that lives as long as the server, everything else by
+/// any. Stop before destruction is allowed, not required.
 class IPCServer : public RequestMonitor, public DisconnectMonitor {
   public:
+    /// What a request waits for before it is carried out.
+    enum class Turn {
+        AtOnce,    // nothing, and it takes no time: by the thread that read it, when its connection has nothing before it
+        Question,  // the requests of its connection before it
+        Change,    // these, and the changes of all connections that were read before it
+    };
+    /// What the crew does for the server's owner.
+    struct Duty {
+        const char* title;     // of the requests, in the log
+        const char* function;  // that the log names as the one that carries requests out
+        std::int64_t longNanoseconds;  // a request that takes so long is logged
+        std::function<std::int64_t()> clock;  // monotonic, in nanoseconds
+        /// On the connection's listener thread; waits for nothing.
+        std::function<Turn(const IPC&)> turnOf;
+        /// The reply, or empty: the request is not answered. An exception ends the request's connection.
+        std::function<std::shared_ptr<IPC>(const std::shared_ptr<IPC>&)> carryOut;
+        /// After the reply was sent; may be empty.
+        std::function<void(const IPC&)> answered;
+    };
+
     IPCServer();
     ~IPCServer() override;
     IPCServer(const IPCServer&) = delete;
@@ -34,9 +64,15 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
 
     /// Listens under `serverName`: the pipes exist when it returns 0. -1 when they cannot be made or no thread is to be
     /// had, or when it is started already.
-    std::int32_t Start(const std::string& serverName);
-    /// Ends the accepting thread, every connection and the wait in GetRequest. Safe to call twice and without Start;
-    /// not on a thread of a connection. The server can be started again.
+    std::int32_t Start(const std::string& serverName) { return Start(serverName, {}); }
+    /// The same, with a crew: Serve must follow.
+    std::int32_t Start(const std::string& serverName, Duty duty);
+    /// Carries requests out on the calling thread, with others beside it as requests need them, until the server is
+    /// stopped. The others live until then, too: what they send to a slow client is still under way after they sent it.
+    void Serve();
+    /// Ends the accepting thread, every connection, the crew and the wait in GetRequest. Requests that wait are dropped;
+    /// those that are being carried out are waited for. Safe to call twice and without Start; not on a thread of a
+    /// connection or of the crew. The server can be started again.
     void Stop();
 
     /// The oldest request, waiting for one without limit; empty once the server is stopped.
@@ -44,7 +80,7 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
     /// Sends the reply on the connection its request came from. 0; -1 when that connection is gone or fails.
     std::int32_t SendReply(const std::shared_ptr<IPC>& reply);
     /// Sends the record to every connected client: the bitwise OR of the per-client results, 0 when all succeeded. A
-    /// client that fails does not keep it from the others.
+    /// client whose connection ends before it or by it counts as 0. Every client gets the records in the same order.
     std::int32_t Broadcast(const std::shared_ptr<IPC>& record);
 
     /// The reply to one of the framework's own commands 3 (with `state`), 4 and 5; empty for any other command.
@@ -61,24 +97,38 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
 
   private:
     using ClientList = std::vector<std::shared_ptr<IPCServerClient>>;
+    struct State {
+        std::shared_ptr<ServerTransport> transport;  // empty: not started
+        std::shared_ptr<RequestQueue> queue;         // of this life of the server
+        ClientList clients;                          // from the accept to the end of the connection
+        ClientList ended;                            // until their threads have ended
+        std::uint64_t lastClientId = 0;
+        std::vector<std::unique_ptr<kivsync::Thread>> crew;  // without the thread that called Serve
+
+        std::uint64_t NextClientId();
+    };
 
     void AcceptClients(const std::shared_ptr<ServerTransport>& transport);
     void WakeAcceptThread();
-    std::uint64_t NextClientId();
-    std::int32_t AddCLient(std::uint64_t connectionId, const std::shared_ptr<ClientTransport>& connection);
-    std::size_t RemoveEndedClients();
+    std::int32_t AddCLient(const std::shared_ptr<ClientTransport>& connection);  // spelt as the log names it
+    struct Released {
+        std::size_t count, left;
+    };
+    /// Lets go of the ended connections whose threads have ended; waits for none.
+    Released ReleaseEndedClients();
     ClientList ServingClients();
-    std::shared_ptr<IPCServerClient> FindServingClient(std::uint64_t connectionId);
+    std::shared_ptr<RequestQueue> Queue() { return state_.Lock()->queue; }
 
-    std::mutex stopMutex_;  // serializes Start and Stop; taken before every other lock
+    void Work(RequestQueue& queue);
+    void CarryOut(const std::shared_ptr<IPC>& request);
+    void AddThreadIfWanted(RequestQueue& queue);
+
+    std::mutex stopMutex_;       // serializes Start and Stop; taken before every other lock
+    std::mutex broadcastMutex_;  // one order of the records for all clients; held for 5 ms a slow client at most
     std::string serverName_;
+    Duty duty_;  // changed by Start only, while no thread of the server runs
     const std::shared_ptr<kivsync::Event> stopEvent_;
     std::atomic<bool> stopping_{false};  // the state of stopEvent_, without a call into the system
     std::unique_ptr<kivsync::Thread> acceptThread_;
-    const std::shared_ptr<IPCRequestInfo> requests_;
-
-    std::mutex clientsLock_;  // guards what follows; never held while a pipe or an event is waited for
-    std::shared_ptr<ServerTransport> transport_;  // empty: not started
-    ClientList clients_;                          // from the accept on, until their threads are to be joined
-    std::uint64_t lastClientId_ = 0;
+    kivsync::Guarded<State> state_;  // never held while a pipe or an event is waited for
 };

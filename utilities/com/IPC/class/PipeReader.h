@@ -49,6 +49,8 @@ class PipeReader {
     std::int32_t StopListener();
     /// The part of StopListener that waits for nothing; may be called on the listener thread.
     void SignalStop();
+    /// The listener thread has ended, or was never started. Not on the listener thread.
+    bool HasFinished() { return !listenerThread_ || listenerThread_->Join(0); }
 
     /// 0, or kIpcAlreadyWaiting, or kIpcFailure when the system has no event to give.
     std::int32_t BeginRequest(std::uint64_t requestId);

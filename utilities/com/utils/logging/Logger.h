@@ -60,6 +60,9 @@ std::string DefaultLogFile();
 }  // namespace Logging
 
 /// Logs with the call site's file, line and Class::Method. `level` is one LogLevel, the rest is printf's.
-#define KIV_LOG(level, ...)                                                                                         \
-    ::Logging::Logger::GetInstance()->Log(level, __FILE__, static_cast<std::uint32_t>(__LINE__), KIV_FUNCTION_NAME, \
+#define KIV_LOG(level, ...) KIV_LOG_AS(KIV_FUNCTION_NAME, level, __VA_ARGS__)
+
+/// The same for a part of an operation whose lines bear the operation's name: `function` is "Class::Method".
+#define KIV_LOG_AS(function, level, ...)                                                                   \
+    ::Logging::Logger::GetInstance()->Log(level, __FILE__, static_cast<std::uint32_t>(__LINE__), function, \
                                           __VA_ARGS__)

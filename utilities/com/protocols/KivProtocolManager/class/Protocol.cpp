@@ -6,7 +6,6 @@
 #include <sstream>
 #include <utility>
 
-#include "IPC/transport/ServerTransport.h"
 #include "utils/VexaDB/class/VexaDBMessages.h"
 #include "utils/VexaDB/class/VexaDBServer.h"
 #include "utils/class/GlobalSettings.h"
@@ -33,91 +32,118 @@ std::int64_t CalendarSeconds() {
 
 }  // namespace
 
-CProtocol::CProtocol(std::string name) : db_(VexaDB::VexaDBServer::GetInstance()), name_(std::move(name)) {
-    protocol_ = db_.Text(name_, "protocol");
-    type_ = db_.Number(name_, "type");
+bool IsReservedName(const std::string& name) {
+    return name == kManagerServerName || name == VexaDB::kDatabaseServerName;
+}
+
+CProtocol::CProtocol(std::string name, OwnerCheck isOwnedByAnother)
+    : db_(VexaDB::VexaDBServer::GetInstance()), isOwnedByAnother_(std::move(isOwnedByAnother)) {
+    protocol_ = db_.Text(name, "protocol");
+    type_ = db_.Number(name, "type");
     typeDisabled_ = IsTypeDisabled(type_);
+    state_.Lock()->name = std::move(name);
     CreateProcessObject();
+}
+
+CProtocol::~CProtocol() {
+    // First, and without the lock: it waits for a report of the child's end, which needs the rest.
+    const auto process = std::move(state_.Lock()->process);
 }
 
 void CProtocol::CreateProcessObject() {
     const auto path = VexaUtils::InstallationFolder() + kChildProgram;
-    const std::lock_guard hold(guard_);
-    process_ = std::make_shared<Process>(path, std::vector<std::string>{kKeyArgument + name_});
+    auto process = std::make_shared<Process>(path, std::vector<std::string>{kKeyArgument + Name()});
+    process->OnEnd([this](auto processId, auto exitCode) { ChildEnded(processId, exitCode); });
+    state_.Lock()->process.swap(process);  // the one before goes without the lock, as in the destructor
 }
 
 void CProtocol::SetName(const std::string& newName) {
-    {
-        const std::lock_guard hold(guard_);
-        name_ = newName;
-    }
+    state_.Lock()->name = newName;
     CreateProcessObject();
 }
 
-std::string CProtocol::Name() const {
-    const std::lock_guard hold(guard_);
-    return name_;
-}
-
-std::shared_ptr<Process> CProtocol::CurrentProcess() const {
-    const std::lock_guard hold(guard_);
-    return process_;
-}
-
-std::shared_ptr<IPCClient> CProtocol::CurrentClient() const {
-    const std::lock_guard hold(guard_);
-    return client_;
+std::string CProtocol::Name() {
+    return state_.Lock()->name;
 }
 
 std::int32_t CProtocol::Start(std::uint32_t timeoutMs) {
     const auto name = Name();
     if (db_.Number(name, "enabled") == 0 || typeDisabled_)
         return -1;
-    if (!stopped_ && IsRunning() && IsConnected())
+    if (!IsStopped() && IsRunning() && IsConnected())
         return -1;
-    startTime_ = 0;
-    stopped_ = false;
-
+    {
+        auto state = state_.Lock();
+        state->startTime = 0;
+        state->stopped = state->answers = false;
+    }
     if (name.size() > kLongestStartableName) {
         KIV_LOG(Logging::Error, "Cannot start instance %s: its name is longer than %zu characters", name.c_str(),
                 kLongestStartableName);
         return -1;
     }
-
-    // A child that serves under such a name could not be told from the manager's own servers.
-    if (name == kManagerServerName || name == VexaDB::kDatabaseServerName) {
+    if (IsReservedName(name)) {
         KIV_LOG(Logging::Error, "Cannot start instance %s: the manager itself serves under this name", name.c_str());
         return -1;
     }
 
-    // The pipe exists before the child does, so that a quick child finds it.
+    // The pipe exists before the child does, so that a quick child finds it, and one that ends at once ends the wait.
     const auto readyPipe = ServerTransport::Make(name + kReadySuffix);
     if (!readyPipe) {
         KIV_LOG(Logging::Error, "Cannot start instance %s: its ready pipe cannot be made", name.c_str());
         return -1;
     }
+    state_.Lock()->readyPipe = readyPipe;
     const auto process = CurrentProcess();
-    if (process->Start() != 0)
-        return -1;
-
+    const bool hasProcess = process->Start() == 0;
     if (timeoutMs == kDefaultStartTimeout)
         timeoutMs = GlobalSettings::Get().startTimeout;
-    if (AwaitChild(*readyPipe, timeoutMs))
+    const bool isUp = hasProcess && AwaitChild(*readyPipe, timeoutMs);
+    state_.Lock()->readyPipe.reset();
+    if (isUp)
         return 0;
-    process->Stop();
+    if (hasProcess) {
+        ExpectEnd(*process);
+        process->Stop();
+    }
     return -1;
+}
+
+/// A process that has ended already did so by itself.
+void CProtocol::ExpectEnd(Process& process) {
+    if (process.IsRunning())
+        state_.Lock()->expectedEnds.insert(process.GetPid());
+}
+
+void CProtocol::ChildEnded(std::uint64_t processId, std::uint32_t exitCode) {
+    std::string name;
+    std::shared_ptr<ServerTransport> readyPipe;
+    bool expected = false;
+    {
+        auto state = state_.Lock();
+        name = state->name;
+        readyPipe = state->readyPipe;
+        expected = state->expectedEnds.erase(processId) != 0;
+    }
+    if (!expected)
+        KIV_LOG(Logging::Error, "Process %llu of instance %s ended with exit code %X",
+                static_cast<unsigned long long>(processId), name.c_str(), static_cast<unsigned>(exitCode));
+    if (readyPipe)
+        readyPipe->Interrupt();
 }
 
 std::shared_ptr<ClientTransport> CProtocol::AcceptChild(ServerTransport& readyPipe, std::uint32_t timeoutMs) {
     const platform::Deadline deadline(timeoutMs);
     do {
         auto connection = readyPipe.Accept(deadline.LeftMs());
-        const auto peer = connection ? connection->PeerProcessId() : 0;
+        if (!connection)
+            continue;
+        const auto peer = connection->PeerProcessId();
         if (peer == 0 || peer == ProcessId())
             return connection;
         KIV_LOG(Logging::Warning, "Process %llu is not the child of instance %s, its ready connection is refused",
                 static_cast<unsigned long long>(peer), Name().c_str());
-    } while (deadline.LeftMs() > 0);
+    } while (deadline.LeftMs() > 0 && IsRunning());
     return {};
 }
 
@@ -131,6 +157,8 @@ std::shared_ptr<IPCClient> CProtocol::ConnectToChild(const std::string& name) {
             return client;
         if (!connected)
             continue;  // the stranger was still going
+        if (isOwnedByAnother_ && isOwnedByAnother_(server, name))
+            return {};
         KIV_LOG(Logging::Warning, "Process %llu serves instance %s but is not its child, it is asked to end",
                 static_cast<unsigned long long>(server), name.c_str());
         client->Stop();
@@ -170,29 +198,36 @@ bool CProtocol::AwaitChild(ServerTransport& readyPipe, std::uint32_t timeoutMs) 
         return false;
     }
     {
-        const std::lock_guard hold(guard_);
-        client_ = std::move(client);
+        auto state = state_.Lock();
+        state->client = std::move(client);
+        state->answers = true;
+        state->startTime = CalendarSeconds();
     }
-    startTime_ = CalendarSeconds();
     KIV_LOG(Logging::Info, "Instance %s started", name.c_str());
     return true;
 }
 
+void CProtocol::SetStopped() {
+    auto state = state_.Lock();
+    state->stopped = true;
+    state->startTime = 0;
+}
+
 std::int32_t CProtocol::Stop() {
-    stopped_ = true;
-    startTime_ = 0;
+    SetStopped();
     if (!IsRunning()) {
         KIV_LOG(Logging::Info, "Protocol %s is not running", protocol_.c_str());
         return 0;
     }
 
-    KIV_LOG(Logging::Info, "Stoping Protocol %s", protocol_.c_str());
+    KIV_LOG(Logging::Info, "Stoping Protocol %s", protocol_.c_str());  // spelt as those who read the log know it
     const auto client = CurrentClient();
     if (!client)
         return -1;
     KIV_LOG(Logging::Info, "Wait for child to end");
-    client->Stop();
     const auto process = CurrentProcess();
+    ExpectEnd(*process);
+    client->Stop();
     if (!process->WaitForExit(GlobalSettings::Get().stopTimeout)) {
         KIV_LOG(Logging::Error, "Cannot stop process %llu-%s in time",
                 static_cast<unsigned long long>(process->GetPid()), Name().c_str());
@@ -202,66 +237,140 @@ std::int32_t CProtocol::Stop() {
     return 0;
 }
 
-std::uint64_t CProtocol::ProcessId() const {
-    return CurrentProcess()->GetPid();
-}
-
 bool CProtocol::IsRunning() {
-    if (CurrentProcess()->IsRunning())
+    auto state = state_.Lock();
+    if (state->process->IsRunning())
         return true;
-    startTime_ = 0;
+    state->startTime = 0;
     return false;
 }
 
 bool CProtocol::IsConnected() {
     const auto client = CurrentClient();
-    return client && client->CheckAlive() == 0;
+    const bool answers = client && client->CheckAlive() == 0;
+    state_.Lock()->answers = answers;
+    return answers;
 }
 
 InstanceStatus CProtocol::GetStatus() {
-    const bool running = IsRunning();
-    if (stopped_)
+    if (IsStopped())
         return kStopped;
-    return running && IsConnected() ? kRunning : kStoppedWorking;
+    return IsRunning() && IsConnected() ? kRunning : kStoppedWorking;
 }
 
-CProtocol::Condition CProtocol::GetCondition() {
-    const auto client = CurrentClient();
-    if (stopped_ || !client || !IsRunning())
-        return {GetStatus(), GetState(), GetClientCount()};
-    const auto child = client->GetCondition();
-    return {child.alive ? kRunning : kStoppedWorking, child.state, child.clientCount};
+void CProtocol::BeginChange() {
+    {
+        auto state = state_.Lock();
+        ++state->changeCount;
+        if (++state->changes == 1)
+            SettleKnown(*state);
+    }
+    asked_.notify_all();  // whoever still asks is answered from the settled condition
+}
+
+void CProtocol::EndChange() {
+    auto state = state_.Lock();
+    ++state->changeCount;
+    if (--state->changes == 0)
+        SettleKnown(*state);
+}
+
+void CProtocol::Settle() {
+    SettleKnown(*state_.Lock());
+}
+
+void CProtocol::SettleKnown(State& state) {
+    const bool running = state.process->IsRunning();
+    if (!running) {
+        state.startTime = 0;
+        state.settled = {};
+    }
+    state.settled.status = state.stopped ? kStopped : running && state.answers ? kRunning : kStoppedWorking;
+    state.settled.processId = state.process->GetPid();
+    state.settled.startTime = state.startTime;
+}
+
+bool CProtocol::NeedsChild(State& state) {
+    return state.changes == 0 && !state.stopped && state.client && state.process->IsRunning();
+}
+
+bool CProtocol::IsAnsweredAtOnce() {
+    return !NeedsChild(*state_.Lock());
+}
+
+CProtocol::Condition CProtocol::Ask(Question question) {
+    const platform::Deadline deadline(GlobalSettings::Get().ipcTimeout);
+    auto state = state_.Lock();
+    while (NeedsChild(*state)) {
+        if (const auto other = state->exchange) {
+            const auto isOver = [&] { return other->done || state->changes != 0; };
+            if (!asked_.wait_for(state.Guard(), std::chrono::milliseconds(deadline.LeftMs()), isOver))
+                break;
+            if (other->done && other->question == question)
+                return other->answer;
+            continue;
+        }
+        const auto mine = std::make_shared<Exchange>(Exchange{question});
+        state->exchange = mine;
+        const auto changeCount = state->changeCount;
+        const auto client = state->client;
+        SettleKnown(*state);
+        mine->answer = state->settled;
+        state.Guard().unlock();
+        const bool told = AskChild(*client, deadline.LeftMs(), *mine);
+        state.Guard().lock();
+        state->exchange.reset();
+        if (state->changeCount != changeCount) {
+            mine->answer = state->settled;
+        } else if (told) {
+            state->settled = mine->answer;
+            state->answers = true;
+        } else if (question == Question::Status) {
+            state->settled.status = kStoppedWorking;
+            state->answers = false;
+        }
+        mine->done = true;
+        asked_.notify_all();
+        return mine->answer;
+    }
+    if (state->changes == 0)
+        SettleKnown(*state);
+    return state->settled;
+}
+
+bool CProtocol::AskChild(IPCClient& client, std::uint32_t timeoutMs, Exchange& exchange) {
+    auto& answer = exchange.answer;
+    if (exchange.question == Question::Clients) {
+        answer.clients.clear();
+        answer.clientCount = 0;
+        return client.GetClientsInfo(answer.clients, answer.clientCount, timeoutMs) == kIpcSuccess;
+    }
+    const auto child = client.GetCondition(timeoutMs);
+    answer.status = child.alive ? kRunning : kStoppedWorking;
+    answer.state = child.state;
+    answer.clientCount = child.clientCount;
+    return child.alive;
 }
 
 std::uint32_t CProtocol::GetClientCount() {
     std::uint32_t count = 0;
     const auto client = CurrentClient();
-    if (client && IsRunning())
-        client->GetClientCount(count);
+    if (client && IsRunning() && client->GetClientCount(count) == kIpcSuccess)
+        state_.Lock()->settled.clientCount = count;
     return count;
 }
 
-std::vector<ipc_client_info> CProtocol::GetClients() {
+CProtocol::Use CProtocol::GetUse() {
+    if (!IsRunning())
+        return Use::Free;
+    const auto client = CurrentClient();
     std::vector<ipc_client_info> clients;
-    const auto client = CurrentClient();
-    if (client && IsRunning())
-        client->GetClientsInfo(clients);
-    return clients;
-}
-
-bool CProtocol::IsInUseByOthers() {
-    const auto clients = GetClients();
-    if (clients.empty())
-        return false;
-    return clients.size() > 1 || clients.front().processId != platform::CurrentProcessId();
-}
-
-std::uint32_t CProtocol::GetState() {
-    std::uint32_t state = 0;
-    const auto client = CurrentClient();
-    if (client && IsRunning())
-        client->GetState(state);
-    return state;
+    if (!client || client->GetClientsInfo(clients) != kIpcSuccess)
+        return Use::Unknown;
+    const bool isFree =
+        clients.empty() || (clients.size() == 1 && clients.front().processId == platform::CurrentProcessId());
+    state_.Lock()->settled.clients = std::move(clients);
+    return isFree ? Use::Free : Use::Others;
 }
 
 std::uint32_t CProtocol::GetLastErrorCode() {
@@ -281,8 +390,7 @@ bool CProtocol::IsTypeDisabled(std::uint32_t type) {
     return false;
 }
 
-std::uint64_t CProtocol::GetUptime() {
-    const std::int64_t started = IsRunning() ? startTime_.load() : 0;
+std::uint64_t CProtocol::GetUptime(std::int64_t startTime) {
     const auto now = CalendarSeconds();
-    return started == 0 || now < started ? 0 : static_cast<std::uint64_t>(now - started);
+    return startTime == 0 || now < startTime ? 0 : static_cast<std::uint64_t>(now - startTime);
 }

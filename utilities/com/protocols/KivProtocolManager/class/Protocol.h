@@ -1,30 +1,58 @@
 // CProtocol: one configured protocol instance, whose work a child process does.
 #pragma once
 
-#include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
-#include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "IPC/class/IPC.h"
 #include "IPC/class/IPCClient.h"
-#include "IPC/transport/ClientTransport.h"
+#include "IPC/transport/ServerTransport.h"
 #include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "utils/VexaDB/class/VexaDBSession.h"
 #include "utils/class/Process.h"
+#include "utils/sync/Guarded.h"
 
-/// Held by shared ownership; the manager keeps one in its table for every instance. Start, Stop and SetName run under
-/// the manager's lock, one at a time; the queries may be called by any thread meanwhile. Destruction does not stop the
-/// child.
+/// The name belongs to one of the manager's own servers: a child could not be told from that.
+bool IsReservedName(const std::string& name);
+
+/// Held by shared ownership; the manager keeps one in its table for every instance. Whatever starts, stops or renames
+/// it does so within a Change, one thread at a time (the manager's line of changes sees to that). Questions come from
+/// any thread at any time. Destruction does not stop the child.
+///
+/// Questions are answered from the settled condition while a change is at work, and ask the child otherwise. A change
+/// waits for one exchange of questions with the child at most, and no question waits for a change.
 class CProtocol {
   public:
     /// Stands for the global start time-out where Start takes one.
     static constexpr std::uint32_t kDefaultStartTimeout = 0xFFFFFFFF;
+    /// Whether a process is the child of an instance other than the one of that name.
+    using OwnerCheck = std::function<bool(std::uint64_t processId, const std::string& name)>;
 
     /// Reads the instance's kind and type from the settings database.
-    explicit CProtocol(std::string name);
+    explicit CProtocol(std::string name, OwnerCheck isOwnedByAnother = {});
+    ~CProtocol();
+    CProtocol(const CProtocol&) = delete;
+    CProtocol& operator=(const CProtocol&) = delete;
+
+    /// The scope of a change; scopes of one thread may be nested. What it did shows in the answers to questions when it
+    /// ends, or when it settles.
+    class Change {
+      public:
+        explicit Change(CProtocol& instance) : instance_(instance) { instance_.BeginChange(); }
+        ~Change() { instance_.EndChange(); }
+        Change(const Change&) = delete;
+        Change& operator=(const Change&) = delete;
+        /// Before an event tells others of what has been done so far.
+        void Settle() { instance_.Settle(); }
+
+      private:
+        CProtocol& instance_;
+    };
 
     /// Starts the child and shakes hands with it, waiting at most `timeoutMs` for it to connect. 0 when it runs; -1
     /// when it is disabled, runs already or failed (then it was ended again, and the reason was logged).
@@ -32,63 +60,105 @@ class CProtocol {
     /// Asks the child to end and waits for it up to the global stop time-out, then ends it by force. 0; -1 when there
     /// is no connection to ask it over (it then keeps running).
     std::int32_t Stop();
+    /// The instance is not meant to run any more, though there is no process to stop.
+    void SetStopped();
     /// Gives the instance another name; a running child is not touched.
     void SetName(const std::string& newName);
 
-    std::string Name() const;
+    std::string Name();
     const std::string& Protocol() const { return protocol_; }
     std::uint32_t Type() const { return type_; }
     /// The instance is not meant to run: the monitor leaves it alone.
-    bool IsStopped() const { return stopped_; }
-    std::uint64_t ProcessId() const;
+    bool IsStopped() { return state_.Lock()->stopped; }
+    std::uint64_t ProcessId() { return CurrentProcess()->GetPid(); }
+    /// Grows whenever a change begins or ends.
+    std::uint64_t ChangeCount() { return state_.Lock()->changeCount; }
+
+    /// What is known of the instance. `state`, `clientCount` and `clients` are what the child told.
+    struct Condition {
+        InstanceStatus status = kStopped;
+        std::uint64_t processId = 0;  // also of a child that has ended by itself
+        std::int64_t startTime = 0;   // calendar seconds of the last successful start; 0 when not running
+        std::uint32_t state = 0;
+        std::uint32_t clientCount = 0;
+        std::vector<ipc_client_info> clients;
+    };
+    /// Which of these the child is asked for: the alive check, the state and the count, or the count and the clients.
+    enum class Question { Status, Clients };
+    /// Takes one general IPC time-out at most. Those who ask one child at the same time share one exchange with it.
+    Condition Ask(Question question);
+    /// The child need not be asked just now.
+    bool IsAnsweredAtOnce();
 
     bool IsRunning();
     /// The child answers the alive check.
     bool IsConnected();
     InstanceStatus GetStatus();
-    /// GetStatus, GetState and GetClientCount in one exchange with the child.
-    struct Condition {
-        InstanceStatus status;
-        std::uint32_t state;
-        std::uint32_t clientCount;
-    };
-    Condition GetCondition();
     /// Clients connected to the child's own server; 0 when not running.
     std::uint32_t GetClientCount();
-    std::vector<ipc_client_info> GetClients();
-    /// True when a process other than this one is connected to the child.
-    bool IsInUseByOthers();
-    /// The child's own state word; 0 when not running.
-    std::uint32_t GetState();
+    enum class Use {
+        Free,     // nobody but the manager is connected, or the child has ended
+        Others,   // other processes are connected
+        Unknown,  // the child does not answer
+    };
+    Use GetUse();
     /// 0 while running, else the negated value that the child last wrote to "lasterror".
     std::uint32_t GetLastErrorCode();
     bool IsFullEmulation();
-    /// Whole seconds since the last successful start; 0 when not running.
-    std::uint64_t GetUptime();
+    /// Whole seconds since that start; 0 for one that is 0.
+    static std::uint64_t GetUptime(std::int64_t startTime);
 
   private:
+    struct Exchange {
+        Question question;
+        bool done = false;
+        Condition answer{};
+    };
+    struct State {
+        std::string name;
+        std::shared_ptr<Process> process;
+        std::shared_ptr<IPCClient> client;
+        bool stopped = true;
+        bool answers = false;                        // to the last alive check of this child
+        std::int64_t startTime = 0;                  // calendar seconds; 0 when not running
+        std::shared_ptr<ServerTransport> readyPipe;  // while a start waits for its child
+        std::set<std::uint64_t> expectedEnds;        // processes that the manager asks to end, or ends
+        int changes = 0;                             // under way, one in another
+        std::uint64_t changeCount = 0;
+        Condition settled;
+        std::shared_ptr<Exchange> exchange;  // under way
+    };
+
     void CreateProcessObject();
     bool IsTypeDisabled(std::uint32_t type);
-    /// The child's connection on the ready pipe, which anybody can open; empty when it does not come in time.
-    std::shared_ptr<ClientTransport> AcceptChild(class ServerTransport& readyPipe, std::uint32_t timeoutMs);
+    void ChildEnded(std::uint64_t processId, std::uint32_t exitCode);
+    void ExpectEnd(Process& process);
+
+    void BeginChange();
+    void EndChange();
+    void Settle();
+    /// The parts of the settled condition that need no child. With the lock held.
+    static void SettleKnown(State& state);
+    static bool NeedsChild(State& state);
+    /// Fills in the exchange's answer with what the child says; false when it does not answer.
+    static bool AskChild(IPCClient& client, std::uint32_t timeoutMs, Exchange& exchange);
+
+    /// The child's connection on the ready pipe, which anybody can open; empty when it does not come in time, or ended.
+    std::shared_ptr<ClientTransport> AcceptChild(ServerTransport& readyPipe, std::uint32_t timeoutMs);
     /// The connection to the child's own server; empty when others keep serving under the name.
     std::shared_ptr<IPCClient> ConnectToChild(const std::string& name);
     /// The child's side of the handshake on the ready pipe; true when it reported success.
-    bool AwaitChild(class ServerTransport& readyPipe, std::uint32_t timeoutMs);
+    bool AwaitChild(ServerTransport& readyPipe, std::uint32_t timeoutMs);
 
-    std::shared_ptr<Process> CurrentProcess() const;
-    std::shared_ptr<IPCClient> CurrentClient() const;
+    std::shared_ptr<Process> CurrentProcess() { return state_.Lock()->process; }
+    std::shared_ptr<IPCClient> CurrentClient() { return state_.Lock()->client; }
 
     VexaDB::VexaDBSession db_;
+    const OwnerCheck isOwnedByAnother_;
     std::string protocol_;
     std::uint32_t type_ = 0;
     bool typeDisabled_ = false;
 
-    mutable std::mutex guard_;  // guards the three below against queries; held for copies only
-    std::string name_;
-    std::shared_ptr<Process> process_;
-    std::shared_ptr<IPCClient> client_;
-
-    std::atomic<bool> stopped_{true};
-    std::atomic<std::int64_t> startTime_{0};  // calendar seconds of the last successful start; 0 when not running
+    kivsync::Guarded<State> state_;  // never held while anything is waited for
+    std::condition_variable asked_;  // an exchange has ended, or a change has begun
 };

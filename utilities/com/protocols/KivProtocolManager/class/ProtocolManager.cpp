@@ -21,6 +21,7 @@ constexpr std::uint32_t kTakeOverPollMs = 50;
 constexpr std::wstring_view kMonitorWaitArgument = L"--monitorwait:";
 constexpr std::size_t kComparedArgumentCharacters = 6;
 constexpr std::uint32_t kProfinetDelayMs = 7000;
+constexpr std::uint32_t kShortestMonitorWaitMs = 100;  // a shorter one would keep every child busy with answering
 
 bool HasPrefixIgnoringCase(const wchar_t* text, std::wstring_view prefix) {
     return std::all_of(prefix.begin(), prefix.end(), [&text](wchar_t expected) {
@@ -92,6 +93,7 @@ std::int32_t CProtocolManager::InternalMain() {
         host_.SetState(ServiceState::Running);
         host_.SignalReady();
     }
+    ListNamesToCome();  // before a client can add an instance that is not to be started
     ipcThread_ = kivsync::Thread::Start([this] { ProcessIPC(); });
     if (!ipcThread_)
         KIV_LOG(Logging::Error, "Cannot start the thread of the control server %s", kManagerServerName);
@@ -127,71 +129,54 @@ void CProtocolManager::Release() {
         ipcThread_->Join();
         ipcThread_.reset();
     }
-    {
-        const std::lock_guard hold(lock_);
-        protocols_.clear();
-        awaitingName_.clear();
-    }
+    table_.Clear();
     onlyManager_.reset();
 }
 
-std::vector<CProtocolManager::InstancePtr> CProtocolManager::Instances() {
-    const std::lock_guard hold(lock_);
-    return protocols_;
+CProtocolManager::InstancePtr CProtocolManager::MakeInstance(const std::string& name) {
+    return std::make_shared<CProtocol>(
+        name, [this](auto processId, const auto& itsName) { return table_.IsOwnedByAnother(processId, itsName); });
 }
 
-/// Whoever waited for the lock may hold an instance that was removed meanwhile, or come after all were stopped: its
-/// child would be nobody's. The lock is held.
-bool CProtocolManager::MayStart(const InstancePtr& instance) const {
-    return !allStopped_ && std::find(protocols_.begin(), protocols_.end(), instance) != protocols_.end();
-}
-
-CProtocolManager::InstancePtr CProtocolManager::GetProtocol(const std::string& name) {
-    const std::lock_guard hold(lock_);
-    const auto found = std::find_if(protocols_.begin(), protocols_.end(),
-                                    [&name](const InstancePtr& instance) { return instance->Name() == name; });
-    return found == protocols_.end() ? nullptr : *found;
+/// The list must lack no rename that was told before it was set: so it is read until it stays as it was set.
+void CProtocolManager::ListNamesToCome() {
+    std::vector<std::string> names;
+    std::vector<std::string> set;
+    db_->GetInstances(names);
+    do {
+        set = names;
+        table_.SetNamesToCome(set);
+    } while (db_->GetInstances(names) == 0 && names != set);
 }
 
 std::int32_t CProtocolManager::StartProtocols() {
     KIV_LOG(Logging::Info, "Starting Protocols services");
-    {
-        const std::lock_guard hold(lock_);
-        starting_ = true;
-        std::vector<std::string> names;
-        db_->GetInstances(names);
-        toTakeUp_.assign(names.begin(), names.end());
+    while (const auto name = table_.NextToCome()) {
+        const auto instance = TakeUp(*name);
+        if (!instance)
+            continue;  // it was removed or renamed meanwhile
+        if (instance->Protocol() == VexaDB::kProtocolNames[VexaDB::kProfinet])
+            AwaitProfinetHardware();
+        const kivsync::Turn turn(changes_);
+        StartProtocol(instance);
     }
-    for (;;) {
-        std::string name;
-        {
-            const std::lock_guard hold(lock_);
-            starting_ = !toTakeUp_.empty();
-            if (!starting_)
-                return 0;
-            name = std::move(toTakeUp_.front());
-            toTakeUp_.pop_front();
-        }
-        TakeUp(name);
-    }
+    return 0;
 }
 
-/// Puts an instance of the database into the table and starts it. Not one that is there, or that was removed or renamed
-/// meanwhile: starting takes time, in which the database changes.
-void CProtocolManager::TakeUp(const std::string& name) {
-    const auto instance = std::make_shared<CProtocol>(name);
-    if (CleanupSoftwareProfinetInstance(*instance))
-        return;
-    CleanupEipInstance(*instance);
-    {
-        const std::lock_guard hold(lock_);
-        if (GetProtocol(name) || !db_->IsInstanceExist(name))
-            return;
-        protocols_.push_back(instance);
+/// Puts the next instance of the database into the table, unless a client has added it already; empty when it is not
+/// the next one any more.
+CProtocolManager::InstancePtr CProtocolManager::TakeUp(const std::string& name) {
+    const kivsync::Turn turn(changes_);
+    FollowNotes(InstanceTable::Which::Untried);
+    auto instance = table_.Find(name);
+    if (!instance)
+        instance = MakeInstance(name);
+    if (CleanupSoftwareProfinetInstance(*instance)) {
+        FollowNotes(InstanceTable::Which::Untried);
+        return {};
     }
-    if (instance->Protocol() == VexaDB::kProtocolNames[VexaDB::kProfinet])
-        AwaitProfinetHardware();
-    StartProtocol(instance);
+    CleanupEipInstance(*instance);
+    return table_.TakeUp(instance) ? instance : nullptr;
 }
 
 /// The Profinet hardware needs time before each of its instances; a stop request need not wait for it.
@@ -206,8 +191,12 @@ void CProtocolManager::AwaitProfinetHardware() {
 
 std::int32_t CProtocolManager::MonitorProtocol() {
     KIV_LOG(Logging::Info, "Monitor Protocols services");
-    while (stopRequestEvent_->Wait(monitorWaitTime_) != 0) {
-        for (const auto& instance : Instances()) {
+    while (stopRequestEvent_->Wait(std::max(monitorWaitTime_, kShortestMonitorWaitMs)) != 0) {
+        if (!table_.Noted(InstanceTable::Which::All).empty()) {
+            const kivsync::Turn turn(changes_);
+            FollowNotes(InstanceTable::Which::All);
+        }
+        for (const auto& instance : table_.All()) {
             if (StopRequested())
                 break;  // what would be restarted now would be stopped at once
             CheckInstance(instance);
@@ -216,17 +205,16 @@ std::int32_t CProtocolManager::MonitorProtocol() {
     return 0;
 }
 
-/// Restarts an instance that is meant to run and does not work. The check itself needs no lock, so a pass over healthy
-/// instances delays no command; what is to be restarted is looked at again under the lock.
 void CProtocolManager::CheckInstance(const InstancePtr& instance) {
-    const auto healthy = [&instance] { return instance->IsRunning() && instance->IsConnected(); };
-    if (instance->IsStopped() || healthy())
+    const auto changeCount = instance->ChangeCount();
+    if (instance->IsStopped() || instance->Ask(CProtocol::Question::Status).status == kRunning)
         return;
-
-    const std::lock_guard hold(lock_);
-    if (!MayStart(instance) || instance->IsStopped() || healthy())
-        return;
-    KIV_LOG(Logging::Error, "Protocol %s has stopped working", instance->Name().c_str());
+    const kivsync::Turn turn(changes_);
+    if (!table_.MayStart(instance) || instance->ChangeCount() != changeCount)
+        return;  // somebody else has seen to it
+    const CProtocol::Change change(*instance);
+    KIV_LOG_AS("CProtocolManager::MonitorProtocol", Logging::Error, "Protocol %s has stopped working",
+               instance->Name().c_str());
     if (instance->IsRunning())
         instance->Stop();
     instance->Start(CProtocol::kDefaultStartTimeout);
@@ -235,120 +223,13 @@ void CProtocolManager::CheckInstance(const InstancePtr& instance) {
 std::int32_t CProtocolManager::StopProtocols() {
     KIV_LOG(Logging::Info, "Stoping Protocols all services");
     {
-        const std::lock_guard hold(lock_);
-        for (const auto& instance : protocols_)
+        const kivsync::Turn turn(changes_);
+        for (const auto& instance : table_.All()) {
+            const CProtocol::Change change(*instance);
             instance->Stop();
-        allStopped_ = true;
+        }
+        table_.Close();
     }
     KIV_LOG(Logging::Info, "Finishing Stoping Protocols all services");
-    return 0;
-}
-
-std::int32_t CProtocolManager::StartProtocol(const std::string& name) {
-    const std::lock_guard hold(lock_);
-    const auto instance = GetProtocol(name);
-    return instance ? StartProtocol(instance) : kManagerFailure;
-}
-
-std::int32_t CProtocolManager::StartProtocol(const InstancePtr& instance) {
-    std::string name;
-    {
-        const std::lock_guard hold(lock_);
-        if (!MayStart(instance))
-            return kManagerFailure;
-        name = instance->Name();
-        SetPortOwner(*instance);
-        if (instance->IsRunning()) {
-            KIV_LOG(Logging::Warning, "Protocol %s is already running", name.c_str());
-            return 0;
-        }
-        KIV_LOG(Logging::Warning, "Start protocol %s", name.c_str());
-        if (instance->Start(CProtocol::kDefaultStartTimeout) != 0) {
-            KIV_LOG(Logging::Error, "Cannot start protocol %s", name.c_str());
-            return kManagerFailure;
-        }
-        KIV_LOG(Logging::Warning, "Protocol %s status is %d ", name.c_str(), static_cast<int>(instance->GetStatus()));
-        if (!instance->IsRunning() || !instance->IsConnected()) {
-            KIV_LOG(Logging::Error, "Started protocol %s stalled", name.c_str());
-            return kManagerFailure;
-        }
-        KIV_LOG(Logging::Info, "int32_t CProtocolManager::StartProtocol(std::shared_ptr<CProtocol> Protocol)");
-        instance->GetClientCount();
-        KIV_LOG(Logging::Warning, "Started protocol %s", name.c_str());
-    }
-    if (StartProtocolNotify(name) == 0)
-        return 0;
-    KIV_LOG(Logging::Error, "Start Protocol %s Notify failure", name.c_str());
-    return kManagerFailure;
-}
-
-std::int32_t CProtocolManager::StopProtocol(const std::string& name) {
-    KIV_LOG(Logging::Warning, "Stop protocol %s", name.c_str());
-    {
-        const std::lock_guard hold(lock_);
-        const auto instance = GetProtocol(name);
-        if (!instance)
-            return kManagerFailure;
-        std::erase(awaitingName_, instance);
-        if (!instance->IsRunning())
-            return 0;
-        if (instance->IsInUseByOthers()) {
-            KIV_LOG(Logging::Error, "Cannot stop %s because it is still in use!", name.c_str());
-            return kManagerInUse;
-        }
-        if (instance->Stop() != 0) {
-            KIV_LOG(Logging::Error, "Cannot stop protocol %s", name.c_str());
-            return kManagerFailure;
-        }
-        KIV_LOG(Logging::Warning, "Stopped protocol %s", name.c_str());
-    }
-    StopProtocolNotify(name);
-    return 0;
-}
-
-std::int32_t CProtocolManager::RestartProtocol(const std::string& name) {
-    KIV_LOG(Logging::Warning, "Restart protocol %s", name.c_str());
-    const auto instance = GetProtocol(name);
-    if (!instance)
-        return kManagerFailure;
-    if (instance->IsInUseByOthers()) {
-        KIV_LOG(Logging::Error, "Cannot restart %s because it is still in use!", name.c_str());
-        return kManagerInUse;
-    }
-
-    bool wasRunning = false;
-    std::int32_t stopped = 0;
-    std::string nameNow;  // it may be renamed while the lock is free
-    {
-        const std::lock_guard hold(lock_);
-        nameNow = instance->Name();
-        wasRunning = instance->IsRunning();
-        if (wasRunning) {
-            KIV_LOG(Logging::Warning, "Stop protocol %s", name.c_str());
-            stopped = instance->Stop();
-        }
-    }
-    if (stopped != 0) {
-        KIV_LOG(Logging::Error, "Cannot stop protocol %s", name.c_str());
-        return stopped;
-    }
-    if (wasRunning)
-        StopProtocolNotify(nameNow);
-
-    std::int32_t started = 0;
-    {
-        const std::lock_guard hold(lock_);
-        if (!MayStart(instance))
-            return kManagerFailure;
-        nameNow = instance->Name();
-        SetPortOwner(*instance);
-        started = instance->Start(CProtocol::kDefaultStartTimeout);
-    }
-    if (started != 0) {
-        KIV_LOG(Logging::Error, "Cannot start protocol %s", nameNow.c_str());
-        return started;
-    }
-    StartProtocolNotify(nameNow);
-    KIV_LOG(Logging::Warning, "Restarted protocol %s", nameNow.c_str());
     return 0;
 }

@@ -4,10 +4,8 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,28 +13,30 @@
 #include "IPC/class/IPC.h"
 #include "IPC/class/IPCServer.h"
 #include "protocols/KivProtocolManager/class/IServiceHost.h"
+#include "protocols/KivProtocolManager/class/InstanceTable.h"
 #include "protocols/KivProtocolManager/class/Protocol.h"
 #include "utils/VexaDB/class/VexaDBServer.h"
 #include "utils/VexaDB/class/VexaDBServerOpObserver.h"
 #include "utils/VexaDB/class/VexaDBSession.h"
 #include "utils/sync/Event.h"
+#include "utils/sync/Line.h"
 #include "utils/sync/Mutex.h"
 #include "utils/sync/Thread.h"
 
-/// Held by shared ownership. Threads: the host's main or console thread runs InternalMain; the control thread runs
-/// ProcessIPC and, with it, the command handlers; the service control thread calls InternalMainStop; the observer
-/// operations arrive on whichever thread committed a change.
+/// Held by shared ownership. Threads: the host's main or console thread runs InternalMain; the control server's crew
+/// carries out the requests; the service control thread calls InternalMainStop; the observer operations arrive on
+/// whichever thread committed a change.
 ///
-/// Lock: one recursive mutex guards the table and every start and stop of an instance, the child's handshake included.
-/// The database may be called with it held (it calls back only after releasing its own locks), and events may be sent
-/// with it held (a client that does not read never blocks the sender); nothing else is waited for under it but the
-/// child being started or stopped.
+/// The line of changes: whoever adds, removes, renames, starts or stops an instance has the turn in it, from the
+/// decision to the event, and for as long as that takes. The database may be called with the turn held: what its notices
+/// leave to do is then done by the holder itself. Questions never stand in the line; they look at the table, whose lock
+/// is a short one, and at the instances' settled conditions.
 ///
 /// Results: 0 success, -1 failure, kManagerInUse when other processes are connected to the instance,
 /// kManagerUnknownInstance where a handler says so.
 class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enable_shared_from_this<CProtocolManager> {
   public:
-    using InstancePtr = std::shared_ptr<CProtocol>;
+    using InstancePtr = InstanceTable::InstancePtr;
     /// Nanoseconds of a monotonic clock.
     using Clock = std::function<std::int64_t()>;
 
@@ -59,11 +59,12 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     std::uint32_t MonitorWaitTime() const { return monitorWaitTime_; }
 
     /// The first instance of exactly that name; empty when there is none.
-    InstancePtr GetProtocol(const std::string& name);
+    InstancePtr GetProtocol(const std::string& name) { return table_.Find(name); }
     std::int32_t StartProtocol(const std::string& name);
     std::int32_t StopProtocol(const std::string& name);
     std::int32_t RestartProtocol(const std::string& name);
-    /// Registers the instance in the database and the table; it is not started.
+    /// Registers the instance in the database and the table, or takes one of the database into the table; it is not
+    /// started.
     std::int32_t AddProtocol(const std::string& name, std::uint32_t type);
     /// Renames a running instance and its table entry, not the database's.
     std::int32_t RenameProtocol(const std::string& oldName, const std::string& newName);
@@ -75,6 +76,7 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     void Uint32Changed(std::string instance, std::string setting, std::uint32_t oldValue,
                        std::uint32_t newValue) override;
     void StringChanged(std::string instance, std::string setting, std::string oldValue, std::string newValue) override;
+    void Follow() override;
 
     /// The clock that command durations are measured with; set before InternalMain.
     void SetClock(Clock clock) { clock_ = std::move(clock); }
@@ -86,18 +88,38 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     std::int32_t StartProtocols();
     std::int32_t MonitorProtocol();
     std::int32_t StopProtocols();
-    void TakeUp(const std::string& name);
+    void ListNamesToCome();
+    InstancePtr TakeUp(const std::string& name);
     void AwaitProfinetHardware();
     void CheckInstance(const InstancePtr& instance);
     bool StopRequested() { return stopRequestEvent_->Wait(0) == 0; }
+    InstancePtr MakeInstance(const std::string& name);
 
+    // Changes (ProtocolManagerChanges.cpp), with the turn in the line held.
     std::int32_t StartProtocol(const InstancePtr& instance);
-    std::vector<InstancePtr> Instances();
-    bool MayStart(const InstancePtr& instance) const;
+    std::int32_t RenameProtocols(const std::vector<InstanceTable::Renaming>& renamings);
+    bool MayGetName(const InstancePtr& instance, const std::string& name);
+    std::int32_t RemoveProtocol(const InstancePtr& instance);
+    /// Does what the database's notices left to do, or those of them that nobody has tried.
+    void FollowNotes(InstanceTable::Which which);
+    std::int32_t FollowNote(const InstancePtr& instance);
+    std::int32_t FollowRemoval(const InstancePtr& instance, const InstanceTable::Note& note);
+    std::int32_t FollowRename(const InstancePtr& instance);
+    /// Follows the note of the instance of that name, if it has one, now that a command comes to it.
+    void FollowNoteOf(const std::string& name);
 
-    // The command loop and its handlers (ProtocolManagerCommands.cpp). A handler returns the reply's payload.
+    // The commands and their handlers (ProtocolManagerCommands.cpp). A handler returns the reply's payload.
     std::int32_t ProcessIPC();
-    void HandleRequest(const std::shared_ptr<IPC>& request);
+    /// What is done for one command, and what it waits for.
+    struct Command {
+        std::uint32_t number;
+        IPCServer::Turn turn;
+        IPCPayload (CProtocolManager::*handler)(const IPC&);
+    };
+    /// Null for a number that is no command.
+    static const Command* FindCommand(std::uint32_t number);
+    IPCServer::Turn TurnOf(const IPC& request);
+    std::shared_ptr<IPC> HandleRequest(const IPC& request);
     IPCPayload HandleEmpty(const IPC& request);
     IPCPayload HandleAdd(const IPC& request);
     IPCPayload HandleRemove(const IPC& request);
@@ -124,7 +146,6 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     std::int32_t StopProtocolNotify(const std::string& name);
     std::int32_t ChangeStrPropertyNotify(const std::string& instance, const std::string& property,
                                          const std::string& oldValue, const std::string& newValue);
-    std::int32_t RemoveProtocol(const std::string& name);
 
     // Who may own a port (PortOwnership.cpp).
     void SetPortOwner(CProtocol& instance);
@@ -141,12 +162,8 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     const std::shared_ptr<kivsync::Event> stoppedEvent_;
     std::shared_ptr<kivsync::Mutex> onlyManager_;  // from Init to Release
 
-    std::recursive_mutex lock_;  // guards what follows, and every start and stop of an instance
-    std::vector<InstancePtr> protocols_;
-    std::deque<std::string> toTakeUp_;  // of the database's instances, while they are started one after another
-    bool starting_ = false;
-    std::vector<InstancePtr> awaitingName_;  // stopped by a rename to a name under which there was nothing to start
-    bool allStopped_ = false;                // at the service's end: nothing is started any more
+    kivsync::Line changes_;  // taken before every other lock
+    InstanceTable table_;
 
     std::uint32_t monitorWaitTime_ = 300000;  // ms
     Clock clock_;

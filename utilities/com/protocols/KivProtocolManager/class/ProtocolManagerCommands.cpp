@@ -1,7 +1,7 @@
-// The command side of CProtocolManager: the loop that serves the control server, and the handler of every command.
+// The command side of CProtocolManager: what its control server does with each command, and in which turn.
 
 #include <algorithm>
-#include <exception>
+#include <iterator>
 
 #include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
@@ -10,7 +10,6 @@
 namespace {
 
 constexpr std::int64_t kLongCommandNanoseconds = 50'000'000'000;
-constexpr std::int64_t kNanosecondsPerMs = 1'000'000;
 
 IPCPayload ResultReply(std::int32_t result) {
     return wire::Encode(ipc_mngctrl_result_reply{result});
@@ -25,65 +24,72 @@ std::optional<std::string> NamedInstance(const IPC& request) {
 }  // namespace
 
 std::int32_t CProtocolManager::ProcessIPC() {
-    if (ipcServer_.Start(kManagerServerName) != 0) {
+    const IPCServer::Duty duty{
+        .title = "Manager IPC",
+        .function = "CProtocolManager::ProcessIPC",
+        .longNanoseconds = kLongCommandNanoseconds,
+        .clock = clock_,
+        .turnOf = [this](const IPC& request) { return TurnOf(request); },
+        .carryOut = [this](const auto& request) { return HandleRequest(*request); },
+        .answered =
+            [this](const IPC& request) {
+                if (request.Command() == kIpcStop)
+                    stopRequestEvent_->Set();  // not before the answer: the stop closes the connection it goes over
+            },
+    };
+    if (ipcServer_.Start(kManagerServerName, duty) != 0) {
         KIV_LOG(Logging::Error, "Cannot start the control server %s", kManagerServerName);
         return kManagerFailure;
     }
-    while (!StopRequested()) {
-        const auto request = ipcServer_.GetRequest();
-        if (!request)
-            break;  // the server was stopped
-        const auto begin = clock_();
-        try {
-            HandleRequest(request);
-        } catch (const std::exception& error) {
-            KIV_LOG(Logging::Error, "Manager IPC command %d failed: %s", static_cast<int>(request->Command()),
-                    error.what());
-            ipcServer_.RemoveClient(request->ClientId());  // so that it does not wait for an answer
-        }
-        const auto elapsed = clock_() - begin;
-        if (elapsed >= kLongCommandNanoseconds)
-            KIV_LOG(Logging::Error, "Manager IPC command %d process took long time - %lldms!",
-                    static_cast<int>(request->Command()), static_cast<long long>(elapsed / kNanosecondsPerMs));
-    }
+    if (StopRequested())
+        ipcServer_.Stop();  // whoever stopped the manager may have come before the start
+    ipcServer_.Serve();
     return 0;
 }
 
-void CProtocolManager::HandleRequest(const std::shared_ptr<IPC>& request) {
-    using Handler = IPCPayload (CProtocolManager::*)(const IPC&);
-    struct Entry {
-        std::uint32_t command;
-        Handler handler;
+const CProtocolManager::Command* CProtocolManager::FindCommand(std::uint32_t number) {
+    using Turn = IPCServer::Turn;
+    static constexpr Command kCommands[] = {
+        {kIpcAliveCheck, Turn::AtOnce, &CProtocolManager::HandleEmpty},
+        {kIpcStop, Turn::AtOnce, &CProtocolManager::HandleEmpty},
+        {kManagerAdd, Turn::Change, &CProtocolManager::HandleAdd},
+        {kManagerRemove, Turn::Change, &CProtocolManager::HandleRemove},
+        {kManagerStart, Turn::Change, &CProtocolManager::HandleStart},
+        {kManagerStop, Turn::Change, &CProtocolManager::HandleStop},
+        {kManagerRestart, Turn::Change, &CProtocolManager::HandleRestart},
+        {kManagerGetString, Turn::AtOnce, &CProtocolManager::HandleGetString},
+        {kManagerSetString, Turn::Question, &CProtocolManager::HandleSetString},
+        {kManagerGetNumber, Turn::AtOnce, &CProtocolManager::HandleGetNumber},
+        {kManagerSetNumber, Turn::Question, &CProtocolManager::HandleSetNumber},
+        {kManagerList, Turn::AtOnce, &CProtocolManager::HandleList},
+        {kManagerStatus, Turn::Question, &CProtocolManager::HandleStatus},
+        {kManagerRename, Turn::Change, &CProtocolManager::HandleRename},
+        {kManagerGetClients, Turn::Question, &CProtocolManager::HandleGetClients},
     };
-    static constexpr Entry kHandlers[] = {
-        {kIpcAliveCheck, &CProtocolManager::HandleEmpty},
-        {kIpcStop, &CProtocolManager::HandleEmpty},
-        {kManagerAdd, &CProtocolManager::HandleAdd},
-        {kManagerRemove, &CProtocolManager::HandleRemove},
-        {kManagerStart, &CProtocolManager::HandleStart},
-        {kManagerStop, &CProtocolManager::HandleStop},
-        {kManagerRestart, &CProtocolManager::HandleRestart},
-        {kManagerGetString, &CProtocolManager::HandleGetString},
-        {kManagerSetString, &CProtocolManager::HandleSetString},
-        {kManagerGetNumber, &CProtocolManager::HandleGetNumber},
-        {kManagerSetNumber, &CProtocolManager::HandleSetNumber},
-        {kManagerList, &CProtocolManager::HandleList},
-        {kManagerStatus, &CProtocolManager::HandleStatus},
-        {kManagerRename, &CProtocolManager::HandleRename},
-        {kManagerGetClients, &CProtocolManager::HandleGetClients},
-    };
+    const auto* const found =
+        std::find_if(std::begin(kCommands), std::end(kCommands), [=](const auto& one) { return one.number == number; });
+    return found != std::end(kCommands) ? found : nullptr;
+}
 
-    const auto command = request->Command();
-    const auto* entry = std::find_if(std::begin(kHandlers), std::end(kHandlers),
-                                     [command](const Entry& candidate) { return candidate.command == command; });
-    // A command that nobody handles gets no answer: none is agreed for it.
-    if (entry != std::end(kHandlers)) {
-        auto payload = (this->*entry->handler)(*request);
-        if (request->ExpectsReply())
-            ipcServer_.SendReply(IPC::Reply(*request, std::move(payload)));
+IPCServer::Turn CProtocolManager::TurnOf(const IPC& request) {
+    const auto* const command = FindCommand(request.Command());
+    if (command == nullptr)
+        return IPCServer::Turn::AtOnce;
+    // These two ask the instance's child, if there is anything to ask it.
+    if (command->number == kManagerStatus || command->number == kManagerGetClients) {
+        const auto name = NamedInstance(request);
+        const auto instance = name ? GetProtocol(*name) : nullptr;
+        if (!instance || instance->IsAnsweredAtOnce())
+            return IPCServer::Turn::AtOnce;
     }
-    if (command == kIpcStop)
-        stopRequestEvent_->Set();  // not before the answer: the stop closes the connection that it goes over
+    return command->turn;
+}
+
+std::shared_ptr<IPC> CProtocolManager::HandleRequest(const IPC& request) {
+    const auto* const command = FindCommand(request.Command());
+    if (command == nullptr)
+        return {};  // nobody handles it: no answer is agreed for it
+    return IPC::Reply(request, (this->*command->handler)(request));
 }
 
 IPCPayload CProtocolManager::HandleEmpty(const IPC& /*request*/) {
@@ -159,7 +165,7 @@ IPCPayload CProtocolManager::HandleSetNumber(const IPC& request) {
 IPCPayload CProtocolManager::HandleList(const IPC& request) {
     std::vector<std::string> names;
     if (const auto fields = wire::Decode<ipc_mngctrl_list_request>(request.Payload())) {
-        for (const auto& instance : Instances()) {
+        for (const auto& instance : table_.All()) {
             if (instance->Type() == fields->protocolType)
                 names.push_back(instance->Name());
         }
@@ -175,13 +181,13 @@ IPCPayload CProtocolManager::HandleStatus(const IPC& request) {
         reply.result = name ? kManagerUnknownInstance : kManagerFailure;
         return wire::Encode(reply);
     }
-    const auto condition = instance->GetCondition();
+    const auto condition = instance->Ask(CProtocol::Question::Status);
     reply.status = condition.status;
     reply.protocolType = instance->Type();
-    reply.upTime = instance->GetUptime();
+    reply.upTime = CProtocol::GetUptime(condition.startTime);
     reply.lastError = instance->GetLastErrorCode();
     reply.state = condition.state;
-    reply.processId = instance->ProcessId();
+    reply.processId = condition.processId;
     reply.clientCount = condition.clientCount;
     return wire::Encode(reply);
 }
@@ -198,82 +204,6 @@ IPCPayload CProtocolManager::HandleGetClients(const IPC& request) {
     const auto instance = GetProtocol(*name);
     if (!instance)
         return EncodeUnknownClientsReply(kManagerUnknownInstance);
-    const auto room = instance->GetClientCount();
-    return EncodeClientsReply(room, instance->GetClients());
-}
-
-std::int32_t CProtocolManager::AddProtocol(const std::string& name, std::uint32_t type) {
-    if (GetProtocol(name))
-        return kManagerFailure;
-    {
-        const std::lock_guard hold(lock_);
-        if (db_->AddInstance(name, type) != 0) {
-            KIV_LOG(Logging::Error, "Cannot add instance %s", name.c_str());
-            return kManagerFailure;
-        }
-        protocols_.push_back(std::make_shared<CProtocol>(name));
-    }
-    AddProtocolNotify(name);
-    KIV_LOG(Logging::Warning, "Add instance %s", name.c_str());
-    return 0;
-}
-
-std::int32_t CProtocolManager::ProcessRemoveProtocol(const std::string& name) {
-    const auto instance = GetProtocol(name);
-    if (!instance)
-        return kManagerUnknownInstance;
-    KIV_LOG(Logging::Warning, "Remove instance %s client:%d", name.c_str(),
-            static_cast<int>(instance->GetClientCount()));
-    auto result = kManagerInUse;
-    // The instance leaves the table when the database reports its removal.
-    if (instance->IsInUseByOthers())
-        KIV_LOG(Logging::Error, "Cannot remove %s because it is still in use!", name.c_str());
-    else
-        result = db_->RemoveInstance(name);
-    KIV_LOG(Logging::Warning, "Removed instance %s", name.c_str());
-    return result;
-}
-
-std::int32_t CProtocolManager::SetStrPropertyProtocol(const std::string& instance, const std::string& property,
-                                                      const std::string& value) {
-    if (!GetProtocol(instance))
-        return kManagerFailure;
-    const auto oldValue = db_->Text(instance, property);
-    if (db_->SetString(instance, property, value) != 0) {
-        KIV_LOG(Logging::Error, "Cannot set property");
-        return kManagerFailure;
-    }
-    return ChangeStrPropertyNotify(instance, property, oldValue, value);
-}
-
-std::int32_t CProtocolManager::RenameProtocol(const std::string& oldName, const std::string& newName) {
-    const auto instance = GetProtocol(oldName);
-    if (!instance)
-        return kManagerFailure;
-    KIV_LOG(Logging::Warning, "Rename instance %s to %s", oldName.c_str(), newName.c_str());
-
-    bool wasRunning = false;
-    {
-        const std::lock_guard hold(lock_);
-        wasRunning = std::erase(awaitingName_, instance) != 0 || instance->IsRunning();
-        if (instance->IsInUseByOthers())
-            return kManagerInUse;
-        if (instance->IsRunning() && instance->Stop() != 0) {
-            KIV_LOG(Logging::Error, "Cannot stop protocol %s", oldName.c_str());
-            return kManagerFailure;
-        }
-        instance->SetName(newName);
-    }
-    RenameProtocolNotify(oldName, newName);
-    if (wasRunning) {
-        const std::lock_guard hold(lock_);
-        if (!MayStart(instance) || instance->Start(CProtocol::kDefaultStartTimeout) != 0) {
-            KIV_LOG(Logging::Error, "Cannot start protocol %s", newName.c_str());
-            // One of several renames, as a swap of two names needs: the last one brings a name that the database has.
-            if (!db_->IsInstanceExist(instance->Name()))
-                awaitingName_.push_back(instance);
-        }
-    }
-    KIV_LOG(Logging::Warning, "Renamed instance %s to %s", oldName.c_str(), newName.c_str());
-    return 0;
+    const auto condition = instance->Ask(CProtocol::Question::Clients);
+    return EncodeClientsReply(condition.clientCount, condition.clients);
 }

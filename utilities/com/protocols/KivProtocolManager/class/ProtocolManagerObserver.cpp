@@ -1,28 +1,26 @@
 // The events of CProtocolManager to its clients, and its side as the settings database's observer.
 
-#include <algorithm>
-#include <utility>
-
 #include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
 #include "utils/logging/Logger.h"
 
+namespace {
+
+/// Where the calling thread wants the result of announcing the string that it is about to write; null: nowhere.
+thread_local std::int32_t* ownStringChange = nullptr;
+
+}  // namespace
+
 void CProtocolManager::InstanceTypeChanged(std::string /*instance*/, std::uint32_t /*type*/) {}
 
+// Removals and renames are only noted: to follow them takes long (see Follow).
+
 void CProtocolManager::InstanceRemoved(std::string instance) {
-    RemoveProtocol(instance);
+    table_.NoteRemoved(instance);
 }
 
 void CProtocolManager::InstanceRenamed(std::string oldName, std::string newName) {
-    {
-        const std::lock_guard hold(lock_);
-        if (starting_ && !GetProtocol(oldName)) {  // its turn to start has not come, or it was not found just now
-            std::erase(toTakeUp_, oldName);
-            toTakeUp_.push_back(newName);
-            return;
-        }
-    }
-    RenameProtocol(oldName, newName);
+    table_.NoteRenamed(oldName, newName);
 }
 
 void CProtocolManager::Uint32Changed(std::string /*instance*/, std::string /*setting*/, std::uint32_t /*oldValue*/,
@@ -30,26 +28,26 @@ void CProtocolManager::Uint32Changed(std::string /*instance*/, std::string /*set
 
 void CProtocolManager::StringChanged(std::string instance, std::string setting, std::string oldValue,
                                      std::string newValue) {
-    ChangeStrPropertyNotify(instance, setting, oldValue, newValue);
+    const auto announce = [&] { return ChangeStrPropertyNotify(instance, setting, oldValue, newValue); };
+    announce();
+    // A client's own change is announced twice, with nothing of another change between the two.
+    if (ownStringChange != nullptr)
+        *ownStringChange = announce();
 }
 
-/// Stops and drops an instance that the database no longer holds. One that others use stays, running, in the table.
-std::int32_t CProtocolManager::RemoveProtocol(const std::string& name) {
-    {
-        const std::lock_guard hold(lock_);
-        const auto instance = GetProtocol(name);
-        if (!instance)
-            return kManagerFailure;
-        if (instance->IsInUseByOthers())
-            return kManagerInUse;
-        if (instance->Stop() != 0) {
-            KIV_LOG(Logging::Error, "Cannot stop protocol %s", name.c_str());
-            return kManagerFailure;
-        }
-        std::erase(protocols_, instance);
-        std::erase(awaitingName_, instance);
+std::int32_t CProtocolManager::SetStrPropertyProtocol(const std::string& instance, const std::string& property,
+                                                      const std::string& value) {
+    if (!GetProtocol(instance))
+        return kManagerFailure;
+    std::int32_t announced = kManagerFailure;
+    ownStringChange = &announced;
+    const auto result = db_->SetString(instance, property, value);
+    ownStringChange = nullptr;
+    if (result != 0) {
+        KIV_LOG(Logging::Error, "Cannot set property");
+        return kManagerFailure;
     }
-    return RemoveProtocolNotify(name);
+    return announced;
 }
 
 std::int32_t CProtocolManager::AddProtocolNotify(const std::string& name) {

@@ -1,6 +1,5 @@
 #include "utils/VexaDB/class/VexaDBIPCServer.h"
 
-#include <exception>
 #include <utility>
 
 #include "utils/VexaDB/class/VexaDBMessages.h"
@@ -11,10 +10,26 @@ namespace VexaDB {
 
 namespace {
 
-// Each but one is busy with an observer; beyond that many, requests wait.
-constexpr std::size_t kMaximumThreads = 16;
+using Turn = IPCServer::Turn;
+
 constexpr std::int64_t kLongNanoseconds = 500'000'000;
-constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
+
+/// What is answered by the thread that reads it: no observer hears of it.
+bool IsRead(std::uint32_t command) {
+    switch (command) {
+        case kDatabaseGetUint32:
+        case kDatabaseGetString:
+        case kDatabaseGetInstances:
+        case kDatabaseGetInstanceSettings:
+        case kDatabaseIsInstanceExist:
+        case kDatabaseOpenSession:
+        case kDatabaseCloseSession:
+        case kDatabaseIsSessionValid:
+            return true;
+        default:
+            return false;
+    }
+}
 
 /// A handler that decodes the request, has `call` fill the reply and encodes that. Too short a request leaves the
 /// reply empty but for its status.
@@ -126,21 +141,22 @@ VexaDBIPCServer::~VexaDBIPCServer() {
     Stop();
 }
 
-/// One thread's turn at serving.
-struct VexaDBIPCServer::Turn {
-    VexaDBIPCServer& server;
-    std::unique_lock<std::mutex> hold;
-
-    static thread_local Turn* current;
-};
-
-thread_local VexaDBIPCServer::Turn* VexaDBIPCServer::Turn::current = nullptr;
-
 std::int32_t VexaDBIPCServer::Start() {
     if (server_)
         return 0;
     server_ = std::make_unique<IPCServer>();
-    if (server_->Start(kDatabaseServerName) == 0 && AddThread())
+    const IPCServer::Duty duty{
+        .title = "VexaDB IPC",
+        .function = "VexaDBIPCServer::ProcessIPC",
+        .longNanoseconds = kLongNanoseconds,
+        .clock = clock_,
+        .turnOf = [](const IPC& request) { return IsRead(request.Command()) ? Turn::AtOnce : Turn::Question; },
+        .carryOut = [this](const auto& request) { return Handle(request); },
+        .answered = {},
+    };
+    if (server_->Start(kDatabaseServerName, duty) == 0)
+        thread_ = kivsync::Thread::Start([this] { ProcessIPC(); });
+    if (thread_)
         return 0;
     KIV_LOG(Logging::Error, "Cannot start IPC server %s", kDatabaseServerName);
     server_.reset();
@@ -150,80 +166,13 @@ std::int32_t VexaDBIPCServer::Start() {
 void VexaDBIPCServer::Stop() {
     if (!server_)
         return;
-    server_->Stop();  // ends the wait for requests
-    std::vector<std::unique_ptr<kivsync::Thread>> ending;
-    do {
-        // A thread that is still busy may have provided for its successor meanwhile.
-        ending.clear();  // joins
-        const std::lock_guard hold(threadsLock_);
-        ending.swap(threads_);
-    } while (!ending.empty());
+    server_->Stop();
+    thread_.reset();
     server_.reset();
 }
 
-bool VexaDBIPCServer::AddThread() {
-    const std::lock_guard hold(threadsLock_);
-    auto thread = kivsync::Thread::Start([this] { ProcessIPC(); });
-    if (!thread)
-        return false;
-    threads_.push_back(std::move(thread));
-    return true;
-}
-
-void VexaDBIPCServer::ProvideSuccessor() {
-    {
-        const std::lock_guard hold(threadsLock_);
-        if (waiting_ != 0 || threads_.size() >= kMaximumThreads)
-            return;
-    }
-    if (!AddThread())
-        KIV_LOG(Logging::Error, "Cannot start another thread for %s", kDatabaseServerName);
-}
-
-void VexaDBIPCServer::YieldTurn() {
-    const auto turn = Turn::current;
-    if (!turn || !turn->hold.owns_lock())
-        return;
-    turn->server.ProvideSuccessor();
-    turn->hold.unlock();
-}
-
 void VexaDBIPCServer::ProcessIPC() {
-    for (;;) {
-        {
-            const std::lock_guard hold(threadsLock_);
-            ++waiting_;
-        }
-        Turn turn{*this, std::unique_lock(turnLock_)};
-        {
-            const std::lock_guard hold(threadsLock_);
-            --waiting_;
-        }
-        const auto request = server_->GetRequest();
-        if (!request)
-            return;
-        Turn::current = &turn;
-        const auto begin = clock_();
-        try {
-            Process(request);
-        } catch (const std::exception& error) {
-            KIV_LOG(Logging::Error, "VexaDB IPC command %d failed: %s", static_cast<int>(request->Command()),
-                    error.what());
-            server_->RemoveClient(request->ClientId());  // so that it does not wait for an answer
-        }
-        const auto elapsed = clock_() - begin;
-        if (elapsed >= kLongNanoseconds)
-            KIV_LOG(Logging::Error, "VexaDB IPC command %d process took long time - %lldms!",
-                    static_cast<int>(request->Command()), static_cast<long long>(elapsed / kNanosecondsPerMillisecond));
-        Turn::current = nullptr;
-    }
-}
-
-void VexaDBIPCServer::Process(const std::shared_ptr<IPC>& request) {
-    const bool expectsReply = request->ExpectsReply();
-    const auto reply = Handle(request);
-    if (expectsReply)
-        server_->SendReply(reply);
+    server_->Serve();
 }
 
 std::shared_ptr<IPC> VexaDBIPCServer::Handle(const std::shared_ptr<IPC>& request) {

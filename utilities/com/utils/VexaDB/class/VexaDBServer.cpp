@@ -24,7 +24,7 @@ Singleton& TheServer() {
 }  // namespace
 
 std::shared_ptr<VexaDBServer> VexaDBServer::GetInstance() {
-    std::lock_guard guard(TheServer().lock);
+    const std::lock_guard guard(TheServer().lock);
     auto server = TheServer().server.lock();
     if (!server)
         TheServer().server = server = std::make_shared<VexaDBServer>();
@@ -32,59 +32,87 @@ std::shared_ptr<VexaDBServer> VexaDBServer::GetInstance() {
 }
 
 std::shared_ptr<VexaDBServer> VexaDBServer::GetExisting() {
-    std::lock_guard guard(TheServer().lock);
+    const std::lock_guard guard(TheServer().lock);
     return TheServer().server.lock();
 }
 
-VexaDBServer::VexaDBServer() : store_(std::make_shared<VexaRegistryDB>()), ipc_(*this) {
-    sessions_[kServiceSession];
+VexaDBServer::VexaDBServer() : database_({std::make_shared<VexaRegistryDB>(), {}}), ipc_(*this) {
+    sessions_.Lock()->open[kServiceSession];
 }
 
 std::int32_t VexaDBServer::Start() {
-    {
-        std::lock_guard database(databaseLock_);
-        store_->AddObserver(shared_from_this());
-    }
+    database_.Lock()->store->AddObserver(shared_from_this());
     ipc_.Start();
     return 0;
 }
 
 std::int32_t VexaDBServer::Stop() {
     ipc_.Stop();
-    std::lock_guard database(databaseLock_);
-    store_->RemoveObserver(shared_from_this());
-    return 0;
+    return database_.Lock()->store->RemoveObserver(shared_from_this());
 }
 
 template <class Body>
 std::int32_t VexaDBServer::WithSession(SessionId session, Body body) {
-    std::lock_guard sessions(sessionLock_);
-    const auto found = sessions_.find(session);
-    return found == sessions_.end() ? -1 : body(found->second);
+    auto sessions = sessions_.Lock();
+    const auto found = sessions->open.find(session);
+    return found == sessions->open.end() ? -1 : body(found->second);
 }
 
 template <class Read>
 std::int32_t VexaDBServer::ReadStore(SessionId session, Read read) {
     return WithSession(session, [&](const Session& record) {
-        std::lock_guard database(databaseLock_);
-        return read(record.inBatch ? *record.batchStore : *store_);
+        auto database = database_.Lock();
+        return read(record.inBatch ? *record.batchStore : *database->store);
     });
 }
 
+template <class Body>
+std::int32_t VexaDBServer::Write(SessionId session, Body change) {
+    if (commits_.IsHeldHere()) {
+        KIV_LOG(Logging::Error, "An observer may not change the settings database while it is told of a change");
+        return -1;
+    }
+    Outbox outbox;
+    const auto result = WithSession(session, [&](Session& record) {
+        auto database = database_.Lock();
+        const auto status = change(record, database->store);
+        outbox.notices = std::exchange(*notices_.Lock(), {});
+        outbox.observers = database->observers;
+        if (!outbox.notices.list.empty())
+            outbox.place.emplace(commits_);
+        return status;
+    });
+    if (outbox.place)
+        Tell(outbox);
+    return result;
+}
+
+void VexaDBServer::Tell(Outbox& outbox) {
+    outbox.place->AwaitTurn();
+    for (const auto& notice : outbox.notices.list) {
+        for (const auto& observer : outbox.observers)
+            notice(*observer);
+    }
+    outbox.place.reset();
+    if (!outbox.notices.mustFollow)
+        return;
+    for (const auto& observer : outbox.observers)
+        observer->Follow();
+}
+
 std::int32_t VexaDBServer::OpenSession(SessionId& session) {
-    std::lock_guard sessions(sessionLock_);
-    while (sessions_.contains(nextSession_))
-        ++nextSession_;
-    sessions_[nextSession_];
-    session = nextSession_++;
+    auto sessions = sessions_.Lock();
+    while (sessions->open.contains(sessions->next))
+        ++sessions->next;
+    session = sessions->next++;
+    sessions->open[session];
     return 0;
 }
 
 std::int32_t VexaDBServer::CloseSession(SessionId session) {
     if (session == kServiceSession)
         return Reset(session);
-    std::lock_guard sessions(sessionLock_);
-    if (sessions_.erase(session) != 0)
+    if (sessions_.Lock()->open.erase(session) != 0)
         return 0;
     KIV_LOG(Logging::Error, "Invalid Session");
     return -1;
@@ -92,29 +120,23 @@ std::int32_t VexaDBServer::CloseSession(SessionId session) {
 
 std::int32_t VexaDBServer::Batch(SessionId session) {
     return WithSession(session, [&](Session& record) {
-        std::lock_guard database(databaseLock_);
-        record = Session{true, std::make_shared<VexaMemoryDB>(store_), {}};
+        record = Session{true, std::make_shared<VexaMemoryDB>(database_.Lock()->store), {}};
         return 0;
     });
 }
 
 std::int32_t VexaDBServer::Commit(SessionId session) {
-    Outbox outbox;
-    const auto result = WithSession(session, [&](Session& record) {
+    return Write(session, [&](Session& record, const auto& store) {
         const auto batch = std::exchange(record, Session{});
-        std::lock_guard database(databaseLock_);
         const auto& operations = batch.batchOperations;
         const auto failed = std::find_if(operations.begin(), operations.end(),
-                                         [this](const auto& operation) { return operation->Execute(store_) != 0; });
+                                         [&](const auto& operation) { return operation->Execute(store) != 0; });
         if (failed != operations.end())
             KIV_LOG(Logging::Error, "Commit of session %llu ended at its change %d of %d, the rest is dropped",
                     static_cast<unsigned long long>(session), static_cast<int>(failed - operations.begin()) + 1,
                     static_cast<int>(operations.size()));
-        outbox = TakeNotices();
         return 0;
     });
-    Send(outbox);
-    return result;
 }
 
 std::int32_t VexaDBServer::Reset(SessionId session) {
@@ -126,60 +148,12 @@ std::int32_t VexaDBServer::Reset(SessionId session) {
 
 std::int32_t VexaDBServer::Change(SessionId session,
                                   const std::shared_ptr<const Operation::VexaDBOperation>& operation) {
-    Outbox outbox;
-    const auto result = WithSession(session, [&](Session& record) {
-        std::lock_guard database(databaseLock_);
-        if (record.inBatch)
-            record.batchOperations.push_back(operation);
-        const auto status = operation->Execute(record.inBatch ? record.batchStore : store_);
-        outbox = TakeNotices();
-        return status;
+    return Write(session, [&](Session& record, const auto& store) {
+        if (!record.inBatch)
+            return operation->Execute(store);
+        record.batchOperations.push_back(operation);
+        return operation->Execute(record.batchStore);
     });
-    Send(outbox);
-    return result;
-}
-
-VexaDBServer::Outbox VexaDBServer::TakeNotices() {
-    const bool ordered = std::exchange(noticesRemoveOrRename_, false);
-    return {std::exchange(notices_, {}), observers_, ordered ? ++lastTurn_ : 0};
-}
-
-void VexaDBServer::AwaitTurn(std::uint64_t turn) {
-    std::unique_lock hold(turnsLock_);
-    turnDone_.wait(hold, [&] { return turnsDone_ + 1 == turn; });
-}
-
-/// Lets the next turn come, also when the telling failed: whoever removes or renames afterwards would wait for ever.
-class VexaDBServer::TurnEnd {
-  public:
-    TurnEnd(VexaDBServer& server, std::uint64_t turn) : server_(server), turn_(turn) {}
-    ~TurnEnd() {
-        if (turn_ == 0)
-            return;
-        server_.AwaitTurn(turn_);
-        const std::lock_guard hold(server_.turnsLock_);
-        server_.turnsDone_ = turn_;
-        server_.turnDone_.notify_all();
-    }
-    TurnEnd(const TurnEnd&) = delete;
-    TurnEnd& operator=(const TurnEnd&) = delete;
-
-  private:
-    VexaDBServer& server_;
-    const std::uint64_t turn_;
-};
-
-void VexaDBServer::Send(const Outbox& outbox) {
-    const TurnEnd end(*this, outbox.turn);
-    if (outbox.turn != 0) {
-        // An observer may wait for an instance that is just being started, and that for the database.
-        VexaDBIPCServer::YieldTurn();
-        AwaitTurn(outbox.turn);
-    }
-    for (const auto& notice : outbox.notices) {
-        for (const auto& observer : outbox.observers)
-            notice(*observer);
-    }
 }
 
 std::int32_t VexaDBServer::AddInstance(SessionId session, const std::string& instance, std::uint32_t type) {
@@ -236,53 +210,50 @@ bool VexaDBServer::IsSessionValid(SessionId session) {
 }
 
 std::int32_t VexaDBServer::AddObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) {
-    std::lock_guard database(databaseLock_);
-    observers_.push_back(observer);
+    database_.Lock()->observers.push_back(observer);
     return 0;
 }
 
 std::int32_t VexaDBServer::RemoveObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) {
-    std::lock_guard database(databaseLock_);
-    const auto found = std::find(observers_.begin(), observers_.end(), observer);
-    if (found != observers_.end())
-        observers_.erase(found);
+    auto database = database_.Lock();
+    auto& observers = database->observers;
+    const auto found = std::find(observers.begin(), observers.end(), observer);
+    if (found != observers.end())
+        observers.erase(found);
     return 0;
 }
 
-// Changes of the database-wide settings, the empty instance name, are nobody's business outside the database.
+/// Keeps what an observer is to be told. Changes of the database-wide settings, the empty instance name, are nobody's
+/// business outside the database.
+template <class Operation, class... Arguments>
+void VexaDBServer::Note(const std::string& instance, Operation operation, const Arguments&... arguments) {
+    if (!instance.empty())
+        notices_.Lock()->list.push_back(
+            [=](VexaDBServerOpObserver& observer) { (observer.*operation)(instance, arguments...); });
+}
 
 void VexaDBServer::InstanceAdded(std::string) {}  // the observers learn of a new instance by its type setting
 
 void VexaDBServer::InstanceRemoved(std::string instance) {
-    if (instance.empty())
-        return;
-    noticesRemoveOrRename_ = true;
-    notices_.push_back([=](VexaDBServerOpObserver& observer) { observer.InstanceRemoved(instance); });
+    Note(instance, &VexaDBServerOpObserver::InstanceRemoved);
+    notices_.Lock()->mustFollow = true;
 }
 
 void VexaDBServer::InstanceRenamed(std::string oldName, std::string newName) {
-    if (oldName.empty())
-        return;
-    noticesRemoveOrRename_ = true;
-    notices_.push_back([=](VexaDBServerOpObserver& observer) { observer.InstanceRenamed(oldName, newName); });
+    Note(oldName, &VexaDBServerOpObserver::InstanceRenamed, newName);
+    notices_.Lock()->mustFollow = true;
 }
 
 void VexaDBServer::Uint32Changed(std::string instance, std::string setting, std::uint32_t oldValue,
                                  std::uint32_t newValue) {
-    if (instance.empty())
-        return;
     if (setting == "type")
-        notices_.push_back([=](VexaDBServerOpObserver& observer) { observer.InstanceTypeChanged(instance, newValue); });
-    notices_.push_back(
-        [=](VexaDBServerOpObserver& observer) { observer.Uint32Changed(instance, setting, oldValue, newValue); });
+        Note(instance, &VexaDBServerOpObserver::InstanceTypeChanged, newValue);
+    Note(instance, &VexaDBServerOpObserver::Uint32Changed, setting, oldValue, newValue);
 }
 
 void VexaDBServer::StringChanged(std::string instance, std::string setting, std::string oldValue,
                                  std::string newValue) {
-    if (instance.empty())
-        return;
-    notices_.push_back(
-        [=](VexaDBServerOpObserver& observer) { observer.StringChanged(instance, setting, oldValue, newValue); });
+    Note(instance, &VexaDBServerOpObserver::StringChanged, setting, oldValue, newValue);
 }
 
 }  // namespace VexaDB

@@ -2,24 +2,26 @@
 // their changes to the persistent store or, while a batch is open, to the session's own copy, and tells its observers
 // of every change of the persistent store. Its IPC service gives the same to other processes.
 //
-// Two locks: the session lock, then the database lock, never the other way round. Both are held while a change is
-// applied; the store's notices of it are collected meanwhile and forwarded to the observers after both were released,
-// on the same thread, before the call returns. An observer may therefore call the database, and may wait for a lock
-// whose holder does.
+// The session lock, then the database lock, are held while a change is applied; the store's notices of it are collected
+// meanwhile. They are told after both were released, on the same thread, before the call returns: the commits of all
+// threads stand in line for that, in their order. When all of a commit has been told, its thread leaves the line and
+// has the observers follow, which may take long.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "utils/VexaDB/class/VexaDBIPCServer.h"
 #include "utils/VexaDB/class/VexaDBOperation.h"
 #include "utils/VexaDB/class/VexaDBServerInterface.h"
+#include "utils/sync/Guarded.h"
+#include "utils/sync/Line.h"
 
 namespace VexaDB {
 
@@ -86,18 +88,31 @@ class VexaDBServer : public VexaDBServerInterface,
 
   private:
     using Operations = std::vector<std::shared_ptr<const Operation::VexaDBOperation>>;
-    using Notice = std::function<void(VexaDBServerOpObserver&)>;
+    using Observers = std::vector<std::shared_ptr<VexaDBServerOpObserver>>;
 
     struct Session {
         bool inBatch = false;
         std::shared_ptr<VexaDBInterface> batchStore;  // the session's own copy while its batch is open
         Operations batchOperations;                   // recorded since the batch opened
     };
-    /// What is left to tell once the locks are released, and whom.
+    struct Sessions {
+        std::map<SessionId, Session> open;
+        SessionId next = 1;
+    };
+    struct Database {
+        std::shared_ptr<VexaDBInterface> store;
+        Observers observers;  // in registration order
+    };
+    /// What a commit has left to tell, in order.
+    struct Notices {
+        std::vector<std::function<void(VexaDBServerOpObserver&)>> list;
+        bool mustFollow = false;  // an instance was removed or renamed
+    };
+    /// What is told once the locks are released, and whom.
     struct Outbox {
-        std::vector<Notice> notices;
-        std::vector<std::shared_ptr<VexaDBServerOpObserver>> observers;
-        std::uint64_t turn = 0;  // when it removes or renames: from 1 on, in the order of the changes
+        Notices notices;
+        Observers observers;
+        std::optional<kivsync::Line::Place> place;  // among the commits; drawn while the locks were held
     };
 
     /// Runs `body` (Session& to result) under the session lock; -1 for a session that is not open.
@@ -106,30 +121,22 @@ class VexaDBServer : public VexaDBServerInterface,
     /// Runs `read` (VexaDBInterface& to result) on what the session sees.
     template <class Read>
     std::int32_t ReadStore(SessionId session, Read read);
-    /// Applies one change for the session, recording it when a batch is open, and forwards the notices.
+    /// Runs `change` (Session&, persistent store, to result) under both locks and tells what came of it.
+    template <class Body>
+    std::int32_t Write(SessionId session, Body change);
+    /// Applies one change for the session, recording it when a batch is open.
     std::int32_t Change(SessionId session, const std::shared_ptr<const Operation::VexaDBOperation>& operation);
-    /// Takes what the change just applied left to tell. Call with the database lock held.
-    Outbox TakeNotices();
-    /// Tells what is in it, with no lock held. Removals and renames wait until the ones before them have been told.
-    void Send(const Outbox& outbox);
-    void AwaitTurn(std::uint64_t turn);
-    class TurnEnd;
+    static void Tell(Outbox& outbox);
+    template <class Operation, class... Arguments>
+    void Note(const std::string& instance, Operation operation, const Arguments&... arguments);
 
-    std::mutex sessionLock_;   // guards the session table and the counter; before databaseLock_
-    std::mutex databaseLock_;  // guards the stores, the notices and the observers
-    std::vector<std::shared_ptr<VexaDBServerOpObserver>> observers_;  // in registration order
-    std::shared_ptr<VexaDBInterface> store_;
-    SessionId nextSession_ = 1;
-    std::map<SessionId, Session> sessions_;
-    std::vector<Notice> notices_;
-    bool noticesRemoveOrRename_ = false;
-    std::uint64_t lastTurn_ = 0;  // given out
+    // In this order; the store calls back with the first two held.
+    kivsync::Guarded<Sessions> sessions_;
+    kivsync::Guarded<Database> database_;
+    kivsync::Guarded<Notices> notices_;  // of the change that is being applied
+    kivsync::Line commits_;              // that have something to tell; no lock is held in it
 
-    std::mutex turnsLock_;  // guards turnsDone_; taken last
-    std::condition_variable turnDone_;
-    std::uint64_t turnsDone_ = 0;
-
-    VexaDBIPCServer ipc_;  // last: its thread uses all of the above
+    VexaDBIPCServer ipc_;  // last: its threads use all of the above
 };
 
 }  // namespace VexaDB

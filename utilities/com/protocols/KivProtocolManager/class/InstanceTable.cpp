@@ -1,0 +1,135 @@
+#include "protocols/KivProtocolManager/class/InstanceTable.h"
+
+#include <algorithm>
+
+InstanceTable::InstancePtr InstanceTable::Find(const std::string& name) {
+    auto state = state_.Lock();
+    const auto* const entry = state->FindIf([&](const Entry& one) { return one.instance->Name() == name; });
+    return entry != nullptr ? entry->instance : nullptr;
+}
+
+std::vector<InstanceTable::InstancePtr> InstanceTable::All() {
+    auto state = state_.Lock();
+    std::vector<InstancePtr> all;
+    for (const auto& entry : state->entries)
+        all.push_back(entry.instance);
+    return all;
+}
+
+bool InstanceTable::IsTaken(const std::string& name, const InstancePtr& except) {
+    return state_.Lock()->FindIf([&](const Entry& entry) {
+        return entry.instance != except && (entry.IsKnownAs(name) || entry.instance->Name() == name);
+    }) != nullptr;
+}
+
+bool InstanceTable::IsOwnedByAnother(std::uint64_t processId, const std::string& name) {
+    return state_.Lock()->FindIf([&](const Entry& entry) {
+        return entry.instance->Name() != name && entry.instance->IsRunning() &&
+               entry.instance->ProcessId() == processId;
+    }) != nullptr;
+}
+
+void InstanceTable::Add(const InstancePtr& instance) {
+    state_.Lock()->entries.push_back({instance});
+}
+
+void InstanceTable::Remove(const InstancePtr& instance) {
+    std::erase_if(state_.Lock()->entries, [&](const Entry& entry) { return entry.instance == instance; });
+}
+
+void InstanceTable::Rename(const std::vector<Renaming>& renamings) {
+    auto state = state_.Lock();
+    for (const auto& [instance, name] : renamings) {
+        instance->SetName(name);
+        if (auto* const entry = state->Find(instance); entry != nullptr && entry->IsKnownAs(name))
+            entry->note.reset();
+    }
+}
+
+bool InstanceTable::MayStart(const InstancePtr& instance) {
+    auto state = state_.Lock();
+    return !state->closed && state->Find(instance) != nullptr;
+}
+
+void InstanceTable::Clear() {
+    std::vector<Entry> entries;  // destroyed without the lock
+    auto state = state_.Lock();
+    entries.swap(state->entries);
+    state->toCome.clear();
+}
+
+void InstanceTable::NoteRemoved(const std::string& name) {
+    auto state = state_.Lock();
+    std::erase(state->toCome, name);
+    if (auto* const entry = state->FindIf([&](const Entry& one) { return one.IsKnownAs(name); }))
+        entry->note = Note{name, true};
+}
+
+void InstanceTable::NoteRenamed(const std::string& oldName, const std::string& newName) {
+    auto state = state_.Lock();
+    std::replace(state->toCome.begin(), state->toCome.end(), oldName, newName);
+    auto* const entry = state->FindIf([&](const Entry& one) { return one.IsKnownAs(oldName); });
+    if (entry == nullptr)
+        return;
+    entry->note.reset();
+    if (entry->instance->Name() != newName)
+        entry->note = Note{newName};
+}
+
+std::vector<InstanceTable::InstancePtr> InstanceTable::Noted(Which which) {
+    auto state = state_.Lock();
+    std::vector<InstancePtr> noted;
+    for (const auto& entry : state->entries) {
+        if (entry.note && (which == Which::All || !entry.note->tried))
+            noted.push_back(entry.instance);
+    }
+    return noted;
+}
+
+std::optional<InstanceTable::Note> InstanceTable::NoteOf(const InstancePtr& instance) {
+    auto state = state_.Lock();
+    const auto* const entry = state->Find(instance);
+    return entry != nullptr ? entry->note : std::nullopt;
+}
+
+InstanceTable::InstancePtr InstanceTable::FindNoted(const std::string& name) {
+    auto state = state_.Lock();
+    const auto* const entry = state->FindIf(
+        [&](const Entry& one) { return one.note && (one.note->name == name || one.instance->Name() == name); });
+    return entry != nullptr ? entry->instance : nullptr;
+}
+
+void InstanceTable::SetTried(const InstancePtr& instance) {
+    auto state = state_.Lock();
+    if (auto* const entry = state->Find(instance); entry != nullptr && entry->note)
+        entry->note->tried = true;
+}
+
+void InstanceTable::TakeRemovalBack(const InstancePtr& instance) {
+    auto state = state_.Lock();
+    auto* const entry = state->Find(instance);
+    if (entry == nullptr || !entry->note)
+        return;
+    entry->note->removed = false;
+    if (entry->note->name == instance->Name())
+        entry->note.reset();
+}
+
+void InstanceTable::SetNamesToCome(const std::vector<std::string>& names) {
+    state_.Lock()->toCome.assign(names.begin(), names.end());
+}
+
+std::optional<std::string> InstanceTable::NextToCome() {
+    auto state = state_.Lock();
+    return state->toCome.empty() ? std::nullopt : std::optional(state->toCome.front());
+}
+
+bool InstanceTable::TakeUp(const InstancePtr& instance) {
+    auto state = state_.Lock();
+    if (state->toCome.empty() || state->toCome.front() != instance->Name())
+        return false;
+    state->toCome.pop_front();
+    if (state->Find(instance) == nullptr)
+        state->entries.push_back({instance});
+    return true;
+}
