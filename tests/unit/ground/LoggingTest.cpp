@@ -11,7 +11,9 @@
 #include "support/CaptureSink.h"
 #include "utils/logging/FileSink.h"
 #include "utils/logging/FunctionName.h"
+#include "utils/logging/LogFile.h"
 #include "utils/logging/LogLine.h"
+#include "utils/logging/SinkMutex.h"
 #include "utils/platform/Platform.h"
 
 namespace {
@@ -58,6 +60,48 @@ TEST(LogLine, EveryLevelHasItsTagAndColors) {
         EXPECT_TRUE(Logging::FormatLine({level, "m", "f", 1, "A::B"}, true).ends_with(end)) << level;
 }
 
+/// Held by others as long as a test says so.
+struct HeldMutex : kivsync::Mutex {
+    std::int32_t Close() override { return 0; }
+    std::int32_t Destroy() override { return 0; }
+    std::int32_t Unlock() override { return ++unlocks, 0; }
+    std::int32_t Lock(std::uint32_t timeoutMs) override { return waits.push_back(timeoutMs), held ? -1 : 0; }
+    std::int32_t Lock() override { return Lock(0xFFFFFFFF); }
+    std::int32_t Create() override { return 0; }
+    std::int32_t Open() override { return 0; }
+
+    bool held = true;
+    int unlocks = 0;
+    std::vector<std::uint32_t> waits;
+};
+
+TEST(SinkMutex, IsWaitedForOnceAndThenOnlyTriedUntilItIsFree) {
+    const auto held = std::make_shared<HeldMutex>();
+    Logging::SinkMutex mutex(held);
+    const auto take = [&mutex] { const std::lock_guard guard(mutex); };
+    take();
+    take();
+    EXPECT_EQ(held->unlocks, 0);
+    held->held = false;
+    take();
+    take();
+    EXPECT_EQ(held->waits, (std::vector<std::uint32_t>{1000, 0, 0, 1000}));
+    EXPECT_EQ(held->unlocks, 2);
+}
+
+TEST(LogFile, AppendsWhateverOthersDoToTheFile) {
+    const auto path = (std::filesystem::temp_directory_path() / "ground-append.txt").string(), moved = path + ".1";
+    std::filesystem::remove(path);
+    const auto one = Logging::LogFile::Open(path), another = Logging::LogFile::Open(path);
+    one->Append("one\n");
+    another->Append("two\n");
+    std::filesystem::rename(path, moved);
+    one->Append("three\n");
+    Logging::LogFile::Open(path)->Append("new\n");
+    EXPECT_EQ((std::ostringstream() << std::ifstream(moved).rdbuf()).str(), "one\ntwo\nthree\n");
+    EXPECT_EQ((std::ostringstream() << std::ifstream(path).rdbuf()).str(), "new\n");
+}
+
 TEST(FileSink, ThoseWhoShareAFileWriteWholeLines) {
     const auto path = (std::filesystem::temp_directory_path() / "ground-shared.txt").string();
     std::filesystem::remove(path);
@@ -70,11 +114,15 @@ TEST(FileSink, ThoseWhoShareAFileWriteWholeLines) {
     std::thread beside([&] { write(one); });
     write(another);
     beside.join();
+    const auto mutex = kivsync::Mutex::OpenNamed("vexa-logger-file-mutex");
+    EXPECT_EQ(mutex->Lock(), 0);  // and is suspended
+    std::thread([&] { write(one), write(another); }).join();
+    EXPECT_EQ(mutex->Unlock(), 0);
     std::ifstream file(path);
     int lines = 0;
     for (std::string line; std::getline(file, line); ++lines)
         EXPECT_TRUE(line == Logging::FormatLine(*entry, false)) << lines;
-    EXPECT_EQ(lines, 200);
+    EXPECT_EQ(lines, 400);
 }
 
 /// Does everything a sink must not do to its caller.

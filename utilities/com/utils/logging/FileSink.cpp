@@ -1,7 +1,10 @@
 #include "utils/logging/FileSink.h"
 
+#include <mutex>
+#include <optional>
 #include <utility>
 
+#include "utils/logging/LogFile.h"
 #include "utils/logging/LogLine.h"
 
 namespace Logging {
@@ -22,24 +25,6 @@ std::shared_ptr<kivsync::Mutex> CreateOrOpenMutex() {
     return nullptr;
 }
 
-/// Lets go also when writing throws: every process of the machine would wait for it.
-class Held {
-  public:
-    explicit Held(kivsync::Mutex* mutex) : mutex_(mutex) {
-        if (mutex_ != nullptr)
-            mutex_->Lock();
-    }
-    ~Held() {
-        if (mutex_ != nullptr)
-            mutex_->Unlock();
-    }
-    Held(const Held&) = delete;
-    Held& operator=(const Held&) = delete;
-
-  private:
-    kivsync::Mutex* const mutex_;
-};
-
 }  // namespace
 
 FileSink::FileSink(std::string path, bool color) : path_(std::move(path)), mutex_(CreateOrOpenMutex()) {
@@ -47,14 +32,10 @@ FileSink::FileSink(std::string path, bool color) : path_(std::move(path)), mutex
 }
 
 void FileSink::Write(const std::shared_ptr<LogEntry>& entry) {
-    const std::string line = FormatLine(*entry, UsesColor(stream_));
-    const Held held(mutex_.get());
-    stream_.open(path_, std::ios::app);
-    if (stream_.is_open()) {
-        stream_ << line << std::endl;
-        stream_.close();
-    }
-    stream_.clear();  // a failure now says nothing of the next entry
+    const std::string line = FormatLine(*entry, UsesColor(std::nullopt)) + '\n';
+    const std::lock_guard guard(mutex_);
+    if (const auto file = LogFile::Open(path_))
+        file->Append(line);
 }
 
 }  // namespace Logging

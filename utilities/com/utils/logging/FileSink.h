@@ -1,18 +1,17 @@
 // Logging::FileSink: one line an entry at the end of a file that several processes of the product share.
 #pragma once
 
-#include <fstream>
 #include <memory>
 #include <string>
 
 #include "utils/logging/ISink.h"
-#include "utils/sync/Mutex.h"
+#include "utils/logging/SinkMutex.h"
 
 namespace Logging {
 
 /// The file is opened and closed for every entry, so that it can be moved away at any time; it never shrinks and has no
 /// size limit. An entry that finds the file not to be opened is lost. Lines are whole: a named mutex keeps the
-/// processes apart.
+/// processes apart, and where it has to be passed over, the system still appends each line as one piece.
 class FileSink : public ISink {
   public:
     /// Colours are forced on or off for the whole process. The folder must exist.
@@ -25,8 +24,7 @@ class FileSink : public ISink {
 
   private:
     const std::string path_;
-    const std::shared_ptr<kivsync::Mutex> mutex_;  // empty when the system refuses it: lines may then mix
-    std::ofstream stream_;
+    SinkMutex mutex_;
 };
 
 }  // namespace Logging

@@ -3,12 +3,11 @@
 #include <atomic>
 #include <initializer_list>
 #include <iomanip>
-#include <iostream>
+#include <ostream>
 #include <sstream>
 #include <utility>
 
 #include "utils/logging/LogLevel.h"
-#include "utils/platform/Platform.h"
 
 namespace Logging {
 
@@ -111,13 +110,9 @@ void SetColorMode(ColorMode mode) {
     colorMode = mode;
 }
 
-bool UsesColor(const std::ostream& stream) {
+bool UsesColor(std::optional<platform::StandardStream> stream) {
     const ColorMode mode = colorMode;
-    if (mode != ColorMode::Auto)
-        return mode == ColorMode::Force;
-    if (&stream == &std::cout)
-        return platform::IsTerminal(platform::StandardStream::Output);
-    return &stream == &std::cerr && platform::IsTerminal(platform::StandardStream::Error);
+    return mode == ColorMode::Force || (mode == ColorMode::Auto && stream && platform::IsTerminal(*stream));
 }
 
 void SetProcessTag(std::string tag) {

@@ -1,10 +1,11 @@
 // The text of a log entry as the file sink writes it, and the parts of it that other sinks share.
 #pragma once
 
-#include <iosfwd>
+#include <optional>
 #include <string>
 
 #include "utils/logging/LogEntry.h"
+#include "utils/platform/Platform.h"
 
 namespace Logging {
 
@@ -14,8 +15,8 @@ enum class ColorMode { Off = 0, Auto = 1, Force = 2 };
 /// The colour mode of the process; Auto at first. Any thread.
 void SetColorMode(ColorMode mode);
 
-/// Whether lines written to the stream carry colour codes.
-bool UsesColor(const std::ostream& stream);
+/// Whether lines written to the stream, or to a file when there is none, carry colour codes.
+bool UsesColor(std::optional<platform::StandardStream> stream);
 
 /// A text that marks every line of this process; empty at first. Set before anything is logged, if at all.
 void SetProcessTag(std::string tag);

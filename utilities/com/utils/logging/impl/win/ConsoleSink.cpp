@@ -1,10 +1,14 @@
 #include "utils/logging/impl/win/ConsoleSink.h"
 
+#include <memory>
+#include <mutex>
 #include <string>
 
 #include "utils/logging/LogLevel.h"
 #include "utils/logging/LogLine.h"
 #include "utils/platform/impl/win/ConsoleText.h"
+#include "utils/platform/impl/win/Handle.h"
+#include "utils/sync/impl/win/MutexWin.h"
 
 namespace Logging {
 
@@ -34,7 +38,9 @@ ConsoleSink::ConsoleSink()
     : output_(GetStdHandle(STD_OUTPUT_HANDLE)),
       isConsole_(IsConsole(output_)),
       defaultAttribute_(DefaultAttribute()),
-      mutex_(CreateMutexW(nullptr, FALSE, L"vexa-console-sink-mutex")) {}
+      mutex_(
+          std::make_shared<kivsync::MutexWin>(UniqueHandle(CreateMutexW(nullptr, FALSE, L"vexa-console-sink-mutex")))) {
+}
 
 void ConsoleSink::Write(const std::shared_ptr<LogEntry>& entry) {
     const bool isVerbose = entry->Level() == Verbose;
@@ -44,13 +50,12 @@ void ConsoleSink::Write(const std::shared_ptr<LogEntry>& entry) {
                            : entry->Level() == Warning ? kBrightYellow
                                                        : defaultAttribute_;
 
-    WaitForSingleObject(mutex_.Get(), INFINITE);
+    const std::lock_guard guard(mutex_);
     Print(prefix);
     SetAttribute(attribute);
     Print(text);
     if (attribute != defaultAttribute_)
         SetAttribute(defaultAttribute_);
-    ReleaseMutex(mutex_.Get());
 }
 
 void ConsoleSink::Print(std::string_view text) const {

@@ -1,10 +1,12 @@
 // Logging::ConsoleSink: entries on the process's standard output; errors and warnings stand out in colour on a console.
 #pragma once
 
+#include <windows.h>
+
 #include <string_view>
 
 #include "utils/logging/ISink.h"
-#include "utils/platform/impl/win/Handle.h"
+#include "utils/logging/SinkMutex.h"
 
 namespace Logging {
 
@@ -28,7 +30,7 @@ class ConsoleSink : public ISink {
     const HANDLE output_;  // the process's, not owned
     const bool isConsole_;
     const WORD defaultAttribute_;
-    const UniqueHandle mutex_;
+    SinkMutex mutex_;
 };
 
 }  // namespace Logging

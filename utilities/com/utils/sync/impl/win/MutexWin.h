@@ -1,6 +1,9 @@
-// kivsync::MutexWin: kivsync::Mutex over a named Windows mutex in the machine's global name space, which the service
-// and a user's console program see alike.
+// kivsync::MutexWin: kivsync::Mutex over a named Windows mutex, as a rule in the machine's global name space, which the
+// service and a user's console program see alike.
 #pragma once
+
+#include <string>
+#include <utility>
 
 #include "utils/platform/impl/win/Handle.h"
 #include "utils/sync/Mutex.h"
@@ -11,6 +14,8 @@ class MutexWin final : public Mutex {
   public:
     /// `created` says which of Create (true) and Open (false) the maker calls next.
     MutexWin(const std::string& name, bool created);
+    /// Takes over a mutex that was made or opened elsewhere, such as one whose name belongs to a session.
+    explicit MutexWin(UniqueHandle mutex) : created_(false), handle_(std::move(mutex)) {}
     ~MutexWin() override;
 
     std::int32_t Close() override;
