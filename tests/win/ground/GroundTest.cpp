@@ -1,13 +1,19 @@
-// What the ground stands on in Windows: the event-tracing provider, named objects, the start of a process.
+// What the ground stands on in Windows: the event-tracing provider, named objects, the start and end of a process.
 #include <gtest/gtest.h>
 #include <windows.h>
 // After <windows.h>, which it needs.
 #include <sddl.h>
 
+#include <array>
+#include <optional>
+#include <semaphore>
 #include <thread>
 
+#include "support/Patience.h"
+#include "utils/class/Process.h"
 #include "utils/class/impl/win/ProcessWin.h"
 #include "utils/logging/Logger.h"
+#include "utils/logging/impl/win/ConsoleSink.h"
 #include "utils/logging/impl/win/EtwSink.h"
 #include "utils/platform/impl/win/Handle.h"
 #include "utils/sync/Mutex.h"
@@ -42,6 +48,29 @@ TEST(EtwSink, SendsEachLevelToItsEntryPoint) {
     EXPECT_STREQ(provider.takeCalls(), "ETWMsg(,one)ETWMsg(,two)ETWMsg(,three)ETWError(,clears)ETWMsg(,four)");
 }
 
+TEST(ConsoleSink, WritesAlsoWhileASuspendedProcessHoldsItsMutex) {
+    const auto* name = L"vexa-console-sink-mutex";
+    HANDLE reading = nullptr, writing = nullptr;
+    ASSERT_TRUE(CreatePipe(&reading, &writing, nullptr, 0));
+    const UniqueHandle pipeEnds[] = {UniqueHandle(reading), UniqueHandle(writing)};
+    const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+    SetStdHandle(STD_OUTPUT_HANDLE, writing);
+    Logging::ConsoleSink sink;
+    SetStdHandle(STD_OUTPUT_HANDLE, output);
+
+    const UniqueHandle mutex(OpenMutexW(SYNCHRONIZE, FALSE, name));
+    ASSERT_EQ(WaitForSingleObject(mutex.Get(), 0), WAIT_OBJECT_0);
+    std::thread([&sink] {
+        for (const auto* message : {"one", "two"})
+            sink.Write(std::make_shared<Logging::LogEntry>(Logging::Verbose, message, "f.cpp", 1, "A::B"));
+    }).join();
+    ReleaseMutex(mutex.Get());
+    std::array<char, 100> text{};
+    DWORD size = 0;
+    EXPECT_TRUE(ReadFile(reading, text.data(), static_cast<DWORD>(text.size()), &size, nullptr));
+    EXPECT_EQ(std::string(text.data(), size), "one\ntwo\n");
+}
+
 TEST(Mutex, HasOneCreatorAndIsTakenOverFromADeadHolder) {
     const auto mutex = kivsync::Mutex::MakeNamed("ground", false);
     ASSERT_NE(mutex, nullptr);
@@ -61,6 +90,95 @@ TEST(SecurityAttributes, GrantTheirRightsToTwoGroups) {
         attributes.Get()->lpSecurityDescriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr));
     EXPECT_STREQ(text, "D:(A;;0x100000;;;WD)(A;;0x1f0001;;;BA)");
     LocalFree(text);
+}
+
+/// A process and what its monitor was told.
+struct WatchedProcess {
+    using End = std::optional<std::pair<std::uint64_t, std::uint32_t>>;
+
+    explicit WatchedProcess(std::vector<std::string> arguments) : process("", std::move(arguments)) {
+        process.OnEnd([this](std::uint64_t pid, std::uint32_t exitCode) {
+            told = {pid, exitCode};
+            calls.release();
+        });
+    }
+    std::uint64_t Start() {
+        EXPECT_EQ(process.Start(), 0u);
+        return process.GetPid();
+    }
+    End NextEnd() {
+        return calls.try_acquire_for(std::chrono::milliseconds(kPatienceMs)) ? std::exchange(told, {}) : std::nullopt;
+    }
+
+    End told;
+    std::counting_semaphore<> calls{0};
+    Process process;  // goes first
+};
+
+/// Ends the process as an outsider does.
+void Terminate(std::uint64_t pid, UINT exitCode) {
+    const UniqueHandle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, static_cast<DWORD>(pid)));
+    EXPECT_TRUE(TerminateProcess(process.Get(), exitCode));
+    EXPECT_EQ(WaitForSingleObject(process.Get(), kPatienceMs), WAIT_OBJECT_0);
+}
+
+TEST(Process, TellsOnceOfEveryChildThatEnded) {
+    WatchedProcess ending({"259"});  // the code that stands for a running process
+    for (int i = 0; i < 2; ++i) {
+        const auto pid = ending.Start();
+        EXPECT_EQ(ending.NextEnd(), WatchedProcess::End({pid, 259}));
+        EXPECT_TRUE(ending.process.WaitForExit(0));
+    }
+    auto waiting = std::make_unique<WatchedProcess>(std::vector<std::string>());
+    const auto forgotten = waiting->Start(), stopped = waiting->Start();
+    waiting->process.Stop();
+    EXPECT_EQ(waiting->NextEnd(), WatchedProcess::End({stopped, 0}));
+    Terminate(forgotten, 5);
+    EXPECT_EQ(waiting->NextEnd(), WatchedProcess::End({forgotten, 5}));
+    const auto outliving = waiting->Start();
+    waiting.reset();
+    Terminate(outliving, 0);  // a call would meet freed memory
+    const auto last = ending.Start();
+    EXPECT_EQ(ending.NextEnd(), WatchedProcess::End({last, 259}));
+    EXPECT_FALSE(ending.calls.try_acquire());
+}
+
+TEST(Process, ItsEndWaitsForTheMonitor) {
+    std::binary_semaphore called{0}, proceed{0};
+    std::atomic<bool> returned = false;
+    auto process = std::make_unique<Process>("", std::vector<std::string>{"0"});
+    process->OnEnd([&](std::uint64_t, std::uint32_t) {
+        called.release();
+        proceed.acquire();
+        returned = true;
+    });
+    EXPECT_EQ(process->Start(), 0u);
+    ASSERT_TRUE(called.try_acquire_for(std::chrono::milliseconds(kPatienceMs)));
+    std::thread destroying([&] {
+        process.reset();
+        EXPECT_TRUE(returned);
+    });
+    proceed.release();
+    destroying.join();
+}
+
+TEST(Process, ItsStartsLeaveNoHandle) {
+    constexpr int kStarts = 30;
+    constexpr std::uintptr_t kTolerance = 16 * 4;  // what the system's own threads hold just then; a handle counts 4
+    const auto freshHandle = [] {
+        return reinterpret_cast<std::uintptr_t>(UniqueHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr)).Get());
+    };
+    WatchedProcess ending({"0"});
+    const auto run = [&ending] {
+        ending.Start();
+        EXPECT_TRUE(ending.NextEnd());
+        EXPECT_TRUE(ending.process.WaitForExit(0));
+    };
+    run();
+    const auto before = freshHandle();
+    for (int i = 0; i < kStarts; ++i)
+        run();
+    EXPECT_LE(freshHandle(), before + kTolerance);
 }
 
 TEST(ProcessDeathTest, ACommandLineThatDoesNotFitEndsTheProcess) {

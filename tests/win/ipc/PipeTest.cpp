@@ -56,6 +56,32 @@ TEST_F(PipeTest, ConnectWaitsForAFreePipe) {
     waiting.join();
 }
 
+TEST_F(PipeTest, AClientThatClosesIsNoticedWithBytesUnread) {
+    std::thread reading([&] { EXPECT_EQ(served->Read(buffer.data(), 1, kivsync::kInfinite), 1); });
+    EXPECT_FALSE(served->HasPeerClosed());  // waits for no read
+    EXPECT_EQ(client->Write("abc", 3, kPatienceMs), 3);
+    reading.join();
+    EXPECT_FALSE(served->HasPeerClosed());
+    client->Close();
+    EXPECT_TRUE(served->HasPeerClosed());
+    EXPECT_EQ(served->Read(buffer.data(), 8, kPatienceMs), 2);
+    EXPECT_EQ(served->Read(buffer.data(), 8, kPatienceMs), -1);
+    EXPECT_TRUE(served->HasPeerClosed());
+    EXPECT_FALSE(client->HasPeerClosed());
+    served->Close();
+    EXPECT_FALSE(served->HasPeerClosed());
+    EXPECT_EQ(log->Messages(), std::vector<std::string>());
+}
+
+TEST_F(PipeTest, AConnectionComesBeforeAnInterrupt) {
+    RawPeer first("pipe"), second("pipe");
+    server->Interrupt();
+    EXPECT_NE(server->Accept(kPatienceMs), nullptr);
+    EXPECT_NE(server->Accept(kPatienceMs), nullptr);
+    EXPECT_EQ(server->Accept(kPatienceMs), nullptr);
+    EXPECT_EQ(log->Messages(), std::vector<std::string>());
+}
+
 TEST_F(PipeTest, PoolOutlivesClientsThatVanish) {
     std::atomic<bool> done = false;
     std::thread vanishing([&done] {
