@@ -144,20 +144,19 @@ TEST(Process, TellsOnceOfEveryChildThatEnded) {
 }
 
 TEST(Process, ItsEndWaitsForTheMonitor) {
-    std::binary_semaphore called{0}, proceed{0};
-    std::atomic<bool> returned = false;
+    std::binary_semaphore called{0}, proceed{0}, ended{0};
     auto process = std::make_unique<Process>("", std::vector<std::string>{"0"});
     process->OnEnd([&](std::uint64_t, std::uint32_t) {
         called.release();
         proceed.acquire();
-        returned = true;
     });
     EXPECT_EQ(process->Start(), 0u);
     ASSERT_TRUE(called.try_acquire_for(std::chrono::milliseconds(kPatienceMs)));
     std::thread destroying([&] {
         process.reset();
-        EXPECT_TRUE(returned);
+        ended.release();
     });
+    EXPECT_FALSE(ended.try_acquire_for(std::chrono::milliseconds(100)));  // the call is under way
     proceed.release();
     destroying.join();
 }
