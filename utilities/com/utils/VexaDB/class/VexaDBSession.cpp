@@ -47,26 +47,9 @@ std::int32_t VexaDBSession::Run(Call call) {
     // be sent, whoever serves next does not know the session.
     if (result == kIpcCannotSend)
         Forget(session);
-    if (result != -1 || inBatch_ || database_->IsSessionValid(session))
+    if (result != -1 || database_->IsSessionValid(session))
         return result;
     return call(Renew(session));
-}
-
-std::int32_t VexaDBSession::Batch() {
-    const auto result = Run([&](SessionId session) { return database_->Batch(session); });
-    if (result == 0)
-        inBatch_ = true;
-    return result;
-}
-
-std::int32_t VexaDBSession::Commit() {
-    inBatch_ = false;
-    return database_->Commit(Current());
-}
-
-std::int32_t VexaDBSession::Reset() {
-    inBatch_ = false;
-    return database_->Reset(Current());
 }
 
 std::int32_t VexaDBSession::AddInstance(const std::string& instance, std::uint32_t type) {

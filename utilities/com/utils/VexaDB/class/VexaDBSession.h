@@ -5,7 +5,6 @@
 //     db.GetUint32("Line 1", "enabled", enabled);
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -17,9 +16,9 @@
 namespace VexaDB {
 
 /// Works over the server itself or over its IPC client. A session that is found no longer valid (the service was
-/// restarted, say) is opened anew and the operation tried once more; not so within a batch, which is lost with its
-/// session: everything then fails up to and including Commit or Reset. Any thread. Results as in VexaDBServerInterface;
-/// a failed read leaves its output untouched.
+/// restarted, say) is opened anew and the operation tried once more. A batch would be lost with its session, so it is
+/// no business of this class. Any thread. Results as in VexaDBServerInterface; a failed read leaves its output
+/// untouched.
 class VexaDBSession {
   public:
     explicit VexaDBSession(std::shared_ptr<VexaDBServerInterface> database);
@@ -27,9 +26,6 @@ class VexaDBSession {
     VexaDBSession(const VexaDBSession&) = delete;
     VexaDBSession& operator=(const VexaDBSession&) = delete;
 
-    std::int32_t Batch();
-    std::int32_t Commit();
-    std::int32_t Reset();
     std::int32_t AddInstance(const std::string& instance, std::uint32_t type);
     std::int32_t RemoveInstance(const std::string& instance);
     std::int32_t RenameInstance(const std::string& oldName, const std::string& newName);
@@ -59,7 +55,6 @@ class VexaDBSession {
     const std::shared_ptr<VexaDBServerInterface> database_;
     std::mutex lock_;  // guards session_; before the database's own locks
     SessionId session_ = kInvalidSession;
-    std::atomic<bool> inBatch_{false};
 };
 
 }  // namespace VexaDB
