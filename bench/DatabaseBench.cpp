@@ -23,7 +23,7 @@ std::vector<Operation> Operations(VexaDBServer& server, const std::string& insta
          [=, key = VexaUtils::RegistryKey::OpenOrCreate(kDatabaseKey)] {
              VexaUtils::RegistryValue value;
              const auto table = key->OpenSubkey(tableId);
-             Require(table && table->Query("type", value) == 0, "bare registry read");
+             Require(table && table->Query("type", value) == VexaUtils::Reading::Found, "bare registry read");
          }},
         {"read a setting",
          [&server, instance] {

@@ -33,7 +33,8 @@ void RequireOrder(RegistryKey& database) {
     for (const auto& id : ids) {
         RegistryValue name;
         Require(std::all_of(id.begin(), id.end(), [](char c) { return c >= '0' && c <= '9'; }));
-        Require(database.OpenSubkey(id)->Query("_kiv_name", name) == 0 && name.kind == VexaUtils::ValueKind::Text);
+        Require(database.OpenSubkey(id)->Query("_kiv_name", name) == VexaUtils::Reading::Found);
+        Require(name.kind == VexaUtils::ValueKind::Text);
     }
 }
 

@@ -93,7 +93,7 @@ std::string ReadValue(const std::string& id, const std::string& value) {
     if (!id.empty())
         key = key->OpenSubkey(id);
     VexaUtils::RegistryValue found;
-    if (!key || key->Query(value, found) != 0)
+    if (!key || key->Query(value, found) != VexaUtils::Reading::Found)
         return "";
     return found.kind == VexaUtils::ValueKind::Number ? std::to_string(found.number) : found.text;
 }

@@ -38,13 +38,20 @@ namespace RegistryHost {
 /// An empty tree that refuses nothing.
 void Reset();
 
-/// Makes the `nth` read or write from now on (1: the next one) fail; 0: none.
-void FailCall(int nth);
+/// Makes the `nth` read or write from now on (1: the next one) fail; 0: none. How many calls were still missing to the
+/// failure that was asked for before; 0 when it came.
+int FailCall(int nth);
 
 /// After this many more writes further ones fail: a registry that refuses, or a process that was killed there.
 /// kUnlimited and Reset lift it.
 inline constexpr unsigned kUnlimited = 0xFFFFFFFF;
 void AllowWrites(unsigned count);
+/// The same for reads.
+void AllowReads(unsigned count);
+
+/// From now on texts that are set and names of subkeys that are listed lose these characters, as in a code page that
+/// cannot carry them.
+void LoseCharacters(const std::string& characters);
 
 }  // namespace RegistryHost
 

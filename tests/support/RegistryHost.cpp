@@ -15,6 +15,7 @@
 namespace {
 
 using VexaUtils::NamedRegistryValue;
+using VexaUtils::Reading;
 using VexaUtils::RegistryKey;
 using VexaUtils::RegistryValue;
 using VexaUtils::ValueKind;
@@ -39,6 +40,13 @@ struct Tree {
     unsigned changes = 0;
     int callsToFailure = 0;
     unsigned writesLeft = RegistryHost::kUnlimited;
+    unsigned readsLeft = RegistryHost::kUnlimited;
+    std::string lostCharacters;
+
+    std::string Carried(std::string text) const {
+        std::erase_if(text, [this](char c) { return lostCharacters.find(c) != std::string::npos; });
+        return text;
+    }
 };
 
 Tree& TheTree() {
@@ -54,32 +62,34 @@ class RegistryKeyHost : public RegistryKey {
         const std::lock_guard guard(tree_.lock);
         names.clear();
         for (const auto& [name, subkey] : node_->subkeys)
-            names.push_back(name);
-        return Fails() ? -1 : 0;
+            names.push_back(tree_.Carried(name));
+        return Readable() ? 0 : -1;
     }
     std::int32_t Values(std::vector<NamedRegistryValue>& values) override {
         const std::lock_guard guard(tree_.lock);
         values.clear();
         for (const auto& [name, value] : node_->values)
             values.push_back({name, value});
-        return Fails() ? -1 : 0;
+        return Readable() ? 0 : -1;
     }
-    std::int32_t Query(const std::string& name, RegistryValue& value) override {
+    Reading Query(const std::string& name, RegistryValue& value) override {
         const std::lock_guard guard(tree_.lock);
-        if (Fails() || !node_->values.contains(name))
-            return -1;
+        if (!Readable())
+            return Reading::Failed;
+        if (!node_->values.contains(name))
+            return Reading::Missing;
         value = node_->values[name];
-        return 0;
+        return Reading::Found;
     }
     std::int32_t SetNumber(const std::string& name, std::uint32_t number) override {
         return Set(name, {ValueKind::Number, number, {}});
     }
     std::int32_t SetText(const std::string& name, const std::string& text) override {
-        return Set(name, {ValueKind::Text, 0, text});
+        return Set(name, {ValueKind::Text, 0, tree_.Carried(text)});
     }
     std::shared_ptr<RegistryKey> OpenSubkey(const std::string& name) override {
         const std::lock_guard guard(tree_.lock);
-        const bool found = !Fails() && node_->subkeys.contains(name);
+        const bool found = Readable() && node_->subkeys.contains(name);
         return found ? std::make_shared<RegistryKeyHost>(node_->subkeys[name]) : nullptr;
     }
     std::shared_ptr<RegistryKey> CreateSubkey(const std::string& name) override {
@@ -114,10 +124,17 @@ class RegistryKeyHost : public RegistryKey {
 
   private:
     bool Fails() { return node_->deleted || (tree_.callsToFailure > 0 && --tree_.callsToFailure == 0); }
-    bool Writable() {
-        if (Fails() || tree_.writesLeft == 0)
+    /// Takes one of what is left; false when nothing is.
+    static bool Take(unsigned& left) {
+        if (left == 0)
             return false;
-        tree_.writesLeft -= tree_.writesLeft == RegistryHost::kUnlimited ? 0 : 1;
+        left -= left == RegistryHost::kUnlimited ? 0 : 1;
+        return true;
+    }
+    bool Readable() { return !Fails() && Take(tree_.readsLeft); }
+    bool Writable() {
+        if (Fails() || !Take(tree_.writesLeft))
+            return false;
         ++tree_.changes;
         return true;
     }
@@ -173,7 +190,7 @@ class RegistryReader : public VexaUtils::Registry {
     std::int32_t Close() override { return std::exchange(key_, nullptr) ? 0 : -1; }
 
   private:
-    bool Find(const std::string& name) { return key_ && key_->Query(name, found_) == 0; }
+    bool Find(const std::string& name) { return key_ && key_->Query(name, found_) == Reading::Found; }
 
     const std::string path_;
     std::shared_ptr<RegistryKey> key_;
@@ -190,19 +207,35 @@ std::shared_ptr<RegistryKey> RegistryKey::OpenOrCreate(const std::string& path) 
     return KeyAt(path, true);
 }
 
+bool RegistryKey::Preserves(const std::string& text) {
+    const std::lock_guard guard(TheTree().lock);
+    return TheTree().Carried(text) == text;
+}
+
 void RegistryHost::Reset() {
     const std::lock_guard guard(TheTree().lock);
     TheTree().root = std::make_shared<Node>();
     ++TheTree().changes;
-    TheTree().writesLeft = kUnlimited;
+    TheTree().writesLeft = TheTree().readsLeft = kUnlimited;
+    TheTree().lostCharacters.clear();
 }
 
-void RegistryHost::FailCall(int nth) {
+int RegistryHost::FailCall(int nth) {
     const std::lock_guard guard(TheTree().lock);
-    TheTree().callsToFailure = nth;
+    return std::exchange(TheTree().callsToFailure, nth);
 }
 
 void RegistryHost::AllowWrites(unsigned count) {
     const std::lock_guard guard(TheTree().lock);
     TheTree().writesLeft = count;
+}
+
+void RegistryHost::AllowReads(unsigned count) {
+    const std::lock_guard guard(TheTree().lock);
+    TheTree().readsLeft = count;
+}
+
+void RegistryHost::LoseCharacters(const std::string& characters) {
+    const std::lock_guard guard(TheTree().lock);
+    TheTree().lostCharacters = characters;
 }

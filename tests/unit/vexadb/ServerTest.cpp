@@ -30,6 +30,11 @@ class DatabaseServer : public DatabaseTest {
         server->GetUint32(session, instance, setting, value);
         return value;
     }
+    std::string Text(SessionId session, const std::string& instance, const std::string& setting) {
+        std::string value = "none";
+        server->GetString(session, instance, setting, value);
+        return value;
+    }
     static constexpr std::uint32_t kMissing = 0xDEAD;
     const std::shared_ptr<VexaDBServer> server = std::make_shared<VexaDBServer>();
 };
@@ -69,12 +74,15 @@ TEST_F(DatabaseServer, ABatchDoesWhatTheDatabaseDoesForItsSessionOnlyUntilCommit
         EXPECT_NE(server->SetUint32(in, "A", "protocol", 1), 0);
         EXPECT_NE(server->SetUint32(in, "B", "n", 1), 0);
         EXPECT_NE(server->SetString(in, "A", "_KIV_name", "B"), 0);
+        EXPECT_EQ(server->SetString(in, "_kiv_name", "the database's"), 0);
         EXPECT_NE(server->RenameInstance(in, "A", "a"), 0);
         EXPECT_NE(server->RenameInstance(in, "B", "C"), 0);
         EXPECT_EQ(server->RenameInstance(in, "A", "B"), 0);
         EXPECT_NE(server->RemoveInstance(in, "A"), 0);
         EXPECT_EQ(server->RemoveInstance(in, "a"), 0);
         EXPECT_EQ(Number(in, "B", "protocol"), kMissing);
+        EXPECT_EQ(Text(in, "B", "_kiv_NAME") + Text(in, "a", "_kiv_name") + Text(in, "", "_kiv_name"),
+                  "Bnonethe database's");
         EXPECT_EQ(Number(in, "B", "type"), kModbus);
         Lines names;
         EXPECT_EQ(server->GetInstances(in, names), 0);
@@ -103,7 +111,7 @@ TEST_F(DatabaseServer, ABatchDoesWhatTheDatabaseDoesForItsSessionOnlyUntilCommit
     EXPECT_EQ(server->SetUint32(session, "never", 1), 0);
     EXPECT_EQ(server->RemoveInstance(0, "B"), 0);
     EXPECT_EQ(server->Commit(session), 0);
-    EXPECT_EQ(Dump(), (Lines{"first=1", "global=2"}));
+    EXPECT_EQ(Dump(), (Lines{"_kiv_name=\"the database's\"", "first=1", "global=2"}));
     EXPECT_TRUE(log->Contains("Commit of session 1 ended at its change 2 of 3, the rest is dropped"));
 }
 

@@ -47,6 +47,15 @@ TEST_F(RegistryStore, ChangesFromOutsideAreSeen) {
     EXPECT_EQ(Names(store), (Lines{"", "A2", "1", "C"}));
     EXPECT_EQ(Logged(), (Lines{"Old table????", "Old table????"}));
     EXPECT_EQ(store.SetUint32("1", "n", 1), 0);
+
+    // The store's own writes hide no name that was given from outside.
+    outside->CreateSubkey("8")->SetText("_kiv_name", "D");
+    EXPECT_EQ(store.SetUint32("", "n", 1), 0);
+    EXPECT_NE(store.AddInstance("D"), 0);
+    outside->OpenSubkey("8")->SetText("_kiv_name", "E");
+    EXPECT_EQ(store.SetUint32("", "n", 1), 0);
+    EXPECT_NE(store.RenameInstance("C", "E"), 0);
+    EXPECT_EQ(store.RenameInstance("C", "D"), 0);
 }
 
 }  // namespace

@@ -36,6 +36,9 @@ TEST_F(RealRegistry, TheDatabaseWritesNumbersAndTextsOfTheRegistrysOwnTypes) {
     EXPECT_EQ(Raw(L"\\0", L"_kiv_name"), TypeAndBytes(REG_SZ, "A\0\0\0"s));
     EXPECT_EQ(Raw(L"\\0", L"n"), TypeAndBytes(REG_DWORD, "\4\3\2\1"s));
     EXPECT_EQ(Raw(L"", L"empty"), TypeAndBytes(REG_SZ, "\0\0"s));
+    EXPECT_EQ(store.AddInstance("T\xC3\xBCr"), 0);
+    EXPECT_NE(store.AddInstance("A\0B"s), 0);
+    EXPECT_EQ(Names(store), (Lines{"", "A", "T\xC3\xBCr"}));
 }
 
 TEST_F(RealRegistry, OddValuesAreToldApartAndNeverRead) {

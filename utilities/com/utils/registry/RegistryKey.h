@@ -10,6 +10,9 @@ namespace VexaUtils {
 
 enum class ValueKind { Number, Text, Other };  // REG_DWORD, REG_SZ, anything else
 
+/// What became of a read. Only Missing says that there is no such value; Failed says nothing about it.
+enum class [[nodiscard]] Reading{Found, Missing, Failed};
+
 struct RegistryValue {
     ValueKind kind = ValueKind::Other;
     std::uint32_t number = 0;  // of a Number
@@ -31,8 +34,8 @@ class RegistryKey {
     virtual std::int32_t Subkeys(std::vector<std::string>& names) = 0;
     virtual std::int32_t Values(std::vector<NamedRegistryValue>& values) = 0;
 
-    /// Reads one value with its kind; -1 when it is missing or cannot be read.
-    virtual std::int32_t Query(const std::string& name, RegistryValue& value) = 0;
+    /// Reads one value with its kind; `value` is untouched unless it was found.
+    virtual Reading Query(const std::string& name, RegistryValue& value) = 0;
     virtual std::int32_t SetNumber(const std::string& name, std::uint32_t number) = 0;
     virtual std::int32_t SetText(const std::string& name, const std::string& text) = 0;
 
@@ -53,6 +56,10 @@ class RegistryKey {
 
     /// Opens (creating it when missing) a key below HKEY_LOCAL_MACHINE; empty on failure.
     static std::shared_ptr<RegistryKey> OpenOrCreate(const std::string& path);
+
+    /// Whether a text reads back as it was set. False for one that the process's narrow code page cannot carry, such as
+    /// half of a character, and for one with a NUL inside. Any thread.
+    static bool Preserves(const std::string& text);
 };
 
 }  // namespace VexaUtils

@@ -8,20 +8,17 @@ VexaMemoryDB::VexaMemoryDB(const std::shared_ptr<VexaDBInterface>& source) {
     std::vector<std::string> instances;
     if (!source || source->GetInstances(instances) != 0)
         return;
-    for (const auto& instance : instances)
-        CopyInstance(*source, instance);
-}
-
-void VexaMemoryDB::CopyInstance(VexaDBInterface& source, const std::string& instance) {
-    auto& copies = instances_[instance];
-    std::vector<SettingEntry> settings;
-    source.GetInstanceSettings(instance, settings);
-    for (auto& setting : settings)
-        copies[setting.name] = {setting.kind, setting.number, std::move(setting.text)};
+    for (const auto& instance : instances) {
+        auto& copies = instances_[instance];
+        std::vector<SettingEntry> settings;
+        source->GetInstanceSettings(instance, settings);
+        for (auto& setting : settings)
+            copies[setting.name] = {setting.kind, setting.number, std::move(setting.text)};
+    }
 }
 
 std::int32_t VexaMemoryDB::AddInstance(const std::string& instance) {
-    if (IsInstanceExist(instance))
+    if (!IsUsableName(instance) || IsInstanceExist(instance))
         return -1;
     instances_[instance];
     Notify(&VexaDBOpObserver::InstanceAdded, instance);
@@ -38,7 +35,7 @@ std::int32_t VexaMemoryDB::RemoveInstance(const std::string& instance) {
 
 std::int32_t VexaMemoryDB::RenameInstance(const std::string& oldName, const std::string& newName) {
     const auto* settings = Find(oldName);
-    if (settings == nullptr || IsInstanceExist(newName))
+    if (settings == nullptr || !IsUsableName(newName) || IsInstanceExist(newName))
         return -1;
     instances_[newName] = *settings;
     instances_.erase(oldName);
@@ -74,6 +71,10 @@ std::int32_t VexaMemoryDB::GetUint32(const std::string& instance, const std::str
 }
 
 std::int32_t VexaMemoryDB::GetString(const std::string& instance, const std::string& setting, std::string& value) {
+    if (IsNameOf(instance, setting) && IsInstanceExist(instance)) {
+        value = instance;
+        return 0;
+    }
     const auto* found = Find(instance, setting, SettingKind::String);
     if (found == nullptr)
         return -1;

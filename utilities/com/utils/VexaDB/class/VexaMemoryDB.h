@@ -39,7 +39,6 @@ class VexaMemoryDB : public VexaStore {
     };
     using Settings = std::map<std::string, Setting>;
 
-    void CopyInstance(VexaDBInterface& source, const std::string& instance);
     /// The table of an instance that exists, else null.
     Settings* Find(const std::string& instance);
     /// The setting when it exists with that kind, else null.

@@ -6,6 +6,7 @@
 
 namespace VexaDB {
 
+using VexaUtils::Reading;
 using VexaUtils::RegistryKey;
 using VexaUtils::RegistryValue;
 using VexaUtils::ValueKind;
@@ -13,23 +14,6 @@ using VexaUtils::ValueKind;
 namespace {
 
 constexpr const char* kDatabaseKey = "Software\\Quenlar\\Torvik\\Runtime\\Settings\\vexa";
-
-/// The table's own name; false when it has none.
-bool ReadName(RegistryKey& table, std::string& name) {
-    RegistryValue value;
-    if (table.Query(kNameValue, value) != 0 || value.kind != ValueKind::Text)
-        return false;
-    name = std::move(value.text);
-    return true;
-}
-
-/// Whether the table was read and has no name; not when it cannot be read just now.
-bool IsNameless(RegistryKey& table) {
-    std::vector<VexaUtils::NamedRegistryValue> values;
-    return table.Values(values) == 0 && std::none_of(values.begin(), values.end(), [](const auto& entry) {
-               return entry.value.kind == ValueKind::Text && IsSameSetting(entry.name, kNameValue);
-           });
-}
 
 bool IsDecimal(const std::string& id) {
     return !id.empty() && std::all_of(id.begin(), id.end(), [](char c) { return c >= '0' && c <= '9'; });
@@ -46,113 +30,110 @@ VexaRegistryDB::VexaRegistryDB() : key_(RegistryKey::OpenOrCreate(kDatabaseKey))
 }
 
 void VexaRegistryDB::RepairOldTables() {
-    FollowOutsideChanges();
-    for (const auto& table : tables_) {
+    FollowOutsideChanges(IndexState::Exact);
+    for (auto& table : tables_) {
+        if (!table.key)
+            continue;
         if (!table.named) {
             KIV_LOG(Logging::Warning, "Fixing old table %s without name field", table.id.c_str());
-            const auto key = key_->OpenSubkey(table.id);
-            if (!key || key->SetText(kNameValue, table.id) != 0)
+            if (table.key->SetText(kNameValue, table.id) != 0)
                 continue;  // its key name is all the name it has
         }
         if (!IsDecimal(table.id)) {
             KIV_LOG(Logging::Warning, "Fixing old table %s using name as id", table.id.c_str());
             const auto newId = FreeId();
             if (key_->RenameSubkey(table.id, newId) == 0)
-                usedIds_.insert(newId);
+                table.id = newId;
         }
     }
 }
 
-std::shared_ptr<RegistryKey> VexaRegistryDB::OpenById(const std::string& id, std::string& name) {
-    if (const auto kept = keys_.find(id); kept != keys_.end()) {
-        if (ReadName(*kept->second, name))
-            return kept->second;
-        keys_.erase(kept);  // deleted from outside, and perhaps made anew
+bool VexaRegistryDB::Refresh(Table& table) {
+    RegistryValue name;
+    auto reading = table.key ? table.key->Query(kNameValue, name) : Reading::Failed;
+    if (reading == Reading::Failed && (table.key = key_->OpenSubkey(table.id)))
+        reading = table.key->Query(kNameValue, name);  // it was deleted from outside, and perhaps made anew
+    if (reading == Reading::Failed) {
+        table.key.reset();
+        return false;
     }
-    auto table = key_->OpenSubkey(id);
-    if (!table)
-        return nullptr;
-    name.clear();
-    if (ReadName(*table, name))
-        keys_[id] = table;
-    return table;
+    table.named = reading == Reading::Found && name.kind == ValueKind::Text;
+    table.name = table.named ? std::move(name.text) : table.id;
+    return true;
 }
 
 std::int32_t VexaRegistryDB::ReadTables() {
-    // A second time for a table that went away, or could not be read just then. One that never can be is left out.
-    return TryReadTables(true) == 0 ? 0 : TryReadTables(false);
-}
-
-std::int32_t VexaRegistryDB::TryReadTables(bool allOfThem) {
-    state_ = IndexState::Unread;
-    tables_.clear();
-    ids_.clear();
-    usedIds_.clear();
-    ambiguous_ = false;
-    std::vector<std::string> ids;
-    if (!key_ || key_->Subkeys(ids) != 0)
-        return -1;
-    usedIds_ = {ids.begin(), ids.end()};
-    std::erase_if(keys_, [this](const auto& kept) { return !usedIds_.contains(kept.first); });
-    for (const auto& id : ids) {
-        Table entry{id, {}, false};
-        const auto table = OpenById(id, entry.name);
-        entry.named = keys_.contains(id);
-        if (!table || (!entry.named && !IsNameless(*table))) {
-            if (allOfThem)
-                return -1;
-            KIV_LOG(Logging::Error, "Cannot read table %s of the settings database", id.c_str());
+    // A second time for a table that went away, or could not be read just then. One that never can be hides no other.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        state_ = IndexState::Unread;
+        std::vector<std::string> ids;
+        if (key_->Subkeys(ids) != 0)
             continue;
+        std::vector<Table> tables;
+        state_ = IndexState::Exact;
+        for (const auto& id : ids) {
+            const auto known = std::ranges::find(tables_, id, &Table::id);
+            if (!Refresh(tables.emplace_back(known == tables_.end() ? Table{id} : *known)))
+                state_ = IndexState::Suspect;
         }
-        if (!entry.named)
-            entry.name = id;
-        ambiguous_ |= !ids_.emplace(entry.name, id).second;  // of two tables with one name the first one counts
-        tables_.push_back(std::move(entry));
+        tables_ = std::move(tables);
+        if (state_ == IndexState::Exact)
+            return 0;
     }
-    state_ = IndexState::Exact;
+    if (state_ == IndexState::Unread)
+        return -1;
+    for (const auto& table : tables_) {
+        if (!table.key)
+            KIV_LOG(Logging::Error, "Cannot read table %s of the settings database", table.id.c_str());
+    }
     return 0;
 }
 
-std::int32_t VexaRegistryDB::FollowOutsideChanges() {
+std::int32_t VexaRegistryDB::FollowOutsideChanges(IndexState needed) {
     if (!key_)
         return -1;
     if (key_->ChangedSinceLastAsked())
         state_ = IndexState::Unread;
-    return state_ == IndexState::Unread ? ReadTables() : 0;
+    return state_ >= needed ? 0 : ReadTables();
 }
 
 void VexaRegistryDB::AbsorbOwnChange() {
     key_->ChangedSinceLastAsked();
-    // The index knows one table for each name: when that one goes, another may be left that has the name.
-    state_ = ambiguous_ ? IndexState::Unread : IndexState::Suspect;
+    state_ = std::min(state_, IndexState::Suspect);
+}
+
+VexaRegistryDB::Table* VexaRegistryDB::Find(const std::string& instance) {
+    if (FollowOutsideChanges(IndexState::Suspect) != 0)
+        return nullptr;
+    if (auto* const table = FindIndexed(instance))
+        return table;
+    return FollowOutsideChanges(IndexState::Exact) == 0 ? FindIndexed(instance) : nullptr;
+}
+
+std::vector<VexaRegistryDB::Table>::iterator VexaRegistryDB::Known(const std::string& instance) {
+    return std::ranges::find(tables_, instance, &Table::name);
+}
+
+VexaRegistryDB::Table* VexaRegistryDB::FindIndexed(const std::string& instance) {
+    const auto found = Known(instance);
+    if (found == tables_.end())
+        return nullptr;
+    if (Refresh(*found) && found->name == instance)
+        return &*found;
+    state_ = IndexState::Suspect;  // renamed or deleted from outside just now
+    return nullptr;
 }
 
 std::shared_ptr<RegistryKey> VexaRegistryDB::OpenTable(const std::string& instance) {
     if (instance.empty())
         return key_;
-    if (FollowOutsideChanges() != 0)
-        return nullptr;
-    if (auto table = OpenIndexedTable(instance))
-        return table;
-    if (state_ == IndexState::Exact || ReadTables() != 0)
-        return nullptr;
-    return OpenIndexedTable(instance);
-}
-
-std::shared_ptr<RegistryKey> VexaRegistryDB::OpenIndexedTable(const std::string& instance) {
-    const auto found = ids_.find(instance);
-    if (found == ids_.end())
-        return nullptr;
-    std::string name;
-    auto table = OpenById(found->second, name);
-    if (table && (keys_.contains(found->second) ? name : found->second) == instance)
-        return table;
-    state_ = IndexState::Suspect;  // renamed or deleted from outside just now
-    return nullptr;
+    const auto* const table = Find(instance);
+    return table == nullptr ? nullptr : table->key;
 }
 
 bool VexaRegistryDB::IsTaken(const std::string& name) {
-    return name.empty() || OpenIndexedTable(name) != nullptr;
+    // The last is a table that cannot be read any more.
+    return name.empty() || Find(name) != nullptr || state_ == IndexState::Unread || Known(name) != tables_.end();
 }
 
 std::int32_t VexaRegistryDB::Refused(const std::string& instance) {
@@ -163,16 +144,14 @@ std::int32_t VexaRegistryDB::Refused(const std::string& instance) {
 std::string VexaRegistryDB::FreeId() {
     for (std::uint32_t number = 0;; ++number) {
         auto id = std::to_string(number);
-        if (usedIds_.contains(id))
-            continue;
-        if (!key_->OpenSubkey(id))
+        const bool used = std::ranges::find(tables_, id, &Table::id) != tables_.end();
+        if (!used && !key_->OpenSubkey(id))  // nor was it made from outside just now
             return id;
-        usedIds_.insert(std::move(id));  // made from outside just now
     }
 }
 
 std::int32_t VexaRegistryDB::AddInstance(const std::string& instance) {
-    if (FollowOutsideChanges() != 0 || IsTaken(instance))
+    if (!IsUsableName(instance) || IsTaken(instance))
         return -1;
     const auto id = FreeId();
     const auto table = key_->CreateSubkey(id);
@@ -184,43 +163,41 @@ std::int32_t VexaRegistryDB::AddInstance(const std::string& instance) {
         AbsorbOwnChange();
         return Refused(instance);
     }
-    ids_[instance] = id;
-    keys_[id] = table;
-    usedIds_.insert(id);
+    tables_.push_back({id, instance, true, table});
     AbsorbOwnChange();
     Notify(&VexaDBOpObserver::InstanceAdded, instance);
     return 0;
 }
 
 std::int32_t VexaRegistryDB::RemoveInstance(const std::string& instance) {
-    // A kept key follows its table even to another id, but what is deleted goes by its id: it is opened anew.
-    if (const auto known = ids_.find(instance); known != ids_.end())
-        keys_.erase(known->second);
     // The database key itself is no table.
-    if (instance.empty() || !OpenTable(instance))
+    if (instance.empty())
         return -1;
-    const auto found = ids_.find(instance);
-    keys_.erase(found->second);
-    if (key_->DeleteSubkey(found->second) != 0)
+    // A kept key follows its table even to another id, but what is deleted goes by its id: it is opened anew.
+    if (const auto known = Known(instance); known != tables_.end())
+        known->key.reset();
+    const auto* const table = Find(instance);
+    if (table == nullptr)
+        return -1;
+    if (key_->DeleteSubkey(table->id) != 0)
         return Refused(instance);
     key_->Flush();
-    usedIds_.erase(found->second);
-    ids_.erase(found);
+    std::erase_if(tables_, [id = table->id](const auto& entry) { return entry.id == id; });
     AbsorbOwnChange();
     Notify(&VexaDBOpObserver::InstanceRemoved, instance);
     return 0;
 }
 
 std::int32_t VexaRegistryDB::RenameInstance(const std::string& oldName, const std::string& newName) {
-    if (oldName.empty())
+    if (oldName.empty() || !IsUsableName(newName) || IsTaken(newName))
         return -1;
-    const auto table = OpenTable(oldName);
-    if (!table || IsTaken(newName))
+    auto* const table = Find(oldName);
+    if (table == nullptr)
         return -1;
-    if (table->SetText(kNameValue, newName) != 0)
+    if (table->key->SetText(kNameValue, newName) != 0)
         return Refused(oldName);
-    auto entry = ids_.extract(oldName);
-    ids_[newName] = std::move(entry.mapped());
+    table->name = newName;
+    table->named = true;
     AbsorbOwnChange();
     Notify(&VexaDBOpObserver::InstanceRenamed, oldName, newName);
     return 0;
@@ -256,31 +233,37 @@ std::shared_ptr<RegistryKey> VexaRegistryDB::OpenForWriting(const std::string& i
     auto table = OpenTable(instance);
     if (!table || IsNameOf(instance, setting))
         return nullptr;
-    if (table->Query(setting, old) == 0 && old.kind != kind)
-        return nullptr;
-    return table;
+    const auto reading = table->Query(setting, old);
+    if (reading == Reading::Failed)
+        Refused(instance);  // nothing is written over what could not be read
+    return reading == Reading::Missing || (reading == Reading::Found && old.kind == kind) ? table : nullptr;
 }
 
 std::int32_t VexaRegistryDB::GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) {
-    RegistryValue found;
-    if (Query(instance, setting, ValueKind::Number, found) != 0)
+    const auto found = Query(instance, setting, ValueKind::Number);
+    if (!found)
         return -1;
-    value = found.number;
+    value = found->number;
     return 0;
 }
 
 std::int32_t VexaRegistryDB::GetString(const std::string& instance, const std::string& setting, std::string& value) {
-    RegistryValue found;
-    if (Query(instance, setting, ValueKind::Text, found) != 0)
+    const auto found = Query(instance, setting, ValueKind::Text);
+    if (!found)
         return -1;
-    value = std::move(found.text);
+    value = found->text;
     return 0;
 }
 
-std::int32_t VexaRegistryDB::Query(const std::string& instance, const std::string& setting, ValueKind kind,
-                                   RegistryValue& value) {
+std::optional<RegistryValue> VexaRegistryDB::Query(const std::string& instance, const std::string& setting,
+                                                   ValueKind kind) {
+    RegistryValue value;
     const auto table = OpenTable(instance);
-    return table && table->Query(setting, value) == 0 && value.kind == kind ? 0 : -1;
+    if (table && IsNameOf(instance, setting))
+        value = {ValueKind::Text, 0, instance};  // also when the key's name is all the name that the table has
+    else if (!table || table->Query(setting, value) != Reading::Found)
+        return std::nullopt;
+    return value.kind == kind ? std::optional(value) : std::nullopt;
 }
 
 std::int32_t VexaRegistryDB::GetInstances(std::vector<std::string>& instances) {
@@ -288,10 +271,12 @@ std::int32_t VexaRegistryDB::GetInstances(std::vector<std::string>& instances) {
 }
 
 std::int32_t VexaRegistryDB::GetTables(std::vector<std::string>& instances) {
-    if (FollowOutsideChanges() != 0 || (state_ != IndexState::Exact && ReadTables() != 0))
+    if (FollowOutsideChanges(IndexState::Exact) != 0)
         return -1;
     instances.assign(1, "");
     for (const auto& table : tables_) {
+        if (table.name.empty())
+            continue;  // it never could be read
         if (!table.named)
             KIV_LOG(Logging::Info, "Old table????");
         instances.push_back(table.name);

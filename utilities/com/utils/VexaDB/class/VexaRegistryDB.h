@@ -11,9 +11,8 @@
 // and the setting itself.
 #pragma once
 
-#include <map>
 #include <memory>
-#include <set>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,34 +42,38 @@ class VexaRegistryDB : public VexaStore {
     bool IsInstanceExist(const std::string& instance) override;
 
   private:
-    /// How far the index can be trusted.
+    /// How far the index can be trusted, the least first.
     enum class IndexState {
         Unread,   // something was changed from outside: read the tables before the index is used
-        Suspect,  // the store itself wrote: a change from outside at that very moment may have gone unnoticed, so a
-                  // name that is not found is no proof that it is missing
+        Suspect,  // a change from outside may have gone unnoticed while the store itself wrote, or a table cannot be
+                  // read: a name that is not found is no proof that it is missing
         Exact,
     };
     struct Table {
         std::string id;
-        std::string name;
-        bool named;  // by a value of its own
+        std::string name = {};  // as last read; empty when it never could be
+        bool named = false;     // by a value of its own, else by its id
+        std::shared_ptr<VexaUtils::RegistryKey> key = {};
     };
 
     void RepairOldTables();
-    /// The table of that id, and its name (empty for a table without one, which is not kept open); empty when there is
-    /// none.
-    std::shared_ptr<VexaUtils::RegistryKey> OpenById(const std::string& id, std::string& name);
+    /// Reads the table's name anew; false when that is not possible just now.
+    bool Refresh(Table& table);
     std::int32_t ReadTables();
-    std::int32_t TryReadTables(bool allOfThem);
-    /// Reads the tables if they changed from outside since the last time; 0 when the index is usable.
-    std::int32_t FollowOutsideChanges();
+    /// Reads the tables unless the index can be trusted that far; -1 when they cannot be read.
+    std::int32_t FollowOutsideChanges(IndexState needed);
     /// Takes the system's notice of a write of our own, so that it does not pass for a change from outside.
     void AbsorbOwnChange();
 
-    /// The instance's table (of the empty name: the database key), open; empty when the instance is missing.
-    std::shared_ptr<VexaUtils::RegistryKey> OpenTable(const std::string& instance);
+    /// The instance's table, null when none is found. It stays valid until the tables are read again.
+    Table* Find(const std::string& instance);
     /// The same from the index alone, checked against the table's own name.
-    std::shared_ptr<VexaUtils::RegistryKey> OpenIndexedTable(const std::string& instance);
+    Table* FindIndexed(const std::string& instance);
+    /// The instance's table (of the empty name: the database key), open; empty when none is found.
+    std::shared_ptr<VexaUtils::RegistryKey> OpenTable(const std::string& instance);
+    /// The instance's table as last read; of two with one name the first one counts.
+    std::vector<Table>::iterator Known(const std::string& instance);
+    /// True also when the registry cannot tell just now.
     bool IsTaken(const std::string& name);
     /// The first of "0", "1", "2", ... that no table has.
     std::string FreeId();
@@ -78,19 +81,15 @@ class VexaRegistryDB : public VexaStore {
     /// Logs that the registry did not take a change; -1.
     static std::int32_t Refused(const std::string& instance);
 
-    std::int32_t Query(const std::string& instance, const std::string& setting, VexaUtils::ValueKind kind,
-                       VexaUtils::RegistryValue& value);
+    std::optional<VexaUtils::RegistryValue> Query(const std::string& instance, const std::string& setting,
+                                                  VexaUtils::ValueKind kind);
     /// The table to write the setting into, with the setting's value so far; empty when that is not allowed.
     std::shared_ptr<VexaUtils::RegistryKey> OpenForWriting(const std::string& instance, const std::string& setting,
                                                            VexaUtils::ValueKind kind, VexaUtils::RegistryValue& old);
 
     std::shared_ptr<VexaUtils::RegistryKey> key_;  // empty when the registry refused it
     IndexState state_ = IndexState::Unread;
-    bool ambiguous_ = false;                  // some tables have one name in common
-    std::vector<Table> tables_;               // in the registry's order; of use while the index is Exact
-    std::map<std::string, std::string> ids_;  // instance name to table id
-    std::map<std::string, std::shared_ptr<VexaUtils::RegistryKey>> keys_;  // of the named tables, by id
-    std::set<std::string> usedIds_;
+    std::vector<Table> tables_;  // the index; while it is Exact, in the registry's order
 };
 
 }  // namespace VexaDB

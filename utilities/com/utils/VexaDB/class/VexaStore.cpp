@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "utils/logging/Logger.h"
+#include "utils/registry/RegistryKey.h"
+
 namespace VexaDB {
 
 std::int32_t VexaStore::AddObserver(const std::shared_ptr<VexaDBOpObserver>& observer) {
@@ -14,6 +17,13 @@ std::int32_t VexaStore::RemoveObserver(const std::shared_ptr<VexaDBOpObserver>& 
     if (found != observers_.end())
         observers_.erase(found);
     return 0;
+}
+
+bool VexaStore::IsUsableName(const std::string& name) {
+    if (VexaUtils::RegistryKey::Preserves(name))
+        return true;
+    KIV_LOG(Logging::Error, "Instance name %s is refused: the code page of this machine cannot carry it", name.c_str());
+    return false;
 }
 
 bool VexaStore::IsNameOf(const std::string& instance, const std::string& setting) {

@@ -126,16 +126,16 @@ std::int32_t RegistryKeyWin::Values(std::vector<NamedRegistryValue>& values) {
     return 0;
 }
 
-std::int32_t RegistryKeyWin::Query(const std::string& name, RegistryValue& value) {
+Reading RegistryKeyWin::Query(const std::string& name, RegistryValue& value) {
     const auto wideName = Wide(name);
     RawValue raw;
     const LSTATUS status = raw.Fill([&](DWORD* type, BYTE* data, DWORD* size) {
         return RegQueryValueExW(key_.Get(), wideName.c_str(), nullptr, type, data, size);
     });
     if (status != ERROR_SUCCESS)
-        return -1;
+        return status == ERROR_FILE_NOT_FOUND ? Reading::Missing : Reading::Failed;
     value = raw.Decode();
-    return 0;
+    return Reading::Found;
 }
 
 std::int32_t RegistryKeyWin::SetNumber(const std::string& name, std::uint32_t number) {
@@ -195,6 +195,11 @@ bool RegistryKeyWin::WatchForNextChange() {
 std::shared_ptr<RegistryKey> RegistryKey::OpenOrCreate(const std::string& path) {
     auto key = std::make_shared<RegistryKeyWin>();
     return key->OpenOrCreate(HKEY_LOCAL_MACHINE, path) == ERROR_SUCCESS ? key : nullptr;
+}
+
+bool RegistryKey::Preserves(const std::string& text) {
+    const auto wide = Wide(text);
+    return wide.find(L'\0') == std::wstring::npos && Narrow(wide.data(), wide.size()) == text;
 }
 
 }  // namespace VexaUtils

@@ -19,7 +19,7 @@ class RegistryKeyWin : public RegistryKey {
 
     std::int32_t Subkeys(std::vector<std::string>& names) override;
     std::int32_t Values(std::vector<NamedRegistryValue>& values) override;
-    std::int32_t Query(const std::string& name, RegistryValue& value) override;
+    Reading Query(const std::string& name, RegistryValue& value) override;
     std::int32_t SetNumber(const std::string& name, std::uint32_t number) override;
     std::int32_t SetText(const std::string& name, const std::string& text) override;
     std::shared_ptr<RegistryKey> OpenSubkey(const std::string& name) override;

@@ -1,0 +1,49 @@
+// The settings database over a registry that fails or alters what it is given.
+#include "support/Doubles.h"
+#include "unit/vexadb/DatabaseTest.h"
+#include "utils/VexaDB/class/VexaRegistryDB.h"
+
+using namespace VexaDB;
+
+namespace {
+
+class RegistryFaults : public DatabaseTest {
+  protected:
+    ~RegistryFaults() override { RegistryHost::Reset(); }
+    static constexpr unsigned kReadsOfAnyOperation = 20;
+};
+
+TEST_F(RegistryFaults, ANameThatTheCodePageCannotCarryIsRefusedBeforeAnythingIsWritten) {
+    const auto server = std::make_shared<VexaDBServer>();
+    SessionId inBatch = 0;
+    server->AddInstance(kServiceSession, "A", kModbus);
+    server->OpenSession(inBatch);
+    server->Batch(inBatch);
+    const auto before = Dump();
+    RegistryHost::LoseCharacters("\xFC");
+    for (const auto session : {kServiceSession, inBatch}) {
+        EXPECT_NE(server->AddInstance(session, "M\xFCller", kModbus), 0);
+        EXPECT_NE(server->RenameInstance(session, "A", "M\xFCller"), 0);
+    }
+    EXPECT_EQ(Dump(), before);
+    EXPECT_EQ(log->Count("Instance name M\xFCller is refused"), 4u);
+
+    outside->CreateSubkey("x\xFC");  // cannot be opened by the name under which it is listed
+    EXPECT_EQ(server->AddInstance(kServiceSession, "B", kModbus), 0);
+    EXPECT_TRUE(log->Contains("Cannot read table x of the settings database"));
+}
+
+TEST_F(RegistryFaults, ANameStaysTakenWhicheverReadFails) {
+    outside->CreateSubkey("5")->SetText("_kiv_name", "B");
+    for (unsigned reads = 0; reads < kReadsOfAnyOperation; ++reads) {
+        RegistryHost::AllowReads(reads);
+        VexaRegistryDB store;
+        EXPECT_NE(store.AddInstance("B"), 0) << reads;
+        RegistryHost::AllowReads(RegistryHost::kUnlimited);
+        EXPECT_EQ(store.SetUint32("", "n", 1), 0);
+        EXPECT_NE(store.AddInstance("B"), 0) << reads;
+    }
+    EXPECT_EQ(Dump(), (Lines{"n=1", "5\\_kiv_name=\"B\""}));
+}
+
+}  // namespace
