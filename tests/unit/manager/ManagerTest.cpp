@@ -286,22 +286,45 @@ TEST_F(ManagerTest, SwappedNamesRunAgainAndChangesArriveInTheirOrder) {
 }
 
 TEST_F(ManagerTest, AReadThatFailsDuringTheStartCostsNoSetting) {
+    VexaDB::VexaDBSession db(Db());
+    db.SetUint32("", "fpgadelayedstart", 0);
     Add("net", "1", 1);
-    Db()->SetUint32(kSession, "net", "enabled", 0);
-    Db()->SetUint32(kSession, "net", "hardware", 1);
-    Db()->SetUint32(kSession, "", "fpgadelayedstart", 0);
+    db.SetUint32("net", "hardware", 1);
+    db.SetString("net", "protocol", "no delay before it");
     Add("eip", "2", 3);
-    Db()->SetString(kSession, "eip", "consumersize", "128");
-    for (int nth = 1; nth <= 60; ++nth) {
+    db.SetString("eip", "consumersize", "128");
+    Add("owner", "3");
+    Add("other", "3");
+    Add("emulated", "3");
+    db.SetString("emulated", "emultype", "full");
+    Add("owner without a port", "");
+    for (const char* name : {"net", "eip", "owner", "other", "owner without a port"})
+        db.SetUint32(name, "enabled", 0);
+    for (const char* name : {"owner", "owner without a port"})
+        db.SetUint32(name, "owner", 1);
+    std::size_t undecided = 0, notRemoved = 0;
+    bool failed = true;
+    for (int nth = 1; failed; ++nth) {
+        SCOPED_TRACE("call " + std::to_string(nth) + " fails");
         End();
+        Add("software", "5", 1);
+        Add("free", "6");
+        db.SetUint32("free", "owner", 0);
         RegistryHost::FailCall(nth);
         RunAgain();
-        RegistryHost::FailCall(0);
-        std::string size;
-        Db()->GetString(kSession, "eip", "consumersize", size);
-        EXPECT_EQ(size, "128") << nth;
-        EXPECT_TRUE(Db()->IsInstanceExist(kSession, "net")) << nth;
+        failed = RegistryHost::FailCall(0) == 0;
+        EXPECT_EQ(db.Text("eip", "consumersize"), "128");
+        EXPECT_TRUE(db.IsInstanceExist("net"));
+        EXPECT_EQ(db.IsInstanceExist("software"), manager->GetProtocol("software") != nullptr);
+        EXPECT_EQ(db.Number("owner", "owner"), 1u);
+        EXPECT_EQ(db.Number("other", "owner"), 0u);
+        EXPECT_EQ(db.Number("free", "enabled") + db.Number("emulated", "enabled"), 2u);
+        undecided += log->Count("Cannot tell whether");
+        notRemoved += log->Count("Cannot remove instance software");
     }
+    EXPECT_EQ(db.Number("free", "owner"), 1u);
+    EXPECT_GT(undecided, 0u);
+    EXPECT_GT(notRemoved, 0u);
 }
 
 TEST_F(ManagerTest, KilledAtAnyRegistryWriteItServesWhatWasAcknowledged) {

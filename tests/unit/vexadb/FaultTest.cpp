@@ -1,6 +1,7 @@
 // The settings database over a registry that fails or alters what it is given.
 #include "support/Doubles.h"
 #include "unit/vexadb/DatabaseTest.h"
+#include "utils/VexaDB/class/VexaDBSession.h"
 #include "utils/VexaDB/class/VexaRegistryDB.h"
 
 using namespace VexaDB;
@@ -44,6 +45,28 @@ TEST_F(RegistryFaults, ANameStaysTakenWhicheverReadFails) {
         EXPECT_NE(store.AddInstance("B"), 0) << reads;
     }
     EXPECT_EQ(Dump(), (Lines{"n=1", "5\\_kiv_name=\"B\""}));
+}
+
+TEST_F(RegistryFaults, WhatCannotBeReadIsNotWrittenOverAndNotTakenForMissing) {
+    const auto server = std::make_shared<VexaDBServer>();
+    VexaDBSession session(server);
+    session.AddInstance("A", kModbus);
+    const auto before = Dump();
+    for (unsigned reads = 0; reads < kReadsOfAnyOperation; ++reads) {
+        RegistryHost::AllowReads(reads);
+        EXPECT_NE(session.SetUint32("A", "protocol", 1), 0) << reads;
+        RegistryHost::AllowReads(reads);
+        EXPECT_EQ(session.ReadNumber("A", "type").value_or(kModbus), kModbus) << reads;
+        RegistryHost::AllowReads(reads);
+        EXPECT_EQ(session.ReadText("A", "protocol").value_or("ModbusProtocol"), "ModbusProtocol") << reads;
+    }
+    RegistryHost::AllowReads(0);
+    EXPECT_FALSE(session.ReadNumber("A", "type") || session.ReadNumber("", "n") || session.ReadText("gone", "s"));
+    RegistryHost::AllowReads(RegistryHost::kUnlimited);
+    EXPECT_EQ(Dump(), before);
+    EXPECT_EQ(session.ReadNumber("A", "protocol"), 0u) << "a text is no number";
+    EXPECT_EQ(session.ReadNumber("", "n"), 0u);
+    EXPECT_EQ(session.ReadText("gone", "s"), "");
 }
 
 }  // namespace

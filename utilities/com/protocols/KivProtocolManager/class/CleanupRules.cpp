@@ -20,7 +20,7 @@ void CProtocolManager::CleanupEipInstance(CProtocol& instance) {
     }
 }
 
-/// Profinet runs on its hardware only. True when the instance was a software one and is removed.
+/// Profinet runs on its hardware only. True when the instance was a software one and was removed.
 bool CProtocolManager::CleanupSoftwareProfinetInstance(CProtocol& instance) {
     const auto name = instance.Name();
     std::vector<VexaDB::SettingEntry> settings;
@@ -30,6 +30,8 @@ bool CProtocolManager::CleanupSoftwareProfinetInstance(CProtocol& instance) {
     if (hardware != nullptr && hardware->number != 0)
         return false;
     KIV_LOG(Logging::Warning, "Profinet software not supported anymore! Removing %s", name.c_str());
-    db_->RemoveInstance(name);
-    return true;
+    if (db_->RemoveInstance(name) == 0)
+        return true;
+    KIV_LOG(Logging::Error, "Cannot remove instance %s", name.c_str());
+    return false;
 }

@@ -1,5 +1,6 @@
 #include "utils/VexaDB/class/VexaDBSession.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "IPC/class/IPC.h"
@@ -103,6 +104,32 @@ std::string VexaDBSession::Text(const std::string& instance, const std::string& 
     std::string value;
     GetString(instance, setting, value);
     return value;
+}
+
+std::optional<std::uint32_t> VexaDBSession::ReadNumber(const std::string& instance, const std::string& setting) {
+    std::uint32_t value = 0;
+    if (GetUint32(instance, setting, value) == 0 || IsMissing(instance, setting, SettingKind::Number))
+        return value;
+    return std::nullopt;
+}
+
+std::optional<std::string> VexaDBSession::ReadText(const std::string& instance, const std::string& setting) {
+    std::string value;
+    if (GetString(instance, setting, value) == 0 || IsMissing(instance, setting, SettingKind::String))
+        return value;
+    return std::nullopt;
+}
+
+bool VexaDBSession::IsMissing(const std::string& instance, const std::string& setting, SettingKind kind) {
+    std::vector<SettingEntry> settings;
+    if (GetInstanceSettings(instance, settings) == 0) {
+        const auto* const found = FindSetting(settings, setting);
+        return found == nullptr || found->kind != kind;
+    }
+    // The instance itself may be missing. The database-wide settings always have their place.
+    std::vector<std::string> instances;
+    return !instance.empty() && GetInstances(instances) == 0 &&
+           std::ranges::find(instances, instance) == instances.end();
 }
 
 }  // namespace VexaDB

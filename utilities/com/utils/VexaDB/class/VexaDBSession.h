@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,8 +42,13 @@ class VexaDBSession {
     /// database-wide settings.
     std::uint32_t Number(const std::string& instance, const std::string& setting);
     std::string Text(const std::string& instance, const std::string& setting);
+    /// The same for decisions, which need to know: nothing when the value could not be read.
+    [[nodiscard]] std::optional<std::uint32_t> ReadNumber(const std::string& instance, const std::string& setting);
+    [[nodiscard]] std::optional<std::string> ReadText(const std::string& instance, const std::string& setting);
 
   private:
+    /// Whether the database was read and has no such setting of that kind.
+    bool IsMissing(const std::string& instance, const std::string& setting, SettingKind kind);
     /// Calls `call` (session to result), once more with a new session when the one it used is no longer valid.
     template <class Call>
     std::int32_t Run(Call call);
