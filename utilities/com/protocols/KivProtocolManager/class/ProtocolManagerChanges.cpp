@@ -66,7 +66,10 @@ std::int32_t CProtocolManager::StartProtocol(const InstancePtr& instance) {
 std::int32_t CProtocolManager::StopProtocol(const std::string& name) {
     KIV_LOG(Logging::Warning, "Stop protocol %s", name.c_str());
     const kivsync::Turn turn(changes_);
-    FollowNoteOf(name);
+    const auto noted = table_.FindNoted(name);
+    const bool isRemoved = noted && table_.NoteOf(noted)->removed;
+    if (noted && FollowNote(noted) == 0 && isRemoved && !table_.Find(name))
+        return 0;  // stopped, and dropped as the database wants it
     const auto instance = GetProtocol(name);
     if (!instance)
         return kManagerFailure;
