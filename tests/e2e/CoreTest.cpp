@@ -25,11 +25,6 @@ constexpr auto kSoon = 1s;  // far more than an answer takes, far less than a sl
 const Bytes kDone(4);       // a reply that says 0
 const Bytes kRefused(4, 0xFF);
 
-template <class... Text>
-Bytes Names(const Text&... text) {
-    return wire::Encode(std::array<wire::Name, sizeof...(text)>{wire::Name(std::string(text))...});
-}
-
 /// The names of a request to the database, in the session of the service.
 template <class... Text>
 Bytes InSession0(const Text&... text) {

@@ -3,11 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "IPC/class/WireRecord.h"
 #include "IPC/transport/ClientTransport.h"
 #include "IPC/transport/WholeTransfer.h"
 #include "support/Patience.h"
@@ -31,6 +33,12 @@ Integer Take(const Bytes& bytes, std::size_t offset) {
     if (offset + sizeof value <= bytes.size())
         std::memcpy(&value, bytes.data() + offset, sizeof value);
     return value;
+}
+
+/// Text fields, one after another.
+template <class... Text>
+Bytes Names(const Text&... text) {
+    return wire::Encode(std::array<wire::Name, sizeof...(text)>{wire::Name(std::string(text))...});
 }
 
 /// Connected, and nothing said yet.

@@ -231,46 +231,6 @@ TEST_F(ManagerTest, KilledAtAnyRegistryWriteItServesWhatWasAcknowledged) {
     }
 }
 
-TEST_F(ManagerTest, CommandsAndDatabaseChangesAtOnceLeaveTableAndDatabaseAlike) {
-    constexpr int kRounds = 50;
-    for (const char* name : {"a", "b", "c"})
-        Add(name, "1");  // one port: each start looks for its other owners
-    RunAndWait();
-    std::vector<std::thread> users;
-    for (const char* name : {"a", "b"}) {
-        users.emplace_back([name] {
-            IPCClient client(true);
-            EXPECT_EQ(client.Connect(kManagerServerName), 0);
-            for (int round = 0; round < kRounds; ++round) {
-                for (const auto command : {kManagerRestart, kManagerStatus, kManagerStop, kManagerGetClients})
-                    EXPECT_NE(Ask(client, command, name), kIpcNoReply);
-            }
-        });
-        users.emplace_back([added = std::string("new ") + name] {
-            for (int round = 0; round < kRounds; ++round) {
-                VexaDB::SessionId session = 0;
-                EXPECT_EQ(Db()->OpenSession(session), 0);
-                EXPECT_EQ(Db()->Batch(session), 0);
-                EXPECT_EQ(Db()->AddInstance(session, added, 7), 0);
-                EXPECT_EQ(Db()->SetString(session, "c", "mode", added), 0);
-                EXPECT_EQ(Db()->Commit(session), 0);
-                EXPECT_EQ(Db()->RenameInstance(session, added, added + "er"), 0);
-                EXPECT_EQ(Db()->RemoveInstance(session, added + "er"), 0);
-                EXPECT_EQ(Db()->CloseSession(session), 0);
-            }
-        });
-    }
-    for (auto& user : users)
-        user.join();
-    std::vector<std::string> names;
-    Db()->GetInstances(kSession, names);
-    EXPECT_EQ(names, (std::vector<std::string>{"a", "b", "c"}));
-    for (const auto& name : names)
-        EXPECT_TRUE(manager->GetProtocol(name)) << name;
-    EXPECT_FALSE(manager->GetProtocol("new aer"));
-    EXPECT_EQ(Connect()->Stop(), 0) << "the request that ends the manager is answered, too";
-}
-
 TEST_F(ManagerTest, AStopBeforeTheStartOrTwiceWhileAllAreBusyEndsEverything) {
     const auto stop = [this] { return std::async(std::launch::async, [this] { manager->InternalMainStop(); }); };
     Add("one", "1");

@@ -1,0 +1,380 @@
+// The manager's table and the settings database: one name is one instance, changes are followed in their order, and
+// what is refused for now is made up for.
+
+#include <algorithm>
+#include <list>
+
+#include "support/RawClient.h"
+#include "unit/manager/ManagerFixture.h"
+#include "utils/VexaDB/class/ProtocolTypes.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+using Clock = std::chrono::steady_clock;
+
+/// Hears of the database's changes before the manager does. Each operation is the test's own.
+struct Observer : VexaDB::VexaDBServerOpObserver {
+    void InstanceTypeChanged(std::string, std::uint32_t) override {}
+    void InstanceRemoved(std::string) override {}
+    void InstanceRenamed(std::string, std::string) override {}
+    void Uint32Changed(std::string, std::string, std::uint32_t, std::uint32_t) override {}
+    void StringChanged(std::string, std::string, std::string, std::string) override {}
+    virtual void Follow() {}
+};
+
+class CoreTest : public ManagerTest {
+  protected:
+    ~CoreTest() override {
+        if (observer_)
+            db->RemoveObserver(observer_);
+    }
+    template <class Kind, class... Arguments>
+    std::shared_ptr<Kind> Observe(Arguments&&... arguments) {
+        auto observer = std::make_shared<Kind>(std::forward<Arguments>(arguments)...);
+        db->AddObserver(observer_ = observer);
+        return observer;
+    }
+    void RunAndConnect() {
+        RunAndWait();
+        Connect();
+    }
+    /// Until the monitor has begun and ended a pass. Needs the broken instance, of a type of its own.
+    void AwaitPass() {
+        const auto passes = [this] { return log->Count("Protocol broken has stopped working"); };
+        EXPECT_TRUE(Eventually([&, before = passes()] { return passes() >= before + 2; }));
+    }
+    static std::int32_t Result(RawClient& client, std::uint32_t command, const Bytes& payload) {
+        return Take<std::int32_t>(client.Ask(command, payload), 0);
+    }
+    static std::uint32_t StatusOf(RawClient& client, const std::string& name) {
+        return Take<std::uint32_t>(client.Ask(kManagerStatus, Names(name)), 4);
+    }
+    /// The sample instances of the table, in its order.
+    static Lines Listed(RawClient& client) {
+        const auto list = client.Ask(kManagerList, wire::Encode(ipc_mngctrl_list_request{VexaDB::kSampleProtocol}));
+        Lines names;
+        for (std::uint32_t i = 0; i < Take<std::uint32_t>(list, 4); ++i)
+            names.push_back(wire::Decode<wire::Name>(list, 8 + i * wire::Name::kSize)->Text());
+        return names;
+    }
+    static Lines Sorted(Lines lines) {
+        std::sort(lines.begin(), lines.end());
+        return lines;
+    }
+    /// The events since the last call, as "code:texts", but for those of changed settings.
+    static Lines TakeEvents(RawClient& client) {
+        client.Ask(kIpcAliveCheck, {});  // what was sent before its answer has come
+        Lines lines;
+        for (const auto& event : client.events) {
+            if (event.command == kEventStringChanged)
+                continue;
+            lines.push_back(std::to_string(event.command));
+            for (std::size_t at = 0; at < event.body.size(); at += wire::Name::kSize)
+                lines.back() += ":" + wire::Decode<wire::Name>(event.body, at)->Text();
+        }
+        client.events.clear();
+        return lines;
+    }
+
+    const std::shared_ptr<VexaDB::VexaDBServer> db = Db();  // one and the same throughout
+
+  private:
+    std::shared_ptr<Observer> observer_;
+};
+
+TEST_F(CoreTest, WhatIsInUseFollowsTheDatabaseOnceItIsFree) {
+    Add(kBroken, "", VexaDB::kRobot);
+    for (const char* name : {"A", "B", "X", "Y", "again"})
+        Add(name, name);
+    RunAndConnect();
+    RawClient c(kManagerServerName);
+    std::list<RawClient> users;
+    for (const char* name : {"A", "X", "again"})
+        users.emplace_back(name);
+    EXPECT_EQ(db->RenameInstance(kSession, "A", "C"), 0);
+    EXPECT_EQ(db->RenameInstance(kSession, "B", "A"), 0) << "waits for the one that has the name";
+    EXPECT_EQ(db->RemoveInstance(kSession, "X"), 0);
+    EXPECT_EQ(db->RenameInstance(kSession, "Y", "X"), 0);
+    EXPECT_EQ(db->RemoveInstance(kSession, "again"), 0);
+    EXPECT_EQ(db->AddInstance(kSession, "again", VexaDB::kSampleProtocol), 0);
+    AwaitPass();
+    EXPECT_EQ(Sorted(Listed(c)), (Lines{"A", "B", "X", "Y", "again"}));
+    EXPECT_EQ(TakeEvents(c), Lines{});
+    EXPECT_EQ(StatusOf(c, "X"), kRunning) << "a question is answered as for any other";
+    EXPECT_FALSE(log->Contains("Protocol A has stopped working") || log->Contains("Protocol X has stopped working"));
+    for (auto& user : users)
+        EXPECT_EQ(user.Ask(kIpcAliveCheck, {}), Bytes()) << "goes on being served";
+
+    users.clear();
+    const Lines names{"A", "C", "X", "again"};
+    EXPECT_TRUE(Eventually([&] { return Sorted(Listed(c)) == names; }));
+    for (const auto& name : names)
+        EXPECT_TRUE(Eventually([&] { return StatusOf(c, name) == kRunning; })) << name;
+    const auto events = TakeEvents(c);
+    for (const char* event : {"152:A:C", "152:B:A"})
+        EXPECT_EQ(std::count(events.begin(), events.end(), event), 1) << event;
+}
+
+TEST_F(CoreTest, CommandsOnNamesThatTableAndDatabaseDoNotShare) {
+    db->SetUint32(kSession, "monitorwaittime", 3'600'000);
+    for (const char* name : {"A", "B", "X"})
+        Add(name, name);
+    RunAndConnect();
+    RawClient c(kManagerServerName);
+    {
+        const RawClient user("X");
+        EXPECT_EQ(db->RemoveInstance(kSession, "X"), 0);
+        EXPECT_EQ(Result(c, kManagerRemove, Names("X")), kManagerInUse);
+    }
+    auto removed = kManagerInUse;
+    EXPECT_TRUE(Eventually([&] { return (removed = Result(c, kManagerRemove, Names("X"))) != kManagerInUse; }));
+    EXPECT_EQ(removed, 0);
+    EXPECT_EQ(TakeEvents(c), Lines{"151:X"});
+    EXPECT_EQ(Listed(c), (Lines{"A", "B"}));
+
+    EXPECT_EQ(Result(c, kManagerRename, Names("A", "B")), -1) << "taken";
+    for (const char* name : {"A", "B"})
+        EXPECT_EQ(StatusOf(c, name), kRunning) << name;
+    EXPECT_EQ(Result(c, kManagerRename, Names("A", "Z")), 0);
+    EXPECT_EQ(StatusOf(c, "Z"), kStopped) << "nothing is enabled under that name";
+    EXPECT_EQ(Result(c, kManagerRename, Names("Z", "A")), 0);
+    EXPECT_EQ(StatusOf(c, "A"), kStopped) << "whatever comes later";
+    EXPECT_EQ(TakeEvents(c), (Lines{"152:A:Z", "152:Z:A"}));
+}
+
+TEST_F(CoreTest, WhatChangesBeforeAnInstancesTurnIsFollowedInTheListOfThoseToCome) {
+    for (const char* name : {"first", "mid", "gone", "last"})
+        Add(name, name);
+    HoldStart("first");
+    Run();
+    reached.get_future().wait();
+    Connect();
+    RawClient c(kManagerServerName);
+    std::list<std::future<std::int32_t>> changes;
+    const auto begin = [&](auto change) { changes.push_back(std::async(std::launch::async, change)); };
+    begin([&] { return db->RenameInstance(kSession, "mid", "mid2"); });
+    EXPECT_TRUE(Eventually([&] { return db->IsInstanceExist(kSession, "mid2"); }));
+    begin([&] { return db->RemoveInstance(kSession, "gone"); });
+    EXPECT_TRUE(Eventually([&] { return !db->IsInstanceExist(kSession, "gone"); }));
+    EXPECT_EQ(db->AddInstance(kSession, "late", VexaDB::kSampleProtocol), 0);
+    const ipc_mngctrl_add_request late{VexaDB::kRobot, std::string("late")};
+    IPCClient adding(true);
+    EXPECT_EQ(adding.Connect(kManagerServerName), 0);
+    EXPECT_EQ(adding.Send(IPC::Request(kManagerAdd, wire::Encode(late))), 0);
+    EXPECT_EQ(adding.Terminate(), 0) << "what was read before it is carried out";
+    goOn.set_value();
+    for (auto& change : changes)
+        EXPECT_EQ(change.get(), 0);
+    ASSERT_TRUE(log->WaitFor("Monitor Protocols services", kPatienceMs));
+    auto names = Listed(c);
+    EXPECT_EQ(std::erase(names, "late"), 1u) << "with the type that it has in the database";
+    EXPECT_EQ(names, (Lines{"first", "mid2", "last"}));
+    for (const char* name : {"mid2", "late"})
+        EXPECT_EQ(StatusOf(c, name), kRunning) << name;
+    const auto events = TakeEvents(c);
+    for (const char* event : {"152:mid:mid2", "150:late"})
+        EXPECT_EQ(std::count(events.begin(), events.end(), event), 1) << event;
+}
+
+TEST_F(CoreTest, ARenameIsFollowedAlsoWhileTheLastInstanceIsTakenUp) {
+    struct Renaming : Observer {
+        Renaming(VexaDB::VexaDBServer& server, CaptureSink& sink) : database(server), log(sink) {}
+        void StringChanged(std::string, std::string setting, std::string, std::string) override {
+            if (setting != "producersize" || renamed.valid())
+                return;  // the repair of a setting: the instance is about to enter the table
+            renamed = std::async(std::launch::async, [this] { return database.RenameInstance(kSession, "L", "M"); });
+            EXPECT_TRUE(Eventually([this] { return database.IsInstanceExist(kSession, "M"); }));
+        }
+        void InstanceRenamed(std::string, std::string) override {
+            log.WaitFor("Monitor Protocols services", 500);  // told as late as may be
+        }
+        VexaDB::VexaDBServer& database;
+        CaptureSink& log;
+        std::future<std::int32_t> renamed;
+    };
+    Add("L", "1", VexaDB::kEthernetIp);
+    const auto observer = Observe<Renaming>(*db, *log.operator->());
+    RunAndConnect();
+    ASSERT_TRUE(observer->renamed.valid());
+    EXPECT_EQ(observer->renamed.get(), 0);
+    RawClient c(kManagerServerName);
+    EXPECT_TRUE(Eventually([&] { return StatusOf(c, "M") == kRunning; }));
+}
+
+TEST_F(CoreTest, AllClientsSeeTheChangesOfASettingInTheirOrder) {
+    constexpr int kChanges = 150;
+    Add("A", "1");
+    RunAndConnect();
+    RawClient asking(kManagerServerName);
+    const auto readAll = [] {
+        RawClient client(kManagerServerName);
+        return std::async(std::launch::async, [client]() mutable {
+            Lines seen;
+            while (seen.empty() || seen.back().find("end") == std::string::npos) {
+                const auto event = client.Receive();
+                if (event.command == kEnded)
+                    break;
+                seen.push_back(wire::Decode<wire::Name>(event.body, 100)->Text() + ">" +
+                               wire::Decode<wire::Name>(event.body, 150)->Text());
+            }
+            return seen;
+        });
+    };
+    auto first = readAll(), second = readAll();
+    std::thread other([this] {
+        for (int i = 0; i < kChanges; ++i)
+            EXPECT_EQ(db->SetString(kSession, "A", "note", "d" + std::to_string(i)), 0);
+    });
+    for (int i = 0; i < kChanges; ++i)
+        EXPECT_EQ(Result(asking, kManagerSetString, Names("A", "note", "c" + std::to_string(i))), 0);
+    other.join();
+    EXPECT_EQ(db->SetString(kSession, "A", "note", "end"), 0);
+    const auto seen = first.get();
+    EXPECT_EQ(seen, second.get());
+    // A change by command is told twice, with nothing between; and each begins where the one before it ended.
+    std::string value;
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+        const auto arrow = seen[i].find('>');
+        ASSERT_EQ(seen[i].substr(0, arrow), value) << i << " " << seen[i];
+        value = seen[i].substr(arrow + 1);
+        if (value[0] == 'c' && ++i) {
+            ASSERT_TRUE(i < seen.size() && seen[i] == seen[i - 1]) << i;
+        }
+    }
+}
+
+TEST_F(CoreTest, AMonitorPeriodOfNothingIsATenthOfASecond) {
+    constexpr std::size_t kPasses = 11;
+    db->SetUint32(kSession, "monitorwaittime", 0);
+    Add(kBroken, "", VexaDB::kRobot);
+    const auto begin = Clock::now();
+    RunAndWait();
+    EXPECT_TRUE(Eventually([this] { return log->Count("Protocol broken has stopped working") >= kPasses; }));
+    EXPECT_GE(Clock::now() - begin, std::chrono::seconds(1));
+}
+
+TEST_F(CoreTest, AnObserverFollowsAChangeWithChangesOfItsOwn) {
+    struct Following : Observer {
+        explicit Following(VexaDB::VexaDBServer& server) : database(server) {}
+        void InstanceRemoved(std::string name) override { heard.push_back("removed " + name); }
+        void InstanceRenamed(std::string from, std::string to) override { heard.push_back(from + ">" + to); }
+        void Follow() override {
+            EXPECT_EQ(std::this_thread::get_id(), thread);
+            heard.push_back("follow");
+            if (heard.size() > 3)
+                return;
+            const auto set = [this] { return database.SetString(kSession, "B", "note", "x"); };
+            EXPECT_EQ(std::async(std::launch::async, set).get(), 0) << "the order is free";
+            EXPECT_EQ(database.RenameInstance(kSession, "B", "C"), 0);
+        }
+        VexaDB::VexaDBServer& database;
+        const std::thread::id thread = std::this_thread::get_id();
+        Lines heard;
+    };
+    for (const char* name : {"gone", "A", "B"})
+        Add(name, name);
+    RunAndConnect();
+    const auto observer = Observe<Following>(*db);
+    EXPECT_EQ(db->Batch(kSession), 0);
+    EXPECT_EQ(db->RemoveInstance(kSession, "gone"), 0);
+    EXPECT_EQ(db->RenameInstance(kSession, "A", "D"), 0);
+    EXPECT_EQ(db->Commit(kSession), 0);
+    EXPECT_EQ(observer->heard, (Lines{"removed gone", "A>D", "follow", "B>C", "follow"}));
+    RawClient c(kManagerServerName);
+    EXPECT_EQ(Listed(c), (Lines{"D", "C"}));
+}
+
+TEST_F(CoreTest, AfterAStormTableAndDatabaseTellTheSame) {
+    struct Curious : Observer {
+        explicit Curious(VexaDB::VexaDBServer& server) : database(server) {}
+        void Read() {
+            Lines names;
+            EXPECT_EQ(database.GetInstances(kSession, names), 0);
+        }
+        void InstanceRemoved(std::string) override { Read(); }
+        void InstanceRenamed(std::string, std::string) override { Read(); }
+        void StringChanged(std::string, std::string, std::string, std::string) override { Read(); }
+        void Follow() override { database.SetString(kSession, "u", "note", "followed"); }
+        VexaDB::VexaDBServer& database;
+    };
+    const auto inSession = [this](const std::function<void(VexaDB::SessionId)>& changes) {
+        VexaDB::SessionId session = 0;
+        EXPECT_EQ(db->OpenSession(session), 0);
+        EXPECT_EQ(db->Batch(session), 0);
+        changes(session);
+        EXPECT_EQ(db->Commit(session), 0);
+        EXPECT_EQ(db->CloseSession(session), 0);
+    };
+    for (const char* name : {"A", "B", "r", "u", "tmp", "s", "new", "newer"}) {
+        onStart[name] = [this, name, inSession] {
+            db->SetString(kSession, name, "note", "alone");
+            inSession([&](auto session) { db->SetString(session, name, "note", "in a batch"); });
+        };
+    }
+    for (const char* name : {"A", "B", "r", "u"})
+        Add(name, name);
+    Add(kBroken, "", VexaDB::kRobot);
+    RunAndConnect();
+    Observe<Curious>(*db);
+
+    const auto add = [](const char* name) {
+        return wire::Encode(ipc_mngctrl_add_request{VexaDB::kSampleProtocol, std::string(name)});
+    };
+    std::vector<std::thread> storm;
+    const auto repeat = [&storm, end = Clock::now() + std::chrono::seconds(4)](auto body) {
+        storm.emplace_back([=] {
+            for (int round = 0; Clock::now() < end; ++round)
+                body(round);
+        });
+    };
+    for (const char* own : {"new", "newer"}) {
+        repeat([=](int round) {
+            RawClient c(kManagerServerName);
+            c.Ask(kManagerAdd, add(own));
+            for (const auto command : {kManagerStart, kManagerStatus, kManagerGetClients, kManagerRestart})
+                c.Ask(command, Names(round % 2 == 0 ? own : "A"));
+            c.Send(kRequest, 1, kManagerStop, Names("B"));
+            if (round % 3 != 0)  // else it vanishes
+                c.Ask(kManagerRemove, Names(own));
+        });
+    }
+    repeat([](int round) {
+        const char* const names[] = {"A", "r", "u"};
+        const auto user = ClientTransport::Make(names[round % 3]);
+        if (user->Connect(kPatienceMs) == 0)
+            user->Write(Bytes(8).data(), 8, kPatienceMs);
+        RawClient c(kManagerServerName);
+        for (const auto command : {kManagerStatus, kManagerStop, kManagerStart})
+            c.Ask(command, Names(names[round % 3]));
+    });
+    repeat([this](int round) {
+        EXPECT_EQ(db->RenameInstance(kSession, round % 2 == 0 ? "r" : "s", round % 2 == 0 ? "s" : "r"), 0);
+    });
+    repeat([=, this](int) {
+        inSession([this](auto session) {
+            for (const auto& [from, to] : {std::pair("A", "tmp"), {"B", "A"}, {"tmp", "B"}})
+                EXPECT_EQ(db->RenameInstance(session, from, to), 0);
+        });
+    });
+    repeat([=, this](int) {
+        RawClient c(kManagerServerName);
+        EXPECT_EQ(db->RemoveInstance(kSession, "u"), 0);
+        EXPECT_EQ(db->AddInstance(kSession, "u", VexaDB::kSampleProtocol), 0);
+        c.Ask(kManagerAdd, add("u"));
+    });
+    for (auto& thread : storm)
+        thread.join();
+    AwaitPass();
+    RawClient c(kManagerServerName);
+    const auto agree = [&] {
+        auto table = Listed(c), database = Lines{};
+        table.push_back(kBroken);
+        EXPECT_EQ(db->GetInstances(kSession, database), 0);
+        return Sorted(table) == Sorted(database);
+    };
+    EXPECT_TRUE(Eventually(agree)) << testing::PrintToString(Listed(c));
+    EXPECT_EQ(Connect()->Stop(), 0) << "the request that ends the manager is answered, too";
+}
+
+}  // namespace
