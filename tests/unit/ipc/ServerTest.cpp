@@ -92,6 +92,30 @@ TEST(Server, AReplyFindsNobodyWhoOnlyHasItsClientsOldId) {
     EXPECT_TRUE(now.events.empty());
 }
 
+TEST(Server, AReplyFindsNoLaterConnectionOfTheSameProcess) {
+    LogCapture log;
+    std::promise<std::shared_ptr<IPC>> late;
+    RunningServer running("later", [&late](const IPC& request) {
+        if (request.Command() == RunningServer::kUnanswered)
+            late.set_value(IPC::Reply(request));
+        return nullptr;
+    });
+    RawClient first("later"), second("later"), third("later");
+    second.Send(kRequest, 1, RunningServer::kUnanswered, {});
+    const auto reply = late.get_future().get();
+    for (auto* client : {&second, &first}) {
+        const auto before = running.server.ClientCount();
+        client->Close();
+        EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == before - 1; }));
+    }
+    RawClient same("later");
+    ASSERT_EQ(same.connectionId, second.connectionId);
+    EXPECT_NE(running.server.SendReply(reply), 0);
+    EXPECT_TRUE(log->Contains("Did not Send IPC id:2 pid:1234605616436508552 cmd:999"));
+    EXPECT_EQ(same.Ask(1, {}), Bytes());
+    EXPECT_TRUE(same.events.empty());
+}
+
 TEST(Server, SilentPeerHarmsOnlyItself) {
     RunningServer running("silent");
     RawPeer silent("silent"), half("silent");
@@ -168,6 +192,31 @@ TEST(Server, PeerThatAsksTooFastWaitsForItsTurn) {
     EXPECT_EQ(unread->BeginWrite(requests.data(), size, 200), ClientTransport::kWritePending);
     idle.Stop();
     EXPECT_EQ(unread->FinishWrite(kPatienceMs), -1);
+}
+
+TEST(Server, ABusyOwnerHidesNobodysEnd) {
+    std::promise<void> goOn;
+    RunningServer running("busy", [gone = goOn.get_future().share()](const IPC& request) {
+        if (request.Command() == 100)
+            gone.wait();
+        return nullptr;
+    });
+    RawClient leaving("busy");
+    const auto flood = ClientTransport::Make("busy");
+    ASSERT_EQ(flood->Connect(kPatienceMs), 0);
+    Bytes requests(8);  // the greeting, then more requests than are read before some are carried out
+    for (std::uint32_t id = 0; id < 2000; ++id)
+        wire::Append(requests, ipc_header{IPC::kFlagRequest, id, 0, 100, 0});
+    EXPECT_EQ(flood->BeginWrite(requests.data(), static_cast<std::int32_t>(requests.size()), 200),
+              ClientTransport::kWritePending);
+    EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 2; }));
+    leaving.Send(kRequest, 1, 100, {});
+    leaving.Send(kTerminate, 2, 0, {});
+    EXPECT_EQ(leaving.Receive().id, 2u);
+    EXPECT_TRUE(leaving.HasEnded());
+    flood->Close();
+    EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 0; }));
+    goOn.set_value();
 }
 
 TEST(Server, ClientsComeAskAndVanishWhileTheOwnerBroadcastsAndStops) {
