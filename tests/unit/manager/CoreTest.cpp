@@ -85,21 +85,22 @@ class CoreTest : public ManagerTest {
 
 TEST_F(CoreTest, WhatIsInUseFollowsTheDatabaseOnceItIsFree) {
     Add(kBroken, "", VexaDB::kRobot);
-    for (const char* name : {"A", "B", "X", "Y", "again"})
+    for (const char* name : {"A", "B", "X", "Y", "again", "gone"})
         Add(name, name);
     RunAndConnect();
     RawClient c(kManagerServerName);
     std::list<RawClient> users;
-    for (const char* name : {"A", "X", "again"})
+    for (const char* name : {"A", "X", "again", "gone"})
         users.emplace_back(name);
     EXPECT_EQ(db->RenameInstance(kSession, "A", "C"), 0);
     EXPECT_EQ(db->RenameInstance(kSession, "B", "A"), 0) << "waits for the one that has the name";
     EXPECT_EQ(db->RemoveInstance(kSession, "X"), 0);
     EXPECT_EQ(db->RenameInstance(kSession, "Y", "X"), 0);
+    EXPECT_EQ(db->RemoveInstance(kSession, "gone"), 0);
     EXPECT_EQ(db->RemoveInstance(kSession, "again"), 0);
     EXPECT_EQ(db->AddInstance(kSession, "again", VexaDB::kSampleProtocol), 0);
     AwaitPass();
-    EXPECT_EQ(Sorted(Listed(c)), (Lines{"A", "B", "X", "Y", "again"}));
+    EXPECT_EQ(Sorted(Listed(c)), (Lines{"A", "B", "X", "Y", "again", "gone"}));
     EXPECT_EQ(TakeEvents(c), Lines{});
     EXPECT_EQ(StatusOf(c, "X"), kRunning) << "a question is answered as for any other";
     EXPECT_FALSE(log->Contains("Protocol A has stopped working") || log->Contains("Protocol X has stopped working"));
@@ -112,7 +113,7 @@ TEST_F(CoreTest, WhatIsInUseFollowsTheDatabaseOnceItIsFree) {
     for (const auto& name : names)
         EXPECT_TRUE(Eventually([&] { return StatusOf(c, name) == kRunning; })) << name;
     const auto events = TakeEvents(c);
-    for (const char* event : {"152:A:C", "152:B:A"})
+    for (const char* event : {"152:A:C", "152:B:A", "151:gone"})
         EXPECT_EQ(std::count(events.begin(), events.end(), event), 1) << event;
 }
 
