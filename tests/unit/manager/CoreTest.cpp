@@ -20,7 +20,6 @@ struct Observer : VexaDB::VexaDBServerOpObserver {
     void InstanceRenamed(std::string, std::string) override {}
     void Uint32Changed(std::string, std::string, std::uint32_t, std::uint32_t) override {}
     void StringChanged(std::string, std::string, std::string, std::string) override {}
-    virtual void Follow() {}
 };
 
 class CoreTest : public ManagerTest {
