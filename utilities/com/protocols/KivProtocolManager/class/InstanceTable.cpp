@@ -65,15 +65,19 @@ void InstanceTable::NoteRemoved(const std::string& name) {
         entry->note = Note{name, true};
 }
 
-void InstanceTable::NoteRenamed(const std::string& oldName, const std::string& newName) {
+bool InstanceTable::NoteRenamed(const std::string& oldName, const std::string& newName) {
     auto state = state_.Lock();
-    std::replace(state->toCome.begin(), state->toCome.end(), oldName, newName);
+    const auto next = std::find(state->toCome.begin(), state->toCome.end(), oldName);
+    const bool isToCome = next != state->toCome.end();
+    if (isToCome)
+        *next = newName;
     auto* const entry = state->FindIf([&](const Entry& one) { return one.IsKnownAs(oldName); });
     if (entry == nullptr)
-        return;
+        return isToCome;
     entry->note.reset();
     if (entry->instance->Name() != newName)
         entry->note = Note{newName};
+    return false;
 }
 
 std::vector<InstanceTable::InstancePtr> InstanceTable::Noted(Which which) {
@@ -116,12 +120,15 @@ void InstanceTable::TakeRemovalBack(const InstancePtr& instance) {
 }
 
 void InstanceTable::SetNamesToCome(const std::vector<std::string>& names) {
-    state_.Lock()->toCome.assign(names.begin(), names.end());
+    auto state = state_.Lock();
+    state->toCome.assign(names.begin(), names.end());
+    state->starting = true;
 }
 
 std::optional<std::string> InstanceTable::NextToCome() {
     auto state = state_.Lock();
-    return state->toCome.empty() ? std::nullopt : std::optional(state->toCome.front());
+    state->starting = !state->toCome.empty();
+    return state->starting ? std::optional(state->toCome.front()) : std::nullopt;
 }
 
 bool InstanceTable::TakeUp(const InstancePtr& instance) {
@@ -132,4 +139,22 @@ bool InstanceTable::TakeUp(const InstancePtr& instance) {
     if (state->Find(instance) == nullptr)
         state->entries.push_back({instance});
     return true;
+}
+
+void InstanceTable::TakeUpEarly(const InstancePtr& instance) {
+    auto state = state_.Lock();
+    state->entries.push_back({instance});
+    const auto name = instance->Name();
+    if (state->starting && std::find(state->toCome.begin(), state->toCome.end(), name) == state->toCome.end())
+        state->toCome.push_back(name);
+}
+
+void InstanceTable::GiveBack(const InstancePtr& instance) {
+    auto state = state_.Lock();
+    const auto* const entry = state->Find(instance);
+    if (entry == nullptr)
+        return;
+    if (!entry->note || !entry->note->removed)
+        state->toCome.push_front(entry->note ? entry->note->name : instance->Name());
+    std::erase_if(state->entries, [&](const Entry& one) { return one.instance == instance; });
 }

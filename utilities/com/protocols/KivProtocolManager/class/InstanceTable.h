@@ -49,7 +49,8 @@ class InstanceTable {
 
     // From the database's notices, in the order of its commits.
     void NoteRemoved(const std::string& name);
-    void NoteRenamed(const std::string& oldName, const std::string& newName);
+    /// True when the instance is still to come: then nothing is left to follow.
+    bool NoteRenamed(const std::string& oldName, const std::string& newName);
 
     /// The instances with a note: those that nobody has tried to follow, or all.
     enum class Which { Untried, All };
@@ -63,10 +64,14 @@ class InstanceTable {
 
     // The names of the database's instances that the starting service has not taken up yet.
     void SetNamesToCome(const std::vector<std::string>& names);
-    /// The next of them, which stays the next one; nothing when there is none.
+    /// The next of them, which stays the next one; nothing when there is none, and the service's start is over.
     std::optional<std::string> NextToCome();
-    /// The instance takes the place in the table that the next name has; false when that is not its name any more.
+    /// The next name's instance comes into the table; false when that is not its name any more.
     bool TakeUp(const InstancePtr& instance);
+    /// An instance of the database comes into the table before its turn, which it keeps while the service starts.
+    void TakeUpEarly(const InstancePtr& instance);
+    /// The instance leaves the table, and its name in the database, if it has one, is the next one to come.
+    void GiveBack(const InstancePtr& instance);
 
   private:
     struct Entry {
@@ -81,6 +86,7 @@ class InstanceTable {
     struct State {
         std::vector<Entry> entries;
         std::deque<std::string> toCome;
+        bool starting = false;
         bool closed = false;
 
         template <class Condition>

@@ -21,6 +21,8 @@ constexpr std::uint32_t kTakeOverPollMs = 50;
 constexpr std::wstring_view kMonitorWaitArgument = L"--monitorwait:";
 constexpr std::size_t kComparedArgumentCharacters = 6;
 constexpr std::uint32_t kProfinetDelayMs = 7000;
+constexpr int kMissingAttempts = 100;  // for an instance that the database has not any more, and does not tell why
+constexpr std::uint32_t kMissingPauseMs = 10;
 constexpr std::uint32_t kShortestMonitorWaitMs = 100;  // a shorter one would keep every child busy with answering
 
 bool HasPrefixIgnoringCase(const wchar_t* text, std::wstring_view prefix) {
@@ -151,16 +153,33 @@ void CProtocolManager::ListNamesToCome() {
 
 std::int32_t CProtocolManager::StartProtocols() {
     KIV_LOG(Logging::Info, "Starting Protocols services");
+    int missing = 0;
     while (const auto name = table_.NextToCome()) {
         const auto instance = TakeUp(*name);
         if (!instance)
             continue;  // it was removed or renamed meanwhile
         if (instance->Protocol() == VexaDB::kProtocolNames[VexaDB::kProfinet])
             AwaitProfinetHardware();
-        const kivsync::Turn turn(changes_);
-        StartProtocol(instance);
+        {
+            const kivsync::Turn turn(changes_);
+            if (StartProtocol(instance) == 0 || missing > kMissingAttempts || IsInDatabase(*name).value_or(true)) {
+                missing = 0;
+                continue;
+            }
+            // The database has removed or renamed it just now and is about to tell: it is started under its new name.
+            ++missing;
+            table_.GiveBack(instance);
+        }
+        stopRequestEvent_->Wait(kMissingPauseMs);
     }
     return 0;
+}
+
+std::optional<bool> CProtocolManager::IsInDatabase(const std::string& name) {
+    std::vector<std::string> names;
+    if (db_->GetInstances(names) != 0)
+        return std::nullopt;
+    return std::find(names.begin(), names.end(), name) != names.end();
 }
 
 /// Puts the next instance of the database into the table, unless a client has added it already; empty when it is not

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -89,6 +90,8 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     std::int32_t MonitorProtocol();
     std::int32_t StopProtocols();
     void ListNamesToCome();
+    /// Nothing when that cannot be read just now.
+    std::optional<bool> IsInDatabase(const std::string& name);
     InstancePtr TakeUp(const std::string& name);
     void AwaitProfinetHardware();
     void CheckInstance(const InstancePtr& instance);

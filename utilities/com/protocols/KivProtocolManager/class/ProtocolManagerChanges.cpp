@@ -15,11 +15,15 @@ std::int32_t CProtocolManager::AddProtocol(const std::string& name, std::uint32_
     const kivsync::Turn turn(changes_);
     if (name.empty() || table_.IsTaken(name))
         return kManagerFailure;
-    if (!db_->IsInstanceExist(name) && db_->AddInstance(name, type) != 0) {
+    const bool isInDatabase = db_->IsInstanceExist(name);
+    if (!isInDatabase && db_->AddInstance(name, type) != 0) {
         KIV_LOG(Logging::Error, "Cannot add instance %s", name.c_str());
         return kManagerFailure;
     }
-    table_.Add(MakeInstance(name));
+    if (const auto instance = MakeInstance(name); isInDatabase)
+        table_.TakeUpEarly(instance);
+    else
+        table_.Add(instance);
     AddProtocolNotify(name);
     KIV_LOG(Logging::Warning, "Add instance %s", name.c_str());
     return 0;
@@ -261,10 +265,10 @@ std::int32_t CProtocolManager::FollowNote(const InstancePtr& instance) {
 }
 
 std::int32_t CProtocolManager::FollowRemoval(const InstancePtr& instance, const InstanceTable::Note& note) {
-    std::vector<std::string> names;
-    db_->GetInstances(names);
-    const bool isThereAgain = std::find(names.begin(), names.end(), note.name) != names.end();
-    if (!isThereAgain || table_.IsTaken(note.name, instance))
+    const auto isThereAgain = IsInDatabase(note.name);
+    if (!isThereAgain)
+        return kManagerFailure;
+    if (!*isThereAgain || table_.IsTaken(note.name, instance))
         return RemoveProtocol(instance);
     table_.TakeRemovalBack(instance);
     return FollowNote(instance);

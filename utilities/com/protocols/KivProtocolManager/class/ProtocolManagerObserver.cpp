@@ -20,7 +20,8 @@ void CProtocolManager::InstanceRemoved(std::string instance) {
 }
 
 void CProtocolManager::InstanceRenamed(std::string oldName, std::string newName) {
-    table_.NoteRenamed(oldName, newName);
+    if (table_.NoteRenamed(oldName, newName))
+        RenameProtocolNotify(oldName, newName);
 }
 
 void CProtocolManager::Uint32Changed(std::string /*instance*/, std::string /*setting*/, std::uint32_t /*oldValue*/,
