@@ -175,8 +175,8 @@ TEST(Core, TheMonitorHoldsNobodyUpAndLeavesAloneWhatWasStopped) {
 }
 
 TEST(Core, AHungChildIsAskedOnceForAllWhoWait) {
-    constexpr auto kIpcTimeout = 1s;
-    PrepareMachine({{"ipctimeout", 1000u}, {"stoptimeout", 500u}});
+    constexpr auto kIpcTimeout = 2s;
+    PrepareMachine({{"ipctimeout", 2000u}, {"stoptimeout", 500u}});
     WriteTable("0", "deaf", Sample("1"));
     WriteTable("1", "other", Sample("2"));
     ManagerRun manager(FaultyFolder());

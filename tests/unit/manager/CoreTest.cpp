@@ -144,7 +144,7 @@ TEST_F(CoreTest, CommandsOnNamesThatTableAndDatabaseDoNotShare) {
 }
 
 TEST_F(CoreTest, WhatChangesBeforeAnInstancesTurnIsFollowedInTheListOfThoseToCome) {
-    for (const char* name : {"first", "mid", "gone", "last"})
+    for (const char* name : {"first", "mid", "gone", "last", "added"})
         Add(name, name);
     HoldStart("first");
     Run();
@@ -157,23 +157,22 @@ TEST_F(CoreTest, WhatChangesBeforeAnInstancesTurnIsFollowedInTheListOfThoseToCom
     EXPECT_TRUE(Eventually([&] { return db->IsInstanceExist(kSession, "mid2"); }));
     begin([&] { return db->RemoveInstance(kSession, "gone"); });
     EXPECT_TRUE(Eventually([&] { return !db->IsInstanceExist(kSession, "gone"); }));
-    EXPECT_EQ(db->AddInstance(kSession, "late", VexaDB::kSampleProtocol), 0);
-    const ipc_mngctrl_add_request late{VexaDB::kRobot, std::string("late")};
+    const ipc_mngctrl_add_request add{VexaDB::kRobot, std::string("added")};
     IPCClient adding(true);
     EXPECT_EQ(adding.Connect(kManagerServerName), 0);
-    EXPECT_EQ(adding.Send(IPC::Request(kManagerAdd, wire::Encode(late))), 0);
+    EXPECT_EQ(adding.Send(IPC::Request(kManagerAdd, wire::Encode(add))), 0);
     EXPECT_EQ(adding.Terminate(), 0) << "what was read before it is carried out";
     goOn.set_value();
     for (auto& change : changes)
         EXPECT_EQ(change.get(), 0);
     ASSERT_TRUE(log->WaitFor("Monitor Protocols services", kPatienceMs));
     auto names = Listed(c);
-    EXPECT_EQ(std::erase(names, "late"), 1u) << "with the type that it has in the database";
+    EXPECT_EQ(std::erase(names, "added"), 1u) << "with the type that it has in the database";
     EXPECT_EQ(names, (Lines{"first", "mid2", "last"}));
-    for (const char* name : {"mid2", "late"})
+    for (const char* name : {"mid2", "added"})
         EXPECT_EQ(StatusOf(c, name), kRunning) << name;
     const auto events = TakeEvents(c);
-    for (const char* event : {"152:mid:mid2", "150:late"})
+    for (const char* event : {"152:mid:mid2", "150:added"})
         EXPECT_EQ(std::count(events.begin(), events.end(), event), 1) << event;
 }
 
