@@ -27,23 +27,25 @@ std::string TableId(int number) {
     return std::to_string(kFirstTableId + number);
 }
 
-void WriteInstances(int first, int last, bool enabled) {
-    const auto key = VexaUtils::RegistryKey::OpenOrCreate(kDatabaseKey);
-    for (int number = first; number < last; ++number) {
-        const auto table = key->CreateSubkey(TableId(number));
-        Require(table != nullptr, "write an instance");
-        table->SetText("_kiv_name", InstanceName(number));
-        table->SetNumber("enabled", enabled ? 1 : 0);
-        table->SetNumber("hardware", 0);
-        table->SetNumber("owner", 0);
-        table->SetText("emultype", "none");
-        table->SetNumber("type", kSampleType);
-        table->SetText("protocol", "sampleprotocol");
-        table->SetText("port", TableId(number));
-    }
+void WriteInstance(int number, const std::string& name, bool enabled) {
+    const auto table = VexaUtils::RegistryKey::OpenOrCreate(kDatabaseKey)->CreateSubkey(TableId(number));
+    Require(table != nullptr, "write an instance");
+    table->SetText("_kiv_name", name);
+    table->SetNumber("enabled", enabled ? 1 : 0);
+    table->SetNumber("hardware", 0);
+    table->SetNumber("owner", 0);
+    table->SetText("emultype", "none");
+    table->SetNumber("type", kSampleType);
+    table->SetText("protocol", "sampleprotocol");
+    table->SetText("port", TableId(number));
 }
 
-Manager::Manager() : process_(Peer::Program("KivProtocolManager.exe")) {
+void WriteInstances(int first, int last, bool enabled) {
+    for (int number = first; number < last; ++number)
+        WriteInstance(number, InstanceName(number), enabled);
+}
+
+Manager::Manager(const std::string& program) : process_(Peer::Program(program)) {
     Await(
         [this] {
             client_ = IPCClient::GetClient(kManagerServerName, true);
@@ -77,6 +79,16 @@ void Manager::AwaitRunning(const std::string& instance) const {
             return status.result == 0 && status.status == kRunning;
         },
         instance + " runs");
+}
+
+void Manager::Control(std::uint32_t command, const std::string& instance) {
+    IPCClient client(true);
+    Require(client.Connect(kManagerServerName) == 0, "connect to the manager");
+    std::shared_ptr<IPC> reply;
+    const auto request = IPC::Request(command, wire::Encode(ipc_mngctrl_instance_request{instance}));
+    Require(client.Call(request, kCommandTimeoutMs, reply) == 0, "command on " + instance);
+    const auto result = wire::Decode<ipc_mngctrl_result_reply>(reply->Payload());
+    Require(result && result->result == 0, "command done on " + instance);
 }
 
 void Manager::CheckAlive() const {

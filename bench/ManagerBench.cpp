@@ -1,7 +1,10 @@
+#include <chrono>
 #include <filesystem>
+#include <future>
 
 #include "Bench.h"
 #include "Machine.h"
+#include "utils/registry/RegistryKey.h"
 
 namespace bench {
 
@@ -37,6 +40,31 @@ void MeasureMonitoring(const Manager& manager, const std::string& name, const Op
     report.Add(group, name + ", longest", "us", {Quantile(checks, 1)});
 }
 
+/// Status requests about other instances while one takes seconds to start, and to stop.
+void MeasureBesideASlowInstance(Report& report) {
+    constexpr int kOthers = 5;
+    constexpr int kRequests = 200;
+    const std::string slow = "slow";  // the name that tells the child of this manager how to behave
+    EmptySettings(kNoMonitoringMs);
+    WriteInstances(0, kOthers, true);
+    WriteInstance(kOthers, slow, false);
+    const Manager manager("faulty\\KivProtocolManager.exe");
+    manager.AwaitRunning(InstanceName(kOthers - 1));
+    VexaUtils::RegistryKey::OpenOrCreate(kDatabaseKey)->OpenSubkey(TableId(kOthers))->SetNumber("enabled", 1);
+    for (const auto& [command, name] : {std::pair(kManagerStart, "while it starts"), {kManagerStop, "while it stops"}}) {
+        auto change = std::async(std::launch::async, Manager::Control, command, slow);
+        Samples requests;
+        for (int request = 0; request < kRequests; ++request)
+            requests.push_back(Microseconds([&] { manager.Status(InstanceName(request % kOthers)); }));
+        const bool inTime = change.wait_for(std::chrono::seconds(0)) != std::future_status::ready;
+        change.get();
+        Require(inTime, "ask while the slow instance is at it");
+        const std::string group = "Status of other instances beside one that takes 4 s";
+        report.Add(group, name, "us", requests);
+        report.Add(group, std::string(name) + ", slowest of 200", "us", {Quantile(requests, 1)});
+    }
+}
+
 }  // namespace
 
 void MeasureManager(const Options& options, Report& report) {
@@ -59,6 +87,8 @@ void MeasureManager(const Options& options, Report& report) {
     constexpr int kMany = 50;
     MeasureMonitoring(*StartAll(kMany, kNoMonitoringMs, ignored), "no monitoring", options, report);
     MeasureMonitoring(*StartAll(kMany, kBusyMonitoringMs, ignored), "monitored every 20 ms", options, report);
+
+    MeasureBesideASlowInstance(report);
 
     const std::string group = "What an instance takes in the manager";
     const auto& one = footprints.front();

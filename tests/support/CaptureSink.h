@@ -37,15 +37,22 @@ class CaptureSink : public Logging::ISink {
     }
     /// How many messages hold the text.
     std::size_t Count(std::string_view text) const {
-        const auto messages = Messages();
-        const auto holdsIt = [text](const auto& message) { return message.find(text) != std::string::npos; };
-        return static_cast<std::size_t>(std::count_if(messages.begin(), messages.end(), holdsIt));
+        const std::lock_guard guard(lock_);
+        const auto holdsIt = [text](const auto& entry) { return entry->Message().find(text) != std::string::npos; };
+        return static_cast<std::size_t>(std::count_if(entries_.begin(), entries_.end(), holdsIt));
     }
     bool Contains(std::string_view text) const { return Count(text) != 0; }
     /// Waits until a message holds the text; false when none does within `timeoutMs`.
     bool WaitFor(std::string_view text, unsigned timeoutMs) {
         std::unique_lock guard(lock_);
-        return changed_.wait_for(guard, std::chrono::milliseconds(timeoutMs), [&] { return Contains(text); });
+        std::size_t seen = 0;  // each entry is looked at once: a test may log thousands
+        return changed_.wait_for(guard, std::chrono::milliseconds(timeoutMs), [&] {
+            for (seen = std::min(seen, entries_.size()); seen < entries_.size(); ++seen) {
+                if (entries_[seen]->Message().find(text) != std::string::npos)
+                    return true;
+            }
+            return false;
+        });
     }
     void Clear() {
         const std::lock_guard guard(lock_);

@@ -9,8 +9,9 @@
 
 namespace sync_host {
 
-/// Makes the `nth` thread from now on (1: the next one) not start; 0: none.
-void FailThread(int nth);
+/// Makes the `nth` thread from now on (1: the next one) not start; 0: none. How many were left until the one that was
+/// to fail: 0 when it has failed.
+int FailThread(int nth);
 
 /// Called by each WaitAny for more than one event before it looks at them, on its thread and without a lock of the
 /// double's: a test can stop the thread there. Empty: none.
@@ -23,8 +24,9 @@ namespace transport_host {
 /// A slow read or write moves nothing as long as the connection lasts.
 enum class Operation { Open, Accept, Connect, Read, Write, SlowRead, SlowWrite };
 
-/// Makes the `nth` such operation from now on (1: the next one) of any connection fail; 0: none.
-void FailOperation(Operation operation, int nth);
+/// Makes the `nth` such operation from now on (1: the next one) of any connection fail; 0: none. How many were left
+/// until the one that was to fail: 0 when it has failed.
+int FailOperation(Operation operation, int nth);
 
 /// Whether a write that stays pending ends with the thread that began it, as the system does it: it then fails, and
 /// what it had moved before stays moved. Off at first.

@@ -155,9 +155,9 @@ std::unique_ptr<Thread> Thread::Start(std::function<void()> body) {
 
 }  // namespace kivsync
 
-void sync_host::FailThread(int nth) {
+int sync_host::FailThread(int nth) {
     const std::lock_guard guard(kivsync::TheShared().lock);
-    kivsync::TheShared().threadsToFailure = nth;
+    return std::exchange(kivsync::TheShared().threadsToFailure, nth);
 }
 
 void sync_host::OnWait(std::function<void()> hook) {

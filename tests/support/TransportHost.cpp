@@ -218,9 +218,9 @@ std::shared_ptr<ServerTransport> ServerTransport::Make(const std::string& server
     return std::make_shared<HostServerTransport>(std::move(listener));
 }
 
-void transport_host::FailOperation(Operation operation, int nth) {
+int transport_host::FailOperation(Operation operation, int nth) {
     const Guard guard(world.lock);
-    world.failures[operation] = nth;
+    return std::exchange(world.failures[operation], nth);
 }
 
 void transport_host::CancelWritesOfEndedThreads(bool cancel) {

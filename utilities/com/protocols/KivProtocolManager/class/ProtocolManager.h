@@ -111,32 +111,20 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     /// Follows the note of the instance of that name, if it has one, now that a command comes to it.
     void FollowNoteOf(const std::string& name);
 
-    // The commands and their handlers (ProtocolManagerCommands.cpp). A handler returns the reply's payload.
+    // The commands (ProtocolManagerCommands.cpp).
     std::int32_t ProcessIPC();
-    /// What is done for one command, and what it waits for.
-    struct Command {
-        std::uint32_t number;
-        IPCServer::Turn turn;
-        IPCPayload (CProtocolManager::*handler)(const IPC&);
-    };
-    /// Null for a number that is no command.
-    static const Command* FindCommand(std::uint32_t number);
     IPCServer::Turn TurnOf(const IPC& request);
     std::shared_ptr<IPC> HandleRequest(const IPC& request);
-    IPCPayload HandleEmpty(const IPC& request);
-    IPCPayload HandleAdd(const IPC& request);
-    IPCPayload HandleRemove(const IPC& request);
-    IPCPayload HandleStart(const IPC& request);
-    IPCPayload HandleStop(const IPC& request);
-    IPCPayload HandleRestart(const IPC& request);
-    IPCPayload HandleGetString(const IPC& request);
-    IPCPayload HandleSetString(const IPC& request);
-    IPCPayload HandleGetNumber(const IPC& request);
-    IPCPayload HandleSetNumber(const IPC& request);
+    std::optional<IPCPayload> Handle(const IPC& request);
     IPCPayload HandleList(const IPC& request);
     IPCPayload HandleStatus(const IPC& request);
-    IPCPayload HandleRename(const IPC& request);
     IPCPayload HandleGetClients(const IPC& request);
+    /// Calls the database for a property of an instance that is in the table; -1 for another.
+    template <class Fields, class Call, class Value>
+    std::int32_t OnProperty(const Fields& fields, Call call, Value& value) {
+        const auto instance = fields.instance.Text();
+        return GetProtocol(instance) ? ((*db_).*call)(instance, fields.property.Text(), value) : kManagerFailure;
+    }
     std::int32_t ProcessRemoveProtocol(const std::string& name);
     std::int32_t SetStrPropertyProtocol(const std::string& instance, const std::string& property,
                                         const std::string& value);

@@ -1,7 +1,6 @@
 // The command side of CProtocolManager: what its control server does with each command, and in which turn.
 
-#include <algorithm>
-#include <iterator>
+#include <optional>
 
 #include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
@@ -11,8 +10,22 @@ namespace {
 
 constexpr std::int64_t kLongCommandNanoseconds = 50'000'000'000;
 
-IPCPayload ResultReply(std::int32_t result) {
-    return wire::Encode(ipc_mngctrl_result_reply{result});
+/// The reply to a command that is answered with its result alone: `carryOut` (the request's fields to result) is not
+/// called when the payload is shorter than them.
+template <class Request, class CarryOut>
+IPCPayload ResultReply(const IPC& request, CarryOut carryOut) {
+    const auto fields = wire::Decode<Request>(request.Payload());
+    return wire::Encode(ipc_mngctrl_result_reply{fields ? carryOut(*fields) : kManagerFailure});
+}
+
+/// The reply to a command on a property: `carryOut` (the request's fields, the reply to fill in, to result) is not
+/// called when the payload is shorter than the fields.
+template <class Request, class Reply, class CarryOut>
+IPCPayload PropertyReply(const IPC& request, CarryOut carryOut) {
+    Reply reply;
+    const auto fields = wire::Decode<Request>(request.Payload());
+    reply.result = fields ? carryOut(*fields, reply) : kManagerFailure;
+    return wire::Encode(reply);
 }
 
 /// The instance that a request names, or nothing when the payload is too short to name one.
@@ -47,119 +60,97 @@ std::int32_t CProtocolManager::ProcessIPC() {
     return 0;
 }
 
-const CProtocolManager::Command* CProtocolManager::FindCommand(std::uint32_t number) {
-    using Turn = IPCServer::Turn;
-    static constexpr Command kCommands[] = {
-        {kIpcAliveCheck, Turn::AtOnce, &CProtocolManager::HandleEmpty},
-        {kIpcStop, Turn::AtOnce, &CProtocolManager::HandleEmpty},
-        {kManagerAdd, Turn::Change, &CProtocolManager::HandleAdd},
-        {kManagerRemove, Turn::Change, &CProtocolManager::HandleRemove},
-        {kManagerStart, Turn::Change, &CProtocolManager::HandleStart},
-        {kManagerStop, Turn::Change, &CProtocolManager::HandleStop},
-        {kManagerRestart, Turn::Change, &CProtocolManager::HandleRestart},
-        {kManagerGetString, Turn::AtOnce, &CProtocolManager::HandleGetString},
-        {kManagerSetString, Turn::Question, &CProtocolManager::HandleSetString},
-        {kManagerGetNumber, Turn::AtOnce, &CProtocolManager::HandleGetNumber},
-        {kManagerSetNumber, Turn::Question, &CProtocolManager::HandleSetNumber},
-        {kManagerList, Turn::AtOnce, &CProtocolManager::HandleList},
-        {kManagerStatus, Turn::Question, &CProtocolManager::HandleStatus},
-        {kManagerRename, Turn::Change, &CProtocolManager::HandleRename},
-        {kManagerGetClients, Turn::Question, &CProtocolManager::HandleGetClients},
-    };
-    const auto* const found =
-        std::find_if(std::begin(kCommands), std::end(kCommands), [=](const auto& one) { return one.number == number; });
-    return found != std::end(kCommands) ? found : nullptr;
-}
-
 IPCServer::Turn CProtocolManager::TurnOf(const IPC& request) {
-    const auto* const command = FindCommand(request.Command());
-    if (command == nullptr)
-        return IPCServer::Turn::AtOnce;
-    // These two ask the instance's child, if there is anything to ask it.
-    if (command->number == kManagerStatus || command->number == kManagerGetClients) {
-        const auto name = NamedInstance(request);
-        const auto instance = name ? GetProtocol(*name) : nullptr;
-        if (!instance || instance->IsAnsweredAtOnce())
-            return IPCServer::Turn::AtOnce;
+    using Turn = IPCServer::Turn;
+    switch (request.Command()) {
+        case kManagerAdd:
+        case kManagerRemove:
+        case kManagerStart:
+        case kManagerStop:
+        case kManagerRestart:
+        case kManagerRename:
+            return Turn::Change;
+        case kManagerSetString:
+        case kManagerSetNumber:
+            return Turn::Question;
+        case kManagerStatus:
+        case kManagerGetClients: {
+            const auto name = NamedInstance(request);
+            const auto instance = name ? GetProtocol(*name) : nullptr;
+            return !instance || instance->IsAnsweredAtOnce() ? Turn::AtOnce : Turn::Question;
+        }
+        default:
+            return Turn::AtOnce;
     }
-    return command->turn;
 }
 
 std::shared_ptr<IPC> CProtocolManager::HandleRequest(const IPC& request) {
-    const auto* const command = FindCommand(request.Command());
-    if (command == nullptr)
-        return {};  // nobody handles it: no answer is agreed for it
-    return IPC::Reply(request, (this->*command->handler)(request));
+    const auto payload = Handle(request);
+    return payload ? IPC::Reply(request, *payload) : nullptr;
 }
 
-IPCPayload CProtocolManager::HandleEmpty(const IPC& /*request*/) {
-    return {};
-}
-
-IPCPayload CProtocolManager::HandleAdd(const IPC& request) {
-    const auto fields = wire::Decode<ipc_mngctrl_add_request>(request.Payload());
-    return ResultReply(fields ? AddProtocol(fields->instance.Text(), fields->protocolType) : kManagerFailure);
-}
-
-IPCPayload CProtocolManager::HandleRemove(const IPC& request) {
-    const auto name = NamedInstance(request);
-    return ResultReply(name ? ProcessRemoveProtocol(*name) : kManagerFailure);
-}
-
-IPCPayload CProtocolManager::HandleStart(const IPC& request) {
-    const auto name = NamedInstance(request);
-    return ResultReply(name ? StartProtocol(*name) : kManagerFailure);
-}
-
-IPCPayload CProtocolManager::HandleStop(const IPC& request) {
-    const auto name = NamedInstance(request);
-    return ResultReply(name ? StopProtocol(*name) : kManagerFailure);
-}
-
-IPCPayload CProtocolManager::HandleRestart(const IPC& request) {
-    const auto name = NamedInstance(request);
-    return ResultReply(name ? RestartProtocol(*name) : kManagerFailure);
-}
-
-IPCPayload CProtocolManager::HandleGetString(const IPC& request) {
-    ipc_mngctrl_get_str_property_reply reply;
-    reply.result = kManagerFailure;
-    const auto fields = wire::Decode<ipc_mngctrl_get_str_property_request>(request.Payload());
-    if (fields && GetProtocol(fields->instance.Text())) {
-        std::string value;
-        reply.result = db_->GetString(fields->instance.Text(), fields->property.Text(), value);
-        reply.value = value;
+/// The reply's payload; nothing for a number that is no command, for which no answer is agreed.
+std::optional<IPCPayload> CProtocolManager::Handle(const IPC& request) {
+    const auto onInstance = [&](std::int32_t (CProtocolManager::*change)(const std::string&)) {
+        return ResultReply<ipc_mngctrl_instance_request>(
+            request, [&](const auto& fields) { return (this->*change)(fields.instance.Text()); });
+    };
+    switch (request.Command()) {
+        case kIpcAliveCheck:
+        case kIpcStop:
+            return IPCPayload();
+        case kManagerAdd:
+            return ResultReply<ipc_mngctrl_add_request>(request, [this](const auto& fields) {
+                return AddProtocol(fields.instance.Text(), fields.protocolType);
+            });
+        case kManagerRemove:
+            return onInstance(&CProtocolManager::ProcessRemoveProtocol);
+        case kManagerStart:
+            return onInstance(&CProtocolManager::StartProtocol);
+        case kManagerStop:
+            return onInstance(&CProtocolManager::StopProtocol);
+        case kManagerRestart:
+            return onInstance(&CProtocolManager::RestartProtocol);
+        case kManagerRename:
+            return ResultReply<ipc_mngctrl_rename_request>(request, [this](const auto& fields) {
+                return RenameProtocol(fields.oldName.Text(), fields.newName.Text());
+            });
+        case kManagerGetString:
+            return PropertyReply<ipc_mngctrl_get_str_property_request, ipc_mngctrl_get_str_property_reply>(
+                request, [this](const auto& fields, auto& reply) {
+                    std::string value;
+                    const auto result = OnProperty(fields, &VexaDB::VexaDBSession::GetString, value);
+                    reply.value = value;
+                    return result;
+                });
+        case kManagerSetString:
+            return PropertyReply<ipc_mngctrl_set_str_property_request, ipc_mngctrl_set_str_property_reply>(
+                request, [this](const auto& fields, auto&) {
+                    return SetStrPropertyProtocol(fields.instance.Text(), fields.property.Text(), fields.value.Text());
+                });
+        case kManagerGetNumber:
+            return PropertyReply<ipc_mngctrl_get_num_property_request, ipc_mngctrl_get_num_property_reply>(
+                request, [this](const auto& fields, auto& reply) {
+                    std::uint32_t value = 0;
+                    const auto result = OnProperty(fields, &VexaDB::VexaDBSession::GetUint32, value);
+                    reply.value = value;
+                    return result;
+                });
+        case kManagerSetNumber:
+            return PropertyReply<ipc_mngctrl_set_num_property_request, ipc_mngctrl_set_num_property_reply>(
+                request, [this](const auto& fields, auto&) {
+                    const std::uint32_t value = fields.value;
+                    return OnProperty(fields, &VexaDB::VexaDBSession::SetUint32, value);
+                });
+        case kManagerList:
+            return HandleList(request);
+        case kManagerStatus:
+            return HandleStatus(request);
+        case kManagerGetClients:
+            return HandleGetClients(request);
+        default:
+            return std::nullopt;
     }
-    return wire::Encode(reply);
-}
-
-IPCPayload CProtocolManager::HandleSetString(const IPC& request) {
-    ipc_mngctrl_set_str_property_reply reply;
-    reply.result = kManagerFailure;
-    if (const auto fields = wire::Decode<ipc_mngctrl_set_str_property_request>(request.Payload()))
-        reply.result = SetStrPropertyProtocol(fields->instance.Text(), fields->property.Text(), fields->value.Text());
-    return wire::Encode(reply);
-}
-
-IPCPayload CProtocolManager::HandleGetNumber(const IPC& request) {
-    ipc_mngctrl_get_num_property_reply reply;
-    reply.result = kManagerFailure;
-    const auto fields = wire::Decode<ipc_mngctrl_get_num_property_request>(request.Payload());
-    if (fields && GetProtocol(fields->instance.Text())) {
-        std::uint32_t value = 0;
-        reply.result = db_->GetUint32(fields->instance.Text(), fields->property.Text(), value);
-        reply.value = value;
-    }
-    return wire::Encode(reply);
-}
-
-IPCPayload CProtocolManager::HandleSetNumber(const IPC& request) {
-    ipc_mngctrl_set_num_property_reply reply;
-    reply.result = kManagerFailure;
-    const auto fields = wire::Decode<ipc_mngctrl_set_num_property_request>(request.Payload());
-    if (fields && GetProtocol(fields->instance.Text()))
-        reply.result = db_->SetUint32(fields->instance.Text(), fields->property.Text(), fields->value);
-    return wire::Encode(reply);
 }
 
 IPCPayload CProtocolManager::HandleList(const IPC& request) {
@@ -190,11 +181,6 @@ IPCPayload CProtocolManager::HandleStatus(const IPC& request) {
     reply.processId = condition.processId;
     reply.clientCount = condition.clientCount;
     return wire::Encode(reply);
-}
-
-IPCPayload CProtocolManager::HandleRename(const IPC& request) {
-    const auto fields = wire::Decode<ipc_mngctrl_rename_request>(request.Payload());
-    return ResultReply(fields ? RenameProtocol(fields->oldName.Text(), fields->newName.Text()) : kManagerFailure);
 }
 
 IPCPayload CProtocolManager::HandleGetClients(const IPC& request) {
