@@ -38,9 +38,10 @@ void InstanceTable::Remove(const InstancePtr& instance) {
 }
 
 void InstanceTable::Rename(const std::vector<Renaming>& renamings) {
+    std::vector<std::shared_ptr<Process>> before;  // dropped without the lock
     auto state = state_.Lock();
     for (const auto& [instance, name] : renamings) {
-        instance->SetName(name);
+        before.push_back(instance->SetName(name));
         if (auto* const entry = state->Find(instance); entry != nullptr && entry->IsKnownAs(name))
             entry->note.reset();
     }

@@ -42,7 +42,7 @@ CProtocol::CProtocol(std::string name, OwnerCheck isOwnedByAnother)
     type_ = db_.Number(name, "type");
     typeDisabled_ = IsTypeDisabled(type_);
     state_.Lock()->name = std::move(name);
-    CreateProcessObject();
+    static_cast<void>(CreateProcessObject());  // there was none before
 }
 
 CProtocol::~CProtocol() {
@@ -50,16 +50,17 @@ CProtocol::~CProtocol() {
     const auto process = std::move(state_.Lock()->process);
 }
 
-void CProtocol::CreateProcessObject() {
+std::shared_ptr<Process> CProtocol::CreateProcessObject() {
     const auto path = VexaUtils::InstallationFolder() + kChildProgram;
     auto process = std::make_shared<Process>(path, std::vector<std::string>{kKeyArgument + Name()});
     process->OnEnd([this](auto processId, auto exitCode) { ChildEnded(processId, exitCode); });
-    state_.Lock()->process.swap(process);  // the one before goes without the lock, as in the destructor
+    state_.Lock()->process.swap(process);
+    return process;
 }
 
-void CProtocol::SetName(const std::string& newName) {
+std::shared_ptr<Process> CProtocol::SetName(const std::string& newName) {
     state_.Lock()->name = newName;
-    CreateProcessObject();
+    return CreateProcessObject();
 }
 
 std::string CProtocol::Name() {
@@ -259,13 +260,14 @@ InstanceStatus CProtocol::GetStatus() {
 }
 
 void CProtocol::BeginChange() {
-    {
-        auto state = state_.Lock();
-        ++state->changeCount;
-        if (++state->changes == 1)
-            SettleKnown(*state);
-    }
-    asked_.notify_all();  // whoever still asks is answered from the settled condition
+    auto state = state_.Lock();
+    ++state->changeCount;
+    if (++state->changes > 1)
+        return;
+    SettleKnown(*state);
+    asked_.notify_all();  // those who share an exchange are answered from the settled condition
+    // The change will ask the child itself: were it to do so at the same time, each would wait for the other's replies.
+    asked_.wait(state.Guard(), [&] { return !state->exchange; });
 }
 
 void CProtocol::EndChange() {

@@ -62,8 +62,9 @@ class CProtocol {
     std::int32_t Stop();
     /// The instance is not meant to run any more, though there is no process to stop.
     void SetStopped();
-    /// Gives the instance another name; a running child is not touched.
-    void SetName(const std::string& newName);
+    /// Gives the instance another name; a running child is not touched. The process object before: dropping it may wait
+    /// for a report of a child's end, so the caller drops it when it holds no lock.
+    [[nodiscard]] std::shared_ptr<Process> SetName(const std::string& newName);
 
     std::string Name();
     const std::string& Protocol() const { return protocol_; }
@@ -129,11 +130,13 @@ class CProtocol {
         std::shared_ptr<Exchange> exchange;  // under way
     };
 
-    void CreateProcessObject();
+    /// The process object before, as SetName.
+    [[nodiscard]] std::shared_ptr<Process> CreateProcessObject();
     bool IsTypeDisabled(std::uint32_t type);
     void ChildEnded(std::uint64_t processId, std::uint32_t exitCode);
     void ExpectEnd(Process& process);
 
+    /// Waits for the exchange under way, one general IPC time-out at most.
     void BeginChange();
     void EndChange();
     void Settle();
