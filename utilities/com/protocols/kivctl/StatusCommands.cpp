@@ -17,6 +17,7 @@ namespace {
 struct InstanceView {
     std::string name;
     bool loaded = true;        // false: the database has it, the manager does not
+    bool stored = true;        // false: the manager has it, the database does not
     std::string trouble = {};  // why nothing is known of it
     std::uint32_t type = 0;
     ipc_mngctrl_status_reply status;
@@ -50,7 +51,9 @@ struct InstanceView {
         if (!loaded)
             return "in the database only; the manager takes it up at its next start";
         std::string note;
-        if (status.status == kStoppedWorking && enabled.value_or(1) == 0)
+        if (!stored)
+            note = "only in the manager";
+        else if (status.status == kStoppedWorking && enabled.value_or(1) == 0)
             note = "not enabled; it has no process";
         else if (status.status == kStoppedWorking)
             note = "meant to run; the monitor retries";
@@ -90,14 +93,17 @@ std::vector<InstanceView> ViewAll(Manager& manager, const Options& options) {
         try {
             views.push_back(View(manager, name));
         } catch (const Failure& failure) {
-            // One that went meanwhile, or whose name no request carries, hides the others from nobody.
+            // An instance that was removed meanwhile, or whose name is too long for a request, must not hide the others.
             if (failure.Code() != kRefused)
                 throw;
             views.push_back({.name = name, .trouble = failure.what(), .status = {}});
         }
     }
     VexaDB::VexaDBSession database(ReachDatabase(options));
-    for (const auto& name : InstanceNames(database))
+    const auto stored = InstanceNames(database);
+    for (auto& view : views)
+        view.stored = std::find(stored.begin(), stored.end(), view.name) != stored.end();
+    for (const auto& name : stored)
         if (std::find(loaded.begin(), loaded.end(), name) == loaded.end())
             views.push_back({.name = name,
                              .loaded = false,
