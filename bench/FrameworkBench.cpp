@@ -19,7 +19,7 @@ using Clients = std::vector<std::unique_ptr<IPCClient>>;
 Clients Connect(std::size_t count) {
     Clients clients;
     while (clients.size() < count) {
-        auto client = std::make_unique<IPCClient>(true);
+        auto client = std::make_unique<IPCClient>();
         Await([&] { return client->Connect(kServerName) == 0; }, "connect to the server of the benchmark");
         // Events go to those whose handshake the server has completed, which it tells by answering.
         Require(client->CheckAlive() == 0, "alive check of a new connection");

@@ -29,7 +29,7 @@ void MeasureLatency(const Options& options, Report& report) {
     const Manager manager;
     manager.AwaitRunning(running);
     EchoClient echo(kEchoName);
-    IPCClient client(true);
+    IPCClient client;
     Await([&] { return client.Connect(kServerName) == 0; }, "connect to the server of the benchmark");
     VexaDB::VexaDBIPCClient database;
     Require(database.Connect(), "connect to the database");

@@ -27,7 +27,7 @@ struct Served {
         Require(other->Connect(kServerName) == 0);
     }
     IPCServer server;
-    const std::shared_ptr<IPCClient> other = std::make_shared<IPCClient>(true);
+    const std::shared_ptr<IPCClient> other = std::make_shared<IPCClient>();
 };
 
 /// Fills up the last message. False when one of them ends the connection, or is too long to be filled up.

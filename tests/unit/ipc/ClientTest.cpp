@@ -9,37 +9,35 @@ namespace {
 TEST(Client, OwnRequestsAndNotices) {
     LogCapture log;
     RunningServer running("own");
-    for (const bool useListener : {true, false}) {
-        IPCClient client(useListener);
-        EXPECT_EQ(client.CheckAlive(), -1);
-        EXPECT_EQ(client.Stop(), -4);
-        ASSERT_EQ(client.Connect("own"), 0);
-        EXPECT_EQ(client.CheckAlive(), 0);
-        std::shared_ptr<IPC> reply;
-        EXPECT_EQ(client.Call(IPC::Request(100, Bytes(200'000, 7)), kPatienceMs, reply), 0);
-        EXPECT_EQ(reply->Payload(), Bytes(200'000, 7));
-        const std::uint32_t lost = useListener ? 2 : 0;
-        const std::uint32_t sent = useListener ? IPCClient::kMaximumNotices + lost : 5;
-        for (std::uint32_t i = 0; i < sent; ++i)
-            ASSERT_EQ(running.server.Broadcast(IPC::Notice(i)), 0);
-        std::vector<ipc_client_info> clients;
-        EXPECT_EQ(client.GetClientsInfo(clients), 0);  // reads the notices, too, for the client without listener
-        ASSERT_EQ(clients.size(), 1u);
-        EXPECT_EQ(clients[0].processId, platform::CurrentProcessId());
-        EXPECT_EQ(client.Terminate(), 0);
-        EXPECT_TRUE(Eventually([&] { return !client.IsConnected() && running.server.ClientCount() == 0; }));
-        for (std::uint32_t i = lost; i < sent; ++i)
-            ASSERT_EQ(client.TakeNotice(0)->Command(), i);
-        EXPECT_EQ(client.TakeNotice(kivsync::kInfinite), nullptr);  // there can be no more
-    }
-    EXPECT_EQ(log->Count("Cannot send stop request"), 2u);
+    IPCClient client;
+    EXPECT_EQ(client.CheckAlive(), -1);
+    EXPECT_EQ(client.Stop(), -4);
+    ASSERT_EQ(client.Connect("own"), 0);
+    EXPECT_EQ(client.CheckAlive(), 0);
+    std::shared_ptr<IPC> reply;
+    EXPECT_EQ(client.Call(IPC::Request(100, Bytes(200'000, 7)), kPatienceMs, reply), 0);
+    EXPECT_EQ(reply->Payload(), Bytes(200'000, 7));
+    constexpr std::uint32_t kLost = 2;
+    constexpr std::uint32_t kSent = IPCClient::kMaximumNotices + kLost;
+    for (std::uint32_t i = 0; i < kSent; ++i)
+        ASSERT_EQ(running.server.Broadcast(IPC::Notice(i)), 0);
+    std::vector<ipc_client_info> clients;
+    EXPECT_EQ(client.GetClientsInfo(clients), 0);
+    ASSERT_EQ(clients.size(), 1u);
+    EXPECT_EQ(clients[0].processId, platform::CurrentProcessId());
+    EXPECT_EQ(client.Terminate(), 0);
+    EXPECT_TRUE(Eventually([&] { return !client.IsConnected() && running.server.ClientCount() == 0; }));
+    for (std::uint32_t i = kLost; i < kSent; ++i)
+        ASSERT_EQ(client.TakeNotice(0)->Command(), i);
+    EXPECT_EQ(client.TakeNotice(kivsync::kInfinite), nullptr);  // there can be no more
+    EXPECT_EQ(log->Count("Cannot send stop request"), 1u);
     EXPECT_EQ(log->Count("Notices are not taken, the oldest are dropped"), 1u);
 }
 
 TEST(Client, RepliesFindTheirRequestsHoweverTheyCome) {
     LogCapture log;
     const auto server = ServerTransport::Make("bytes");
-    IPCClient client(true);
+    IPCClient client;
     std::shared_ptr<ClientTransport> peer;
     std::thread greeting([&] {
         peer = server->Accept(kPatienceMs);
@@ -74,7 +72,7 @@ TEST(Client, AGreetingThatDripsIsGivenUp) {
     settings.ipcTimeout = 200;
     GlobalSettings::Set(settings);
     const auto server = ServerTransport::Make("drips");
-    IPCClient client(true);
+    IPCClient client;
     GlobalSettings::Set({});
     auto connecting = std::async(std::launch::async, [&client] { return client.Connect("drips"); });
     const auto peer = server->Accept(kPatienceMs);
@@ -89,7 +87,7 @@ TEST(Client, SurvivesOddReplies) {
         const bool counts = request.Command() == kIpcGetClientCount;  // more than are listed, or could be
         return IPC::Reply(request, counts ? Hex("00000000 00000080") : Bytes(8 + 24 * 2 + 23));
     });
-    IPCClient client(true);
+    IPCClient client;
     ASSERT_EQ(client.Connect("odd"), 0);
     std::vector<ipc_client_info> clients;
     EXPECT_EQ(client.GetClientsInfo(clients), 0);
@@ -98,31 +96,27 @@ TEST(Client, SurvivesOddReplies) {
 
 TEST(Client, WaitsEndWithTheTimeOutOrTheConnection) {
     LogCapture log;
-    for (const bool useListener : {true, false}) {
-        auto running = std::make_unique<RunningServer>("waits");
-        IPCClient client(useListener);
-        std::shared_ptr<IPC> reply;
-        ASSERT_EQ(client.Connect("waits"), 0);
-        if (useListener) {
-            EXPECT_EQ(client.Call(IPC::Request(RunningServer::kUnanswered), 30, reply), -36);
-        }
-        const auto endedBy = [&](const std::function<void()>& end) {
-            log->Clear();
-            const auto request = IPC::Request(RunningServer::kUnanswered);
-            EXPECT_EQ(client.Send(request), 0);
-            std::thread notices([&] { EXPECT_EQ(client.TakeNotice(kivsync::kInfinite), nullptr); });
-            std::thread waiter([&] { EXPECT_EQ(client.WaitReply(request->RequestId(), kivsync::kInfinite), nullptr); });
-            end();
-            waiter.join();
-            notices.join();
-            EXPECT_FALSE(client.IsConnected());
-        };
-        endedBy([&] { running.reset(); });
-        EXPECT_TRUE(log->Contains("Received stop event ReqId:"));
-        running = std::make_unique<RunningServer>("waits");
-        ASSERT_EQ(client.Connect("waits"), 0);
-        endedBy([&] { EXPECT_EQ(client.Disconnect(), 0); });
-    }
+    auto running = std::make_unique<RunningServer>("waits");
+    IPCClient client;
+    std::shared_ptr<IPC> reply;
+    ASSERT_EQ(client.Connect("waits"), 0);
+    EXPECT_EQ(client.Call(IPC::Request(RunningServer::kUnanswered), 30, reply), -36);
+    const auto endedBy = [&](const std::function<void()>& end) {
+        log->Clear();
+        const auto request = IPC::Request(RunningServer::kUnanswered);
+        EXPECT_EQ(client.Send(request), 0);
+        std::thread notices([&] { EXPECT_EQ(client.TakeNotice(kivsync::kInfinite), nullptr); });
+        std::thread waiter([&] { EXPECT_EQ(client.WaitReply(request->RequestId(), kivsync::kInfinite), nullptr); });
+        end();
+        waiter.join();
+        notices.join();
+        EXPECT_FALSE(client.IsConnected());
+    };
+    endedBy([&] { running.reset(); });
+    EXPECT_TRUE(log->Contains("Received stop event ReqId:"));
+    running = std::make_unique<RunningServer>("waits");
+    ASSERT_EQ(client.Connect("waits"), 0);
+    endedBy([&] { EXPECT_EQ(client.Disconnect(), 0); });
 }
 
 }  // namespace

@@ -173,7 +173,7 @@ TEST(Server, PeerThatAsksTooFastWaitsForItsTurn) {
         wire::Append(requests, ipc_header{IPC::kFlagRequest, id, 0, 100, 0});
     const auto size = static_cast<std::int32_t>(requests.size());
     EXPECT_EQ(flood->BeginWrite(requests.data(), size, 200), ClientTransport::kWritePending);
-    IPCClient other(true);
+    IPCClient other;
     ASSERT_EQ(other.Connect("flood"), 0);
     std::thread asking([&other] { EXPECT_EQ(other.CheckAlive(), 0); });
     goOn.set_value();
@@ -228,7 +228,7 @@ TEST(Server, ClientsComeAskAndVanishWhileTheOwnerBroadcastsAndStops) {
         std::atomic<int> answers{0};
         std::atomic<bool> stopping{false};
         const auto useIt = [&](int round) {
-            IPCClient client(true);
+            IPCClient client;
             std::vector<ipc_client_info> clients;
             if (client.Connect("stress") != 0)
                 return;

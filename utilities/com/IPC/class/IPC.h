@@ -78,7 +78,8 @@ struct ipc_client_info {
 };
 static_assert(sizeof(ipc_client_info) == 24 && offsetof(ipc_client_info, processId) == 8);
 
-/// The request of command 5. The real payload is kUnit zero bytes for every client but the first; the server ignores it.
+/// The request of command 5. The real payload is kUnit zero bytes for every client but the first; the server ignores
+/// it.
 struct ipc_get_clients_info_request {
     wire::u8 unused;  // offset 0, size 1
     static constexpr std::uint32_t kUnit = 768;

@@ -7,7 +7,6 @@
 
 #include "IPC/class/PipeReader.h"
 #include "IPC/transport/WholeTransfer.h"
-#include "utils/class/GlobalSettings.h"
 #include "utils/logging/Logger.h"
 #include "utils/platform/Deadline.h"
 #include "utils/platform/Platform.h"
@@ -35,6 +34,14 @@ std::shared_ptr<NamedClient> FindNamedClient(const std::string& serverName) {
 std::int32_t ReplyStatus(const IPC& reply) {
     const auto status = wire::Decode<wire::i32>(reply.Payload());
     return status ? static_cast<std::int32_t>(*status) : kIpcFailure;
+}
+
+std::shared_ptr<IPC> StateRequest() {
+    return IPC::Request(kIpcGetState, wire::Encode(ipc_get_state_request{}));
+}
+
+std::shared_ptr<IPC> ClientCountRequest() {
+    return IPC::Request(kIpcGetClientCount, wire::Encode(ipc_get_client_count_request{}));
 }
 
 /// The status of a reply to command 3 or 4, and the value when that is 0.
@@ -67,13 +74,7 @@ std::shared_ptr<IPCClient> IPCClient::GetClient(const std::string& serverName, b
     return client;
 }
 
-IPCClient::IPCClient(bool useListener) : IPCClient(useListener, GlobalSettings::Get()) {}
-
-IPCClient::IPCClient(bool useListener, const GlobalSettings& settings)
-    : measure_(settings.ipcStatEnabled),
-      logMeasure_(settings.ipcMeasureLog),
-      timeout_(settings.ipcTimeout),
-      useListener_(useListener) {}
+IPCClient::IPCClient(bool) {}
 
 IPCClient::~IPCClient() {
     Disconnect();
@@ -84,40 +85,21 @@ std::int32_t IPCClient::Connect(const std::string& serverName) {
     if (connected_)
         return kIpcSuccess;
     DropConnection();  // the remains of one that broke
-    const std::int32_t result = ConnectLocked(serverName);
-    if (result != kIpcSuccess)
-        DropConnection();
-    return result;
-}
-
-std::int32_t IPCClient::ConnectLocked(const std::string& serverName) {
     const auto transport = ClientTransport::Make(serverName);
     if (!transport) {
         KIV_LOG(Logging::Error, "Cannot create IPC ClientTransport for %s", serverName.c_str());
         return kIpcFailure;
     }
     {
-        const std::scoped_lock guard(connectionLock_);
+        const std::scoped_lock connectionGuard(connectionLock_);
         transport_ = transport;
     }
     // From here on a Disconnect closes the transport; one that came before shows in the count.
-    bool connected = disconnecting_ == 0 && transport->Connect(timeout_) == 0 && Handshake(*transport);
-    if (connected) {
-        const auto reader = std::make_shared<PipeReader>(transport, useListener_);
-        reader->SetMonitors(this, this);
-        reader->SetIds(clientId_, platform::CurrentProcessId());
-        {
-            const std::scoped_lock guard(connectionLock_);
-            reader_ = reader;
-        }
-        SetConnected(true);  // before the listener, which may find the connection broken at once
-        connected = reader->StartListener() == kIpcSuccess;
-    }
-    if (!connected) {
-        KIV_LOG(Logging::Error, "Cannot connect IPC client for %s", serverName.c_str());
-        return kIpcFailure;
-    }
-    return kIpcSuccess;
+    if (disconnecting_ == 0 && transport->Connect(Timeout()) == 0 && Handshake(*transport) && StartReader(transport))
+        return kIpcSuccess;
+    KIV_LOG(Logging::Error, "Cannot connect IPC client for %s", serverName.c_str());
+    DropConnection();
+    return kIpcFailure;
 }
 
 bool IPCClient::Handshake(ClientTransport& transport) {
@@ -125,7 +107,7 @@ bool IPCClient::Handshake(ClientTransport& transport) {
     wire::u64 serverPid;
     const wire::u64 ownPid = platform::CurrentProcessId();
     constexpr auto kIdSize = static_cast<std::int32_t>(sizeof(wire::u64));
-    const platform::Deadline deadline(timeout_);
+    const platform::Deadline deadline(Timeout());
     if (!ReadWhole(transport, &clientId, kIdSize, deadline.LeftMs()) ||
         !ReadWhole(transport, &serverPid, kIdSize, deadline.LeftMs()) ||
         transport.Write(&ownPid, kIdSize, deadline.LeftMs()) != kIdSize)
@@ -134,6 +116,17 @@ bool IPCClient::Handshake(ClientTransport& transport) {
     const auto known = transport.PeerProcessId();
     serverPid_ = known != 0 ? known : std::uint64_t{serverPid};  // a server may say what it likes
     return true;
+}
+
+bool IPCClient::StartReader(const std::shared_ptr<ClientTransport>& transport) {
+    const auto reader = std::make_shared<PipeReader>(transport, *this, *this);
+    reader->SetIds(clientId_, platform::CurrentProcessId());
+    {
+        const std::scoped_lock guard(connectionLock_);
+        reader_ = reader;
+    }
+    SetConnected(true);  // before the listener, which may find the connection broken at once
+    return reader->StartListener() == kIpcSuccess;
 }
 
 std::int32_t IPCClient::Disconnect() {
@@ -167,7 +160,7 @@ void IPCClient::DropConnection() {
 
 void IPCClient::SetConnected(bool connected) {
     {
-        const std::scoped_lock guard(noticesLock_);
+        const auto inbox = inbox_.Lock();
         connected_ = connected;
     }
     noticed_.notify_all();
@@ -180,15 +173,23 @@ void IPCClient::OnDisconnect(std::uint64_t) {
         reader_->SignalStop();
 }
 
+std::shared_ptr<IPC> IPCClient::Inbox::RemoveOldest() {
+    auto notice = std::move(notices.front());
+    notices.pop_front();
+    bytes -= notice->Payload().size();
+    lost = lost && !notices.empty();
+    return notice;
+}
+
 std::int32_t IPCClient::OnRequest(const std::shared_ptr<IPC>& request) {
     bool firstLoss = false;
     {
-        const std::scoped_lock guard(noticesLock_);
-        notices_.push_back(request);
-        noticesBytes_ += request->Payload().size();
-        while (notices_.size() > kMaximumNotices || noticesBytes_ > kIpcMaximumSize) {
-            DropNotice();
-            firstLoss |= !std::exchange(noticesLost_, true);
+        auto inbox = inbox_.Lock();
+        inbox->notices.push_back(request);
+        inbox->bytes += request->Payload().size();
+        while (inbox->notices.size() > kMaximumNotices || inbox->bytes > kIpcMaximumSize) {
+            inbox->RemoveOldest();
+            firstLoss |= !std::exchange(inbox->lost, true);
         }
     }
     noticed_.notify_one();
@@ -198,25 +199,14 @@ std::int32_t IPCClient::OnRequest(const std::shared_ptr<IPC>& request) {
     return kIpcSuccess;
 }
 
-std::shared_ptr<IPC> IPCClient::DropNotice() {
-    auto notice = std::move(notices_.front());
-    notices_.pop_front();
-    noticesBytes_ -= notice->Payload().size();
-    return notice;
-}
-
 std::shared_ptr<IPC> IPCClient::TakeNotice(std::uint32_t timeoutMs) {
-    std::unique_lock guard(noticesLock_);
-    const auto done = [this] { return !notices_.empty() || !connected_; };
+    auto inbox = inbox_.Lock();
+    const auto done = [&] { return !inbox->notices.empty() || !connected_; };
     if (timeoutMs == kivsync::kInfinite)
-        noticed_.wait(guard, done);
+        noticed_.wait(inbox.Guard(), done);
     else
-        noticed_.wait_for(guard, std::chrono::milliseconds(timeoutMs), done);
-    if (notices_.empty())
-        return {};
-    auto notice = DropNotice();
-    noticesLost_ = noticesLost_ && !notices_.empty();
-    return notice;
+        noticed_.wait_for(inbox.Guard(), std::chrono::milliseconds(timeoutMs), done);
+    return inbox->notices.empty() ? nullptr : inbox->RemoveOldest();
 }
 
 std::int32_t IPCClient::Send(const std::shared_ptr<IPC>& request) {
@@ -231,9 +221,9 @@ std::int32_t IPCClient::SendTogether(std::initializer_list<std::shared_ptr<IPC>>
     std::vector<std::uint64_t> awaited;
     bool ready = true;
     for (const auto& request : requests) {
-        if (measure_)
+        if (settings_.ipcStatEnabled)
             request->EnableMeasurement();
-        if (logMeasure_)
+        if (settings_.ipcMeasureLog)
             request->EnableMeasurementLog();
         if (request->ExpectsReply()) {
             ready = ready && reader_->BeginRequest(request->RequestId()) == kIpcSuccess;
@@ -245,7 +235,7 @@ std::int32_t IPCClient::SendTogether(std::initializer_list<std::shared_ptr<IPC>>
         message.insert(message.end(), bytes.begin(), bytes.end());
     }
     const auto size = static_cast<std::int32_t>(message.size());
-    if (ready && transport_->Write(message.data(), size, timeout_) == size)
+    if (ready && transport_->Write(message.data(), size, Timeout()) == size)
         return kIpcSuccess;
     for (const auto requestId : awaited)
         reader_->EndRequest(requestId);
@@ -261,7 +251,7 @@ std::shared_ptr<IPC> IPCClient::WaitReply(std::uint64_t requestId, std::uint32_t
     // Not a matter of connected_: the reply may have come before the server closed the connection.
     if (!reader_)
         return {};
-    auto reply = useListener_ ? reader_->GetReply(requestId, timeoutMs) : reader_->ReadReply(requestId);
+    auto reply = reader_->GetReply(requestId, timeoutMs);
     reader_->EndRequest(requestId);
     return reply;
 }
@@ -277,12 +267,12 @@ std::int32_t IPCClient::Call(const std::shared_ptr<IPC>& request, std::uint32_t 
 
 std::int32_t IPCClient::CheckAlive() {
     std::shared_ptr<IPC> reply;
-    return Call(IPC::Request(kIpcAliveCheck), timeout_, reply) == kIpcSuccess ? kIpcSuccess : kIpcFailure;
+    return Call(IPC::Request(kIpcAliveCheck), Timeout(), reply) == kIpcSuccess ? kIpcSuccess : kIpcFailure;
 }
 
 std::int32_t IPCClient::Stop() {
     std::shared_ptr<IPC> reply;
-    const std::int32_t result = Call(IPC::Request(kIpcStop), timeout_, reply);
+    const std::int32_t result = Call(IPC::Request(kIpcStop), Timeout(), reply);
     if (result == kIpcCannotSend)
         KIV_LOG(Logging::Error, "Cannot send stop request");
     return result;
@@ -290,7 +280,7 @@ std::int32_t IPCClient::Stop() {
 
 std::int32_t IPCClient::Terminate() {
     std::shared_ptr<IPC> reply;
-    const std::int32_t result = Call(IPC::Terminate(), timeout_, reply);
+    const std::int32_t result = Call(IPC::Terminate(), Timeout(), reply);
     if (result == kIpcCannotSend)
         KIV_LOG(Logging::Error, "Cannot send terminate");
     return result;
@@ -304,18 +294,18 @@ std::int32_t IPCClient::AskValue(const std::shared_ptr<IPC>& request, std::uint3
 }
 
 std::int32_t IPCClient::GetState(std::uint32_t& state) {
-    return AskValue(IPC::Request(kIpcGetState, wire::Encode(ipc_get_state_request{})), timeout_, state);
+    return AskValue(StateRequest(), Timeout(), state);
 }
 
 std::int32_t IPCClient::GetClientCount(std::uint32_t& count) {
-    return AskValue(IPC::Request(kIpcGetClientCount, wire::Encode(ipc_get_client_count_request{})), timeout_, count);
+    return AskValue(ClientCountRequest(), Timeout(), count);
 }
 
 IPCClient::Condition IPCClient::GetCondition(std::uint32_t timeoutMs) {
     const platform::Deadline deadline(timeoutMs);
     const auto alive = IPC::Request(kIpcAliveCheck);
-    const auto state = IPC::Request(kIpcGetState, wire::Encode(ipc_get_state_request{}));
-    const auto count = IPC::Request(kIpcGetClientCount, wire::Encode(ipc_get_client_count_request{}));
+    const auto state = StateRequest();
+    const auto count = ClientCountRequest();
     Condition condition;
     if (SendTogether({alive, state, count}) != kIpcSuccess)
         return condition;
@@ -329,14 +319,13 @@ IPCClient::Condition IPCClient::GetCondition(std::uint32_t timeoutMs) {
 
 std::int32_t IPCClient::GetClientsInfo(std::vector<ipc_client_info>& clients) {
     std::uint32_t count = 0;
-    return GetClientsInfo(clients, count, timeout_);
+    return GetClientsInfo(clients, count, Timeout());
 }
 
 std::int32_t IPCClient::GetClientsInfo(std::vector<ipc_client_info>& clients, std::uint32_t& count,
                                        std::uint32_t timeoutMs) {
     const platform::Deadline deadline(timeoutMs);
-    const auto ask = IPC::Request(kIpcGetClientCount, wire::Encode(ipc_get_client_count_request{}));
-    if (const auto result = AskValue(ask, timeoutMs, count); result != kIpcSuccess)
+    if (const auto result = AskValue(ClientCountRequest(), timeoutMs, count); result != kIpcSuccess)
         return result;
     const std::uint64_t others = std::max(count, 1u) - 1u;
     const auto size = std::min<std::uint64_t>(others * ipc_get_clients_info_request::kUnit, kIpcMaximumSize);

@@ -17,9 +17,10 @@
 #include "IPC/class/IPC.h"
 #include "IPC/class/Monitors.h"
 #include "IPC/transport/ClientTransport.h"
+#include "utils/class/GlobalSettings.h"
+#include "utils/sync/Guarded.h"
 
 class PipeReader;
-struct GlobalSettings;
 
 /// Any thread may call any operation. Operations of one client are serialized by its lock, which WaitReply keeps for
 /// its whole wait: one caller waits at a time, several requests may be in flight. A connection that breaks ends the
@@ -31,10 +32,12 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
 
     /// The process's one client of that server, connected if that was possible; reconnected when it is found not
     /// connected. Never empty. The table keeps no client alive: the last release closes the pipe. A server that is
-    /// slow to connect holds up only those who ask for the same name.
+    /// slow to connect holds up only those who ask for the same name. `useListener` changes nothing, since every client
+    /// has a listener; it is there for callers that the interface was promised to.
     static std::shared_ptr<IPCClient> GetClient(const std::string& serverName, bool useListener);
 
-    explicit IPCClient(bool useListener);
+    /// The settings of the process are those of this moment. `useListener` as above.
+    explicit IPCClient(bool useListener = true);
     ~IPCClient() override;
     IPCClient(const IPCClient&) = delete;
     IPCClient& operator=(const IPCClient&) = delete;
@@ -77,29 +80,34 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     Condition GetCondition(std::uint32_t timeoutMs);
 
     /// The oldest notice that the server sent and nobody took yet, waiting for one at most `timeoutMs`; empty when
-    /// there is none, or when the connection ended and all were taken. Without a listener they only come in while a
-    /// reply is waited for.
+    /// there is none, or when the connection ended and all were taken.
     std::shared_ptr<IPC> TakeNotice(std::uint32_t timeoutMs);
 
     /// From the connection handshake.
     std::uint64_t ServerPid() const { return serverPid_; }
     std::uint64_t ClientId() const { return clientId_; }
     /// ms to wait for each reply of the framework's own requests.
-    std::uint32_t Timeout() const { return timeout_; }
+    std::uint32_t Timeout() const { return settings_.ipcTimeout; }
 
     std::int32_t OnRequest(const std::shared_ptr<IPC>& request) override;
     void OnDisconnect(std::uint64_t value) override;
 
   private:
-    IPCClient(bool useListener, const GlobalSettings& settings);
-    std::int32_t ConnectLocked(const std::string& serverName);
+    struct Inbox {
+        std::deque<std::shared_ptr<IPC>> notices;
+        std::size_t bytes = 0;
+        bool lost = false;  // some were dropped since it was empty last
+
+        std::shared_ptr<IPC> RemoveOldest();
+    };
+
     bool Handshake(ClientTransport& transport);
+    bool StartReader(const std::shared_ptr<ClientTransport>& transport);
     void DropConnection();
     std::int32_t AskValue(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs, std::uint32_t& value);
     /// Send for several requests in one write: all of them, or none.
     std::int32_t SendTogether(std::initializer_list<std::shared_ptr<IPC>> requests);
     void SetConnected(bool connected);
-    std::shared_ptr<IPC> DropNotice();
 
     // Serializes the operations, through their waits; taken before the other locks.
     std::mutex lock_;
@@ -110,17 +118,11 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     std::shared_ptr<ClientTransport> transport_;
     std::atomic<int> disconnecting_{0};  // calls of Disconnect under way: a Connect meanwhile gives up
 
-    const bool measure_;
-    const bool logMeasure_;
-    const std::uint32_t timeout_;
-    const bool useListener_;
-    std::atomic<bool> connected_{false};  // changed under noticesLock_, for the waiters of noticed_
+    const GlobalSettings settings_ = GlobalSettings::Get();
+    std::atomic<bool> connected_{false};  // changed under the inbox's lock, for the waiters of noticed_
     std::atomic<std::uint64_t> serverPid_{0};
     std::atomic<std::uint64_t> clientId_{0};
 
-    std::mutex noticesLock_;  // guards what follows; taken last
+    kivsync::Guarded<Inbox> inbox_;  // its lock is taken last
     std::condition_variable noticed_;
-    std::deque<std::shared_ptr<IPC>> notices_;
-    std::size_t noticesBytes_ = 0;
-    bool noticesLost_ = false;
 };

@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr std::uint32_t kAcceptRetryMs = 10;   // after an accept that brought nothing: no busy loop
-constexpr std::size_t kMaximumCrew = 256;      // beyond that many threads requests wait
+constexpr std::uint32_t kAcceptRetryMs = 10;  // after an accept that brought nothing: no busy loop
+constexpr std::size_t kMaximumCrew = 256;     // beyond that many threads requests wait
 constexpr std::int64_t kNanosecondsPerMs = 1'000'000;
 
 /// The server whose requests the calling thread carries out. Such a thread lives as long as the server's connections.
@@ -120,9 +120,8 @@ std::int32_t IPCServer::AddCLient(const std::shared_ptr<ClientTransport>& connec
 void IPCServer::OnDisconnect(std::uint64_t connectionId) {
     {
         auto state = state_.Lock();
-        const auto found = std::find_if(state->clients.begin(), state->clients.end(), [=](const auto& client) {
-            return client->ConnectionId() == connectionId;
-        });
+        const auto found = std::find_if(state->clients.begin(), state->clients.end(),
+                                        [=](const auto& client) { return client->ConnectionId() == connectionId; });
         if (found == state->clients.end())
             return;  // the server is being stopped
         // Ids are given out again from there on. One whose handshake failed was never a client.

@@ -39,15 +39,15 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
   public:
     /// What a request waits for before it is carried out.
     enum class Turn {
-        AtOnce,    // nothing, and it takes no time: by the thread that read it, when its connection has nothing before it
+        AtOnce,  // nothing, and it takes no time: by the thread that read it, when its connection has nothing before it
         Question,  // the requests of its connection before it
         Change,    // these, and the changes of all connections that were read before it
     };
     /// What the crew does for the server's owner.
     struct Duty {
-        const char* title;     // of the requests, in the log
-        const char* function;  // that the log names as the one that carries requests out
-        std::int64_t longNanoseconds;  // a request that takes so long is logged
+        const char* title;                    // of the requests, in the log
+        const char* function;                 // that the log names as the one that carries requests out
+        std::int64_t longNanoseconds;         // a request that takes so long is logged
         std::function<std::int64_t()> clock;  // monotonic, in nanoseconds
         /// On the connection's listener thread; waits for nothing.
         std::function<Turn(const IPC&)> turnOf;
@@ -70,9 +70,9 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
     /// Carries requests out on the calling thread, with others beside it as requests need them, until the server is
     /// stopped. The others live until then, too: what they send to a slow client is still under way after they sent it.
     void Serve();
-    /// Ends the accepting thread, every connection, the crew and the wait in GetRequest. Requests that wait are dropped;
-    /// those that are being carried out are waited for. Safe to call twice and without Start; not on a thread of a
-    /// connection or of the crew. The server can be started again.
+    /// Ends the accepting thread, every connection, the crew and the wait in GetRequest. Requests that wait are
+    /// dropped; those that are being carried out are waited for. Safe to call twice and without Start; not on a thread
+    /// of a connection or of the crew. The server can be started again.
     void Stop();
 
     /// The oldest request, waiting for one without limit; empty once the server is stopped.

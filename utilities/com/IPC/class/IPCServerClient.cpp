@@ -16,7 +16,7 @@ IPCServerClient::IPCServerClient(std::string serverName, std::uint64_t connectio
       requestMonitor_(requests),
       disconnectMonitor_(disconnects),
       sender_(*transport_, peer_, [this] { End(); }),
-      reader_(transport_, true) {}
+      reader_(transport_, *this, *this) {}
 
 IPCServerClient::~IPCServerClient() {
     KIV_LOG(Logging::Info, "~IPCServerClient");
@@ -25,7 +25,6 @@ IPCServerClient::~IPCServerClient() {
 }
 
 std::int32_t IPCServerClient::Start() {
-    reader_.SetMonitors(this, this);
     return reader_.StartListener([this] { return Handshake(); });
 }
 
@@ -42,24 +41,21 @@ bool IPCServerClient::Handshake() {
     return true;
 }
 
-bool IPCServerClient::SetEnded() {
-    const bool first = !ended_.exchange(true);
+std::int32_t IPCServerClient::Close() {
+    ended_ = true;
     gate_.Close();
-    return first;
-}
-
-void IPCServerClient::Close() {
-    SetEnded();
-    transport_->Close();
+    const auto result = transport_->Close();
     sender_.Close();
     reader_.SignalStop();
+    return result;
 }
 
-void IPCServerClient::End() {
-    const bool first = SetEnded();
-    Close();
+std::int32_t IPCServerClient::End() {
+    const bool first = !ended_.exchange(true);
+    const auto result = Close();
     if (first)
         disconnectMonitor_.OnDisconnect(peer_.connectionId);
+    return result;
 }
 
 bool IPCServerClient::HasFinished() {
@@ -107,13 +103,9 @@ void IPCServerClient::AnswerTerminate(const IPC& request) {
     if (!IsServing() || sender_.Send(answer, MessageSender::Begin::Here) != MessageSender::Result::Sent)
         KIV_LOG(Logging::Error, "Cannot send terminate reply for client %X", static_cast<unsigned>(peer_.connectionId));
     sender_.AwaitEmpty();
-    const bool first = SetEnded();
-    if (transport_->Close() != 0)
+    if (End() != 0)
         KIV_LOG(Logging::Error, "Cannot close client %X", static_cast<unsigned>(peer_.connectionId));
     KIV_LOG(Logging::Info, "OnRequest terminate set event id:%lld pid:%lld", id, pid);
-    Close();
-    if (first)
-        disconnectMonitor_.OnDisconnect(peer_.connectionId);
 }
 
 MessageSender::Result IPCServerClient::Send(const MessageSender::Message& message, MessageSender::Begin begin) {

@@ -34,10 +34,10 @@ class IPCServerClient : public RequestMonitor,
 
     /// Starts the handshake and then the reading; -1 when no thread is to be had.
     std::int32_t Start();
-    /// Ends the connection and tells the server, unless it has ended before.
-    void End();
+    /// Ends the connection and tells the server, unless it has ended before. The result of closing the pipe.
+    std::int32_t End();
     /// Ends the connection without telling the server or waiting for the connection's threads.
-    void Close();
+    std::int32_t Close();
     /// After End or Close: none of the connection's threads runs any more.
     bool HasFinished();
     /// After End or Close: waits for the connection's threads.
@@ -61,8 +61,6 @@ class IPCServerClient : public RequestMonitor,
 
   private:
     bool Handshake();
-    /// The parts of the connection's end that wait for nothing; false when it had ended before.
-    bool SetEnded();
     void AnswerTerminate(const IPC& request);
 
     IPCPeer peer_;
@@ -70,7 +68,7 @@ class IPCServerClient : public RequestMonitor,
     RequestMonitor& requestMonitor_;
     DisconnectMonitor& disconnectMonitor_;
     std::atomic<bool> handshakeDone_{false};
-    std::atomic<bool> ended_{false};  // set by SetEnded only
+    std::atomic<bool> ended_{false};
     std::atomic<bool> terminating_{false};
     RequestGate gate_;
     MessageSender sender_;

@@ -10,7 +10,7 @@ class IPC;
 class RequestMonitor {
   public:
     virtual ~RequestMonitor() = default;
-    /// 1: not taken, the reader queues the request itself; anything else: taken.
+    /// Takes the request. 0, or IPCServerClient::kCarriedOut.
     virtual std::int32_t OnRequest(const std::shared_ptr<IPC>& request) = 0;
 };
 

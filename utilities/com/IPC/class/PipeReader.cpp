@@ -12,27 +12,28 @@ namespace {
 
 constexpr std::uint32_t kListenerGraceMs = 100;  // for the listener to end by itself
 constexpr int kMaximumSpuriousWakes = 10;
-constexpr std::size_t kMaximumIdleEntries = 8;
+constexpr std::size_t kMaximumIdleEvents = 8;
 
 // The order of the events in the wait for a reply.
 constexpr std::uint32_t kStopIndex = 0;
 constexpr std::uint32_t kReplyIndex = 1;
 
+// The operations whose name the lines of their parts bear.
+constexpr const char* kRead = "PipeReader::Read";
+constexpr const char* kGetReply = "PipeReader::GetReply";
+
 }  // namespace
 
-PipeReader::PipeReader(std::shared_ptr<ClientTransport> transport, bool useListener)
+PipeReader::PipeReader(std::shared_ptr<ClientTransport> transport, RequestMonitor& requests,
+                       DisconnectMonitor& disconnects)
     : transport_(std::move(transport)),
-      useListener_(useListener),
+      requestMonitor_(requests),
+      disconnectMonitor_(disconnects),
       stopEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)) {}
 
 PipeReader::~PipeReader() {
     StopListener();
     KIV_LOG(Logging::Info, "InternalListenerThread clean");
-}
-
-void PipeReader::SetMonitors(RequestMonitor* requests, DisconnectMonitor* disconnects) {
-    requestMonitor_ = requests;
-    disconnectMonitor_ = disconnects;
 }
 
 void PipeReader::SetIds(std::uint64_t id, std::uint64_t pid) {
@@ -46,8 +47,6 @@ std::int32_t PipeReader::StartListener(std::function<bool()> greeting) {
     if (stopEvent_) {
         stopEvent_->Reset();
         stopped_ = false;
-        if (!useListener_)
-            return kIpcSuccess;
         listenerThread_ =
             kivsync::Thread::Start([this, first = std::move(greeting)] { InternalListenerThread(first); });
     }
@@ -58,16 +57,15 @@ std::int32_t PipeReader::StartListener(std::function<bool()> greeting) {
     return kIpcSuccess;
 }
 
-std::int32_t PipeReader::StopListener() {
+void PipeReader::StopListener() {
     SignalStop();
     if (!listenerThread_)
-        return kIpcSuccess;
+        return;
     if (!listenerThread_->Join(kListenerGraceMs)) {
         transport_->Close();
         listenerThread_->Join();
     }
     listenerThread_.reset();
-    return kIpcSuccess;
 }
 
 void PipeReader::SignalStop() {
@@ -80,7 +78,7 @@ void PipeReader::InternalListenerThread(const std::function<bool()>& greeting) {
     if (!stopped_) {
         bool more = !greeting || greeting();
         if (!more)
-            TellDisconnect();
+            disconnectMonitor_.OnDisconnect(0);
         try {
             while (more && !stopped_) {
                 const auto record = Read();
@@ -90,7 +88,7 @@ void PipeReader::InternalListenerThread(const std::function<bool()>& greeting) {
             KIV_LOG(Logging::Error, "Connection ended, its messages cannot be read: %s id:%lld pid:%lld", error.what(),
                     static_cast<long long>(id_), static_cast<long long>(pid_));
             transport_->Close();
-            TellDisconnect();
+            disconnectMonitor_.OnDisconnect(0);
         }
         stopEvent_->Wait();  // the owner decides when the reader ends
     }
@@ -101,13 +99,16 @@ void PipeReader::InternalListenerThread(const std::function<bool()>& greeting) {
 std::shared_ptr<IPC> PipeReader::Read() {
     auto record = ReadMessage();
     if (!record) {
-        TellDisconnect();
+        disconnectMonitor_.OnDisconnect(0);
         return {};
     }
     record->SetOrigin(id_, pid_);
-    Dispatch(record);
+    if (record->IsRequest())
+        requestMonitor_.OnRequest(record);
+    else
+        AddReply(record);
     if (record->IsTerminate())
-        TellDisconnect();  // nothing follows it on the connection
+        disconnectMonitor_.OnDisconnect(0);  // nothing follows it on the connection
     return record;
 }
 
@@ -120,21 +121,21 @@ std::shared_ptr<IPC> PipeReader::ReadMessage() {
     if (size <= kIpcMaximumSize) {
         IPCPayload body;
         if (!ReadBody(body, size)) {
-            KIV_LOG(Logging::Error, "Disconnect in middle size:%d id:%lld pid:%lld", static_cast<int>(size),
-                    static_cast<long long>(id_), static_cast<long long>(pid_));
+            KIV_LOG_AS(kRead, Logging::Error, "Disconnect in middle size:%d id:%lld pid:%lld", static_cast<int>(size),
+                       static_cast<long long>(id_), static_cast<long long>(pid_));
             return {};
         }
         record = IPC::Deserialize(header, body);
     }
     if (!record) {
-        KIV_LOG(Logging::Error, "Invalid message size:%u flags:%X id:%lld pid:%lld", size,
-                static_cast<unsigned>(header.flags), static_cast<long long>(id_), static_cast<long long>(pid_));
+        KIV_LOG_AS(kRead, Logging::Error, "Invalid message size:%u flags:%X id:%lld pid:%lld", size,
+                   static_cast<unsigned>(header.flags), static_cast<long long>(id_), static_cast<long long>(pid_));
         transport_->Close();  // what follows cannot be told apart any more
     }
     return record;
 }
 
-/// What a peer says comes is believed piece by piece, as it comes: a header alone costs no memory.
+// The body grows as its bytes arrive: a header that declares 16 MiB must not make us allocate them.
 bool PipeReader::ReadBody(IPCPayload& body, std::size_t size) {
     while (body.size() < size) {
         const auto have = body.size();
@@ -166,151 +167,124 @@ bool PipeReader::ReadBytes(void* target, std::size_t size) {
     }
 }
 
-void PipeReader::Dispatch(const std::shared_ptr<IPC>& record) {
-    constexpr std::int32_t kNotTaken = 1;
-    if (!record->IsRequest())
-        AddReply(record);
-    else if (!requestMonitor_ || requestMonitor_->OnRequest(record) == kNotTaken)
-        incoming_.Push(record);
-}
-
-void PipeReader::TellDisconnect() {
-    if (disconnectMonitor_)
-        disconnectMonitor_->OnDisconnect(0);
-}
-
-std::shared_ptr<IPC> PipeReader::TakeIncoming() {
-    return incoming_.Pop();
-}
-
 std::int32_t PipeReader::BeginRequest(std::uint64_t requestId) {
-    const std::scoped_lock guard(lock_);
-    if (pending_.contains(requestId)) {
+    auto state = state_.Lock();
+    if (state->pending.contains(requestId)) {
         KIV_LOG(Logging::Error, "Already wainting reply for this request");
         return kIpcAlreadyWaiting;
     }
-    const auto entry = TakeIdleEntry();
-    if (!entry) {
+    const auto request = std::make_shared<IPCRequestInfo>();
+    if (state->idleEvents.empty()) {
+        request->replyEvent = kivsync::Event::Make(kivsync::Reset::Auto, kivsync::Initially::Clear);
+    } else {
+        // It may still be set by its last request, which costs one wait that ends without a reply.
+        request->replyEvent = std::move(state->idleEvents.back());
+        state->idleEvents.pop_back();
+    }
+    if (!request->replyEvent) {
         KIV_LOG(Logging::Error, "Cannot create reply event ReqId:%lld", static_cast<long long>(requestId));
         return kIpcFailure;
     }
-    pending_.emplace(requestId, entry);
+    state->pending.emplace(requestId, request);
     return kIpcSuccess;
 }
 
 std::int32_t PipeReader::EndRequest(std::uint64_t requestId) {
-    const std::scoped_lock guard(lock_);
-    const auto found = pending_.find(requestId);
-    if (found == pending_.end()) {
+    auto state = state_.Lock();
+    const auto found = state->pending.find(requestId);
+    if (found == state->pending.end()) {
         KIV_LOG(Logging::Error, "Not wainting reply for this request");
         return kIpcNotWaiting;
     }
-    if (idle_.size() < kMaximumIdleEntries)
-        idle_.push_back(std::move(found->second));
-    pending_.erase(found);
+    if (state->idleEvents.size() < kMaximumIdleEvents)
+        state->idleEvents.push_back(found->second->replyEvent);
+    state->pending.erase(found);
     return kIpcSuccess;
 }
 
-std::shared_ptr<IPCRequestInfo> PipeReader::TakeIdleEntry() {
-    // The thread that delivered the last reply may still be leaving an entry. References are taken under the lock and
-    // from pending_ only, so a sole reference found here stays one.
-    const auto isFree = [](const auto& entry) { return entry.use_count() == 1; };
-    const auto found = std::find_if(idle_.begin(), idle_.end(), isFree);
-    if (found == idle_.end())
-        return IPCRequestInfo::Make();
-    auto entry = std::move(*found);
-    idle_.erase(found);
-    entry->Clear();
-    return entry;
-}
-
-std::shared_ptr<IPCRequestInfo> PipeReader::FindPending(std::uint64_t requestId) {
-    const std::scoped_lock guard(lock_);
-    const auto found = pending_.find(requestId);
-    return found == pending_.end() ? nullptr : found->second;
-}
-
-std::int32_t PipeReader::AddReply(const std::shared_ptr<IPC>& reply) {
-    const auto requestId = static_cast<long long>(reply->RequestId());
-    const auto command = static_cast<int>(reply->Command());
-    std::shared_ptr<IPCRequestInfo> entry;
+void PipeReader::AddReply(const std::shared_ptr<IPC>& reply) {
     bool aborted = false;
     {
-        const std::scoped_lock guard(lock_);
-        const auto found = pending_.find(reply->RequestId());
-        if (found != pending_.end()) {
-            entry = found->second;
-            aborted = entry->aborted;
-            if (aborted)
-                pending_.erase(found);
+        auto state = state_.Lock();
+        const auto found = state->pending.find(reply->RequestId());
+        const bool known = found != state->pending.end();
+        aborted = known && found->second->aborted;
+        if (known && !aborted) {
+            const auto request = found->second;
+            request->replies.push_back(reply);
+            const bool wake = std::exchange(request->awaited, false);
+            state.Guard().unlock();  // the woken thread takes it at once
+            if (wake)
+                request->replyEvent->Set();
+            return;
         }
+        if (aborted)
+            state->pending.erase(found);
     }
-    if (entry && !aborted) {
-        entry->Push(reply);
-        return kIpcSuccess;
-    }
+    const auto requestId = static_cast<long long>(reply->RequestId());
+    const auto command = static_cast<int>(reply->Command());
     if (aborted)
         KIV_LOG(Logging::Error, "Received reply for an aborted request! ReqId:%lld cmd:%d", requestId, command);
     else
         KIV_LOG(Logging::Error, "Received reply for an unknow request! ReqId:%lld cmd:%d id:%lld pid:%lld ", requestId,
                 command, static_cast<long long>(reply->ClientId()), static_cast<long long>(reply->Pid()));
     IPC::PrintStats(true);
-    return kIpcSuccess;
 }
 
 std::shared_ptr<IPC> PipeReader::GetReply(std::uint64_t requestId, std::uint32_t timeoutMs) {
-    const auto entry = FindPending(requestId);
-    if (!entry) {
+    std::shared_ptr<IPCRequestInfo> request;
+    {
+        auto state = state_.Lock();
+        if (const auto found = state->pending.find(requestId); found != state->pending.end())
+            request = found->second;
+    }
+    if (!request) {
         KIV_LOG(Logging::Error, "Invalid request id. Please call BeginRequest before waiting for one!");
         return {};
     }
-    auto reply = WaitForReply(*entry, requestId, timeoutMs);
-    if (!reply)
-        Abandon(requestId);
+    auto reply = WaitForReply(*request, requestId, timeoutMs);
+    if (!reply) {
+        auto state = state_.Lock();
+        request->aborted = true;
+        // A request without a reply stays, so that the late reply finds whom it was meant for.
+        if (!request->replies.empty())
+            state->pending.erase(requestId);
+    }
     IPC::PrintStats(reply == nullptr);
     return reply;
 }
 
-std::shared_ptr<IPC> PipeReader::ReadReply(std::uint64_t requestId) {
-    const auto entry = FindPending(requestId);
-    while (entry && entry->IsEmpty() && Read()) {
-    }
-    if (entry && entry->IsEmpty())
-        SignalStop();  // the connection ended: nothing is left to wait for
-    return GetReply(requestId, kivsync::kInfinite);
+std::shared_ptr<IPC> PipeReader::TakeReply(IPCRequestInfo& request) {
+    auto state = state_.Lock();
+    request.awaited = request.replies.empty();
+    if (request.awaited)
+        return {};
+    auto reply = std::move(request.replies.front());
+    request.replies.pop_front();
+    return reply;
 }
 
-std::shared_ptr<IPC> PipeReader::WaitForReply(IPCRequestInfo& entry, std::uint64_t requestId, std::uint32_t timeoutMs) {
+std::shared_ptr<IPC> PipeReader::WaitForReply(IPCRequestInfo& request, std::uint64_t requestId,
+                                              std::uint32_t timeoutMs) {
     const auto id = static_cast<long long>(requestId);
     const auto timeout = static_cast<int>(timeoutMs);
-    for (int wakes = 0; wakes < kMaximumSpuriousWakes; ++wakes) {
-        if (auto reply = entry.PopOrAwait())
-            return reply;
-        const auto index = kivsync::WaitAny({stopEvent_.get(), entry.ReplyEvent()}, timeoutMs);
+    auto reply = TakeReply(request);
+    for (int wakes = 0; !reply && wakes < kMaximumSpuriousWakes; ++wakes) {
+        const auto index = kivsync::WaitAny({stopEvent_.get(), request.replyEvent.get()}, timeoutMs);
         // Whatever ended the wait: a reply that made it is given out, also when the peer closed right behind it.
-        if (auto reply = entry.Pop())
-            return reply;
-        if (index == kReplyIndex)
+        reply = TakeReply(request);
+        if (reply || index == kReplyIndex)
             continue;
         if (index == kStopIndex)
-            KIV_LOG(Logging::Error, "Received stop event ReqId:%lld timeout:%d", id, timeout);
+            KIV_LOG_AS(kGetReply, Logging::Error, "Received stop event ReqId:%lld timeout:%d", id, timeout);
         else if (index == kivsync::kWaitTimeout)
-            KIV_LOG(Logging::Error, "Timeout in IPC reply ReqId:%lld timeout:%d", id, timeout);
+            KIV_LOG_AS(kGetReply, Logging::Error, "Timeout in IPC reply ReqId:%lld timeout:%d", id, timeout);
         else
-            KIV_LOG(Logging::Error, "Wait other in reply ReqId:%lld timeout:%d idx:%X", id, timeout, index);
+            KIV_LOG_AS(kGetReply, Logging::Error, "Wait other in reply ReqId:%lld timeout:%d idx:%X", id, timeout,
+                       index);
         return {};
     }
-    KIV_LOG(Logging::Error, "Cannot get IPC reply");
-    return {};
-}
-
-void PipeReader::Abandon(std::uint64_t requestId) {
-    const std::scoped_lock guard(lock_);
-    const auto found = pending_.find(requestId);
-    if (found == pending_.end())
-        return;
-    found->second->aborted = true;
-    // An entry without a reply stays, so that the late reply finds whom it was meant for.
-    if (!found->second->IsEmpty())
-        pending_.erase(found);
+    if (!reply)
+        KIV_LOG_AS(kGetReply, Logging::Error, "Cannot get IPC reply");
+    return reply;
 }

@@ -1,7 +1,6 @@
 // PipeReader: the reading side of one connection. It reads whole messages, hands replies to the request that waits for
 // them, and requests to the owner's monitor. The client has one to wait for its replies, the server one for every
-// connected client. Normally a listener thread of the reader reads all the time; without it, the caller that waits
-// for a reply reads for itself.
+// connected client. A listener thread of the reader reads all the time.
 //
 //     reader->BeginRequest(id);  // before the request is written, so that no reply can come too early
 //     ... write the request ...
@@ -14,39 +13,46 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "IPC/class/IPC.h"
-#include "IPC/class/IPCRequestInfo.h"
 #include "IPC/class/Monitors.h"
 #include "IPC/transport/ClientTransport.h"
 #include "utils/sync/Event.h"
+#include "utils/sync/Guarded.h"
 #include "utils/sync/Thread.h"
+
+/// A request whose reply is awaited, in the table of its reader and guarded by that table's lock.
+struct IPCRequestInfo {
+    std::list<std::shared_ptr<IPC>> replies;
+    std::shared_ptr<kivsync::Event> replyEvent;  // resets itself; a reply sets it only when it is awaited
+    bool awaited = false;
+    bool aborted = false;  // the waiter gave up
+};
 
 /// Owned by a client or by a server's connection, which serializes starting and stopping and never destroys the reader
 /// on its own listener thread. The other operations are for any thread. The reader's lock is never held while it
 /// waits, reads or calls a monitor.
 class PipeReader {
   public:
-    PipeReader(std::shared_ptr<ClientTransport> transport, bool useListener);
+    /// The monitors outlive the reader.
+    PipeReader(std::shared_ptr<ClientTransport> transport, RequestMonitor& requests, DisconnectMonitor& disconnects);
     /// Stops.
     ~PipeReader();
     PipeReader(const PipeReader&) = delete;
     PipeReader& operator=(const PipeReader&) = delete;
 
-    /// Before the first message only. The monitors outlive the reader; either may be null.
-    void SetMonitors(RequestMonitor* requests, DisconnectMonitor* disconnects);
     /// What every record read is marked with, and messages of the log name. Before the first message only.
     void SetIds(std::uint64_t id, std::uint64_t pid);
 
     /// Starts reading. `greeting`, if any, runs first on the listener thread; its false ends the connection before any
     /// message. 0; -1 when the listener runs already or no thread is to be had.
     std::int32_t StartListener(std::function<bool()> greeting = {});
-    /// Ends every wait and the listener thread, closing the transport when it does not end by itself. 0.
-    std::int32_t StopListener();
+    /// Ends every wait and the listener thread, closing the transport when it does not end by itself.
+    void StopListener();
     /// The part of StopListener that waits for nothing; may be called on the listener thread.
     void SignalStop();
     /// The listener thread has ended, or was never started. Not on the listener thread.
@@ -59,41 +65,36 @@ class PipeReader {
     /// The oldest reply to a request that was begun, waiting at most `timeoutMs` for it; empty when none comes or the
     /// reader is stopped. A reply that arrived before the stop is still given out.
     std::shared_ptr<IPC> GetReply(std::uint64_t requestId, std::uint32_t timeoutMs);
-    /// The same without a listener: reads messages until the reply is among them or the connection ends.
-    std::shared_ptr<IPC> ReadReply(std::uint64_t requestId);
-    /// The oldest request that no monitor took; empty when there is none.
-    std::shared_ptr<IPC> TakeIncoming();
-
-    /// Reads and dispatches one message, waiting for it without limit. Empty when there is no further one; the
-    /// disconnect monitor has then been told.
-    std::shared_ptr<IPC> Read();
-    /// Gives the reply to the request that waits for it. 0.
-    std::int32_t AddReply(const std::shared_ptr<IPC>& reply);
 
   private:
     static constexpr std::int32_t kReadAheadSize = 512;                // bytes; more than any message but a list takes
     static constexpr std::size_t kBodyPiece = std::size_t{64} * 1024;  // bytes
 
+    struct State {
+        std::map<std::uint64_t, std::shared_ptr<IPCRequestInfo>> pending;
+        std::vector<std::shared_ptr<kivsync::Event>> idleEvents;  // of ended requests
+    };
+
     void InternalListenerThread(const std::function<bool()>& greeting);
+    /// Reads and dispatches one message, waiting for it without limit. Empty when there is no further one; the
+    /// disconnect monitor has then been told.
+    std::shared_ptr<IPC> Read();
     std::shared_ptr<IPC> ReadMessage();
     bool ReadBody(IPCPayload& body, std::size_t size);
     /// The next `size` bytes of the stream, waiting for them without limit; false when it ends before.
     bool ReadBytes(void* target, std::size_t size);
-    void Dispatch(const std::shared_ptr<IPC>& record);
-    void TellDisconnect();
-    std::shared_ptr<IPCRequestInfo> TakeIdleEntry();
-    std::shared_ptr<IPCRequestInfo> FindPending(std::uint64_t requestId);
-    std::shared_ptr<IPC> WaitForReply(IPCRequestInfo& entry, std::uint64_t requestId, std::uint32_t timeoutMs);
-    void Abandon(std::uint64_t requestId);
+    /// Gives the reply to the request that waits for it.
+    void AddReply(const std::shared_ptr<IPC>& reply);
+    /// The oldest reply; when there is none, the next one sets the event.
+    std::shared_ptr<IPC> TakeReply(IPCRequestInfo& request);
+    std::shared_ptr<IPC> WaitForReply(IPCRequestInfo& request, std::uint64_t requestId, std::uint32_t timeoutMs);
 
     const std::shared_ptr<ClientTransport> transport_;
-    const bool useListener_;
+    RequestMonitor& requestMonitor_;
+    DisconnectMonitor& disconnectMonitor_;
     std::unique_ptr<kivsync::Thread> listenerThread_;
     const std::shared_ptr<kivsync::Event> stopEvent_;
     std::atomic<bool> stopped_{false};  // the state of stopEvent_, without a call into the system
-    IPCRequestInfo incoming_;
-    RequestMonitor* requestMonitor_ = nullptr;
-    DisconnectMonitor* disconnectMonitor_ = nullptr;
     std::uint64_t id_ = 0;
     std::uint64_t pid_ = 0;
 
@@ -102,7 +103,5 @@ class PipeReader {
     std::size_t aheadBegin_ = 0;
     std::size_t aheadEnd_ = 0;
 
-    std::mutex lock_;  // guards what follows; taken before the entries' own locks
-    std::map<std::uint64_t, std::shared_ptr<IPCRequestInfo>> pending_;
-    std::vector<std::shared_ptr<IPCRequestInfo>> idle_;  // ended requests, kept for their events
+    kivsync::Guarded<State> state_;
 };
