@@ -22,11 +22,9 @@ double Seconds(std::int64_t from, std::int64_t to, std::int64_t frequency) {
 
 }  // namespace
 
-IPC::IPC() : header_{}, timing_{}, counterFrequency_(platform::CounterFrequency()) {}
-
 std::shared_ptr<IPC> IPC::Request(std::uint32_t command, IPCPayload payload, std::uint32_t aux) {
     auto request = std::make_shared<IPC>();
-    request->header_.flags = kFlagRequest;
+    request->AddFlags(kFlagRequest);
     request->header_.requestId = NextRequestId();
     request->header_.aux = aux;
     request->header_.command = command;
@@ -36,13 +34,13 @@ std::shared_ptr<IPC> IPC::Request(std::uint32_t command, IPCPayload payload, std
 
 std::shared_ptr<IPC> IPC::Terminate() {
     auto request = Request(kIpcTerminate);
-    request->header_.flags = request->Flags() | kFlagTerminate;
+    request->AddFlags(kFlagTerminate);
     return request;
 }
 
 std::shared_ptr<IPC> IPC::Notice(std::uint32_t command, IPCPayload payload) {
     auto notice = Request(command, std::move(payload));
-    notice->header_.flags = notice->Flags() | kFlagNoReply;
+    notice->AddFlags(kFlagNoReply);
     return notice;
 }
 
@@ -58,27 +56,18 @@ std::shared_ptr<IPC> IPC::Reply(const IPC& request, IPCPayload payload) {
 }
 
 void IPC::EnableMeasurement() {
-    header_.flags = Flags() | kFlagTiming;
-    header_.size = static_cast<std::uint32_t>(payload_.size() + sizeof(ipc_timing));
+    AddFlags(kFlagTiming);
+    SetPayload(std::move(payload_));
 }
 
 void IPC::EnableMeasurementLog() {
-    header_.flags = Flags() | kFlagLogMeasurement;
+    AddFlags(kFlagLogMeasurement);
 }
 
 void IPC::SetPayload(IPCPayload payload) {
     payload_ = std::move(payload);
     const std::size_t timing = (Flags() & kFlagTiming) != 0 ? sizeof(ipc_timing) : 0;
     header_.size = static_cast<std::uint32_t>(payload_.size() + timing);
-}
-
-void IPC::MarkReply() {
-    header_.flags = Flags() & ~kFlagRequest;
-}
-
-void IPC::SetOrigin(std::uint64_t clientId, std::uint64_t pid) {
-    clientId_ = clientId;
-    pid_ = pid;
 }
 
 IPCPayload IPC::Serialize() {
@@ -109,7 +98,7 @@ std::shared_ptr<IPC> IPC::Deserialize(const ipc_header& header, std::span<const 
         if (record->IsRequest()) {
             record->timing_.requestReceivedTime = now;
         } else {
-            const auto frequency = record->counterFrequency_;
+            const auto frequency = platform::CounterFrequency();
             CalculateStats(Seconds(timing->requestSentTime, timing->requestReceivedTime, frequency),
                            Seconds(timing->replySentTime, now, frequency),
                            Seconds(timing->requestSentTime, now, frequency),

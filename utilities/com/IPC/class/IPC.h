@@ -102,9 +102,6 @@ class IPC {
     static constexpr std::uint32_t kFlagLogMeasurement = 1u << 1;
     static constexpr std::uint32_t kFlagTiming = 1u << 0;
 
-    /// Every field zero; counterFrequency read from the system.
-    IPC();
-
     /// A request with an id of its own (one counter per process, from 0). `aux` travels back in the reply.
     static std::shared_ptr<IPC> Request(std::uint32_t command, IPCPayload payload = {}, std::uint32_t aux = 0);
     /// The request that ends a connection.
@@ -117,10 +114,8 @@ class IPC {
     /// Asks for the timing block, and for a log line of each measurement.
     void EnableMeasurement();
     void EnableMeasurementLog();
-    /// Replaces the payload and sets the header's size to match.
-    void SetPayload(IPCPayload payload);
     /// Clears the request bit.
-    void MarkReply();
+    void MarkReply() { header_.flags = Flags() & ~kFlagRequest; }
 
     /// Header, timing block if any, and payload as one buffer; stamps the time of sending into the timing block.
     IPCPayload Serialize();
@@ -131,7 +126,6 @@ class IPC {
 
     std::uint32_t Flags() const { return header_.flags; }
     std::uint64_t RequestId() const { return header_.requestId; }
-    std::uint32_t Aux() const { return header_.aux; }
     std::uint32_t Command() const { return header_.command; }
     std::uint32_t Size() const { return header_.size; }
     bool IsRequest() const { return (Flags() & kFlagRequest) != 0; }
@@ -139,12 +133,14 @@ class IPC {
     bool ExpectsReply() const { return (Flags() & kFlagNoReply) == 0; }
     const IPCPayload& Payload() const { return payload_; }
     const ipc_timing& Timing() const { return timing_; }
-    std::int64_t CounterFrequency() const { return counterFrequency_; }
 
     /// Local only: the peer that sent the record, and the number of the connection that received it.
     std::uint64_t Pid() const { return pid_; }
     std::uint64_t ClientId() const { return clientId_; }
-    void SetOrigin(std::uint64_t clientId, std::uint64_t pid);
+    void SetOrigin(std::uint64_t clientId, std::uint64_t pid) {
+        clientId_ = clientId;
+        pid_ = pid;
+    }
     /// Local only: the server-side connection itself, since its number may be given out again. A reply goes back to it.
     const std::weak_ptr<IPCServerClient>& Connection() const { return connection_; }
     void SetConnection(std::weak_ptr<IPCServerClient> connection) { connection_ = std::move(connection); }
@@ -155,11 +151,14 @@ class IPC {
     static void PrintStats(bool force);
 
   private:
-    ipc_header header_;
-    ipc_timing timing_;
+    void AddFlags(std::uint32_t flags) { header_.flags = Flags() | flags; }
+    /// Replaces the payload and sets the header's size to match.
+    void SetPayload(IPCPayload payload);
+
+    ipc_header header_{};
+    ipc_timing timing_{};
     IPCPayload payload_;
     std::uint64_t pid_ = 0;
     std::uint64_t clientId_ = 0;
     std::weak_ptr<IPCServerClient> connection_;
-    std::int64_t counterFrequency_ = 0;
 };

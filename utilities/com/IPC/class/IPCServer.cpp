@@ -1,7 +1,9 @@
 #include "IPC/class/IPCServer.h"
 
 #include <algorithm>
+#include <chrono>
 #include <exception>
+#include <thread>
 #include <utility>
 
 #include "IPC/class/IPCServerClient.h"
@@ -10,8 +12,8 @@
 
 namespace {
 
-constexpr std::uint32_t kAcceptRetryMs = 10;  // after an accept that brought nothing: no busy loop
-constexpr std::size_t kMaximumCrew = 256;     // beyond that many threads requests wait
+constexpr std::chrono::milliseconds kAcceptRetry{10};  // after an accept that brought nothing: no busy loop
+constexpr std::size_t kMaximumCrew = 256;              // beyond that many threads requests wait
 constexpr std::int64_t kNanosecondsPerMs = 1'000'000;
 
 /// The server whose requests the calling thread carries out. Such a thread lives as long as the server's connections.
@@ -19,15 +21,13 @@ thread_local const IPCServer* servedHere = nullptr;
 
 }  // namespace
 
-IPCServer::IPCServer() : stopEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)) {}
-
 IPCServer::~IPCServer() {
     Stop();
 }
 
 std::int32_t IPCServer::Start(const std::string& serverName, Duty duty) {
     const std::scoped_lock guard(stopMutex_);
-    if (acceptThread_ || !stopEvent_)
+    if (acceptThread_)
         return kIpcFailure;
     auto transport = ServerTransport::Make(serverName);
     auto queue = RequestQueue::Make();
@@ -37,7 +37,6 @@ std::int32_t IPCServer::Start(const std::string& serverName, Duty duty) {
     }
     serverName_ = serverName;
     duty_ = std::move(duty);
-    stopEvent_->Reset();
     stopping_ = false;
     {
         auto state = state_.Lock();
@@ -56,8 +55,6 @@ std::int32_t IPCServer::Start(const std::string& serverName, Duty duty) {
 void IPCServer::Stop() {
     const std::scoped_lock guard(stopMutex_);
     stopping_ = true;
-    if (stopEvent_)
-        stopEvent_->Set();
     if (const auto queue = Queue())
         queue->Close();
     if (!acceptThread_)
@@ -90,7 +87,7 @@ void IPCServer::AcceptClients(const std::shared_ptr<ServerTransport>& transport)
         if (connection)
             AddCLient(connection);
         else if (released == 0)
-            stopEvent_->Wait(kAcceptRetryMs);
+            std::this_thread::sleep_for(kAcceptRetry);
         if (left > 0)
             transport->Interrupt();  // they are looked at again soon, though not before whoever wants to connect
     }
@@ -104,16 +101,15 @@ std::uint64_t IPCServer::State::NextClientId() {
     return lastClientId;
 }
 
-std::int32_t IPCServer::AddCLient(const std::shared_ptr<ClientTransport>& connection) {
+void IPCServer::AddCLient(const std::shared_ptr<ClientTransport>& connection) {
     const std::uint64_t connectionId = state_.Lock()->NextClientId();
     const auto client = std::make_shared<IPCServerClient>(serverName_, connectionId, connection, *this, *this);
     state_.Lock()->clients.push_back(client);
     // The handshake runs on the connection's own thread: a peer that stays silent delays nobody else.
     if (client->Start() == kIpcSuccess)
-        return kIpcSuccess;
+        return;
     KIV_LOG(Logging::Error, "Cannot connect to client %s", serverName_.c_str());
     client->End();
-    return kIpcFailure;
 }
 
 // May be called on a thread of the connection, so nothing is let go here.
@@ -243,8 +239,11 @@ void IPCServer::CarryOut(const std::shared_ptr<IPC>& request) {
                    command, static_cast<long long>(elapsed / kNanosecondsPerMs));
 }
 
+MessageSender::Begin IPCServer::BeginOfWrites() const {
+    return servedHere == this ? MessageSender::Begin::Here : MessageSender::Begin::OnWritingThread;
+}
+
 std::int32_t IPCServer::SendReply(const std::shared_ptr<IPC>& reply) {
-    using Begin = MessageSender::Begin;
     reply->MarkReply();
     // Not by the connection's number, which may have been given out again since the request came.
     const auto client = reply->Connection().lock();
@@ -254,17 +253,15 @@ std::int32_t IPCServer::SendReply(const std::shared_ptr<IPC>& reply) {
         return kIpcFailure;
     }
     const auto message = std::make_shared<const IPCPayload>(reply->Serialize());
-    const auto sent = client->Send(message, servedHere == this ? Begin::Here : Begin::OnWritingThread);
-    return sent == MessageSender::Result::Sent ? kIpcSuccess : kIpcFailure;
+    return client->Send(message, BeginOfWrites()) == MessageSender::Result::Sent ? kIpcSuccess : kIpcFailure;
 }
 
 std::int32_t IPCServer::Broadcast(const std::shared_ptr<IPC>& record) {
-    using Begin = MessageSender::Begin;
     const std::scoped_lock guard(broadcastMutex_);
     const auto clients = ServingClients();
     if (clients.empty())
         return kIpcSuccess;
-    const auto begin = servedHere == this ? Begin::Here : Begin::OnWritingThread;
+    const auto begin = BeginOfWrites();
     const auto message = std::make_shared<const IPCPayload>(record->Serialize());
     std::int32_t results = kIpcSuccess;
     for (const auto& client : clients)

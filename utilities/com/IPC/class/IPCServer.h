@@ -24,10 +24,10 @@
 #include <vector>
 
 #include "IPC/class/IPC.h"
+#include "IPC/class/MessageSender.h"
 #include "IPC/class/Monitors.h"
 #include "IPC/class/RequestQueue.h"
 #include "IPC/transport/ServerTransport.h"
-#include "utils/sync/Event.h"
 #include "utils/sync/Guarded.h"
 #include "utils/sync/Thread.h"
 
@@ -57,7 +57,7 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
         std::function<void(const IPC&)> answered;
     };
 
-    IPCServer();
+    IPCServer() = default;
     ~IPCServer() override;
     IPCServer(const IPCServer&) = delete;
     IPCServer& operator=(const IPCServer&) = delete;
@@ -110,7 +110,7 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
 
     void AcceptClients(const std::shared_ptr<ServerTransport>& transport);
     void WakeAcceptThread();
-    std::int32_t AddCLient(const std::shared_ptr<ClientTransport>& connection);  // spelt as the log names it
+    void AddCLient(const std::shared_ptr<ClientTransport>& connection);  // spelt as the log names it
     struct Released {
         std::size_t count, left;
     };
@@ -121,14 +121,15 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
 
     void Work(RequestQueue& queue);
     void CarryOut(const std::shared_ptr<IPC>& request);
+    /// Where the calling thread may begin to write to a client.
+    MessageSender::Begin BeginOfWrites() const;
     void AddThreadIfWanted(RequestQueue& queue);
 
     std::mutex stopMutex_;       // serializes Start and Stop; taken before every other lock
     std::mutex broadcastMutex_;  // one order of the records for all clients; held for 5 ms a slow client at most
     std::string serverName_;
     Duty duty_;  // changed by Start only, while no thread of the server runs
-    const std::shared_ptr<kivsync::Event> stopEvent_;
-    std::atomic<bool> stopping_{false};  // the state of stopEvent_, without a call into the system
+    std::atomic<bool> stopping_{false};
     std::unique_ptr<kivsync::Thread> acceptThread_;
     kivsync::Guarded<State> state_;  // never held while a pipe or an event is waited for
 };

@@ -58,47 +58,29 @@ std::int32_t IPCServerClient::End() {
     return result;
 }
 
-bool IPCServerClient::HasFinished() {
-    return reader_.HasFinished() && (!terminateThread_ || terminateThread_->Join(0)) && sender_.HasFinished();
-}
-
-void IPCServerClient::AwaitFinish() {
-    reader_.StopListener();
-    terminateThread_.reset();
-}
-
 void IPCServerClient::OnDisconnect(std::uint64_t) {
-    // The answer to the terminate request is still to be sent; its thread ends the connection.
-    if (!terminating_)
-        End();
+    End();
 }
 
 std::int32_t IPCServerClient::OnRequest(const std::shared_ptr<IPC>& request) {
-    if (!request->IsTerminate()) {
-        request->SetConnection(weak_from_this());
-        gate_.Enter(*request);
-        const auto result = requestMonitor_.OnRequest(request);
-        if (result == kCarriedOut)
-            gate_.Leave(*request);
-        else if (!gate_.AwaitRoom([this] { return transport_->HasPeerClosed(); }))
-            End();
-        return result;
+    if (request->IsTerminate()) {
+        AnswerTerminate(*request);
+        return kIpcSuccess;
     }
-    terminating_ = true;
-    terminateThread_ = kivsync::Thread::Start([this, request] { AnswerTerminate(*request); });
-    if (!terminateThread_) {
-        KIV_LOG(Logging::Error, "Cannot start terminate thread for client %X",
-                static_cast<unsigned>(peer_.connectionId));
-        terminating_ = false;
-    }
-    return kIpcSuccess;
+    request->SetConnection(weak_from_this());
+    gate_.Enter(*request);
+    const auto result = requestMonitor_.OnRequest(request);
+    if (result == kCarriedOut)
+        gate_.Leave(*request);
+    else if (!gate_.AwaitRoom([this] { return transport_->HasPeerClosed(); }))
+        End();
+    return result;
 }
 
 void IPCServerClient::AnswerTerminate(const IPC& request) {
     const auto id = static_cast<long long>(peer_.connectionId);
     const auto pid = static_cast<long long>(peer_.processId);
     KIV_LOG(Logging::Info, "OnRequest terminate handling id:%lld pid:%lld", id, pid);
-    // This thread may begin the write itself, since it waits until the message is written.
     const auto answer = std::make_shared<const IPCPayload>(IPC::Reply(request)->Serialize());
     if (!IsServing() || sender_.Send(answer, MessageSender::Begin::Here) != MessageSender::Result::Sent)
         KIV_LOG(Logging::Error, "Cannot send terminate reply for client %X", static_cast<unsigned>(peer_.connectionId));

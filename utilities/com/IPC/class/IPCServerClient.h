@@ -12,11 +12,10 @@
 #include "IPC/class/PipeReader.h"
 #include "IPC/class/RequestGate.h"
 #include "IPC/transport/ClientTransport.h"
-#include "utils/sync/Thread.h"
 
 /// Held by the server until the connection's threads have ended, and for the length of a send by whoever sends; so none
-/// of those threads ever destroys it. They are its reader's listener, which also does the handshake, and at need one
-/// that writes what waits and one that answers the terminate request. Any thread may send, end and close.
+/// of those threads ever destroys it. They are its reader's listener, which also does the handshake and answers the
+/// terminate request, and at need one that writes what waits. Any thread may send, end and close.
 class IPCServerClient : public RequestMonitor,
                         public DisconnectMonitor,
                         public std::enable_shared_from_this<IPCServerClient> {
@@ -39,9 +38,9 @@ class IPCServerClient : public RequestMonitor,
     /// Ends the connection without telling the server or waiting for the connection's threads.
     std::int32_t Close();
     /// After End or Close: none of the connection's threads runs any more.
-    bool HasFinished();
-    /// After End or Close: waits for the connection's threads.
-    void AwaitFinish();
+    bool HasFinished() { return reader_.HasFinished() && sender_.HasFinished(); }
+    /// After End or Close: waits for the connection's listener.
+    void AwaitFinish() { reader_.StopListener(); }
 
     /// Writes a serialized message, or queues it behind those that still wait. A connection that cannot take it is
     /// ended.
@@ -69,9 +68,7 @@ class IPCServerClient : public RequestMonitor,
     DisconnectMonitor& disconnectMonitor_;
     std::atomic<bool> handshakeDone_{false};
     std::atomic<bool> ended_{false};
-    std::atomic<bool> terminating_{false};
     RequestGate gate_;
     MessageSender sender_;
-    std::unique_ptr<kivsync::Thread> terminateThread_;  // started by the listener thread, looked at after its end
-    PipeReader reader_;                                 // last, so that its thread ends before what that thread uses
+    PipeReader reader_;  // last, so that its thread ends before what that thread uses
 };

@@ -1,65 +1,63 @@
-#include "IPC/class/IPCStatistics.h"
-
+// The running figures of the measured round trips of this process.
+#include <algorithm>
 #include <cmath>
-#include <mutex>
 
 #include "IPC/class/IPC.h"
 #include "utils/logging/Logger.h"
+#include "utils/sync/Guarded.h"
 
 namespace {
 
 constexpr double kMillisecondsPerSecond = 1000.0;
 constexpr std::uint32_t kPrintInterval = 100;  // samples
 
-struct RoundTripStatistics {
-    IPCStatistics request;
-    IPCStatistics reply;
-    IPCStatistics total;
+/// Of one duration of the round trips. Samples and figures are seconds.
+struct IPCStatistics {
+    std::uint32_t count = 0;
+    double max = 0;
+    double min = 0;
+    double mean = 0;
+    double sumSquares = 0;
+    double stdDev = 0;  // of the population, not of a sample of it
+
+    /// Welford's method: the mean and the deviation need no stored samples and do not drift.
+    void Add(double sample) {
+        ++count;
+        max = count == 1 ? sample : std::max(max, sample);
+        min = count == 1 ? sample : std::min(min, sample);
+        const double oldMean = mean;
+        mean = oldMean + (sample - oldMean) / count;
+        sumSquares += (sample - mean) * (sample - oldMean);
+        stdDev = std::sqrt(sumSquares / count);
+    }
 };
 
-std::mutex statisticsLock;  // guards statistics; taken last, nothing else is taken under it
-RoundTripStatistics statistics;
+struct RoundTripStatistics {
+    IPCStatistics request, reply, total;
+};
 
-bool IsDue(const IPCStatistics& figures, bool force) {
-    return figures.Count() != 0 && (force || figures.Count() % kPrintInterval == 0);
-}
+kivsync::Guarded<RoundTripStatistics> statistics;  // its lock is taken last
 
 }  // namespace
-
-void IPCStatistics::Add(double sample) {
-    ++count_;
-    last_ = sample;
-    if (sample > max_ || count_ == 1)
-        max_ = sample;
-    if (sample < min_ || count_ == 1)
-        min_ = sample;
-    const double oldMean = mean_;
-    mean_ = oldMean + (sample - oldMean) / count_;
-    sumSquares_ += (sample - mean_) * (sample - oldMean);
-    stdDev_ = std::sqrt(sumSquares_ / count_);
-}
 
 void IPC::CalculateStats(double request, double reply, double total, bool log) {
     if (log)
         KIV_LOG(Logging::Info, "IPC measurement : request %fms - reply %fms - total %fms",
                 request * kMillisecondsPerSecond, reply * kMillisecondsPerSecond, total * kMillisecondsPerSecond);
-    const std::scoped_lock guard(statisticsLock);
-    statistics.request.Add(request);
-    statistics.reply.Add(reply);
-    statistics.total.Add(total);
+    auto figures = statistics.Lock();
+    figures->request.Add(request);
+    figures->reply.Add(reply);
+    figures->total.Add(total);
 }
 
 void IPC::PrintStats(bool force) {
-    RoundTripStatistics now;
-    {
-        const std::scoped_lock guard(statisticsLock);
-        now = statistics;
-    }
+    const RoundTripStatistics now = *statistics.Lock();
     const auto print = [force](const char* name, const IPCStatistics& figures) {
-        if (IsDue(figures, force))
-            KIV_LOG(Logging::Info, "%s : Cnt %u - Mean %fms - Min %fms - Max %fms - StdDev %fms", name, figures.Count(),
-                    figures.Mean() * kMillisecondsPerSecond, figures.Min() * kMillisecondsPerSecond,
-                    figures.Max() * kMillisecondsPerSecond, figures.StdDev() * kMillisecondsPerSecond);
+        if (figures.count == 0 || (!force && figures.count % kPrintInterval != 0))
+            return;
+        KIV_LOG(Logging::Info, "%s : Cnt %u - Mean %fms - Min %fms - Max %fms - StdDev %fms", name, figures.count,
+                figures.mean * kMillisecondsPerSecond, figures.min * kMillisecondsPerSecond,
+                figures.max * kMillisecondsPerSecond, figures.stdDev * kMillisecondsPerSecond);
     };
     print("Request", now.request);
     print("Reply  ", now.reply);

@@ -28,11 +28,10 @@ class Little {
   public:
     constexpr Little() = default;
     constexpr Little(Integer value) {  // NOLINT(google-explicit-constructor): a field is assigned like its integer
-        auto rest = static_cast<std::make_unsigned_t<Integer>>(value);
+        auto rest = static_cast<std::uint64_t>(value);
         for (auto& byte : bytes_) {
             byte = static_cast<std::uint8_t>(rest & 0xFF);
-            if constexpr (sizeof(Integer) > 1)
-                rest = static_cast<decltype(rest)>(rest >> 8);
+            rest >>= 8;
         }
     }
     constexpr operator Integer() const {  // NOLINT(google-explicit-constructor)
