@@ -174,8 +174,6 @@ class HostServerTransport : public ServerTransport {
         listener_.reset();
         world.changed.notify_all();
     }
-    std::int32_t Open() override { return 0; }
-    std::int32_t Close() override { return 0; }
 
     std::shared_ptr<ClientTransport> Accept(std::uint32_t timeoutMs) override {
         Guard guard(world.lock);

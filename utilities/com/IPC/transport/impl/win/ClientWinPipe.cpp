@@ -18,8 +18,8 @@ HANDLE NewManualResetEvent(BOOL signalled) {
 
 }  // namespace
 
-ClientWinPipe::Direction::Direction(const char* operationName, const char* progressName)
-    : event(NewManualResetEvent(TRUE)), operation(operationName), progress(progressName) {}
+ClientWinPipe::Direction::Direction(const char* logFunction, const char* logOperation, const char* logProgress)
+    : event(NewManualResetEvent(TRUE)), function(logFunction), operation(logOperation), progress(logProgress) {}
 
 ClientWinPipe::ClientWinPipe(std::string serverName)
     : serverName_(std::move(serverName)), isClient_(true), closeEvent_(NewManualResetEvent(FALSE)) {}
@@ -176,11 +176,7 @@ std::int32_t ClientWinPipe::Started(Direction& direction, BOOL completed, DWORD 
         direction.pending = true;
         return Await(direction, timeoutMs);
     }
-    if (error != ERROR_BROKEN_PIPE)
-        KIV_LOG(Logging::Error, "Cannot %s size:%d, %s:%d timeout:%d server:%s client:%d", direction.operation,
-                direction.size, direction.progress, static_cast<int>(bytes), static_cast<int>(timeoutMs),
-                serverName_.c_str(), isClient_ ? 1 : 0);
-    return kFailed;
+    return error == ERROR_BROKEN_PIPE ? kFailed : Failed(direction, "", bytes, timeoutMs);
 }
 
 // The result of the transfer under way; kWritePending, and still under way, when the time is over.
@@ -209,10 +205,14 @@ std::int32_t ClientWinPipe::Collect(Direction& direction, BOOL wait, const char*
     if (succeeded)
         return static_cast<std::int32_t>(bytes);
     // Neither a peer that went away nor an end of our own making is an error.
-    if (error != ERROR_BROKEN_PIPE && !closing_)
-        KIV_LOG(Logging::Error, "Cannot %s %ssize:%d, %s:%d timeout:%d server:%s client:%d", direction.operation,
-                failure, direction.size, direction.progress, static_cast<int>(bytes), static_cast<int>(timeoutMs),
-                serverName_.c_str(), isClient_ ? 1 : 0);
+    return error == ERROR_BROKEN_PIPE || closing_ ? kFailed : Failed(direction, failure, bytes, timeoutMs);
+}
+
+std::int32_t ClientWinPipe::Failed(const Direction& direction, const char* failure, DWORD bytes,
+                                   std::uint32_t timeoutMs) const {
+    KIV_LOG_AS(direction.function, Logging::Error, "Cannot %s %ssize:%d, %s:%d timeout:%d server:%s client:%d",
+               direction.operation, failure, direction.size, direction.progress, static_cast<int>(bytes),
+               static_cast<int>(timeoutMs), serverName_.c_str(), isClient_ ? 1 : 0);
     return kFailed;
 }
 

@@ -37,14 +37,15 @@ class ClientWinPipe : public ClientTransport {
     /// One direction of the pipe. A thread holds the lock while it is in a transfer, so that whoever has it knows that
     /// none is; the read's is taken before the write's.
     struct Direction {
-        /// `operation` and `progress`: what the log calls the transfer, and the bytes it has moved.
-        Direction(const char* operation, const char* progress);
+        Direction(const char* logFunction, const char* logOperation, const char* logProgress);
 
         std::mutex lock;
         const UniqueHandle event;  // manual reset; every transfer resets it
         OVERLAPPED overlapped{};
         std::int32_t size = 0;
         bool pending = false;
+        // What the log calls the operation, the transfer, and the bytes it has moved.
+        const char* const function;
         const char* const operation;
         const char* const progress;
     };
@@ -57,6 +58,7 @@ class ClientWinPipe : public ClientTransport {
     std::int32_t Await(Direction& direction, std::uint32_t timeoutMs) const;
     std::int32_t GiveUp(Direction& direction, std::uint32_t timeoutMs) const;
     std::int32_t Collect(Direction& direction, BOOL wait, const char* failure, std::uint32_t timeoutMs) const;
+    std::int32_t Failed(const Direction& direction, const char* failure, DWORD bytes, std::uint32_t timeoutMs) const;
 
     const std::string serverName_;
     const bool isClient_;
@@ -66,6 +68,6 @@ class ClientWinPipe : public ClientTransport {
     UniqueHandle pipe_;  // changed under all three locks: to use it, one of them is enough
     std::atomic<bool> closing_{false};
     const UniqueHandle closeEvent_;  // the state of closing_, for the waits
-    Direction read_{"Read", "read"};
-    Direction write_{"write", "write"};
+    Direction read_{"ClientWinPipe::Read", "Read", "read"};
+    Direction write_{"ClientWinPipe::Write", "write", "write"};
 };

@@ -1,24 +1,32 @@
-#include "IPC/transport/impl/win/ServerWinPipe.h"
-
+// ServerWinPipe: the listening end of a named server, over named pipes.
 #include <utility>
 
+#include "IPC/transport/ServerTransport.h"
 #include "IPC/transport/impl/win/ClientWinPipe.h"
+#include "IPC/transport/impl/win/ServerWinPipePool.h"
 
 namespace {
 
-constexpr std::int32_t kWaitingPipes = 2;  // one for the next client while another is being taken over
+constexpr std::size_t kWaitingPipes = 2;  // one for the next client while another is being taken over
+
+class ServerWinPipe : public ServerTransport {
+  public:
+    explicit ServerWinPipe(const std::string& serverName) : serverName_(serverName), pool_(serverName, kWaitingPipes) {}
+
+    /// 0 when pipes wait under the name, -1 otherwise. Before Accept.
+    std::int32_t Init() { return pool_.Init(); }
+    std::shared_ptr<ClientTransport> Accept(std::uint32_t timeoutMs) override {
+        auto pipe = pool_.Accept(timeoutMs);
+        return pipe ? std::make_shared<ClientWinPipe>(serverName_, std::move(pipe)) : nullptr;
+    }
+    void Interrupt() override { pool_.Interrupt(); }
+
+  private:
+    const std::string serverName_;
+    ServerWinPipePool pool_;
+};
 
 }  // namespace
-
-ServerWinPipe::ServerWinPipe(const std::string& serverName)
-    : serverName_(serverName), pool_(serverName, kWaitingPipes) {}
-
-std::shared_ptr<ClientTransport> ServerWinPipe::Accept(std::uint32_t timeoutMs) {
-    auto pipe = pool_.Accept(timeoutMs);
-    if (!pipe)
-        return {};
-    return std::make_shared<ClientWinPipe>(serverName_, std::move(pipe));
-}
 
 std::shared_ptr<ServerTransport> ServerTransport::Make(const std::string& serverName) {
     auto transport = std::make_shared<ServerWinPipe>(serverName);

@@ -72,7 +72,7 @@ std::int32_t ServerWinPipeInstance::Start() {
 }
 
 std::int32_t ServerWinPipeInstance::StartFailed(const char* step) {
-    KIV_LOG(Logging::Error, "%s failed server:%s", step, serverName_.c_str());
+    KIV_LOG_AS("ServerWinPipeInstance::Start", Logging::Error, "%s failed server:%s", step, serverName_.c_str());
     return kFailed;
 }
 

@@ -12,14 +12,13 @@ constexpr std::uint32_t kRetryMs = 250;  // between two attempts to make a lost 
 
 }  // namespace
 
-ServerWinPipePool::ServerWinPipePool(std::string serverName, std::int32_t count)
-    : serverName_(std::move(serverName)),
-      count_(count),
-      interruptEvent_(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {}
+ServerWinPipePool::ServerWinPipePool(std::string serverName, std::size_t count)
+    : serverName_(std::move(serverName)), interruptEvent_(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {
+    while (instances_.size() < count)
+        instances_.push_back(std::make_unique<ServerWinPipeInstance>(serverName_));
+}
 
 std::int32_t ServerWinPipePool::Init() {
-    for (std::int32_t i = 0; i < count_; ++i)
-        instances_.push_back(std::make_unique<ServerWinPipeInstance>(serverName_));
     MakeAllReady();
     return interruptEvent_ && !ready_.empty() ? 0 : -1;
 }
@@ -44,27 +43,24 @@ UniqueHandle ServerWinPipePool::Accept(std::uint32_t timeoutMs) {
         events.push_back(interruptEvent_.Get());  // last: of several signalled events the wait returns the first
         const DWORD index = WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(), FALSE, waitMs);
         if (index < ready_.size()) {
-            auto pipe = TakeConnection(*ready_[index]);
-            if (pipe)
+            if (auto pipe = TakeConnection(*ready_[index]))
                 return pipe;
-            continue;
-        }
-        if (index == ready_.size())
+        } else if (index == ready_.size()) {
             return {};
-        if (index == WAIT_TIMEOUT && waitMs != leftMs)
-            continue;
-        KIV_LOG(Logging::Error, "Timeout in wait for client connect timeout:%d server:%s", static_cast<int>(timeoutMs),
-                serverName_.c_str());
-        return {};
+        } else if (index != WAIT_TIMEOUT || waitMs == leftMs) {
+            KIV_LOG(Logging::Error, "Timeout in wait for client connect timeout:%d server:%s",
+                    static_cast<int>(timeoutMs), serverName_.c_str());
+            return {};
+        }
     }
 }
 
-UniqueHandle ServerWinPipePool::TakeConnection(ServerWinPipeInstance& instance) {
+UniqueHandle ServerWinPipePool::TakeConnection(const ServerWinPipeInstance& instance) {
     // The wait prefers the first of several: the next one is another's turn, so that no client is left waiting.
     const auto taken = std::find_if(instances_.begin(), instances_.end(),
                                     [&](const auto& candidate) { return candidate.get() == &instance; });
     std::rotate(taken, taken + 1, instances_.end());
-    return instance.TakeConnection();
+    return instances_.back()->TakeConnection();
 }
 
 void ServerWinPipePool::Interrupt() {

@@ -14,21 +14,20 @@
 /// Accept is called by one thread at a time; Interrupt by any.
 class ServerWinPipePool {
   public:
-    ServerWinPipePool(std::string serverName, std::int32_t count);
+    ServerWinPipePool(std::string serverName, std::size_t count);
 
     /// The next connected pipe; empty after `timeoutMs` (with a log line) or, when no client has connected, an
     /// Interrupt. Instances that wait for nobody are tried again meanwhile.
     UniqueHandle Accept(std::uint32_t timeoutMs);
-    /// Makes the instances. 0; -1 when none of them could be made to wait.
+    /// Makes the instances wait. 0; -1 when none of them could be made to wait.
     std::int32_t Init();
     void Interrupt();
 
   private:
     bool MakeAllReady();
-    UniqueHandle TakeConnection(ServerWinPipeInstance& instance);
+    UniqueHandle TakeConnection(const ServerWinPipeInstance& instance);
 
     const std::string serverName_;
-    const std::int32_t count_;
     std::vector<std::unique_ptr<ServerWinPipeInstance>> instances_;
     std::vector<ServerWinPipeInstance*> ready_;  // those that wait
     const UniqueHandle interruptEvent_;          // auto reset
