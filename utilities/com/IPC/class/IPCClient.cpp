@@ -21,10 +21,9 @@ struct NamedClient {
 };
 
 std::shared_ptr<NamedClient> FindNamedClient(const std::string& serverName) {
-    static std::mutex tableLock;  // guards table
-    static std::map<std::string, std::shared_ptr<NamedClient>> table;
-    const std::scoped_lock guard(tableLock);
-    auto& entry = table[serverName];
+    static kivsync::Guarded<std::map<std::string, std::shared_ptr<NamedClient>>> table;
+    auto clients = table.Lock();
+    auto& entry = (*clients)[serverName];
     if (!entry)
         entry = std::make_shared<NamedClient>();
     return entry;
@@ -90,10 +89,7 @@ std::int32_t IPCClient::Connect(const std::string& serverName) {
         KIV_LOG(Logging::Error, "Cannot create IPC ClientTransport for %s", serverName.c_str());
         return kIpcFailure;
     }
-    {
-        const std::scoped_lock connectionGuard(connectionLock_);
-        transport_ = transport;
-    }
+    connection_.Lock()->transport = transport;
     // From here on a Disconnect closes the transport; one that came before shows in the count.
     if (disconnecting_ == 0 && transport->Connect(Timeout()) == 0 && Handshake(*transport) && StartReader(transport))
         return kIpcSuccess;
@@ -121,23 +117,16 @@ bool IPCClient::Handshake(ClientTransport& transport) {
 bool IPCClient::StartReader(const std::shared_ptr<ClientTransport>& transport) {
     const auto reader = std::make_shared<PipeReader>(transport, *this, *this);
     reader->SetIds(clientId_, platform::CurrentProcessId());
-    {
-        const std::scoped_lock guard(connectionLock_);
-        reader_ = reader;
-    }
+    connection_.Lock()->reader = reader;
     SetConnected(true);  // before the listener, which may find the connection broken at once
     return reader->StartListener() == kIpcSuccess;
 }
 
 std::int32_t IPCClient::Disconnect() {
     ++disconnecting_;
-    std::shared_ptr<ClientTransport> transport;
-    {
-        const std::scoped_lock guard(connectionLock_);
-        if (reader_)
-            reader_->SignalStop();
-        transport = transport_;
-    }
+    const auto [reader, transport] = *connection_.Lock();
+    if (reader)
+        reader->SignalStop();
     // Before lock_: whoever waits on the connection holds that, and lets go of it now.
     if (transport)
         transport->Close();
@@ -148,14 +137,13 @@ std::int32_t IPCClient::Disconnect() {
 }
 
 void IPCClient::DropConnection() {
-    if (reader_)
-        reader_->StopListener();
-    if (transport_)
-        transport_->Close();
+    const auto [reader, transport] = *connection_.Lock();
+    if (reader)
+        reader->StopListener();
+    if (transport)
+        transport->Close();
     SetConnected(false);
-    const std::scoped_lock guard(connectionLock_);
-    reader_.reset();
-    transport_.reset();
+    *connection_.Lock() = {};
 }
 
 void IPCClient::SetConnected(bool connected) {
@@ -168,9 +156,9 @@ void IPCClient::SetConnected(bool connected) {
 
 void IPCClient::OnDisconnect(std::uint64_t) {
     SetConnected(false);
-    const std::scoped_lock guard(connectionLock_);
-    if (reader_)
-        reader_->SignalStop();
+    auto connection = connection_.Lock();
+    if (connection->reader)
+        connection->reader->SignalStop();
 }
 
 std::shared_ptr<IPC> IPCClient::Inbox::RemoveOldest() {
@@ -217,6 +205,7 @@ std::int32_t IPCClient::SendTogether(std::initializer_list<std::shared_ptr<IPC>>
     const std::scoped_lock guard(lock_);
     if (!connected_)
         return kIpcCannotSend;
+    const auto [reader, transport] = *connection_.Lock();
     IPCPayload message;
     std::vector<std::uint64_t> awaited;
     bool ready = true;
@@ -226,7 +215,7 @@ std::int32_t IPCClient::SendTogether(std::initializer_list<std::shared_ptr<IPC>>
         if (settings_.ipcMeasureLog)
             request->EnableMeasurementLog();
         if (request->ExpectsReply()) {
-            ready = ready && reader_->BeginRequest(request->RequestId()) == kIpcSuccess;
+            ready = ready && reader->BeginRequest(request->RequestId()) == kIpcSuccess;
             if (!ready)
                 break;
             awaited.push_back(request->RequestId());
@@ -235,12 +224,12 @@ std::int32_t IPCClient::SendTogether(std::initializer_list<std::shared_ptr<IPC>>
         message.insert(message.end(), bytes.begin(), bytes.end());
     }
     const auto size = static_cast<std::int32_t>(message.size());
-    if (ready && transport_->Write(message.data(), size, Timeout()) == size)
+    if (ready && transport->Write(message.data(), size, Timeout()) == size)
         return kIpcSuccess;
     for (const auto requestId : awaited)
-        reader_->EndRequest(requestId);
+        reader->EndRequest(requestId);
     if (ready) {
-        transport_->Close();
+        transport->Close();
         OnDisconnect(0);
     }
     return kIpcCannotSend;
@@ -249,10 +238,11 @@ std::int32_t IPCClient::SendTogether(std::initializer_list<std::shared_ptr<IPC>>
 std::shared_ptr<IPC> IPCClient::WaitReply(std::uint64_t requestId, std::uint32_t timeoutMs) {
     const std::scoped_lock guard(lock_);
     // Not a matter of connected_: the reply may have come before the server closed the connection.
-    if (!reader_)
+    const auto reader = connection_.Lock()->reader;
+    if (!reader)
         return {};
-    auto reply = reader_->GetReply(requestId, timeoutMs);
-    reader_->EndRequest(requestId);
+    auto reply = reader->GetReply(requestId, timeoutMs);
+    reader->EndRequest(requestId);
     return reply;
 }
 

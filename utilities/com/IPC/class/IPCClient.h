@@ -93,6 +93,10 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     void OnDisconnect(std::uint64_t value) override;
 
   private:
+    struct Connection {
+        std::shared_ptr<PipeReader> reader;
+        std::shared_ptr<ClientTransport> transport;
+    };
     struct Inbox {
         std::deque<std::shared_ptr<IPC>> notices;
         std::size_t bytes = 0;
@@ -111,11 +115,8 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
 
     // Serializes the operations, through their waits; taken before the other locks.
     std::mutex lock_;
-    // Guards the two pointers, so that Disconnect and the listener thread reach the connection while an operation
-    // waits on it. They are changed under both locks. Never held while anything is waited for.
-    std::mutex connectionLock_;
-    std::shared_ptr<PipeReader> reader_;
-    std::shared_ptr<ClientTransport> transport_;
+    // Disconnect and the listener thread reach the connection while an operation waits on it. Changed under lock_, too.
+    kivsync::Guarded<Connection> connection_;
     std::atomic<int> disconnecting_{0};  // calls of Disconnect under way: a Connect meanwhile gives up
 
     const GlobalSettings settings_ = GlobalSettings::Get();

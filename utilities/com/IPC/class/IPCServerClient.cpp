@@ -58,10 +58,6 @@ std::int32_t IPCServerClient::End() {
     return result;
 }
 
-void IPCServerClient::OnDisconnect(std::uint64_t) {
-    End();
-}
-
 std::int32_t IPCServerClient::OnRequest(const std::shared_ptr<IPC>& request) {
     if (request->IsTerminate()) {
         AnswerTerminate(*request);

@@ -56,7 +56,7 @@ class IPCServerClient : public RequestMonitor,
     std::uint64_t ProcessId() const { return peer_.processId; }
 
     std::int32_t OnRequest(const std::shared_ptr<IPC>& request) override;
-    void OnDisconnect(std::uint64_t value) override;
+    void OnDisconnect(std::uint64_t) override { End(); }
 
   private:
     bool Handshake();

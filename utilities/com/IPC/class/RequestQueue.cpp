@@ -26,11 +26,6 @@ RequestQueue::Lane* RequestQueue::State::NextLane() {
     return oldest;
 }
 
-std::size_t RequestQueue::State::ReadyLanes() {
-    const auto isReady = [this](const auto& entry) { return IsReady(entry.second); };
-    return static_cast<std::size_t>(std::count_if(lanes.begin(), lanes.end(), isReady));
-}
-
 void RequestQueue::Push(const std::shared_ptr<IPC>& request, Kind kind) {
     bool wake = false;
     {
@@ -104,5 +99,7 @@ bool RequestQueue::HasNothingOf(const std::weak_ptr<IPCServerClient>& connection
 
 bool RequestQueue::WantsThread() {
     auto state = state_.Lock();
-    return state->ReadyLanes() > state->waiting;
+    const auto isReady = [&](const auto& entry) { return state->IsReady(entry.second); };
+    const auto ready = std::count_if(state->lanes.begin(), state->lanes.end(), isReady);
+    return static_cast<std::size_t>(ready) > state->waiting;
 }

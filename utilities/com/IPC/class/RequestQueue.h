@@ -62,7 +62,6 @@ class RequestQueue {
 
         /// The lane whose turn it is; null when there is none.
         Lane* NextLane();
-        std::size_t ReadyLanes();
         bool IsReady(const Lane& lane) const;
     };
 
