@@ -12,6 +12,8 @@ TEST(Client, OwnRequestsAndNotices) {
     IPCClient client;
     EXPECT_EQ(client.CheckAlive(), -1);
     EXPECT_EQ(client.Stop(), -4);
+    EXPECT_EQ(IPCClient().Connect("nobody"), -1);
+    EXPECT_EQ(FunctionOf(log, "Cannot connect IPC client for nobody"), "IPCClient::Connect");
     ASSERT_EQ(client.Connect("own"), 0);
     EXPECT_EQ(client.CheckAlive(), 0);
     std::shared_ptr<IPC> reply;
@@ -63,7 +65,7 @@ TEST(Client, RepliesFindTheirRequestsHoweverTheyCome) {
     EXPECT_EQ(client.WaitReply(requests[2]->RequestId(), kPatienceMs)->Payload(), (Bytes{2, 2}));
     EXPECT_EQ(client.TakeNotice(kPatienceMs)->Command(), 150u);
     const auto id = "ReqId:" + std::to_string(requests[0]->RequestId());
-    EXPECT_TRUE(log->Contains("Timeout in IPC reply " + id + " timeout:20"));
+    EXPECT_EQ(FunctionOf(log, "Timeout in IPC reply " + id + " timeout:20"), "PipeReader::GetReply");
     EXPECT_EQ(log->Count("Received reply for an unknow request! " + id + " cmd:9 id:3 pid:"), 2u);
 }
 

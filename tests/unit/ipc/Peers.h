@@ -20,6 +20,15 @@ inline Bytes Hex(std::string text) {
     return bytes;
 }
 
+/// The function column of the first line that holds the text.
+inline std::string FunctionOf(const LogCapture& log, std::string_view text) {
+    for (const auto& entry : log->All()) {
+        if (entry->Message().find(text) != std::string::npos)
+            return entry->Function();
+    }
+    return {};
+}
+
 /// A server with the thread that answers its requests: as `handle` says, or else the framework's own as it should and
 /// others with their payload.
 class RunningServer {

@@ -31,6 +31,8 @@ TEST_F(PipeTest, TransfersThatTimeOutAreTakenBackOrFinished) {
     EXPECT_EQ(log->Messages(),
               (std::vector<std::string>{"Cannot Read timeout size:5, read:0 timeout:20 server:pipe client:1",
                                         "Cannot write timeout size:1048576, write:0 timeout:20 server:pipe client:1"}));
+    EXPECT_EQ(FunctionOf(log, "Cannot Read"), "ClientWinPipe::Read");
+    EXPECT_EQ(FunctionOf(log, "Cannot write"), "ClientWinPipe::Write");
     EXPECT_EQ(served->BeginWrite(large.data(), largeSize, 5), ClientTransport::kWritePending);
     Bytes received(large.size());
     std::thread reader([&] { EXPECT_TRUE(ReadWhole(*client, received.data(), largeSize, kPatienceMs)); });
