@@ -8,9 +8,11 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "IPC/class/IPCClient.h"
+#include "utils/VexaDB/class/VexaDBMessages.h"
 #include "utils/VexaDB/class/VexaDBServerInterface.h"
 
 namespace VexaDB {
@@ -57,14 +59,10 @@ class VexaDBIPCClient : public VexaDBServerInterface {
     virtual bool Connect();
 
   private:
-    /// Sends the request and waits for its reply; `reply` is empty unless the result is 0.
-    std::int32_t Call(std::uint32_t command, IPCPayload payload, std::shared_ptr<IPC>& reply);
-    /// The same for a reply of fixed size: its status, with `reply` filled when that could be read.
-    template <class Reply>
-    std::int32_t Call(std::uint32_t command, IPCPayload payload, Reply& reply);
-    /// The same for a request whose answer is a status.
-    template <class Request>
-    std::int32_t CallForStatus(std::uint32_t command, const Request& request);
+    /// Sends the request and waits for its reply: its status, or why there is none. `take` is given a reply with the
+    /// status 0.
+    template <class Request, class Reply, class Take>
+    std::int32_t Call(DatabaseCommand<Request, Reply> command, const std::type_identity_t<Request>& request, Take take);
 
     std::mutex lock_;  // guards client_
     std::shared_ptr<IPCClient> client_;

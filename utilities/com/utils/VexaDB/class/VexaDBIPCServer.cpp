@@ -14,122 +14,87 @@ using Turn = IPCServer::Turn;
 
 constexpr std::int64_t kLongNanoseconds = 500'000'000;
 
-/// What is answered by the thread that reads it: no observer hears of it.
-bool IsRead(std::uint32_t command) {
-    switch (command) {
-        case kDatabaseGetUint32:
-        case kDatabaseGetString:
-        case kDatabaseGetInstances:
-        case kDatabaseGetInstanceSettings:
-        case kDatabaseIsInstanceExist:
-        case kDatabaseOpenSession:
-        case kDatabaseCloseSession:
-        case kDatabaseIsSessionValid:
-            return true;
-        default:
-            return false;
-    }
-}
+}  // namespace
 
-/// A handler that decodes the request, has `call` fill the reply and encodes that. Too short a request leaves the
-/// reply empty but for its status.
-template <class Request, class Reply, class Call>
-auto Handling(Call call) {
-    return [call](const IPCPayload& payload) {
-        Reply reply;
-        reply.status = -1;
-        if (const auto request = wire::Decode<Request>(payload))
-            call(*request, reply);
-        return wire::Encode(reply);
+VexaDBIPCServer::Handlers VexaDBIPCServer::MakeHandlers(VexaDBServerInterface& database) {
+    Handlers handlers;
+    // `call` fills the reply and gives its status. Too short a request leaves the reply empty but for its status.
+    const auto add = [&]<class Request, class Reply>(DatabaseCommand<Request, Reply> command, Turn turn, auto call) {
+        handlers[command] = {turn, [call](const IPCPayload& payload) {
+                                 Request request;
+                                 Reply reply;
+                                 reply.status = DecodePayload(payload, request) ? call(request, reply) : -1;
+                                 return EncodePayload(reply);
+                             }};
     };
-}
+    // What no observer hears of is answered at once, by the thread that reads it.
+    const auto change = [&](auto command, auto call) { add(command, Turn::Question, call); };
+    const auto read = [&](auto command, auto call) { add(command, Turn::AtOnce, call); };
 
-/// A handler of a command that has a session, and a status as its whole answer.
-auto HandlingSession(VexaDBServerInterface& database, std::int32_t (VexaDBServerInterface::*operation)(SessionId)) {
-    return Handling<ipc_vexadb_session_request, ipc_vexadb_status_reply>(
-        [&database, operation](const auto& request, auto& reply) {
-            reply.status = (database.*operation)(request.session);
-        });
-}
-
-std::map<std::uint32_t, std::function<IPCPayload(const IPCPayload&)>> MakeHandlers(VexaDBServerInterface& database) {
-    std::map<std::uint32_t, std::function<IPCPayload(const IPCPayload&)>> handlers;
-    handlers[kDatabaseAddInstance] = Handling<ipc_vexadb_add_instance_request, ipc_vexadb_add_instance_reply>(
-        [&database](const auto& request, auto& reply) {
-            reply.status = database.AddInstance(request.session, request.instance.Text(), request.type);
-        });
-    handlers[kDatabaseRemoveInstance] = Handling<ipc_vexadb_remove_instance_request, ipc_vexadb_remove_instance_reply>(
-        [&database](const auto& request, auto& reply) {
-            reply.status = database.RemoveInstance(request.session, request.instance.Text());
-        });
-    handlers[kDatabaseRenameInstance] = Handling<ipc_vexadb_rename_instance_request, ipc_vexadb_rename_instance_reply>(
-        [&database](const auto& request, auto& reply) {
-            reply.status = database.RenameInstance(request.session, request.oldName.Text(), request.newName.Text());
-        });
-    handlers[kDatabaseGetUint32] = Handling<ipc_vexadb_get_setting_num32_request, ipc_vexadb_get_setting_num32_reply>(
-        [&database](const auto& request, auto& reply) {
-            std::uint32_t value = 0;
-            reply.status = database.GetUint32(request.session, request.instance.Text(), request.setting.Text(), value);
-            reply.value = value;
-        });
-    handlers[kDatabaseGetString] = Handling<ipc_vexadb_get_setting_str_request, ipc_vexadb_get_setting_str_reply>(
-        [&database](const auto& request, auto& reply) {
-            std::string value;
-            reply.status = database.GetString(request.session, request.instance.Text(), request.setting.Text(), value);
-            reply.value = value;
-        });
-    handlers[kDatabaseSetUint32] = Handling<ipc_vexadb_set_setting_num32_request, ipc_vexadb_set_setting_num32_reply>(
-        [&database](const auto& request, auto& reply) {
-            reply.value = request.value;
-            reply.status =
-                database.SetUint32(request.session, request.instance.Text(), request.setting.Text(), request.value);
-        });
-    handlers[kDatabaseSetString] = Handling<ipc_vexadb_set_setting_str_request, ipc_vexadb_set_setting_str_reply>(
-        [&database](const auto& request, auto& reply) {
-            const auto value = request.value.Text();
-            reply.value = value;
-            reply.status = database.SetString(request.session, request.instance.Text(), request.setting.Text(), value);
-        });
-    handlers[kDatabaseGetInstances] = [&database](const IPCPayload& payload) {
+    change(kDatabaseAddInstance, [&database](const auto& request, auto&) {
+        return database.AddInstance(request.session, request.instance.Text(), request.type);
+    });
+    change(kDatabaseRemoveInstance, [&database](const auto& request, auto&) {
+        return database.RemoveInstance(request.session, request.instance.Text());
+    });
+    change(kDatabaseRenameInstance, [&database](const auto& request, auto&) {
+        return database.RenameInstance(request.session, request.oldName.Text(), request.newName.Text());
+    });
+    read(kDatabaseGetUint32, [&database](const auto& request, auto& reply) {
+        std::uint32_t value = 0;
+        const auto status = database.GetUint32(request.session, request.instance.Text(), request.setting.Text(), value);
+        reply.value = value;
+        return status;
+    });
+    read(kDatabaseGetString, [&database](const auto& request, auto& reply) {
+        std::string value;
+        const auto status = database.GetString(request.session, request.instance.Text(), request.setting.Text(), value);
+        reply.value = value;
+        return status;
+    });
+    change(kDatabaseSetUint32, [&database](const auto& request, auto& reply) {
+        reply.value = request.value;
+        return database.SetUint32(request.session, request.instance.Text(), request.setting.Text(), request.value);
+    });
+    change(kDatabaseSetString, [&database](const auto& request, auto& reply) {
+        const auto value = request.value.Text();
+        reply.value = value;
+        return database.SetString(request.session, request.instance.Text(), request.setting.Text(), value);
+    });
+    read(kDatabaseGetInstances, [&database](const auto& request, auto& reply) {
         std::vector<std::string> instances;
-        const auto request = wire::Decode<ipc_vexadb_get_instances_request>(payload);
-        const auto status = request ? database.GetInstances(request->session, instances) : -1;
-        return EncodeInstances(status, instances);
-    };
-    handlers[kDatabaseGetInstanceSettings] = [&database](const IPCPayload& payload) {
+        const auto status = database.GetInstances(request.session, instances);
+        reply.entries.assign(instances.begin(), instances.end());
+        return status;
+    });
+    read(kDatabaseGetInstanceSettings, [&database](const auto& request, auto& reply) {
         std::vector<SettingEntry> settings;
-        const auto request = wire::Decode<ipc_vexadb_get_instance_settings_request>(payload);
-        const auto status =
-            request ? database.GetInstanceSettings(request->session, request->instance.Text(), settings) : -1;
-        return EncodeSettings(status, settings);
-    };
-    handlers[kDatabaseIsInstanceExist] =
-        Handling<ipc_vexadb_is_instance_exist_request, ipc_vexadb_is_instance_exist_reply>(
-            [&database](const auto& request, auto& reply) {
-                reply.status = database.IsSessionValid(request.session) ? 0 : -1;
-                reply.truth = database.IsInstanceExist(request.session, request.instance.Text()) ? 1 : 0;
-            });
-    handlers[kDatabaseOpenSession] = [&database](const IPCPayload&) {
-        ipc_vexadb_open_session_reply reply;
+        const auto status = database.GetInstanceSettings(request.session, request.instance.Text(), settings);
+        for (const auto& setting : settings)
+            reply.entries.push_back({setting.name, static_cast<std::uint32_t>(setting.kind)});
+        return status;
+    });
+    read(kDatabaseIsInstanceExist, [&database](const auto& request, auto& reply) {
+        reply.truth = database.IsInstanceExist(request.session, request.instance.Text()) ? 1 : 0;
+        return database.IsSessionValid(request.session) ? 0 : -1;
+    });
+    read(kDatabaseOpenSession, [&database](const auto&, auto& reply) {
         SessionId session = 0;
-        reply.status = database.OpenSession(session);
+        const auto status = database.OpenSession(session);
         reply.session = session;
-        return wire::Encode(reply);
-    };
-    handlers[kDatabaseCloseSession] = HandlingSession(database, &VexaDBServerInterface::CloseSession);
-    handlers[kDatabaseBatch] = HandlingSession(database, &VexaDBServerInterface::Batch);
-    handlers[kDatabaseCommit] = HandlingSession(database, &VexaDBServerInterface::Commit);
-    handlers[kDatabaseReset] = HandlingSession(database, &VexaDBServerInterface::Reset);
-    handlers[kDatabaseIsSessionValid] =
-        Handling<ipc_vexadb_is_session_valid_request, ipc_vexadb_is_session_valid_reply>(
-            [&database](const auto& request, auto& reply) {
-                reply.status = 0;
-                reply.truth = database.IsSessionValid(request.session) ? 1 : 0;
-            });
+        return status;
+    });
+    read(kDatabaseCloseSession,
+         [&database](const auto& request, auto&) { return database.CloseSession(request.session); });
+    change(kDatabaseBatch, [&database](const auto& request, auto&) { return database.Batch(request.session); });
+    change(kDatabaseCommit, [&database](const auto& request, auto&) { return database.Commit(request.session); });
+    change(kDatabaseReset, [&database](const auto& request, auto&) { return database.Reset(request.session); });
+    read(kDatabaseIsSessionValid, [&database](const auto& request, auto& reply) {
+        reply.truth = database.IsSessionValid(request.session) ? 1 : 0;
+        return 0;
+    });
     return handlers;
 }
-
-}  // namespace
 
 VexaDBIPCServer::VexaDBIPCServer(VexaDBServerInterface& database)
     : VexaDBIPCServer(database, &platform::MonotonicNanoseconds) {}
@@ -150,7 +115,11 @@ std::int32_t VexaDBIPCServer::Start() {
         .function = "VexaDBIPCServer::ProcessIPC",
         .longNanoseconds = kLongNanoseconds,
         .clock = clock_,
-        .turnOf = [](const IPC& request) { return IsRead(request.Command()) ? Turn::AtOnce : Turn::Question; },
+        .turnOf =
+            [this](const IPC& request) {
+                const auto handler = handlers_.find(request.Command());
+                return handler == handlers_.end() ? Turn::Question : handler->second.turn;
+            },
         .carryOut = [this](const auto& request) { return Handle(request); },
         .answered = {},
     };
@@ -179,7 +148,7 @@ std::shared_ptr<IPC> VexaDBIPCServer::Handle(const std::shared_ptr<IPC>& request
     const auto handler = handlers_.find(request->Command());
     if (handler == handlers_.end())
         return request;
-    return IPC::Reply(*request, handler->second(request->Payload()));
+    return IPC::Reply(*request, handler->second.answer(request->Payload()));
 }
 
 }  // namespace VexaDB

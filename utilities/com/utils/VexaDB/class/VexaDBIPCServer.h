@@ -38,13 +38,17 @@ class VexaDBIPCServer {
     std::shared_ptr<IPC> Handle(const std::shared_ptr<IPC>& request);
 
   private:
-    /// Payload of a request to payload of its reply.
-    using Handler = std::function<IPCPayload(const IPCPayload&)>;
+    struct Handler {
+        IPCServer::Turn turn;
+        std::function<IPCPayload(const IPCPayload&)> answer;  // payload of a request to payload of its reply
+    };
+    using Handlers = std::map<std::uint32_t, Handler>;
 
+    static Handlers MakeHandlers(VexaDBServerInterface& database);
     void ProcessIPC();
 
     const Clock clock_;
-    const std::map<std::uint32_t, Handler> handlers_;
+    const Handlers handlers_;                  // by command
     std::unique_ptr<IPCServer> server_;        // while started
     std::unique_ptr<kivsync::Thread> thread_;  // the first of the crew
 };

@@ -5,142 +5,89 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <string>
 #include <vector>
 
 #include "IPC/class/IPC.h"
 #include "IPC/class/WireRecord.h"
-#include "utils/VexaDB/class/VexaDBInterface.h"
 
 namespace VexaDB {
 
 inline constexpr const char* kDatabaseServerName = "vexadbserver";
 
-enum DatabaseCommand : std::uint32_t {
-    kDatabaseAddInstance = 501,
-    kDatabaseRemoveInstance = 502,
-    kDatabaseRenameInstance = 503,
-    kDatabaseGetUint32 = 504,
-    kDatabaseGetString = 505,
-    kDatabaseSetUint32 = 506,
-    kDatabaseSetString = 507,
-    kDatabaseGetInstances = 508,
-    kDatabaseGetInstanceSettings = 509,
-    kDatabaseIsInstanceExist = 510,
-    kDatabaseOpenSession = 511,
-    kDatabaseCloseSession = 512,
-    kDatabaseBatch = 513,
-    kDatabaseCommit = 514,
-    kDatabaseReset = 515,
-    kDatabaseIsSessionValid = 516,
-};
-
-struct ipc_vexadb_add_instance_request {
-    wire::i64 session;    // offset 0, size 8
-    wire::u32 type;       // offset 8, size 4
-    wire::Name instance;  // offset 12, size 50
-};
-static_assert(sizeof(ipc_vexadb_add_instance_request) == 62 && offsetof(ipc_vexadb_add_instance_request, type) == 8 &&
-              offsetof(ipc_vexadb_add_instance_request, instance) == 12);
-
-/// Requests that carry a session and one instance name: remove, list of settings, existence.
-struct ipc_vexadb_instance_request {
-    wire::i64 session;    // offset 0, size 8
-    wire::Name instance;  // offset 8, size 50
-};
-static_assert(sizeof(ipc_vexadb_instance_request) == 58 && offsetof(ipc_vexadb_instance_request, instance) == 8);
-using ipc_vexadb_remove_instance_request = ipc_vexadb_instance_request;
-using ipc_vexadb_get_instance_settings_request = ipc_vexadb_instance_request;
-using ipc_vexadb_is_instance_exist_request = ipc_vexadb_instance_request;
-
-struct ipc_vexadb_rename_instance_request {
-    wire::i64 session;   // offset 0, size 8
-    wire::Name oldName;  // offset 8, size 50
-    wire::Name newName;  // offset 58, size 50
-};
-static_assert(sizeof(ipc_vexadb_rename_instance_request) == 108 &&
-              offsetof(ipc_vexadb_rename_instance_request, oldName) == 8 &&
-              offsetof(ipc_vexadb_rename_instance_request, newName) == 58);
-
-/// Requests that read one setting.
-struct ipc_vexadb_get_setting_request {
-    wire::i64 session;    // offset 0, size 8
-    wire::Name instance;  // offset 8, size 50: empty for the database-wide settings
-    wire::Name setting;   // offset 58, size 50
-};
-static_assert(sizeof(ipc_vexadb_get_setting_request) == 108 &&
-              offsetof(ipc_vexadb_get_setting_request, instance) == 8 &&
-              offsetof(ipc_vexadb_get_setting_request, setting) == 58);
-using ipc_vexadb_get_setting_num32_request = ipc_vexadb_get_setting_request;
-using ipc_vexadb_get_setting_str_request = ipc_vexadb_get_setting_request;
-
-struct ipc_vexadb_set_setting_num32_request {
-    wire::i64 session;    // offset 0, size 8
-    wire::Name instance;  // offset 8, size 50: empty for the database-wide settings
-    wire::Name setting;   // offset 58, size 50
-    wire::u32 value;      // offset 108, size 4
-};
-static_assert(sizeof(ipc_vexadb_set_setting_num32_request) == 112 &&
-              offsetof(ipc_vexadb_set_setting_num32_request, setting) == 58 &&
-              offsetof(ipc_vexadb_set_setting_num32_request, value) == 108);
-
-struct ipc_vexadb_set_setting_str_request {
-    wire::i64 session;    // offset 0, size 8
-    wire::Name instance;  // offset 8, size 50: empty for the database-wide settings
-    wire::Name setting;   // offset 58, size 50
-    wire::Name value;     // offset 108, size 50
-};
-static_assert(sizeof(ipc_vexadb_set_setting_str_request) == 158 &&
-              offsetof(ipc_vexadb_set_setting_str_request, setting) == 58 &&
-              offsetof(ipc_vexadb_set_setting_str_request, value) == 108);
-
-/// Requests that carry the session alone.
+/// A session alone.
 struct ipc_vexadb_session_request {
     wire::i64 session;  // offset 0, size 8
 };
 static_assert(sizeof(ipc_vexadb_session_request) == 8);
-using ipc_vexadb_get_instances_request = ipc_vexadb_session_request;
-using ipc_vexadb_close_session_request = ipc_vexadb_session_request;
-using ipc_vexadb_batch_request = ipc_vexadb_session_request;
-using ipc_vexadb_commit_request = ipc_vexadb_session_request;
-using ipc_vexadb_reset_request = ipc_vexadb_session_request;
-using ipc_vexadb_is_session_valid_request = ipc_vexadb_session_request;
 
-/// Replies that carry the status alone.
+// A record that continues another one begins with its fields. Nothing is padded, so the sizes settle the offsets.
+
+struct ipc_vexadb_add_instance_request : ipc_vexadb_session_request {
+    wire::u32 type;       // offset 8, size 4
+    wire::Name instance;  // offset 12, size 50
+};
+static_assert(sizeof(ipc_vexadb_add_instance_request) == 62);
+
+/// One instance: remove, list of settings, existence.
+struct ipc_vexadb_instance_request : ipc_vexadb_session_request {
+    wire::Name instance;  // offset 8, size 50: empty for the database-wide settings
+};
+static_assert(sizeof(ipc_vexadb_instance_request) == 58);
+
+struct ipc_vexadb_rename_instance_request : ipc_vexadb_session_request {
+    wire::Name oldName;  // offset 8, size 50
+    wire::Name newName;  // offset 58, size 50
+};
+static_assert(sizeof(ipc_vexadb_rename_instance_request) == 108);
+
+/// One setting.
+struct ipc_vexadb_get_setting_request : ipc_vexadb_instance_request {
+    wire::Name setting;  // offset 58, size 50
+};
+static_assert(sizeof(ipc_vexadb_get_setting_request) == 108);
+
+struct ipc_vexadb_set_setting_num32_request : ipc_vexadb_get_setting_request {
+    wire::u32 value;  // offset 108, size 4
+};
+static_assert(sizeof(ipc_vexadb_set_setting_num32_request) == 112);
+
+struct ipc_vexadb_set_setting_str_request : ipc_vexadb_get_setting_request {
+    wire::Name value;  // offset 108, size 50
+};
+static_assert(sizeof(ipc_vexadb_set_setting_str_request) == 158);
+
+/// A status alone.
 struct ipc_vexadb_status_reply {
     wire::i32 status;  // offset 0, size 4
 };
 static_assert(sizeof(ipc_vexadb_status_reply) == 4);
-using ipc_vexadb_add_instance_reply = ipc_vexadb_status_reply;
-using ipc_vexadb_remove_instance_reply = ipc_vexadb_status_reply;
-using ipc_vexadb_rename_instance_reply = ipc_vexadb_status_reply;
-using ipc_vexadb_close_session_reply = ipc_vexadb_status_reply;
-using ipc_vexadb_batch_reply = ipc_vexadb_status_reply;
-using ipc_vexadb_commit_reply = ipc_vexadb_status_reply;
-using ipc_vexadb_reset_reply = ipc_vexadb_status_reply;
 
-struct ipc_vexadb_setting_num32_reply {
-    wire::i32 status;  // offset 0, size 4
-    wire::u32 value;   // offset 4, size 4: read, or as the request set it
+struct ipc_vexadb_setting_num32_reply : ipc_vexadb_status_reply {
+    wire::u32 value;  // offset 4, size 4: read, or as the request set it
 };
-static_assert(sizeof(ipc_vexadb_setting_num32_reply) == 8 && offsetof(ipc_vexadb_setting_num32_reply, value) == 4);
-using ipc_vexadb_get_setting_num32_reply = ipc_vexadb_setting_num32_reply;
-using ipc_vexadb_set_setting_num32_reply = ipc_vexadb_setting_num32_reply;
+static_assert(sizeof(ipc_vexadb_setting_num32_reply) == 8);
 
-struct ipc_vexadb_setting_str_reply {
-    wire::i32 status;  // offset 0, size 4
+struct ipc_vexadb_setting_str_reply : ipc_vexadb_status_reply {
     wire::Name value;  // offset 4, size 50: read, or as the request set it
 };
-static_assert(sizeof(ipc_vexadb_setting_str_reply) == 54 && offsetof(ipc_vexadb_setting_str_reply, value) == 4);
-using ipc_vexadb_get_setting_str_reply = ipc_vexadb_setting_str_reply;
-using ipc_vexadb_set_setting_str_reply = ipc_vexadb_setting_str_reply;
+static_assert(sizeof(ipc_vexadb_setting_str_reply) == 54);
+
+/// The answer to a question: does the instance exist, is the session valid.
+struct ipc_vexadb_truth_reply : ipc_vexadb_status_reply {
+    wire::u8 truth;  // offset 4, size 1: 0 or 1
+};
+static_assert(sizeof(ipc_vexadb_truth_reply) == 5);
+
+struct ipc_vexadb_open_session_reply : ipc_vexadb_status_reply {
+    wire::i64 session;  // offset 4, size 8
+};
+static_assert(sizeof(ipc_vexadb_open_session_reply) == 12);
 
 /// Head of the two list replies; `count` names of 50 bytes, or setting entries, follow.
-struct ipc_vexadb_list_reply {
-    wire::i32 status;  // offset 0, size 4
-    wire::u32 count;   // offset 4, size 4
+struct ipc_vexadb_list_reply : ipc_vexadb_status_reply {
+    wire::u32 count;  // offset 4, size 4
 };
-static_assert(sizeof(ipc_vexadb_list_reply) == 8 && offsetof(ipc_vexadb_list_reply, count) == 4);
+static_assert(sizeof(ipc_vexadb_list_reply) == 8);
 
 struct ipc_vexadb_setting_entry {
     wire::Name setting;  // offset 0, size 50
@@ -148,30 +95,120 @@ struct ipc_vexadb_setting_entry {
 };
 static_assert(sizeof(ipc_vexadb_setting_entry) == 54 && offsetof(ipc_vexadb_setting_entry, kind) == 50);
 
-/// Replies that answer a question: does the instance exist, is the session valid.
-struct ipc_vexadb_truth_reply {
-    wire::i32 status;  // offset 0, size 4
-    wire::u8 truth;    // offset 4, size 1: 0 or 1
+/// A request without a payload.
+struct NoFields {};
+
+/// A list reply as a whole: the list is on the wire behind its head.
+template <wire::WireRecord Entry>
+struct ListReply : ipc_vexadb_status_reply {
+    std::vector<Entry> entries;
 };
-static_assert(sizeof(ipc_vexadb_truth_reply) == 5 && offsetof(ipc_vexadb_truth_reply, truth) == 4);
+
+using ipc_vexadb_remove_instance_request = ipc_vexadb_instance_request;
+using ipc_vexadb_get_setting_num32_request = ipc_vexadb_get_setting_request;
+using ipc_vexadb_get_setting_str_request = ipc_vexadb_get_setting_request;
+using ipc_vexadb_get_instances_request = ipc_vexadb_session_request;
+using ipc_vexadb_get_instance_settings_request = ipc_vexadb_instance_request;
+using ipc_vexadb_is_instance_exist_request = ipc_vexadb_instance_request;
+using ipc_vexadb_close_session_request = ipc_vexadb_session_request;
+using ipc_vexadb_batch_request = ipc_vexadb_session_request;
+using ipc_vexadb_commit_request = ipc_vexadb_session_request;
+using ipc_vexadb_reset_request = ipc_vexadb_session_request;
+using ipc_vexadb_is_session_valid_request = ipc_vexadb_session_request;
+
+using ipc_vexadb_add_instance_reply = ipc_vexadb_status_reply;
+using ipc_vexadb_remove_instance_reply = ipc_vexadb_status_reply;
+using ipc_vexadb_rename_instance_reply = ipc_vexadb_status_reply;
+using ipc_vexadb_get_setting_num32_reply = ipc_vexadb_setting_num32_reply;
+using ipc_vexadb_get_setting_str_reply = ipc_vexadb_setting_str_reply;
+using ipc_vexadb_set_setting_num32_reply = ipc_vexadb_setting_num32_reply;
+using ipc_vexadb_set_setting_str_reply = ipc_vexadb_setting_str_reply;
 using ipc_vexadb_is_instance_exist_reply = ipc_vexadb_truth_reply;
+using ipc_vexadb_close_session_reply = ipc_vexadb_status_reply;
+using ipc_vexadb_batch_reply = ipc_vexadb_status_reply;
+using ipc_vexadb_commit_reply = ipc_vexadb_status_reply;
+using ipc_vexadb_reset_reply = ipc_vexadb_status_reply;
 using ipc_vexadb_is_session_valid_reply = ipc_vexadb_truth_reply;
 
-/// Its request has no payload.
-struct ipc_vexadb_open_session_reply {
-    wire::i32 status;   // offset 0, size 4
-    wire::i64 session;  // offset 4, size 8
+/// The number of a command, with what its request and its reply carry.
+template <class Request, class Reply>
+struct DatabaseCommand {
+    std::uint32_t number;
+    constexpr operator std::uint32_t() const { return number; }
 };
-static_assert(sizeof(ipc_vexadb_open_session_reply) == 12 && offsetof(ipc_vexadb_open_session_reply, session) == 4);
 
-/// Payload of the reply to kDatabaseGetInstances.
-IPCPayload EncodeInstances(std::int32_t status, const std::vector<std::string>& instances);
-/// Payload of the reply to kDatabaseGetInstanceSettings.
-IPCPayload EncodeSettings(std::int32_t status, const std::vector<SettingEntry>& settings);
+inline constexpr DatabaseCommand<ipc_vexadb_add_instance_request, ipc_vexadb_add_instance_reply> kDatabaseAddInstance{
+    501};
+inline constexpr DatabaseCommand<ipc_vexadb_remove_instance_request, ipc_vexadb_remove_instance_reply>
+    kDatabaseRemoveInstance{502};
+inline constexpr DatabaseCommand<ipc_vexadb_rename_instance_request, ipc_vexadb_rename_instance_reply>
+    kDatabaseRenameInstance{503};
+inline constexpr DatabaseCommand<ipc_vexadb_get_setting_num32_request, ipc_vexadb_get_setting_num32_reply>
+    kDatabaseGetUint32{504};
+inline constexpr DatabaseCommand<ipc_vexadb_get_setting_str_request, ipc_vexadb_get_setting_str_reply>
+    kDatabaseGetString{505};
+inline constexpr DatabaseCommand<ipc_vexadb_set_setting_num32_request, ipc_vexadb_set_setting_num32_reply>
+    kDatabaseSetUint32{506};
+inline constexpr DatabaseCommand<ipc_vexadb_set_setting_str_request, ipc_vexadb_set_setting_str_reply>
+    kDatabaseSetString{507};
+inline constexpr DatabaseCommand<ipc_vexadb_get_instances_request, ListReply<wire::Name>> kDatabaseGetInstances{508};
+inline constexpr DatabaseCommand<ipc_vexadb_get_instance_settings_request, ListReply<ipc_vexadb_setting_entry>>
+    kDatabaseGetInstanceSettings{509};
+inline constexpr DatabaseCommand<ipc_vexadb_is_instance_exist_request, ipc_vexadb_is_instance_exist_reply>
+    kDatabaseIsInstanceExist{510};
+inline constexpr DatabaseCommand<NoFields, ipc_vexadb_open_session_reply> kDatabaseOpenSession{511};
+inline constexpr DatabaseCommand<ipc_vexadb_close_session_request, ipc_vexadb_close_session_reply>
+    kDatabaseCloseSession{512};
+inline constexpr DatabaseCommand<ipc_vexadb_batch_request, ipc_vexadb_batch_reply> kDatabaseBatch{513};
+inline constexpr DatabaseCommand<ipc_vexadb_commit_request, ipc_vexadb_commit_reply> kDatabaseCommit{514};
+inline constexpr DatabaseCommand<ipc_vexadb_reset_request, ipc_vexadb_reset_reply> kDatabaseReset{515};
+inline constexpr DatabaseCommand<ipc_vexadb_is_session_valid_request, ipc_vexadb_is_session_valid_reply>
+    kDatabaseIsSessionValid{516};
 
-/// The status of such a reply, with its list when that is 0; -1 when the payload is shorter than its count says. An
-/// entry on the wire has no number.
-std::int32_t DecodeInstances(std::span<const std::uint8_t> payload, std::vector<std::string>& instances);
-std::int32_t DecodeSettings(std::span<const std::uint8_t> payload, std::vector<SettingEntry>& settings);
+/// The payload of a request or a reply.
+template <wire::WireRecord Record>
+IPCPayload EncodePayload(const Record& record) {
+    return wire::Encode(record);
+}
+
+inline IPCPayload EncodePayload(const NoFields&) {
+    return {};
+}
+
+template <class Entry>
+IPCPayload EncodePayload(const ListReply<Entry>& reply) {
+    auto payload = wire::Encode(ipc_vexadb_list_reply{reply.status, static_cast<std::uint32_t>(reply.entries.size())});
+    for (const auto& entry : reply.entries)
+        wire::Append(payload, entry);
+    return payload;
+}
+
+/// Reads what EncodePayload wrote; false when the payload is too short. A list is there only with the status 0.
+template <wire::WireRecord Record>
+bool DecodePayload(std::span<const std::uint8_t> payload, Record& record) {
+    const auto decoded = wire::Decode<Record>(payload);
+    if (decoded)
+        record = *decoded;
+    return decoded.has_value();
+}
+
+inline bool DecodePayload(std::span<const std::uint8_t>, NoFields&) {
+    return true;
+}
+
+template <class Entry>
+bool DecodePayload(std::span<const std::uint8_t> payload, ListReply<Entry>& reply) {
+    ipc_vexadb_list_reply head;
+    if (!DecodePayload(payload, head))
+        return false;
+    reply.status = head.status;
+    for (std::size_t i = 0; head.status == 0 && i < head.count; ++i) {
+        const auto entry = wire::Decode<Entry>(payload, sizeof head + i * sizeof(Entry));
+        if (!entry)
+            return false;
+        reply.entries.push_back(*entry);
+    }
+    return true;
+}
 
 }  // namespace VexaDB
