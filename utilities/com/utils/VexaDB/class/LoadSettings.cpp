@@ -1,6 +1,7 @@
 // Filling the global settings from the settings database.
-#include <array>
+#include <cstdint>
 #include <memory>
+#include <type_traits>
 
 #include "utils/VexaDB/class/VexaDBIPCClient.h"
 #include "utils/VexaDB/class/VexaDBServer.h"
@@ -9,29 +10,6 @@
 #include "utils/logging/Logger.h"
 
 namespace {
-
-/// One database-wide setting and the field it goes to: a number, or a flag.
-struct GlobalSetting {
-    const char* key;
-    const char* title;
-    std::uint32_t GlobalSettings::*number;
-    bool GlobalSettings::*flag;
-};
-
-constexpr std::array kGlobalSettings = {
-    GlobalSetting{"ipctimeout", "IPC timeout", &GlobalSettings::ipcTimeout, nullptr},
-    GlobalSetting{"ipcstatenabled", "IPC stat enable flag", nullptr, &GlobalSettings::ipcStatEnabled},
-    GlobalSetting{"ipcmeasurelog", "IPC measure log flag", nullptr, &GlobalSettings::ipcMeasureLog},
-    GlobalSetting{"vexadbipctimeout", "VExa DB IPC timeout", &GlobalSettings::vexaDbIpcTimeout, nullptr},
-    GlobalSetting{"cclinkipctimeout", "CCLink IPC timeout", &GlobalSettings::cclinkIpcTimeout, nullptr},
-    GlobalSetting{"eipipctimeout", "Ethernet/IP IPC timeout", &GlobalSettings::eipIpcTimeout, nullptr},
-    GlobalSetting{"modbusipctimeout", "Modbus IPC timeout", &GlobalSettings::modbusIpcTimeout, nullptr},
-    GlobalSetting{"profinetipctimeout", "Profinet IPC timeout", &GlobalSettings::profinetIpcTimeout, nullptr},
-    GlobalSetting{"managerclientipctimeout", "Manager IPC timeout", &GlobalSettings::managerClientIpcTimeout, nullptr},
-    GlobalSetting{"starttimeout", "Start timeout", &GlobalSettings::startTimeout, nullptr},
-    GlobalSetting{"stoptimeout", "Stop timeout", &GlobalSettings::stopTimeout, nullptr},
-    GlobalSetting{"monitorwaittime", "Monitoring wait time", &GlobalSettings::monitorWaitTime, nullptr},
-};
 
 std::shared_ptr<VexaDB::VexaDBServerInterface> Database() {
     if (auto server = VexaDB::VexaDBServer::GetExisting())
@@ -44,22 +22,26 @@ std::shared_ptr<VexaDB::VexaDBServerInterface> Database() {
 }  // namespace
 
 void GlobalSettings::LoadSettings() {
-    const std::string databaseWide;
     auto settings = Get();
     VexaDB::VexaDBSession database(Database());
-    for (const auto& setting : kGlobalSettings) {
+    // A number, or a flag: any number but 0 sets it. Both are logged as they are in force.
+    const auto load = [&database](const char* key, const char* title, auto& field) {
         std::uint32_t value = 0;
-        const bool found = database.GetUint32(databaseWide, setting.key, value) == 0;
-        if (setting.flag != nullptr) {
-            if (found)
-                settings.*setting.flag = value != 0;
-            value = settings.*setting.flag ? 1 : 0;
-        } else {
-            if (found)
-                settings.*setting.number = value;
-            value = settings.*setting.number;
-        }
-        KIV_LOG(Logging::Info, "General %s set to %d", setting.title, static_cast<int>(value));
-    }
+        if (database.GetUint32("", key, value) == 0)
+            field = static_cast<std::remove_reference_t<decltype(field)>>(value);
+        KIV_LOG(Logging::Info, "General %s set to %d", title, static_cast<int>(field));
+    };
+    load("ipctimeout", "IPC timeout", settings.ipcTimeout);
+    load("ipcstatenabled", "IPC stat enable flag", settings.ipcStatEnabled);
+    load("ipcmeasurelog", "IPC measure log flag", settings.ipcMeasureLog);
+    load("vexadbipctimeout", "VExa DB IPC timeout", settings.vexaDbIpcTimeout);
+    load("cclinkipctimeout", "CCLink IPC timeout", settings.cclinkIpcTimeout);
+    load("eipipctimeout", "Ethernet/IP IPC timeout", settings.eipIpcTimeout);
+    load("modbusipctimeout", "Modbus IPC timeout", settings.modbusIpcTimeout);
+    load("profinetipctimeout", "Profinet IPC timeout", settings.profinetIpcTimeout);
+    load("managerclientipctimeout", "Manager IPC timeout", settings.managerClientIpcTimeout);
+    load("starttimeout", "Start timeout", settings.startTimeout);
+    load("stoptimeout", "Stop timeout", settings.stopTimeout);
+    load("monitorwaittime", "Monitoring wait time", settings.monitorWaitTime);
     Set(settings);
 }

@@ -10,6 +10,10 @@ constexpr std::uint32_t kCloseSessionTimeout = 500;
 
 constexpr bool kWithListener = true;
 
+ipc_vexadb_get_setting_request Setting(SessionId session, const std::string& instance, const std::string& setting) {
+    return {{{session}, instance}, setting};
+}
+
 /// For a call that has its status as its whole answer.
 constexpr auto kStatusOnly = [](const auto&) {};
 
@@ -65,36 +69,37 @@ std::int32_t VexaDBIPCClient::Reset(SessionId session) {
 }
 
 std::int32_t VexaDBIPCClient::AddInstance(SessionId session, const std::string& instance, std::uint32_t type) {
-    return Call(kDatabaseAddInstance, {session, type, instance}, kStatusOnly);
+    return Call(kDatabaseAddInstance, {{session}, type, instance}, kStatusOnly);
 }
 
 std::int32_t VexaDBIPCClient::RemoveInstance(SessionId session, const std::string& instance) {
-    return Call(kDatabaseRemoveInstance, {session, instance}, kStatusOnly);
+    return Call(kDatabaseRemoveInstance, {{session}, instance}, kStatusOnly);
 }
 
 std::int32_t VexaDBIPCClient::RenameInstance(SessionId session, const std::string& oldName,
                                              const std::string& newName) {
-    return Call(kDatabaseRenameInstance, {session, oldName, newName}, kStatusOnly);
+    return Call(kDatabaseRenameInstance, {{session}, oldName, newName}, kStatusOnly);
 }
 
 std::int32_t VexaDBIPCClient::SetUint32(SessionId session, const std::string& instance, const std::string& setting,
                                         std::uint32_t value) {
-    return Call(kDatabaseSetUint32, {session, instance, setting, value}, kStatusOnly);
+    return Call(kDatabaseSetUint32, {Setting(session, instance, setting), value}, kStatusOnly);
 }
 
 std::int32_t VexaDBIPCClient::SetString(SessionId session, const std::string& instance, const std::string& setting,
                                         const std::string& value) {
-    return Call(kDatabaseSetString, {session, instance, setting, value}, kStatusOnly);
+    return Call(kDatabaseSetString, {Setting(session, instance, setting), value}, kStatusOnly);
 }
 
 std::int32_t VexaDBIPCClient::GetUint32(SessionId session, const std::string& instance, const std::string& setting,
                                         std::uint32_t& value) {
-    return Call(kDatabaseGetUint32, {session, instance, setting}, [&](const auto& reply) { value = reply.value; });
+    return Call(kDatabaseGetUint32, Setting(session, instance, setting),
+                [&](const auto& reply) { value = reply.value; });
 }
 
 std::int32_t VexaDBIPCClient::GetString(SessionId session, const std::string& instance, const std::string& setting,
                                         std::string& value) {
-    return Call(kDatabaseGetString, {session, instance, setting},
+    return Call(kDatabaseGetString, Setting(session, instance, setting),
                 [&](const auto& reply) { value = reply.value.Text(); });
 }
 
@@ -108,7 +113,7 @@ std::int32_t VexaDBIPCClient::GetInstances(SessionId session, std::vector<std::s
 
 std::int32_t VexaDBIPCClient::GetInstanceSettings(SessionId session, const std::string& instance,
                                                   std::vector<SettingEntry>& settings) {
-    return Call(kDatabaseGetInstanceSettings, {session, instance}, [&](const auto& reply) {
+    return Call(kDatabaseGetInstanceSettings, {{session}, instance}, [&](const auto& reply) {
         settings.clear();
         for (const auto& entry : reply.entries)
             settings.push_back({entry.setting.Text(), static_cast<SettingKind>(std::uint32_t{entry.kind}), 0, {}});
@@ -117,7 +122,7 @@ std::int32_t VexaDBIPCClient::GetInstanceSettings(SessionId session, const std::
 
 bool VexaDBIPCClient::IsInstanceExist(SessionId session, const std::string& instance) {
     bool exists = false;
-    Call(kDatabaseIsInstanceExist, {session, instance}, [&](const auto& reply) { exists = reply.truth != 0; });
+    Call(kDatabaseIsInstanceExist, {{session}, instance}, [&](const auto& reply) { exists = reply.truth != 0; });
     return exists;
 }
 

@@ -177,7 +177,8 @@ inline IPCPayload EncodePayload(const NoFields&) {
 
 template <class Entry>
 IPCPayload EncodePayload(const ListReply<Entry>& reply) {
-    auto payload = wire::Encode(ipc_vexadb_list_reply{reply.status, static_cast<std::uint32_t>(reply.entries.size())});
+    auto payload =
+        wire::Encode(ipc_vexadb_list_reply{{reply.status}, static_cast<std::uint32_t>(reply.entries.size())});
     for (const auto& entry : reply.entries)
         wire::Append(payload, entry);
     return payload;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "utils/VexaDB/class/VexaDBInterface.h"
@@ -18,64 +19,50 @@ class VexaDBOperation {
     virtual std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const = 0;
 };
 
-/// Creates the instance with the settings that every instance has. -1 for an empty name or an unknown type, before
-/// anything is written.
-class AddInstance : public VexaDBOperation {
+/// What an operation is made of, in the order of its constructor's arguments.
+template <class... Fields>
+class OperationOf : public VexaDBOperation {
   public:
-    AddInstance(std::string instance, std::uint32_t type) : instance_(std::move(instance)), type_(type) {}
-    std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
+    explicit OperationOf(Fields... fields) : fields_(std::move(fields)...) {}
 
-  private:
-    std::string instance_;
-    std::uint32_t type_;  // index of kProtocolNames
+  protected:
+    const std::tuple<Fields...> fields_;
 };
 
-/// -1 for an empty name.
-class RemoveInstance : public VexaDBOperation {
+/// Instance and type, an index of kProtocolNames. Creates the instance with the settings that every instance has. -1
+/// for an empty name or an unknown type, before anything is written.
+class AddInstance : public OperationOf<std::string, std::uint32_t> {
   public:
-    explicit RemoveInstance(std::string instance) : instance_(std::move(instance)) {}
+    using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
-
-  private:
-    std::string instance_;
 };
 
-/// -1 for an empty old name.
-class RenameInstance : public VexaDBOperation {
+/// Instance. -1 for an empty name.
+class RemoveInstance : public OperationOf<std::string> {
   public:
-    RenameInstance(std::string oldName, std::string newName)
-        : oldName_(std::move(oldName)), newName_(std::move(newName)) {}
+    using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
-
-  private:
-    std::string oldName_;
-    std::string newName_;
 };
 
-/// The empty instance name addresses the database-wide settings.
-class SetString : public VexaDBOperation {
+/// Old name and new name. -1 for an empty old name.
+class RenameInstance : public OperationOf<std::string, std::string> {
   public:
-    SetString(std::string instance, std::string setting, std::string value)
-        : instance_(std::move(instance)), setting_(std::move(setting)), value_(std::move(value)) {}
+    using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
-
-  private:
-    std::string instance_;
-    std::string setting_;
-    std::string value_;
 };
 
-/// The empty instance name addresses the database-wide settings.
-class SetUint32 : public VexaDBOperation {
+/// Instance, setting and value. The empty instance name addresses the database-wide settings.
+class SetString : public OperationOf<std::string, std::string, std::string> {
   public:
-    SetUint32(std::string instance, std::string setting, std::uint32_t value)
-        : instance_(std::move(instance)), setting_(std::move(setting)), value_(value) {}
+    using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
+};
 
-  private:
-    std::string instance_;
-    std::string setting_;
-    std::uint32_t value_;
+/// Instance, setting and value. The empty instance name addresses the database-wide settings.
+class SetUint32 : public OperationOf<std::string, std::string, std::uint32_t> {
+  public:
+    using OperationOf::OperationOf;
+    std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
 };
 
 }  // namespace VexaDB::Operation

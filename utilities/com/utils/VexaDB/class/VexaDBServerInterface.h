@@ -39,14 +39,22 @@ class VexaDBServerInterface {
     virtual std::int32_t SetString(SessionId session, const std::string& instance, const std::string& setting,
                                    const std::string& value) = 0;
     /// The overloads without an instance address the database-wide settings.
-    virtual std::int32_t SetUint32(SessionId session, const std::string& setting, std::uint32_t value);
-    virtual std::int32_t SetString(SessionId session, const std::string& setting, const std::string& value);
+    virtual std::int32_t SetUint32(SessionId session, const std::string& setting, std::uint32_t value) {
+        return SetUint32(session, "", setting, value);
+    }
+    virtual std::int32_t SetString(SessionId session, const std::string& setting, const std::string& value) {
+        return SetString(session, "", setting, value);
+    }
     virtual std::int32_t GetUint32(SessionId session, const std::string& instance, const std::string& setting,
                                    std::uint32_t& value) = 0;
     virtual std::int32_t GetString(SessionId session, const std::string& instance, const std::string& setting,
                                    std::string& value) = 0;
-    virtual std::int32_t GetUint32(SessionId session, const std::string& setting, std::uint32_t& value);
-    virtual std::int32_t GetString(SessionId session, const std::string& setting, std::string& value);
+    virtual std::int32_t GetUint32(SessionId session, const std::string& setting, std::uint32_t& value) {
+        return GetUint32(session, "", setting, value);
+    }
+    virtual std::int32_t GetString(SessionId session, const std::string& setting, std::string& value) {
+        return GetString(session, "", setting, value);
+    }
     virtual std::int32_t GetInstances(SessionId session, std::vector<std::string>& instances) = 0;
     virtual std::int32_t GetInstanceSettings(SessionId session, const std::string& instance,
                                              std::vector<SettingEntry>& settings) = 0;
