@@ -34,52 +34,29 @@ std::int32_t VexaMemoryDB::RemoveInstance(const std::string& instance) {
 }
 
 std::int32_t VexaMemoryDB::RenameInstance(const std::string& oldName, const std::string& newName) {
-    const auto* settings = Find(oldName);
-    if (settings == nullptr || !IsUsableName(newName) || IsInstanceExist(newName))
+    if (!IsInstanceExist(oldName) || !IsUsableName(newName) || IsInstanceExist(newName))
         return -1;
-    instances_[newName] = *settings;
+    instances_[newName] = instances_[oldName];
     instances_.erase(oldName);
     Notify(&VexaDBOpObserver::InstanceRenamed, oldName, newName);
     return 0;
 }
 
-std::int32_t VexaMemoryDB::SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) {
-    auto* target = FindForWriting(instance, setting, SettingKind::Number);
-    if (target == nullptr)
-        return -1;
-    const auto old = std::exchange(target->number, value);
-    Notify(&VexaDBOpObserver::Uint32Changed, instance, setting, old, value);
-    return 0;
+std::optional<SettingValue> VexaMemoryDB::Read(const std::string& instance, const std::string& setting) {
+    const auto table = instances_.find(instance);
+    if (table == instances_.end())
+        return std::nullopt;
+    const auto found = table->second.find(setting);
+    return found == table->second.end() ? std::nullopt : std::optional(found->second);
 }
 
-std::int32_t VexaMemoryDB::SetString(const std::string& instance, const std::string& setting,
-                                     const std::string& value) {
-    auto* target = FindForWriting(instance, setting, SettingKind::String);
-    if (target == nullptr)
-        return -1;
-    const auto old = std::exchange(target->text, value);
-    Notify(&VexaDBOpObserver::StringChanged, instance, setting, old, value);
-    return 0;
-}
-
-std::int32_t VexaMemoryDB::GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) {
-    const auto* found = Find(instance, setting, SettingKind::Number);
-    if (found == nullptr)
-        return -1;
-    value = found->number;
-    return 0;
-}
-
-std::int32_t VexaMemoryDB::GetString(const std::string& instance, const std::string& setting, std::string& value) {
-    if (IsNameOf(instance, setting) && IsInstanceExist(instance)) {
-        value = instance;
-        return 0;
-    }
-    const auto* found = Find(instance, setting, SettingKind::String);
-    if (found == nullptr)
-        return -1;
-    value = found->text;
-    return 0;
+std::optional<SettingValue> VexaMemoryDB::Write(const std::string& instance, const std::string& setting,
+                                                const SettingValue& value) {
+    const auto table = instances_.find(instance);
+    if (table == instances_.end())
+        return std::nullopt;
+    auto& target = table->second.try_emplace(setting, SettingValue{value.kind, 0, {}}).first->second;
+    return target.kind == value.kind ? std::optional(std::exchange(target, value)) : std::nullopt;
 }
 
 std::int32_t VexaMemoryDB::GetInstances(std::vector<std::string>& instances) {
@@ -90,11 +67,11 @@ std::int32_t VexaMemoryDB::GetInstances(std::vector<std::string>& instances) {
 }
 
 std::int32_t VexaMemoryDB::GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) {
-    const auto* table = Find(instance);
-    if (table == nullptr)
+    const auto table = instances_.find(instance);
+    if (table == instances_.end())
         return -1;
     settings.clear();
-    for (const auto& [name, setting] : *table)
+    for (const auto& [name, setting] : table->second)
         settings.push_back({name, setting.kind, setting.number, setting.text});
     return 0;
 }
@@ -106,29 +83,6 @@ bool VexaMemoryDB::IsInstanceExist(const std::string& instance) {
 std::int32_t VexaMemoryDB::Clear() {
     instances_.clear();
     return 0;
-}
-
-VexaMemoryDB::Settings* VexaMemoryDB::Find(const std::string& instance) {
-    const auto found = instances_.find(instance);
-    return found == instances_.end() ? nullptr : &found->second;
-}
-
-const VexaMemoryDB::Setting* VexaMemoryDB::Find(const std::string& instance, const std::string& setting,
-                                                SettingKind kind) {
-    const auto* table = Find(instance);
-    if (table == nullptr)
-        return nullptr;
-    const auto found = table->find(setting);
-    return found == table->end() || found->second.kind != kind ? nullptr : &found->second;
-}
-
-VexaMemoryDB::Setting* VexaMemoryDB::FindForWriting(const std::string& instance, const std::string& setting,
-                                                    SettingKind kind) {
-    auto* table = Find(instance);
-    if (table == nullptr || IsNameOf(instance, setting))
-        return nullptr;
-    auto& target = table->try_emplace(setting, Setting{kind, 0, {}}).first->second;
-    return target.kind == kind ? &target : nullptr;
 }
 
 }  // namespace VexaDB

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,31 +21,19 @@ class VexaMemoryDB : public VexaStore {
     std::int32_t AddInstance(const std::string& instance) override;
     std::int32_t RemoveInstance(const std::string& instance) override;
     std::int32_t RenameInstance(const std::string& oldName, const std::string& newName) override;
-    std::int32_t SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) override;
-    std::int32_t SetString(const std::string& instance, const std::string& setting, const std::string& value) override;
-    std::int32_t GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) override;
-    std::int32_t GetString(const std::string& instance, const std::string& setting, std::string& value) override;
     std::int32_t GetInstances(std::vector<std::string>& instances) override;
     std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) override;
     bool IsInstanceExist(const std::string& instance) override;
 
-    /// Drops every instance without telling the observers; 0.
+    /// Drops every instance without telling the observers; 0. For users of the store outside this service.
     virtual std::int32_t Clear();
 
   private:
-    struct Setting {
-        SettingKind kind = SettingKind::String;
-        std::uint32_t number = 0;
-        std::string text;
-    };
-    using Settings = std::map<std::string, Setting>;
+    std::optional<SettingValue> Read(const std::string& instance, const std::string& setting) override;
+    std::optional<SettingValue> Write(const std::string& instance, const std::string& setting,
+                                      const SettingValue& value) override;
 
-    /// The table of an instance that exists, else null.
-    Settings* Find(const std::string& instance);
-    /// The setting when it exists with that kind, else null.
-    const Setting* Find(const std::string& instance, const std::string& setting, SettingKind kind);
-    /// The setting to write, made when it is missing; null when that is not allowed.
-    Setting* FindForWriting(const std::string& instance, const std::string& setting, SettingKind kind);
+    using Settings = std::map<std::string, SettingValue>;
 
     std::map<std::string, Settings> instances_;
 };

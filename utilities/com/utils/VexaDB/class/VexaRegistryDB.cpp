@@ -19,6 +19,14 @@ bool IsDecimal(const std::string& id) {
     return !id.empty() && std::all_of(id.begin(), id.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
+/// Nothing for a value that is no setting.
+std::optional<SettingValue> AsSetting(const RegistryValue& value) {
+    if (value.kind == ValueKind::Other)
+        return std::nullopt;
+    const auto kind = value.kind == ValueKind::Number ? SettingKind::Number : SettingKind::String;
+    return SettingValue{kind, value.number, value.text};
+}
+
 }  // namespace
 
 VexaRegistryDB::VexaRegistryDB() : key_(RegistryKey::OpenOrCreate(kDatabaseKey)) {
@@ -203,67 +211,31 @@ std::int32_t VexaRegistryDB::RenameInstance(const std::string& oldName, const st
     return 0;
 }
 
-std::int32_t VexaRegistryDB::SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) {
-    RegistryValue old;
-    const auto table = OpenForWriting(instance, setting, ValueKind::Number, old);
-    if (!table)
-        return -1;
-    if (table->SetNumber(setting, value) != 0)
-        return Refused(instance);
-    AbsorbOwnChange();
-    Notify(&VexaDBOpObserver::Uint32Changed, instance, setting, old.number, value);
-    return 0;
-}
-
-std::int32_t VexaRegistryDB::SetString(const std::string& instance, const std::string& setting,
-                                       const std::string& value) {
-    RegistryValue old;
-    const auto table = OpenForWriting(instance, setting, ValueKind::Text, old);
-    if (!table)
-        return -1;
-    if (table->SetText(setting, value) != 0)
-        return Refused(instance);
-    AbsorbOwnChange();
-    Notify(&VexaDBOpObserver::StringChanged, instance, setting, old.text, value);
-    return 0;
-}
-
-std::shared_ptr<RegistryKey> VexaRegistryDB::OpenForWriting(const std::string& instance, const std::string& setting,
-                                                            ValueKind kind, RegistryValue& old) {
-    auto table = OpenTable(instance);
-    if (!table || IsNameOf(instance, setting))
-        return nullptr;
-    const auto reading = table->Query(setting, old);
-    if (reading == Reading::Failed)
-        Refused(instance);  // nothing is written over what could not be read
-    return reading == Reading::Missing || (reading == Reading::Found && old.kind == kind) ? table : nullptr;
-}
-
-std::int32_t VexaRegistryDB::GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) {
-    const auto found = Query(instance, setting, ValueKind::Number);
-    if (!found)
-        return -1;
-    value = found->number;
-    return 0;
-}
-
-std::int32_t VexaRegistryDB::GetString(const std::string& instance, const std::string& setting, std::string& value) {
-    const auto found = Query(instance, setting, ValueKind::Text);
-    if (!found)
-        return -1;
-    value = found->text;
-    return 0;
-}
-
-std::optional<RegistryValue> VexaRegistryDB::Query(const std::string& instance, const std::string& setting,
-                                                   ValueKind kind) {
-    RegistryValue value;
+std::optional<SettingValue> VexaRegistryDB::Write(const std::string& instance, const std::string& setting,
+                                                  const SettingValue& value) {
     const auto table = OpenTable(instance);
-    if (table && IsNameOf(instance, setting))
-        value = {ValueKind::Text, 0, instance};  // also when the key's name is all the name that the table has
-    else if (!table || table->Query(setting, value) != Reading::Found)
+    if (!table)
         return std::nullopt;
-    return value.kind == kind ? std::optional(value) : std::nullopt;
+    const bool isNumber = value.kind == SettingKind::Number;
+    RegistryValue old;
+    const auto reading = table->Query(setting, old);
+    if (reading == Reading::Found && old.kind != (isNumber ? ValueKind::Number : ValueKind::Text))
+        return std::nullopt;
+    // Nothing is written over what could not be read.
+    if (reading == Reading::Failed ||
+        (isNumber ? table->SetNumber(setting, value.number) : table->SetText(setting, value.text)) != 0) {
+        Refused(instance);
+        return std::nullopt;
+    }
+    AbsorbOwnChange();
+    return SettingValue{value.kind, old.number, std::move(old.text)};
+}
+
+std::optional<SettingValue> VexaRegistryDB::Read(const std::string& instance, const std::string& setting) {
+    const auto table = OpenTable(instance);
+    RegistryValue value;
+    const bool found = table && table->Query(setting, value) == Reading::Found;
+    return found ? AsSetting(value) : std::nullopt;
 }
 
 std::int32_t VexaRegistryDB::GetInstances(std::vector<std::string>& instances) {
@@ -290,11 +262,9 @@ std::int32_t VexaRegistryDB::GetInstanceSettings(const std::string& instance, st
     if (!table || table->Values(values) != 0)
         return -1;
     settings.clear();
-    for (auto& [name, value] : values) {
-        if (value.kind == ValueKind::Other || IsNameOf(instance, name))
-            continue;
-        const auto kind = value.kind == ValueKind::Number ? SettingKind::Number : SettingKind::String;
-        settings.push_back({name, kind, value.number, std::move(value.text)});
+    for (const auto& [name, value] : values) {
+        if (auto setting = AsSetting(value); setting && !IsNameOf(instance, name))
+            settings.push_back({name, setting->kind, setting->number, std::move(setting->text)});
     }
     return 0;
 }

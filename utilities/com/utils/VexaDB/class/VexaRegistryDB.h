@@ -31,10 +31,6 @@ class VexaRegistryDB : public VexaStore {
     std::int32_t AddInstance(const std::string& instance) override;
     std::int32_t RemoveInstance(const std::string& instance) override;
     std::int32_t RenameInstance(const std::string& oldName, const std::string& newName) override;
-    std::int32_t SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) override;
-    std::int32_t SetString(const std::string& instance, const std::string& setting, const std::string& value) override;
-    std::int32_t GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) override;
-    std::int32_t GetString(const std::string& instance, const std::string& setting, std::string& value) override;
     /// The empty name (home of the database-wide settings) first, then the tables in the registry's order. A table
     /// without a name counts under its key name, which is what the older layout named its tables by.
     std::int32_t GetInstances(std::vector<std::string>& instances) override;
@@ -42,6 +38,10 @@ class VexaRegistryDB : public VexaStore {
     bool IsInstanceExist(const std::string& instance) override;
 
   private:
+    std::optional<SettingValue> Read(const std::string& instance, const std::string& setting) override;
+    std::optional<SettingValue> Write(const std::string& instance, const std::string& setting,
+                                      const SettingValue& value) override;
+
     /// How far the index can be trusted, the least first.
     enum class IndexState {
         Unread,   // something was changed from outside: read the tables before the index is used
@@ -80,12 +80,6 @@ class VexaRegistryDB : public VexaStore {
     std::int32_t GetTables(std::vector<std::string>& instances);
     /// Logs that the registry did not take a change; -1.
     static std::int32_t Refused(const std::string& instance);
-
-    std::optional<VexaUtils::RegistryValue> Query(const std::string& instance, const std::string& setting,
-                                                  VexaUtils::ValueKind kind);
-    /// The table to write the setting into, with the setting's value so far; empty when that is not allowed.
-    std::shared_ptr<VexaUtils::RegistryKey> OpenForWriting(const std::string& instance, const std::string& setting,
-                                                           VexaUtils::ValueKind kind, VexaUtils::RegistryValue& old);
 
     std::shared_ptr<VexaUtils::RegistryKey> key_;  // empty when the registry refused it
     IndexState state_ = IndexState::Unread;

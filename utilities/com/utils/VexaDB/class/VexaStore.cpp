@@ -7,6 +7,49 @@
 
 namespace VexaDB {
 
+std::int32_t VexaStore::SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) {
+    if (IsNameOf(instance, setting))
+        return -1;
+    const auto old = Write(instance, setting, {SettingKind::Number, value, {}});
+    if (!old)
+        return -1;
+    Notify(&VexaDBOpObserver::Uint32Changed, instance, setting, old->number, value);
+    return 0;
+}
+
+std::int32_t VexaStore::SetString(const std::string& instance, const std::string& setting, const std::string& value) {
+    if (IsNameOf(instance, setting))
+        return -1;
+    const auto old = Write(instance, setting, {SettingKind::String, 0, value});
+    if (!old)
+        return -1;
+    Notify(&VexaDBOpObserver::StringChanged, instance, setting, old->text, value);
+    return 0;
+}
+
+std::int32_t VexaStore::GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) {
+    const auto found = Find(instance, setting, SettingKind::Number);
+    if (!found)
+        return -1;
+    value = found->number;
+    return 0;
+}
+
+std::int32_t VexaStore::GetString(const std::string& instance, const std::string& setting, std::string& value) {
+    const auto found = Find(instance, setting, SettingKind::String);
+    if (!found)
+        return -1;
+    value = found->text;
+    return 0;
+}
+
+std::optional<SettingValue> VexaStore::Find(const std::string& instance, const std::string& setting, SettingKind kind) {
+    auto found = IsNameOf(instance, setting) && IsInstanceExist(instance)
+                     ? SettingValue{SettingKind::String, 0, instance}
+                     : Read(instance, setting);
+    return found && found->kind == kind ? found : std::nullopt;
+}
+
 std::int32_t VexaStore::AddObserver(const std::shared_ptr<VexaDBOpObserver>& observer) {
     observers_.push_back(observer);
     return 0;

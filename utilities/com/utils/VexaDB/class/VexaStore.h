@@ -1,8 +1,10 @@
-// VexaDB::VexaStore: what the two stores have in common: their observers, which setting is none, and which name cannot
-// be stored.
+// VexaDB::VexaStore: what the two stores have in common: their observers, the two kinds of settings, which setting is
+// none, and which name cannot be stored.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,14 +17,32 @@ namespace VexaDB {
 /// whatever its letter case, since the instance would lose its name by it.
 inline constexpr const char* kNameValue = "_kiv_name";
 
+/// What a store keeps for one setting.
+struct SettingValue {
+    SettingKind kind = SettingKind::String;
+    std::uint32_t number = 0;
+    std::string text;
+};
+
 /// Not locked: the database server serializes the calls.
 class VexaStore : public VexaDBInterface {
   public:
+    std::int32_t SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) override;
+    std::int32_t SetString(const std::string& instance, const std::string& setting, const std::string& value) override;
+    std::int32_t GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) override;
+    std::int32_t GetString(const std::string& instance, const std::string& setting, std::string& value) override;
     std::int32_t AddObserver(const std::shared_ptr<VexaDBOpObserver>& observer) override;
     /// Removes the first entry of that observer; 0 also when there is none.
     std::int32_t RemoveObserver(const std::shared_ptr<VexaDBOpObserver>& observer) override;
 
   protected:
+    /// A setting, of either kind; nothing when it is missing.
+    virtual std::optional<SettingValue> Read(const std::string& instance, const std::string& setting) = 0;
+    /// Sets a setting, made when it is missing. What it held so far, the empty value when it is new; nothing when it
+    /// was not set, as when it has the other kind.
+    virtual std::optional<SettingValue> Write(const std::string& instance, const std::string& setting,
+                                              const SettingValue& value) = 0;
+
     /// False, with a line in the log, for a name that the registry would give back as another: the instance could never
     /// be found again.
     static bool IsUsableName(const std::string& name);
@@ -36,6 +56,9 @@ class VexaStore : public VexaDBInterface {
     }
 
   private:
+    /// The setting when it has that kind, else nothing.
+    std::optional<SettingValue> Find(const std::string& instance, const std::string& setting, SettingKind kind);
+
     std::vector<std::shared_ptr<VexaDBOpObserver>> observers_;
 };
 
