@@ -20,20 +20,16 @@ constexpr auto kStatusOnly = [](const auto&) {};
 }  // namespace
 
 bool VexaDBIPCClient::Connect() {
-    std::lock_guard guard(lock_);
-    if (!client_ || !client_->IsConnected())
-        client_ = IPCClient::GetClient(kDatabaseServerName, kWithListener);
-    return client_->IsConnected();
+    auto client = client_.Lock();
+    if (!*client || !(*client)->IsConnected())
+        *client = IPCClient::GetClient(kDatabaseServerName, kWithListener);
+    return (*client)->IsConnected();
 }
 
 template <class Request, class Reply, class Take>
 std::int32_t VexaDBIPCClient::Call(DatabaseCommand<Request, Reply> command,
                                    const std::type_identity_t<Request>& request, Take take) {
-    std::shared_ptr<IPCClient> client;
-    {
-        std::lock_guard guard(lock_);
-        client = client_;
-    }
+    const auto client = *client_.Lock();
     if (!client)
         return -1;
     const auto timeout = command == kDatabaseCloseSession ? kCloseSessionTimeout : kReplyTimeout;
@@ -49,7 +45,7 @@ std::int32_t VexaDBIPCClient::Call(DatabaseCommand<Request, Reply> command,
 }
 
 std::int32_t VexaDBIPCClient::OpenSession(SessionId& session) {
-    return Call(kDatabaseOpenSession, {}, [&](const auto& reply) { session = reply.session; });
+    return Call(kDatabaseOpenSession, {}, [&](const auto& reply) { session = reply.value; });
 }
 
 std::int32_t VexaDBIPCClient::CloseSession(SessionId session) {
@@ -122,13 +118,13 @@ std::int32_t VexaDBIPCClient::GetInstanceSettings(SessionId session, const std::
 
 bool VexaDBIPCClient::IsInstanceExist(SessionId session, const std::string& instance) {
     bool exists = false;
-    Call(kDatabaseIsInstanceExist, {{session}, instance}, [&](const auto& reply) { exists = reply.truth != 0; });
+    Call(kDatabaseIsInstanceExist, {{session}, instance}, [&](const auto& reply) { exists = reply.value != 0; });
     return exists;
 }
 
 bool VexaDBIPCClient::IsSessionValid(SessionId session) {
     bool valid = false;
-    Call(kDatabaseIsSessionValid, {session}, [&](const auto& reply) { valid = reply.truth != 0; });
+    Call(kDatabaseIsSessionValid, {session}, [&](const auto& reply) { valid = reply.value != 0; });
     return valid;
 }
 

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -14,6 +13,7 @@
 #include "IPC/class/IPCClient.h"
 #include "utils/VexaDB/class/VexaDBMessages.h"
 #include "utils/VexaDB/class/VexaDBServerInterface.h"
+#include "utils/sync/Guarded.h"
 
 namespace VexaDB {
 
@@ -64,8 +64,7 @@ class VexaDBIPCClient : public VexaDBServerInterface {
     template <class Request, class Reply, class Take>
     std::int32_t Call(DatabaseCommand<Request, Reply> command, const std::type_identity_t<Request>& request, Take take);
 
-    std::mutex lock_;  // guards client_
-    std::shared_ptr<IPCClient> client_;
+    kivsync::Guarded<std::shared_ptr<IPCClient>> client_;
 };
 
 }  // namespace VexaDB

@@ -75,13 +75,13 @@ VexaDBIPCServer::Handlers VexaDBIPCServer::MakeHandlers(VexaDBServerInterface& d
         return status;
     });
     read(kDatabaseIsInstanceExist, [&database](const auto& request, auto& reply) {
-        reply.truth = database.IsInstanceExist(request.session, request.instance.Text()) ? 1 : 0;
+        reply.value = database.IsInstanceExist(request.session, request.instance.Text()) ? 1 : 0;
         return database.IsSessionValid(request.session) ? 0 : -1;
     });
     read(kDatabaseOpenSession, [&database](const auto&, auto& reply) {
         SessionId session = 0;
         const auto status = database.OpenSession(session);
-        reply.session = session;
+        reply.value = session;
         return status;
     });
     read(kDatabaseCloseSession,
@@ -90,7 +90,7 @@ VexaDBIPCServer::Handlers VexaDBIPCServer::MakeHandlers(VexaDBServerInterface& d
     change(kDatabaseCommit, [&database](const auto& request, auto&) { return database.Commit(request.session); });
     change(kDatabaseReset, [&database](const auto& request, auto&) { return database.Reset(request.session); });
     read(kDatabaseIsSessionValid, [&database](const auto& request, auto& reply) {
-        reply.truth = database.IsSessionValid(request.session) ? 1 : 0;
+        reply.value = database.IsSessionValid(request.session) ? 1 : 0;
         return 0;
     });
     return handlers;

@@ -62,32 +62,21 @@ struct ipc_vexadb_status_reply {
 };
 static_assert(sizeof(ipc_vexadb_status_reply) == 4);
 
-struct ipc_vexadb_setting_num32_reply : ipc_vexadb_status_reply {
-    wire::u32 value;  // offset 4, size 4: read, or as the request set it
+/// A status with a value: a setting, read or as the request set it; the answer to a question, 0 or 1; a session; or, at
+/// the head of a list, the number of the names or setting entries that follow.
+template <class Value>
+struct ipc_vexadb_value_reply : ipc_vexadb_status_reply {
+    Value value;  // offset 4
 };
-static_assert(sizeof(ipc_vexadb_setting_num32_reply) == 8);
-
-struct ipc_vexadb_setting_str_reply : ipc_vexadb_status_reply {
-    wire::Name value;  // offset 4, size 50: read, or as the request set it
-};
-static_assert(sizeof(ipc_vexadb_setting_str_reply) == 54);
-
-/// The answer to a question: does the instance exist, is the session valid.
-struct ipc_vexadb_truth_reply : ipc_vexadb_status_reply {
-    wire::u8 truth;  // offset 4, size 1: 0 or 1
-};
-static_assert(sizeof(ipc_vexadb_truth_reply) == 5);
-
-struct ipc_vexadb_open_session_reply : ipc_vexadb_status_reply {
-    wire::i64 session;  // offset 4, size 8
-};
+using ipc_vexadb_get_setting_num32_reply = ipc_vexadb_value_reply<wire::u32>;
+static_assert(sizeof(ipc_vexadb_get_setting_num32_reply) == 8);
+using ipc_vexadb_get_setting_str_reply = ipc_vexadb_value_reply<wire::Name>;
+static_assert(sizeof(ipc_vexadb_get_setting_str_reply) == 54);
+using ipc_vexadb_is_instance_exist_reply = ipc_vexadb_value_reply<wire::u8>;
+static_assert(sizeof(ipc_vexadb_is_instance_exist_reply) == 5);
+using ipc_vexadb_open_session_reply = ipc_vexadb_value_reply<wire::i64>;
 static_assert(sizeof(ipc_vexadb_open_session_reply) == 12);
-
-/// Head of the two list replies; `count` names of 50 bytes, or setting entries, follow.
-struct ipc_vexadb_list_reply : ipc_vexadb_status_reply {
-    wire::u32 count;  // offset 4, size 4
-};
-static_assert(sizeof(ipc_vexadb_list_reply) == 8);
+using ipc_vexadb_list_reply = ipc_vexadb_value_reply<wire::u32>;
 
 struct ipc_vexadb_setting_entry {
     wire::Name setting;  // offset 0, size 50
@@ -119,16 +108,13 @@ using ipc_vexadb_is_session_valid_request = ipc_vexadb_session_request;
 using ipc_vexadb_add_instance_reply = ipc_vexadb_status_reply;
 using ipc_vexadb_remove_instance_reply = ipc_vexadb_status_reply;
 using ipc_vexadb_rename_instance_reply = ipc_vexadb_status_reply;
-using ipc_vexadb_get_setting_num32_reply = ipc_vexadb_setting_num32_reply;
-using ipc_vexadb_get_setting_str_reply = ipc_vexadb_setting_str_reply;
-using ipc_vexadb_set_setting_num32_reply = ipc_vexadb_setting_num32_reply;
-using ipc_vexadb_set_setting_str_reply = ipc_vexadb_setting_str_reply;
-using ipc_vexadb_is_instance_exist_reply = ipc_vexadb_truth_reply;
+using ipc_vexadb_set_setting_num32_reply = ipc_vexadb_get_setting_num32_reply;
+using ipc_vexadb_set_setting_str_reply = ipc_vexadb_get_setting_str_reply;
 using ipc_vexadb_close_session_reply = ipc_vexadb_status_reply;
 using ipc_vexadb_batch_reply = ipc_vexadb_status_reply;
 using ipc_vexadb_commit_reply = ipc_vexadb_status_reply;
 using ipc_vexadb_reset_reply = ipc_vexadb_status_reply;
-using ipc_vexadb_is_session_valid_reply = ipc_vexadb_truth_reply;
+using ipc_vexadb_is_session_valid_reply = ipc_vexadb_is_instance_exist_reply;
 
 /// The number of a command, with what its request and its reply carry.
 template <class Request, class Reply>
@@ -203,7 +189,7 @@ bool DecodePayload(std::span<const std::uint8_t> payload, ListReply<Entry>& repl
     if (!DecodePayload(payload, head))
         return false;
     reply.status = head.status;
-    for (std::size_t i = 0; head.status == 0 && i < head.count; ++i) {
+    for (std::size_t i = 0; head.status == 0 && i < head.value; ++i) {
         const auto entry = wire::Decode<Entry>(payload, sizeof head + i * sizeof(Entry));
         if (!entry)
             return false;

@@ -31,36 +31,31 @@ class OperationOf : public VexaDBOperation {
 
 /// Instance and type, an index of kProtocolNames. Creates the instance with the settings that every instance has. -1
 /// for an empty name or an unknown type, before anything is written.
-class AddInstance : public OperationOf<std::string, std::uint32_t> {
-  public:
+struct AddInstance : OperationOf<std::string, std::uint32_t> {
     using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
 };
 
 /// Instance. -1 for an empty name.
-class RemoveInstance : public OperationOf<std::string> {
-  public:
+struct RemoveInstance : OperationOf<std::string> {
     using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
 };
 
 /// Old name and new name. -1 for an empty old name.
-class RenameInstance : public OperationOf<std::string, std::string> {
-  public:
+struct RenameInstance : OperationOf<std::string, std::string> {
     using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
 };
 
 /// Instance, setting and value. The empty instance name addresses the database-wide settings.
-class SetString : public OperationOf<std::string, std::string, std::string> {
-  public:
+struct SetString : OperationOf<std::string, std::string, std::string> {
     using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
 };
 
 /// Instance, setting and value. The empty instance name addresses the database-wide settings.
-class SetUint32 : public OperationOf<std::string, std::string, std::uint32_t> {
-  public:
+struct SetUint32 : OperationOf<std::string, std::string, std::uint32_t> {
     using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
 };

@@ -11,29 +11,23 @@ namespace VexaDB {
 
 namespace {
 
-struct Singleton {
-    std::mutex lock;  // guards server
-    std::weak_ptr<VexaDBServer> server;
-};
-
-Singleton& TheServer() {
-    static Singleton singleton;
-    return singleton;
+kivsync::Guarded<std::weak_ptr<VexaDBServer>>& TheServer() {
+    static kivsync::Guarded<std::weak_ptr<VexaDBServer>> server;
+    return server;
 }
 
 }  // namespace
 
 std::shared_ptr<VexaDBServer> VexaDBServer::GetInstance() {
-    const std::lock_guard guard(TheServer().lock);
-    auto server = TheServer().server.lock();
+    auto held = TheServer().Lock();
+    auto server = held->lock();
     if (!server)
-        TheServer().server = server = std::make_shared<VexaDBServer>();
+        *held = server = std::make_shared<VexaDBServer>();
     return server;
 }
 
 std::shared_ptr<VexaDBServer> VexaDBServer::GetExisting() {
-    const std::lock_guard guard(TheServer().lock);
-    return TheServer().server.lock();
+    return TheServer().Lock()->lock();
 }
 
 VexaDBServer::VexaDBServer() : database_({std::make_shared<VexaRegistryDB>(), {}}), ipc_(*this) {
@@ -62,7 +56,7 @@ template <class Read>
 std::int32_t VexaDBServer::ReadStore(SessionId session, Read read) {
     return WithSession(session, [&](const Session& record) {
         auto database = database_.Lock();
-        return read(record.inBatch ? *record.batchStore : *database->store);
+        return read(record.batchStore ? *record.batchStore : *database->store);
     });
 }
 
@@ -120,7 +114,7 @@ std::int32_t VexaDBServer::CloseSession(SessionId session) {
 
 std::int32_t VexaDBServer::Batch(SessionId session) {
     return WithSession(session, [&](Session& record) {
-        record = Session{true, std::make_shared<VexaMemoryDB>(database_.Lock()->store), {}};
+        record = Session{std::make_shared<VexaMemoryDB>(database_.Lock()->store), {}};
         return 0;
     });
 }
@@ -149,7 +143,7 @@ std::int32_t VexaDBServer::Reset(SessionId session) {
 std::int32_t VexaDBServer::Change(SessionId session,
                                   const std::shared_ptr<const Operation::VexaDBOperation>& operation) {
     return Write(session, [&](Session& record, const auto& store) {
-        if (!record.inBatch)
+        if (!record.batchStore)
             return operation->Execute(store);
         record.batchOperations.push_back(operation);
         return operation->Execute(record.batchStore);
@@ -217,8 +211,7 @@ std::int32_t VexaDBServer::AddObserver(const std::shared_ptr<VexaDBServerOpObser
 std::int32_t VexaDBServer::RemoveObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) {
     auto database = database_.Lock();
     auto& observers = database->observers;
-    const auto found = std::find(observers.begin(), observers.end(), observer);
-    if (found != observers.end())
+    if (const auto found = std::ranges::find(observers, observer); found != observers.end())
         observers.erase(found);
     return 0;
 }

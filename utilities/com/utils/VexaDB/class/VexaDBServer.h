@@ -91,8 +91,7 @@ class VexaDBServer : public VexaDBServerInterface,
     using Observers = std::vector<std::shared_ptr<VexaDBServerOpObserver>>;
 
     struct Session {
-        bool inBatch = false;
-        std::shared_ptr<VexaDBInterface> batchStore;  // the session's own copy while its batch is open
+        std::shared_ptr<VexaDBInterface> batchStore;  // the session's own copy; empty when no batch is open
         Operations batchOperations;                   // recorded since the batch opened
     };
     struct Sessions {

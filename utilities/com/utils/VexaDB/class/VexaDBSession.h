@@ -7,12 +7,13 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "IPC/class/IPC.h"
 #include "utils/VexaDB/class/VexaDBServerInterface.h"
+#include "utils/sync/Guarded.h"
 
 namespace VexaDB {
 
@@ -27,16 +28,36 @@ class VexaDBSession {
     VexaDBSession(const VexaDBSession&) = delete;
     VexaDBSession& operator=(const VexaDBSession&) = delete;
 
-    std::int32_t AddInstance(const std::string& instance, std::uint32_t type);
-    std::int32_t RemoveInstance(const std::string& instance);
-    std::int32_t RenameInstance(const std::string& oldName, const std::string& newName);
-    std::int32_t SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value);
-    std::int32_t SetString(const std::string& instance, const std::string& setting, const std::string& value);
-    std::int32_t GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value);
-    std::int32_t GetString(const std::string& instance, const std::string& setting, std::string& value);
-    std::int32_t GetInstances(std::vector<std::string>& instances);
-    std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings);
-    bool IsInstanceExist(const std::string& instance);
+    std::int32_t AddInstance(const std::string& instance, std::uint32_t type) {
+        return Run([&](SessionId session) { return database_->AddInstance(session, instance, type); });
+    }
+    std::int32_t RemoveInstance(const std::string& instance) {
+        return Run([&](SessionId session) { return database_->RemoveInstance(session, instance); });
+    }
+    std::int32_t RenameInstance(const std::string& oldName, const std::string& newName) {
+        return Run([&](SessionId session) { return database_->RenameInstance(session, oldName, newName); });
+    }
+    std::int32_t SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) {
+        return Run([&](SessionId session) { return database_->SetUint32(session, instance, setting, value); });
+    }
+    std::int32_t SetString(const std::string& instance, const std::string& setting, const std::string& value) {
+        return Run([&](SessionId session) { return database_->SetString(session, instance, setting, value); });
+    }
+    std::int32_t GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) {
+        return Run([&](SessionId session) { return database_->GetUint32(session, instance, setting, value); });
+    }
+    std::int32_t GetString(const std::string& instance, const std::string& setting, std::string& value) {
+        return Run([&](SessionId session) { return database_->GetString(session, instance, setting, value); });
+    }
+    std::int32_t GetInstances(std::vector<std::string>& instances) {
+        return Run([&](SessionId session) { return database_->GetInstances(session, instances); });
+    }
+    std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) {
+        return Run([&](SessionId session) { return database_->GetInstanceSettings(session, instance, settings); });
+    }
+    bool IsInstanceExist(const std::string& instance) {
+        return Run([&](SessionId session) { return database_->IsInstanceExist(session, instance) ? 0 : -1; }) == 0;
+    }
 
     /// The value, or 0 / the empty text when the setting is missing. The empty instance name addresses the
     /// database-wide settings.
@@ -51,16 +72,24 @@ class VexaDBSession {
     bool IsMissing(const std::string& instance, const std::string& setting, SettingKind kind);
     /// Calls `call` (session to result), once more with a new session when the one it used is no longer valid.
     template <class Call>
-    std::int32_t Run(Call call);
-    SessionId Current();
+    std::int32_t Run(Call call) {
+        const SessionId session = *session_.Lock();
+        const auto result = call(session);
+        // A lost session answers -1. What was not answered may have been done, and is not done again; but when nothing
+        // can be sent, whoever serves next does not know the session.
+        if (result == kIpcCannotSend)
+            Forget(session);
+        if (result != -1 || database_->IsSessionValid(session))
+            return result;
+        return call(Renew(session));
+    }
     /// A session in place of the one that was lost; one only, however many threads noticed.
     SessionId Renew(SessionId lost);
     void Forget(SessionId lost);
-    SessionId Open();
+    void Open(SessionId& session);
 
     const std::shared_ptr<VexaDBServerInterface> database_;
-    std::mutex lock_;  // guards session_; before the database's own locks
-    SessionId session_ = kInvalidSession;
+    kivsync::Guarded<SessionId> session_{kInvalidSession};  // its lock comes before the database's own locks
 };
 
 }  // namespace VexaDB

@@ -21,16 +21,14 @@ std::int32_t VexaMemoryDB::AddInstance(const std::string& instance) {
     if (!IsUsableName(instance) || IsInstanceExist(instance))
         return -1;
     instances_[instance];
-    Notify(&VexaDBOpObserver::InstanceAdded, instance);
-    return 0;
+    return Notify(&VexaDBOpObserver::InstanceAdded, instance);
 }
 
 std::int32_t VexaMemoryDB::RemoveInstance(const std::string& instance) {
     if (!IsInstanceExist(instance))
         return -1;
     instances_.erase(instance);
-    Notify(&VexaDBOpObserver::InstanceRemoved, instance);
-    return 0;
+    return Notify(&VexaDBOpObserver::InstanceRemoved, instance);
 }
 
 std::int32_t VexaMemoryDB::RenameInstance(const std::string& oldName, const std::string& newName) {
@@ -38,8 +36,7 @@ std::int32_t VexaMemoryDB::RenameInstance(const std::string& oldName, const std:
         return -1;
     instances_[newName] = instances_[oldName];
     instances_.erase(oldName);
-    Notify(&VexaDBOpObserver::InstanceRenamed, oldName, newName);
-    return 0;
+    return Notify(&VexaDBOpObserver::InstanceRenamed, oldName, newName);
 }
 
 std::optional<SettingValue> VexaMemoryDB::Read(const std::string& instance, const std::string& setting) {

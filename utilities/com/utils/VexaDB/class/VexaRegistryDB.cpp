@@ -111,25 +111,21 @@ void VexaRegistryDB::AbsorbOwnChange() {
 }
 
 VexaRegistryDB::Table* VexaRegistryDB::Find(const std::string& instance) {
-    if (FollowOutsideChanges(IndexState::Suspect) != 0)
-        return nullptr;
-    if (auto* const table = FindIndexed(instance))
-        return table;
-    return FollowOutsideChanges(IndexState::Exact) == 0 ? FindIndexed(instance) : nullptr;
+    for (const auto needed : {IndexState::Suspect, IndexState::Exact}) {
+        if (FollowOutsideChanges(needed) != 0)
+            return nullptr;
+        const auto found = Known(instance);
+        if (found == tables_.end())
+            continue;
+        if (Refresh(*found) && found->name == instance)
+            return &*found;
+        state_ = IndexState::Suspect;  // renamed or deleted from outside just now
+    }
+    return nullptr;
 }
 
 std::vector<VexaRegistryDB::Table>::iterator VexaRegistryDB::Known(const std::string& instance) {
     return std::ranges::find(tables_, instance, &Table::name);
-}
-
-VexaRegistryDB::Table* VexaRegistryDB::FindIndexed(const std::string& instance) {
-    const auto found = Known(instance);
-    if (found == tables_.end())
-        return nullptr;
-    if (Refresh(*found) && found->name == instance)
-        return &*found;
-    state_ = IndexState::Suspect;  // renamed or deleted from outside just now
-    return nullptr;
 }
 
 std::shared_ptr<RegistryKey> VexaRegistryDB::OpenTable(const std::string& instance) {
@@ -173,8 +169,7 @@ std::int32_t VexaRegistryDB::AddInstance(const std::string& instance) {
     }
     tables_.push_back({id, instance, true, table});
     AbsorbOwnChange();
-    Notify(&VexaDBOpObserver::InstanceAdded, instance);
-    return 0;
+    return Notify(&VexaDBOpObserver::InstanceAdded, instance);
 }
 
 std::int32_t VexaRegistryDB::RemoveInstance(const std::string& instance) {
@@ -192,8 +187,7 @@ std::int32_t VexaRegistryDB::RemoveInstance(const std::string& instance) {
     key_->Flush();
     std::erase_if(tables_, [id = table->id](const auto& entry) { return entry.id == id; });
     AbsorbOwnChange();
-    Notify(&VexaDBOpObserver::InstanceRemoved, instance);
-    return 0;
+    return Notify(&VexaDBOpObserver::InstanceRemoved, instance);
 }
 
 std::int32_t VexaRegistryDB::RenameInstance(const std::string& oldName, const std::string& newName) {
@@ -207,8 +201,7 @@ std::int32_t VexaRegistryDB::RenameInstance(const std::string& oldName, const st
     table->name = newName;
     table->named = true;
     AbsorbOwnChange();
-    Notify(&VexaDBOpObserver::InstanceRenamed, oldName, newName);
-    return 0;
+    return Notify(&VexaDBOpObserver::InstanceRenamed, oldName, newName);
 }
 
 std::optional<SettingValue> VexaRegistryDB::Write(const std::string& instance, const std::string& setting,
@@ -239,10 +232,6 @@ std::optional<SettingValue> VexaRegistryDB::Read(const std::string& instance, co
 }
 
 std::int32_t VexaRegistryDB::GetInstances(std::vector<std::string>& instances) {
-    return GetTables(instances);
-}
-
-std::int32_t VexaRegistryDB::GetTables(std::vector<std::string>& instances) {
     if (FollowOutsideChanges(IndexState::Exact) != 0)
         return -1;
     instances.assign(1, "");
@@ -250,7 +239,7 @@ std::int32_t VexaRegistryDB::GetTables(std::vector<std::string>& instances) {
         if (table.name.empty())
             continue;  // it never could be read
         if (!table.named)
-            KIV_LOG(Logging::Info, "Old table????");
+            KIV_LOG_AS("VexaRegistryDB::GetTables", Logging::Info, "Old table????");
         instances.push_back(table.name);
     }
     return 0;

@@ -65,10 +65,9 @@ class VexaRegistryDB : public VexaStore {
     /// Takes the system's notice of a write of our own, so that it does not pass for a change from outside.
     void AbsorbOwnChange();
 
-    /// The instance's table, null when none is found. It stays valid until the tables are read again.
+    /// The instance's table, checked against the table's own name; null when none is found. It stays valid until the
+    /// tables are read again.
     Table* Find(const std::string& instance);
-    /// The same from the index alone, checked against the table's own name.
-    Table* FindIndexed(const std::string& instance);
     /// The instance's table (of the empty name: the database key), open; empty when none is found.
     std::shared_ptr<VexaUtils::RegistryKey> OpenTable(const std::string& instance);
     /// The instance's table as last read; of two with one name the first one counts.
@@ -77,7 +76,6 @@ class VexaRegistryDB : public VexaStore {
     bool IsTaken(const std::string& name);
     /// The first of "0", "1", "2", ... that no table has.
     std::string FreeId();
-    std::int32_t GetTables(std::vector<std::string>& instances);
     /// Logs that the registry did not take a change; -1.
     static std::int32_t Refused(const std::string& instance);
 

@@ -13,8 +13,7 @@ std::int32_t VexaStore::SetUint32(const std::string& instance, const std::string
     const auto old = Write(instance, setting, {SettingKind::Number, value, {}});
     if (!old)
         return -1;
-    Notify(&VexaDBOpObserver::Uint32Changed, instance, setting, old->number, value);
-    return 0;
+    return Notify(&VexaDBOpObserver::Uint32Changed, instance, setting, old->number, value);
 }
 
 std::int32_t VexaStore::SetString(const std::string& instance, const std::string& setting, const std::string& value) {
@@ -23,8 +22,7 @@ std::int32_t VexaStore::SetString(const std::string& instance, const std::string
     const auto old = Write(instance, setting, {SettingKind::String, 0, value});
     if (!old)
         return -1;
-    Notify(&VexaDBOpObserver::StringChanged, instance, setting, old->text, value);
-    return 0;
+    return Notify(&VexaDBOpObserver::StringChanged, instance, setting, old->text, value);
 }
 
 std::int32_t VexaStore::GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) {
@@ -56,8 +54,7 @@ std::int32_t VexaStore::AddObserver(const std::shared_ptr<VexaDBOpObserver>& obs
 }
 
 std::int32_t VexaStore::RemoveObserver(const std::shared_ptr<VexaDBOpObserver>& observer) {
-    const auto found = std::find(observers_.begin(), observers_.end(), observer);
-    if (found != observers_.end())
+    if (const auto found = std::ranges::find(observers_, observer); found != observers_.end())
         observers_.erase(found);
     return 0;
 }

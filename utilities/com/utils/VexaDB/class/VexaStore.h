@@ -48,11 +48,12 @@ class VexaStore : public VexaDBInterface {
     static bool IsUsableName(const std::string& name);
     static bool IsNameOf(const std::string& instance, const std::string& setting);
 
-    /// Tells every observer, in registration order, each with its own copies of the strings.
+    /// Tells every observer, in registration order, each with its own copies of the strings; 0.
     template <class... Parameters, class... Arguments>
-    void Notify(void (VexaDBOpObserver::*change)(Parameters...), const Arguments&... arguments) {
+    std::int32_t Notify(void (VexaDBOpObserver::*change)(Parameters...), const Arguments&... arguments) {
         for (const auto& observer : observers_)
             (observer.get()->*change)(arguments...);
+        return 0;
     }
 
   private:
