@@ -27,42 +27,110 @@ class VexaDBIPCClient : public VexaDBServerInterface {
     using VexaDBServerInterface::SetString;
     using VexaDBServerInterface::SetUint32;
 
-    std::int32_t OpenSession(SessionId& session) override;
-    std::int32_t CloseSession(SessionId session) override;
-    std::int32_t Batch(SessionId session) override;
-    std::int32_t Commit(SessionId session) override;
-    std::int32_t Reset(SessionId session) override;
-    std::int32_t AddInstance(SessionId session, const std::string& instance, std::uint32_t type) override;
-    std::int32_t RemoveInstance(SessionId session, const std::string& instance) override;
-    std::int32_t RenameInstance(SessionId session, const std::string& oldName, const std::string& newName) override;
+    std::int32_t OpenSession(SessionId& session) override {
+        return Call(kDatabaseOpenSession, {}, [&](const auto& reply) { session = reply.value; });
+    }
+    std::int32_t CloseSession(SessionId session) override {
+        return Call(kDatabaseCloseSession, {session}, kStatusOnly);
+    }
+    std::int32_t Batch(SessionId session) override { return Call(kDatabaseBatch, {session}, kStatusOnly); }
+    std::int32_t Commit(SessionId session) override { return Call(kDatabaseCommit, {session}, kStatusOnly); }
+    std::int32_t Reset(SessionId session) override { return Call(kDatabaseReset, {session}, kStatusOnly); }
+    std::int32_t AddInstance(SessionId session, const std::string& instance, std::uint32_t type) override {
+        return Call(kDatabaseAddInstance, {{session}, type, instance}, kStatusOnly);
+    }
+    std::int32_t RemoveInstance(SessionId session, const std::string& instance) override {
+        return Call(kDatabaseRemoveInstance, {{session}, instance}, kStatusOnly);
+    }
+    std::int32_t RenameInstance(SessionId session, const std::string& oldName, const std::string& newName) override {
+        return Call(kDatabaseRenameInstance, {{session}, oldName, newName}, kStatusOnly);
+    }
     std::int32_t SetUint32(SessionId session, const std::string& instance, const std::string& setting,
-                           std::uint32_t value) override;
+                           std::uint32_t value) override {
+        return Call(kDatabaseSetUint32, {Setting(session, instance, setting), value}, kStatusOnly);
+    }
     std::int32_t SetString(SessionId session, const std::string& instance, const std::string& setting,
-                           const std::string& value) override;
+                           const std::string& value) override {
+        return Call(kDatabaseSetString, {Setting(session, instance, setting), value}, kStatusOnly);
+    }
     std::int32_t GetUint32(SessionId session, const std::string& instance, const std::string& setting,
-                           std::uint32_t& value) override;
+                           std::uint32_t& value) override {
+        return Call(kDatabaseGetUint32, Setting(session, instance, setting),
+                    [&](const auto& reply) { value = reply.value; });
+    }
     std::int32_t GetString(SessionId session, const std::string& instance, const std::string& setting,
-                           std::string& value) override;
-    std::int32_t GetInstances(SessionId session, std::vector<std::string>& instances) override;
+                           std::string& value) override {
+        return Call(kDatabaseGetString, Setting(session, instance, setting),
+                    [&](const auto& reply) { value = reply.value.Text(); });
+    }
+    std::int32_t GetInstances(SessionId session, std::vector<std::string>& instances) override {
+        return Call(kDatabaseGetInstances, {session}, [&](const auto& reply) {
+            instances.clear();
+            for (const auto& name : reply.entries)
+                instances.push_back(name.Text());
+        });
+    }
     /// The entries carry no values.
     std::int32_t GetInstanceSettings(SessionId session, const std::string& instance,
-                                     std::vector<SettingEntry>& settings) override;
+                                     std::vector<SettingEntry>& settings) override {
+        return Call(kDatabaseGetInstanceSettings, {{session}, instance}, [&](const auto& reply) {
+            settings.clear();
+            for (const auto& entry : reply.entries)
+                settings.push_back({entry.setting.Text(), static_cast<SettingKind>(std::uint32_t{entry.kind}), 0, {}});
+        });
+    }
     /// False also when the server does not answer.
-    bool IsInstanceExist(SessionId session, const std::string& instance) override;
+    bool IsInstanceExist(SessionId session, const std::string& instance) override {
+        bool exists = false;
+        Call(kDatabaseIsInstanceExist, {{session}, instance}, [&](const auto& reply) { exists = reply.value != 0; });
+        return exists;
+    }
     /// Observers belong to the process that owns the database: both -1.
-    std::int32_t AddObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) override;
-    std::int32_t RemoveObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) override;
+    std::int32_t AddObserver(const std::shared_ptr<VexaDBServerOpObserver>&) override { return -1; }
+    std::int32_t RemoveObserver(const std::shared_ptr<VexaDBServerOpObserver>&) override { return -1; }
     /// False also when the server does not answer.
-    bool IsSessionValid(SessionId session) override;
+    bool IsSessionValid(SessionId session) override {
+        bool valid = false;
+        Call(kDatabaseIsSessionValid, {session}, [&](const auto& reply) { valid = reply.value != 0; });
+        return valid;
+    }
 
     /// Connects, or connects anew; true when connected.
     virtual bool Connect();
 
   private:
+    // ms
+    static constexpr std::uint32_t kReplyTimeout = 5000;
+    static constexpr std::uint32_t kCloseSessionTimeout = 500;
+
+    /// For a call that has its status as its whole answer.
+    static constexpr auto kStatusOnly = [](const auto&) {};
+
     /// Sends the request and waits for its reply: its status, or why there is none. `take` is given a reply with the
     /// status 0.
     template <class Request, class Reply, class Take>
-    std::int32_t Call(DatabaseCommand<Request, Reply> command, const std::type_identity_t<Request>& request, Take take);
+    std::int32_t Call(DatabaseCommand<Request, Reply> command, const std::type_identity_t<Request>& request,
+                      Take take) {
+        const auto client = *client_.Lock();
+        if (!client)
+            return -1;
+        const auto timeout = command == kDatabaseCloseSession ? kCloseSessionTimeout : kReplyTimeout;
+        std::shared_ptr<IPC> received;
+        const auto result = client->Call(IPC::Request(command, Encode(request)), timeout, received);
+        if (result != 0)
+            return result;
+        Reply reply;
+        if (!DecodePayload(received->Payload(), reply))
+            return -1;
+        if (reply.status == 0)
+            take(reply);
+        return reply.status;
+    }
+
+    static ipc_vexadb_get_setting_request Setting(SessionId session, const std::string& instance,
+                                                  const std::string& setting) {
+        return {{{session}, instance}, setting};
+    }
 
     kivsync::Guarded<std::shared_ptr<IPCClient>> client_;
 };

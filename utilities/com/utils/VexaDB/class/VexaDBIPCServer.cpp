@@ -4,7 +4,6 @@
 
 #include "utils/VexaDB/class/VexaDBMessages.h"
 #include "utils/logging/Logger.h"
-#include "utils/platform/Platform.h"
 
 namespace VexaDB {
 
@@ -24,7 +23,7 @@ VexaDBIPCServer::Handlers VexaDBIPCServer::MakeHandlers(VexaDBServerInterface& d
                                  Request request;
                                  Reply reply;
                                  reply.status = DecodePayload(payload, request) ? call(request, reply) : -1;
-                                 return EncodePayload(reply);
+                                 return Encode(reply);
                              }};
     };
     // What no observer hears of is answered at once, by the thread that reads it.
@@ -95,9 +94,6 @@ VexaDBIPCServer::Handlers VexaDBIPCServer::MakeHandlers(VexaDBServerInterface& d
     });
     return handlers;
 }
-
-VexaDBIPCServer::VexaDBIPCServer(VexaDBServerInterface& database)
-    : VexaDBIPCServer(database, &platform::MonotonicNanoseconds) {}
 
 VexaDBIPCServer::VexaDBIPCServer(VexaDBServerInterface& database, Clock clock)
     : clock_(std::move(clock)), handlers_(MakeHandlers(database)) {}

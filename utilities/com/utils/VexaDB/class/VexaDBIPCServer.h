@@ -10,6 +10,7 @@
 
 #include "IPC/class/IPCServer.h"
 #include "utils/VexaDB/class/VexaDBServerInterface.h"
+#include "utils/platform/Platform.h"
 #include "utils/sync/Thread.h"
 
 namespace VexaDB {
@@ -21,8 +22,7 @@ class VexaDBIPCServer {
     using Clock = std::function<std::int64_t()>;
 
     /// `database` outlives this object.
-    explicit VexaDBIPCServer(VexaDBServerInterface& database);
-    VexaDBIPCServer(VexaDBServerInterface& database, Clock clock);
+    explicit VexaDBIPCServer(VexaDBServerInterface& database, Clock clock = &platform::MonotonicNanoseconds);
     /// Stops.
     ~VexaDBIPCServer();
     VexaDBIPCServer(const VexaDBIPCServer&) = delete;

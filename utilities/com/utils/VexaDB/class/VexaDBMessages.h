@@ -152,17 +152,14 @@ inline constexpr DatabaseCommand<ipc_vexadb_is_session_valid_request, ipc_vexadb
     kDatabaseIsSessionValid{516};
 
 /// The payload of a request or a reply.
-template <wire::WireRecord Record>
-IPCPayload EncodePayload(const Record& record) {
-    return wire::Encode(record);
-}
+using wire::Encode;
 
-inline IPCPayload EncodePayload(const NoFields&) {
+inline IPCPayload Encode(const NoFields&) {
     return {};
 }
 
 template <class Entry>
-IPCPayload EncodePayload(const ListReply<Entry>& reply) {
+IPCPayload Encode(const ListReply<Entry>& reply) {
     auto payload =
         wire::Encode(ipc_vexadb_list_reply{{reply.status}, static_cast<std::uint32_t>(reply.entries.size())});
     for (const auto& entry : reply.entries)
@@ -170,7 +167,7 @@ IPCPayload EncodePayload(const ListReply<Entry>& reply) {
     return payload;
 }
 
-/// Reads what EncodePayload wrote; false when the payload is too short. A list is there only with the status 0.
+/// Reads what Encode wrote; false when the payload is too short. A list is there only with the status 0.
 template <wire::WireRecord Record>
 bool DecodePayload(std::span<const std::uint8_t> payload, Record& record) {
     const auto decoded = wire::Decode<Record>(payload);

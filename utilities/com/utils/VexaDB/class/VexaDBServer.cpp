@@ -46,21 +46,6 @@ std::int32_t VexaDBServer::Stop() {
 }
 
 template <class Body>
-std::int32_t VexaDBServer::WithSession(SessionId session, Body body) {
-    auto sessions = sessions_.Lock();
-    const auto found = sessions->open.find(session);
-    return found == sessions->open.end() ? -1 : body(found->second);
-}
-
-template <class Read>
-std::int32_t VexaDBServer::ReadStore(SessionId session, Read read) {
-    return WithSession(session, [&](const Session& record) {
-        auto database = database_.Lock();
-        return read(record.batchStore ? *record.batchStore : *database->store);
-    });
-}
-
-template <class Body>
 std::int32_t VexaDBServer::Write(SessionId session, Body change) {
     if (commits_.IsHeldHere()) {
         KIV_LOG(Logging::Error, "An observer may not change the settings database while it is told of a change");
@@ -150,57 +135,12 @@ std::int32_t VexaDBServer::Change(SessionId session,
     });
 }
 
-std::int32_t VexaDBServer::AddInstance(SessionId session, const std::string& instance, std::uint32_t type) {
-    return Change(session, std::make_shared<Operation::AddInstance>(instance, type));
-}
-
-std::int32_t VexaDBServer::RemoveInstance(SessionId session, const std::string& instance) {
-    return Change(session, std::make_shared<Operation::RemoveInstance>(instance));
-}
-
-std::int32_t VexaDBServer::RenameInstance(SessionId session, const std::string& oldName, const std::string& newName) {
-    return Change(session, std::make_shared<Operation::RenameInstance>(oldName, newName));
-}
-
-std::int32_t VexaDBServer::SetUint32(SessionId session, const std::string& instance, const std::string& setting,
-                                     std::uint32_t value) {
-    return Change(session, std::make_shared<Operation::SetUint32>(instance, setting, value));
-}
-
-std::int32_t VexaDBServer::SetString(SessionId session, const std::string& instance, const std::string& setting,
-                                     const std::string& value) {
-    return Change(session, std::make_shared<Operation::SetString>(instance, setting, value));
-}
-
-std::int32_t VexaDBServer::GetUint32(SessionId session, const std::string& instance, const std::string& setting,
-                                     std::uint32_t& value) {
-    return ReadStore(session, [&](VexaDBInterface& store) { return store.GetUint32(instance, setting, value); });
-}
-
-std::int32_t VexaDBServer::GetString(SessionId session, const std::string& instance, const std::string& setting,
-                                     std::string& value) {
-    return ReadStore(session, [&](VexaDBInterface& store) { return store.GetString(instance, setting, value); });
-}
-
 std::int32_t VexaDBServer::GetInstances(SessionId session, std::vector<std::string>& instances) {
     return ReadStore(session, [&](VexaDBInterface& store) {
         const auto result = store.GetInstances(instances);
         std::erase(instances, "");
         return result;
     });
-}
-
-std::int32_t VexaDBServer::GetInstanceSettings(SessionId session, const std::string& instance,
-                                               std::vector<SettingEntry>& settings) {
-    return ReadStore(session, [&](VexaDBInterface& store) { return store.GetInstanceSettings(instance, settings); });
-}
-
-bool VexaDBServer::IsInstanceExist(SessionId session, const std::string& instance) {
-    return ReadStore(session, [&](VexaDBInterface& store) { return store.IsInstanceExist(instance) ? 0 : -1; }) == 0;
-}
-
-bool VexaDBServer::IsSessionValid(SessionId session) {
-    return WithSession(session, [](Session&) { return 0; }) == 0;
 }
 
 std::int32_t VexaDBServer::AddObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) {

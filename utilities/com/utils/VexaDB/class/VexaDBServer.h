@@ -56,27 +56,49 @@ class VexaDBServer : public VexaDBServerInterface,
     std::int32_t Batch(SessionId session) override;
     std::int32_t Commit(SessionId session) override;
     std::int32_t Reset(SessionId session) override;
-    std::int32_t AddInstance(SessionId session, const std::string& instance, std::uint32_t type) override;
-    std::int32_t RemoveInstance(SessionId session, const std::string& instance) override;
-    std::int32_t RenameInstance(SessionId session, const std::string& oldName, const std::string& newName) override;
+    std::int32_t AddInstance(SessionId session, const std::string& instance, std::uint32_t type) override {
+        return Change(session, std::make_shared<Operation::AddInstance>(instance, type));
+    }
+    std::int32_t RemoveInstance(SessionId session, const std::string& instance) override {
+        return Change(session, std::make_shared<Operation::RemoveInstance>(instance));
+    }
+    std::int32_t RenameInstance(SessionId session, const std::string& oldName, const std::string& newName) override {
+        return Change(session, std::make_shared<Operation::RenameInstance>(oldName, newName));
+    }
     std::int32_t SetUint32(SessionId session, const std::string& instance, const std::string& setting,
-                           std::uint32_t value) override;
+                           std::uint32_t value) override {
+        return Change(session, std::make_shared<Operation::SetUint32>(instance, setting, value));
+    }
     std::int32_t SetString(SessionId session, const std::string& instance, const std::string& setting,
-                           const std::string& value) override;
+                           const std::string& value) override {
+        return Change(session, std::make_shared<Operation::SetString>(instance, setting, value));
+    }
     std::int32_t GetUint32(SessionId session, const std::string& instance, const std::string& setting,
-                           std::uint32_t& value) override;
+                           std::uint32_t& value) override {
+        return ReadStore(session, [&](VexaDBInterface& store) { return store.GetUint32(instance, setting, value); });
+    }
     std::int32_t GetString(SessionId session, const std::string& instance, const std::string& setting,
-                           std::string& value) override;
+                           std::string& value) override {
+        return ReadStore(session, [&](VexaDBInterface& store) { return store.GetString(instance, setting, value); });
+    }
     /// Without the empty name of the database-wide settings.
     std::int32_t GetInstances(SessionId session, std::vector<std::string>& instances) override;
     std::int32_t GetInstanceSettings(SessionId session, const std::string& instance,
-                                     std::vector<SettingEntry>& settings) override;
+                                     std::vector<SettingEntry>& settings) override {
+        return ReadStore(session,
+                         [&](VexaDBInterface& store) { return store.GetInstanceSettings(instance, settings); });
+    }
     /// False also for a session that is not open.
-    bool IsInstanceExist(SessionId session, const std::string& instance) override;
+    bool IsInstanceExist(SessionId session, const std::string& instance) override {
+        return ReadStore(session, [&](VexaDBInterface& store) { return store.IsInstanceExist(instance) ? 0 : -1; }) ==
+               0;
+    }
     std::int32_t AddObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) override;
     /// A notice that another thread is forwarding just now may still arrive.
     std::int32_t RemoveObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) override;
-    bool IsSessionValid(SessionId session) override;
+    bool IsSessionValid(SessionId session) override {
+        return WithSession(session, [](Session&) { return 0; }) == 0;
+    }
 
     /// The persistent store's notices; called by the store only, with both locks held.
     void InstanceAdded(std::string instance) override;
@@ -116,10 +138,19 @@ class VexaDBServer : public VexaDBServerInterface,
 
     /// Runs `body` (Session& to result) under the session lock; -1 for a session that is not open.
     template <class Body>
-    std::int32_t WithSession(SessionId session, Body body);
+    std::int32_t WithSession(SessionId session, Body body) {
+        auto sessions = sessions_.Lock();
+        const auto found = sessions->open.find(session);
+        return found == sessions->open.end() ? -1 : body(found->second);
+    }
     /// Runs `read` (VexaDBInterface& to result) on what the session sees.
     template <class Read>
-    std::int32_t ReadStore(SessionId session, Read read);
+    std::int32_t ReadStore(SessionId session, Read read) {
+        return WithSession(session, [&](const Session& record) {
+            auto database = database_.Lock();
+            return read(record.batchStore ? *record.batchStore : *database->store);
+        });
+    }
     /// Runs `change` (Session&, persistent store, to result) under both locks and tells what came of it.
     template <class Body>
     std::int32_t Write(SessionId session, Body change);
