@@ -2,13 +2,8 @@
 
 namespace VexaDB {
 
-namespace {
-
-constexpr bool kWithListener = true;
-
-}  // namespace
-
 bool VexaDBIPCClient::Connect() {
+    constexpr bool kWithListener = true;
     auto client = client_.Lock();
     if (!*client || !(*client)->IsConnected())
         *client = IPCClient::GetClient(kDatabaseServerName, kWithListener);

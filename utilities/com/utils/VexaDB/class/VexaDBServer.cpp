@@ -156,37 +156,4 @@ std::int32_t VexaDBServer::RemoveObserver(const std::shared_ptr<VexaDBServerOpOb
     return 0;
 }
 
-/// Keeps what an observer is to be told. Changes of the database-wide settings, the empty instance name, are nobody's
-/// business outside the database.
-template <class Operation, class... Arguments>
-void VexaDBServer::Note(const std::string& instance, Operation operation, const Arguments&... arguments) {
-    if (!instance.empty())
-        notices_.Lock()->list.push_back(
-            [=](VexaDBServerOpObserver& observer) { (observer.*operation)(instance, arguments...); });
-}
-
-void VexaDBServer::InstanceAdded(std::string) {}  // the observers learn of a new instance by its type setting
-
-void VexaDBServer::InstanceRemoved(std::string instance) {
-    Note(instance, &VexaDBServerOpObserver::InstanceRemoved);
-    notices_.Lock()->mustFollow = true;
-}
-
-void VexaDBServer::InstanceRenamed(std::string oldName, std::string newName) {
-    Note(oldName, &VexaDBServerOpObserver::InstanceRenamed, newName);
-    notices_.Lock()->mustFollow = true;
-}
-
-void VexaDBServer::Uint32Changed(std::string instance, std::string setting, std::uint32_t oldValue,
-                                 std::uint32_t newValue) {
-    if (setting == "type")
-        Note(instance, &VexaDBServerOpObserver::InstanceTypeChanged, newValue);
-    Note(instance, &VexaDBServerOpObserver::Uint32Changed, setting, oldValue, newValue);
-}
-
-void VexaDBServer::StringChanged(std::string instance, std::string setting, std::string oldValue,
-                                 std::string newValue) {
-    Note(instance, &VexaDBServerOpObserver::StringChanged, setting, oldValue, newValue);
-}
-
 }  // namespace VexaDB

@@ -12,7 +12,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -101,12 +100,24 @@ class VexaDBServer : public VexaDBServerInterface,
     }
 
     /// The persistent store's notices; called by the store only, with both locks held.
-    void InstanceAdded(std::string instance) override;
-    void InstanceRemoved(std::string instance) override;
-    void InstanceRenamed(std::string oldName, std::string newName) override;
+    void InstanceAdded(std::string) override {}  // the observers learn of a new instance by its type setting
+    void InstanceRemoved(std::string instance) override {
+        Note(instance, &VexaDBServerOpObserver::InstanceRemoved);
+        notices_.Lock()->mustFollow = true;
+    }
+    void InstanceRenamed(std::string oldName, std::string newName) override {
+        Note(oldName, &VexaDBServerOpObserver::InstanceRenamed, newName);
+        notices_.Lock()->mustFollow = true;
+    }
     void Uint32Changed(std::string instance, std::string setting, std::uint32_t oldValue,
-                       std::uint32_t newValue) override;
-    void StringChanged(std::string instance, std::string setting, std::string oldValue, std::string newValue) override;
+                       std::uint32_t newValue) override {
+        if (setting == "type")
+            Note(instance, &VexaDBServerOpObserver::InstanceTypeChanged, newValue);
+        Note(instance, &VexaDBServerOpObserver::Uint32Changed, setting, oldValue, newValue);
+    }
+    void StringChanged(std::string instance, std::string setting, std::string oldValue, std::string newValue) override {
+        Note(instance, &VexaDBServerOpObserver::StringChanged, setting, oldValue, newValue);
+    }
 
   private:
     using Operations = std::vector<std::shared_ptr<const Operation::VexaDBOperation>>;
@@ -157,8 +168,14 @@ class VexaDBServer : public VexaDBServerInterface,
     /// Applies one change for the session, recording it when a batch is open.
     std::int32_t Change(SessionId session, const std::shared_ptr<const Operation::VexaDBOperation>& operation);
     static void Tell(Outbox& outbox);
+    /// Keeps what an observer is to be told. Changes of the database-wide settings, the empty instance name, are
+    /// nobody's business outside the database.
     template <class Operation, class... Arguments>
-    void Note(const std::string& instance, Operation operation, const Arguments&... arguments);
+    void Note(const std::string& instance, Operation operation, const Arguments&... arguments) {
+        if (!instance.empty())
+            notices_.Lock()->list.push_back(
+                [=](VexaDBServerOpObserver& observer) { (observer.*operation)(instance, arguments...); });
+    }
 
     // In this order; the store calls back with the first two held.
     kivsync::Guarded<Sessions> sessions_;

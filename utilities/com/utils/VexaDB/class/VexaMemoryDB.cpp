@@ -12,8 +12,8 @@ VexaMemoryDB::VexaMemoryDB(const std::shared_ptr<VexaDBInterface>& source) {
         auto& copies = instances_[instance];
         std::vector<SettingEntry> settings;
         source->GetInstanceSettings(instance, settings);
-        for (auto& setting : settings)
-            copies[setting.name] = {setting.kind, setting.number, std::move(setting.text)};
+        for (const auto& setting : settings)
+            copies[setting.name] = setting;
     }
 }
 
@@ -39,7 +39,7 @@ std::int32_t VexaMemoryDB::RenameInstance(const std::string& oldName, const std:
     return Notify(&VexaDBOpObserver::InstanceRenamed, oldName, newName);
 }
 
-std::optional<SettingValue> VexaMemoryDB::Read(const std::string& instance, const std::string& setting) {
+std::optional<SettingEntry> VexaMemoryDB::Read(const std::string& instance, const std::string& setting) {
     const auto table = instances_.find(instance);
     if (table == instances_.end())
         return std::nullopt;
@@ -47,13 +47,13 @@ std::optional<SettingValue> VexaMemoryDB::Read(const std::string& instance, cons
     return found == table->second.end() ? std::nullopt : std::optional(found->second);
 }
 
-std::optional<SettingValue> VexaMemoryDB::Write(const std::string& instance, const std::string& setting,
-                                                const SettingValue& value) {
+std::optional<SettingEntry> VexaMemoryDB::Write(const std::string& instance, const SettingEntry& setting) {
     const auto table = instances_.find(instance);
     if (table == instances_.end())
         return std::nullopt;
-    auto& target = table->second.try_emplace(setting, SettingValue{value.kind, 0, {}}).first->second;
-    return target.kind == value.kind ? std::optional(std::exchange(target, value)) : std::nullopt;
+    auto& target =
+        table->second.try_emplace(setting.name, SettingEntry{setting.name, setting.kind, 0, {}}).first->second;
+    return target.kind == setting.kind ? std::optional(std::exchange(target, setting)) : std::nullopt;
 }
 
 std::int32_t VexaMemoryDB::GetInstances(std::vector<std::string>& instances) {
@@ -69,7 +69,7 @@ std::int32_t VexaMemoryDB::GetInstanceSettings(const std::string& instance, std:
         return -1;
     settings.clear();
     for (const auto& [name, setting] : table->second)
-        settings.push_back({name, setting.kind, setting.number, setting.text});
+        settings.push_back(setting);
     return 0;
 }
 

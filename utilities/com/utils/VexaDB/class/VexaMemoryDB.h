@@ -29,11 +29,10 @@ class VexaMemoryDB : public VexaStore {
     virtual std::int32_t Clear();
 
   private:
-    std::optional<SettingValue> Read(const std::string& instance, const std::string& setting) override;
-    std::optional<SettingValue> Write(const std::string& instance, const std::string& setting,
-                                      const SettingValue& value) override;
+    std::optional<SettingEntry> Read(const std::string& instance, const std::string& setting) override;
+    std::optional<SettingEntry> Write(const std::string& instance, const SettingEntry& setting) override;
 
-    using Settings = std::map<std::string, SettingValue>;
+    using Settings = std::map<std::string, SettingEntry>;
 
     std::map<std::string, Settings> instances_;
 };

@@ -20,11 +20,11 @@ bool IsDecimal(const std::string& id) {
 }
 
 /// Nothing for a value that is no setting.
-std::optional<SettingValue> AsSetting(const RegistryValue& value) {
+std::optional<SettingEntry> AsSetting(const std::string& name, const RegistryValue& value) {
     if (value.kind == ValueKind::Other)
         return std::nullopt;
     const auto kind = value.kind == ValueKind::Number ? SettingKind::Number : SettingKind::String;
-    return SettingValue{kind, value.number, value.text};
+    return SettingEntry{name, kind, value.number, value.text};
 }
 
 }  // namespace
@@ -204,31 +204,30 @@ std::int32_t VexaRegistryDB::RenameInstance(const std::string& oldName, const st
     return Notify(&VexaDBOpObserver::InstanceRenamed, oldName, newName);
 }
 
-std::optional<SettingValue> VexaRegistryDB::Write(const std::string& instance, const std::string& setting,
-                                                  const SettingValue& value) {
+std::optional<SettingEntry> VexaRegistryDB::Write(const std::string& instance, const SettingEntry& setting) {
     const auto table = OpenTable(instance);
     if (!table)
         return std::nullopt;
-    const bool isNumber = value.kind == SettingKind::Number;
+    const bool isNumber = setting.kind == SettingKind::Number;
     RegistryValue old;
-    const auto reading = table->Query(setting, old);
+    const auto reading = table->Query(setting.name, old);
     if (reading == Reading::Found && old.kind != (isNumber ? ValueKind::Number : ValueKind::Text))
         return std::nullopt;
     // Nothing is written over what could not be read.
     if (reading == Reading::Failed ||
-        (isNumber ? table->SetNumber(setting, value.number) : table->SetText(setting, value.text)) != 0) {
+        (isNumber ? table->SetNumber(setting.name, setting.number) : table->SetText(setting.name, setting.text)) != 0) {
         Refused(instance);
         return std::nullopt;
     }
     AbsorbOwnChange();
-    return SettingValue{value.kind, old.number, std::move(old.text)};
+    return SettingEntry{setting.name, setting.kind, old.number, std::move(old.text)};
 }
 
-std::optional<SettingValue> VexaRegistryDB::Read(const std::string& instance, const std::string& setting) {
+std::optional<SettingEntry> VexaRegistryDB::Read(const std::string& instance, const std::string& setting) {
     const auto table = OpenTable(instance);
     RegistryValue value;
     const bool found = table && table->Query(setting, value) == Reading::Found;
-    return found ? AsSetting(value) : std::nullopt;
+    return found ? AsSetting(setting, value) : std::nullopt;
 }
 
 std::int32_t VexaRegistryDB::GetInstances(std::vector<std::string>& instances) {
@@ -252,8 +251,8 @@ std::int32_t VexaRegistryDB::GetInstanceSettings(const std::string& instance, st
         return -1;
     settings.clear();
     for (const auto& [name, value] : values) {
-        if (auto setting = AsSetting(value); setting && !IsNameOf(instance, name))
-            settings.push_back({name, setting->kind, setting->number, std::move(setting->text)});
+        if (const auto setting = AsSetting(name, value); setting && !IsNameOf(instance, name))
+            settings.push_back(*setting);
     }
     return 0;
 }

@@ -38,9 +38,8 @@ class VexaRegistryDB : public VexaStore {
     bool IsInstanceExist(const std::string& instance) override;
 
   private:
-    std::optional<SettingValue> Read(const std::string& instance, const std::string& setting) override;
-    std::optional<SettingValue> Write(const std::string& instance, const std::string& setting,
-                                      const SettingValue& value) override;
+    std::optional<SettingEntry> Read(const std::string& instance, const std::string& setting) override;
+    std::optional<SettingEntry> Write(const std::string& instance, const SettingEntry& setting) override;
 
     /// How far the index can be trusted, the least first.
     enum class IndexState {

@@ -10,7 +10,7 @@ namespace VexaDB {
 std::int32_t VexaStore::SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) {
     if (IsNameOf(instance, setting))
         return -1;
-    const auto old = Write(instance, setting, {SettingKind::Number, value, {}});
+    const auto old = Write(instance, {setting, SettingKind::Number, value, {}});
     if (!old)
         return -1;
     return Notify(&VexaDBOpObserver::Uint32Changed, instance, setting, old->number, value);
@@ -19,7 +19,7 @@ std::int32_t VexaStore::SetUint32(const std::string& instance, const std::string
 std::int32_t VexaStore::SetString(const std::string& instance, const std::string& setting, const std::string& value) {
     if (IsNameOf(instance, setting))
         return -1;
-    const auto old = Write(instance, setting, {SettingKind::String, 0, value});
+    const auto old = Write(instance, {setting, SettingKind::String, 0, value});
     if (!old)
         return -1;
     return Notify(&VexaDBOpObserver::StringChanged, instance, setting, old->text, value);
@@ -41,9 +41,9 @@ std::int32_t VexaStore::GetString(const std::string& instance, const std::string
     return 0;
 }
 
-std::optional<SettingValue> VexaStore::Find(const std::string& instance, const std::string& setting, SettingKind kind) {
+std::optional<SettingEntry> VexaStore::Find(const std::string& instance, const std::string& setting, SettingKind kind) {
     auto found = IsNameOf(instance, setting) && IsInstanceExist(instance)
-                     ? SettingValue{SettingKind::String, 0, instance}
+                     ? SettingEntry{setting, SettingKind::String, 0, instance}
                      : Read(instance, setting);
     return found && found->kind == kind ? found : std::nullopt;
 }

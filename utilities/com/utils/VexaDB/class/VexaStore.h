@@ -17,13 +17,6 @@ namespace VexaDB {
 /// whatever its letter case, since the instance would lose its name by it.
 inline constexpr const char* kNameValue = "_kiv_name";
 
-/// What a store keeps for one setting.
-struct SettingValue {
-    SettingKind kind = SettingKind::String;
-    std::uint32_t number = 0;
-    std::string text;
-};
-
 /// Not locked: the database server serializes the calls.
 class VexaStore : public VexaDBInterface {
   public:
@@ -37,11 +30,10 @@ class VexaStore : public VexaDBInterface {
 
   protected:
     /// A setting, of either kind; nothing when it is missing.
-    virtual std::optional<SettingValue> Read(const std::string& instance, const std::string& setting) = 0;
-    /// Sets a setting, made when it is missing. What it held so far, the empty value when it is new; nothing when it
-    /// was not set, as when it has the other kind.
-    virtual std::optional<SettingValue> Write(const std::string& instance, const std::string& setting,
-                                              const SettingValue& value) = 0;
+    virtual std::optional<SettingEntry> Read(const std::string& instance, const std::string& setting) = 0;
+    /// Sets a setting, made when it is missing. What it was so far, empty when it is new; nothing when it was not set,
+    /// as when it has the other kind.
+    virtual std::optional<SettingEntry> Write(const std::string& instance, const SettingEntry& setting) = 0;
 
     /// False, with a line in the log, for a name that the registry would give back as another: the instance could never
     /// be found again.
@@ -58,7 +50,7 @@ class VexaStore : public VexaDBInterface {
 
   private:
     /// The setting when it has that kind, else nothing.
-    std::optional<SettingValue> Find(const std::string& instance, const std::string& setting, SettingKind kind);
+    std::optional<SettingEntry> Find(const std::string& instance, const std::string& setting, SettingKind kind);
 
     std::vector<std::shared_ptr<VexaDBOpObserver>> observers_;
 };
