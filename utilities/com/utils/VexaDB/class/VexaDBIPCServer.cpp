@@ -98,10 +98,6 @@ VexaDBIPCServer::Handlers VexaDBIPCServer::MakeHandlers(VexaDBServerInterface& d
 VexaDBIPCServer::VexaDBIPCServer(VexaDBServerInterface& database, Clock clock)
     : clock_(std::move(clock)), handlers_(MakeHandlers(database)) {}
 
-VexaDBIPCServer::~VexaDBIPCServer() {
-    Stop();
-}
-
 std::int32_t VexaDBIPCServer::Start() {
     if (server_)
         return 0;
@@ -134,10 +130,6 @@ void VexaDBIPCServer::Stop() {
     server_->Stop();
     thread_.reset();
     server_.reset();
-}
-
-void VexaDBIPCServer::ProcessIPC() {
-    server_->Serve();
 }
 
 std::shared_ptr<IPC> VexaDBIPCServer::Handle(const std::shared_ptr<IPC>& request) {

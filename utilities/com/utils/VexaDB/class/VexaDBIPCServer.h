@@ -24,7 +24,7 @@ class VexaDBIPCServer {
     /// `database` outlives this object.
     explicit VexaDBIPCServer(VexaDBServerInterface& database, Clock clock = &platform::MonotonicNanoseconds);
     /// Stops.
-    ~VexaDBIPCServer();
+    ~VexaDBIPCServer() { Stop(); }
     VexaDBIPCServer(const VexaDBIPCServer&) = delete;
     VexaDBIPCServer& operator=(const VexaDBIPCServer&) = delete;
 
@@ -45,7 +45,7 @@ class VexaDBIPCServer {
     using Handlers = std::map<std::uint32_t, Handler>;
 
     static Handlers MakeHandlers(VexaDBServerInterface& database);
-    void ProcessIPC();
+    void ProcessIPC() { server_->Serve(); }
 
     const Clock clock_;
     const Handlers handlers_;                  // by command

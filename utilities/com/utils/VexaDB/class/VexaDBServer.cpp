@@ -79,15 +79,6 @@ void VexaDBServer::Tell(Outbox& outbox) {
         observer->Follow();
 }
 
-std::int32_t VexaDBServer::OpenSession(SessionId& session) {
-    auto sessions = sessions_.Lock();
-    while (sessions->open.contains(sessions->next))
-        ++sessions->next;
-    session = sessions->next++;
-    sessions->open[session];
-    return 0;
-}
-
 std::int32_t VexaDBServer::CloseSession(SessionId session) {
     if (session == kServiceSession)
         return Reset(session);
@@ -118,13 +109,6 @@ std::int32_t VexaDBServer::Commit(SessionId session) {
     });
 }
 
-std::int32_t VexaDBServer::Reset(SessionId session) {
-    return WithSession(session, [](Session& record) {
-        record = Session{};
-        return 0;
-    });
-}
-
 std::int32_t VexaDBServer::Change(SessionId session,
                                   const std::shared_ptr<const Operation::VexaDBOperation>& operation) {
     return Write(session, [&](Session& record, const auto& store) {
@@ -133,27 +117,6 @@ std::int32_t VexaDBServer::Change(SessionId session,
         record.batchOperations.push_back(operation);
         return operation->Execute(record.batchStore);
     });
-}
-
-std::int32_t VexaDBServer::GetInstances(SessionId session, std::vector<std::string>& instances) {
-    return ReadStore(session, [&](VexaDBInterface& store) {
-        const auto result = store.GetInstances(instances);
-        std::erase(instances, "");
-        return result;
-    });
-}
-
-std::int32_t VexaDBServer::AddObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) {
-    database_.Lock()->observers.push_back(observer);
-    return 0;
-}
-
-std::int32_t VexaDBServer::RemoveObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) {
-    auto database = database_.Lock();
-    auto& observers = database->observers;
-    if (const auto found = std::ranges::find(observers, observer); found != observers.end())
-        observers.erase(found);
-    return 0;
 }
 
 }  // namespace VexaDB

@@ -8,6 +8,7 @@
 // has the observers follow, which may take long.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -48,13 +49,25 @@ class VexaDBServer : public VexaDBServerInterface,
     using VexaDBServerInterface::SetString;
     using VexaDBServerInterface::SetUint32;
 
-    std::int32_t OpenSession(SessionId& session) override;
+    std::int32_t OpenSession(SessionId& session) override {
+        auto sessions = sessions_.Lock();
+        while (sessions->open.contains(sessions->next))
+            ++sessions->next;
+        session = sessions->next++;
+        sessions->open[session];
+        return 0;
+    }
     /// The service's own session only drops what its batch recorded, and stays valid.
     std::int32_t CloseSession(SessionId session) override;
     /// A batch that is open already starts afresh.
     std::int32_t Batch(SessionId session) override;
     std::int32_t Commit(SessionId session) override;
-    std::int32_t Reset(SessionId session) override;
+    std::int32_t Reset(SessionId session) override {
+        return WithSession(session, [](Session& record) {
+            record = Session{};
+            return 0;
+        });
+    }
     std::int32_t AddInstance(SessionId session, const std::string& instance, std::uint32_t type) override {
         return Change(session, std::make_shared<Operation::AddInstance>(instance, type));
     }
@@ -81,7 +94,13 @@ class VexaDBServer : public VexaDBServerInterface,
         return ReadStore(session, [&](VexaDBInterface& store) { return store.GetString(instance, setting, value); });
     }
     /// Without the empty name of the database-wide settings.
-    std::int32_t GetInstances(SessionId session, std::vector<std::string>& instances) override;
+    std::int32_t GetInstances(SessionId session, std::vector<std::string>& instances) override {
+        return ReadStore(session, [&](VexaDBInterface& store) {
+            const auto result = store.GetInstances(instances);
+            std::erase(instances, "");
+            return result;
+        });
+    }
     std::int32_t GetInstanceSettings(SessionId session, const std::string& instance,
                                      std::vector<SettingEntry>& settings) override {
         return ReadStore(session,
@@ -92,9 +111,18 @@ class VexaDBServer : public VexaDBServerInterface,
         return ReadStore(session, [&](VexaDBInterface& store) { return store.IsInstanceExist(instance) ? 0 : -1; }) ==
                0;
     }
-    std::int32_t AddObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) override;
+    std::int32_t AddObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) override {
+        database_.Lock()->observers.push_back(observer);
+        return 0;
+    }
     /// A notice that another thread is forwarding just now may still arrive.
-    std::int32_t RemoveObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) override;
+    std::int32_t RemoveObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) override {
+        auto database = database_.Lock();
+        auto& observers = database->observers;
+        if (const auto found = std::ranges::find(observers, observer); found != observers.end())
+            observers.erase(found);
+        return 0;
+    }
     bool IsSessionValid(SessionId session) override {
         return WithSession(session, [](Session&) { return 0; }) == 0;
     }

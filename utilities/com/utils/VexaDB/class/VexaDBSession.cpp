@@ -32,18 +32,6 @@ void VexaDBSession::Forget(SessionId lost) {
         *session = kInvalidSession;
 }
 
-std::uint32_t VexaDBSession::Number(const std::string& instance, const std::string& setting) {
-    std::uint32_t value = 0;
-    GetUint32(instance, setting, value);
-    return value;
-}
-
-std::string VexaDBSession::Text(const std::string& instance, const std::string& setting) {
-    std::string value;
-    GetString(instance, setting, value);
-    return value;
-}
-
 std::optional<std::uint32_t> VexaDBSession::ReadNumber(const std::string& instance, const std::string& setting) {
     std::uint32_t value = 0;
     if (GetUint32(instance, setting, value) == 0 || IsMissing(instance, setting, SettingKind::Number))

@@ -61,8 +61,16 @@ class VexaDBSession {
 
     /// The value, or 0 / the empty text when the setting is missing. The empty instance name addresses the
     /// database-wide settings.
-    std::uint32_t Number(const std::string& instance, const std::string& setting);
-    std::string Text(const std::string& instance, const std::string& setting);
+    std::uint32_t Number(const std::string& instance, const std::string& setting) {
+        std::uint32_t value = 0;
+        GetUint32(instance, setting, value);
+        return value;
+    }
+    std::string Text(const std::string& instance, const std::string& setting) {
+        std::string value;
+        GetString(instance, setting, value);
+        return value;
+    }
     /// The same for decisions, which need to know: nothing when the value could not be read.
     [[nodiscard]] std::optional<std::uint32_t> ReadNumber(const std::string& instance, const std::string& setting);
     [[nodiscard]] std::optional<std::string> ReadText(const std::string& instance, const std::string& setting);

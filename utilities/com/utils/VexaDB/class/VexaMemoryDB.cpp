@@ -73,10 +73,6 @@ std::int32_t VexaMemoryDB::GetInstanceSettings(const std::string& instance, std:
     return 0;
 }
 
-bool VexaMemoryDB::IsInstanceExist(const std::string& instance) {
-    return instances_.contains(instance);
-}
-
 std::int32_t VexaMemoryDB::Clear() {
     instances_.clear();
     return 0;

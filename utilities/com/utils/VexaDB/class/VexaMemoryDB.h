@@ -23,7 +23,7 @@ class VexaMemoryDB : public VexaStore {
     std::int32_t RenameInstance(const std::string& oldName, const std::string& newName) override;
     std::int32_t GetInstances(std::vector<std::string>& instances) override;
     std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) override;
-    bool IsInstanceExist(const std::string& instance) override;
+    bool IsInstanceExist(const std::string& instance) override { return instances_.contains(instance); }
 
     /// Drops every instance without telling the observers; 0. For users of the store outside this service.
     virtual std::int32_t Clear();

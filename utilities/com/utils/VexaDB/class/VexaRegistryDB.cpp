@@ -15,10 +15,6 @@ namespace {
 
 constexpr const char* kDatabaseKey = "Software\\Quenlar\\Torvik\\Runtime\\Settings\\vexa";
 
-bool IsDecimal(const std::string& id) {
-    return !id.empty() && std::all_of(id.begin(), id.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
 /// Nothing for a value that is no setting.
 std::optional<SettingEntry> AsSetting(const std::string& name, const RegistryValue& value) {
     if (value.kind == ValueKind::Other)
@@ -47,7 +43,7 @@ void VexaRegistryDB::RepairOldTables() {
             if (table.key->SetText(kNameValue, table.id) != 0)
                 continue;  // its key name is all the name it has
         }
-        if (!IsDecimal(table.id)) {
+        if (table.id.find_first_not_of("0123456789") != std::string::npos) {
             KIV_LOG(Logging::Warning, "Fixing old table %s using name as id", table.id.c_str());
             const auto newId = FreeId();
             if (key_->RenameSubkey(table.id, newId) == 0)
@@ -255,10 +251,6 @@ std::int32_t VexaRegistryDB::GetInstanceSettings(const std::string& instance, st
             settings.push_back(*setting);
     }
     return 0;
-}
-
-bool VexaRegistryDB::IsInstanceExist(const std::string& instance) {
-    return OpenTable(instance) != nullptr;
 }
 
 }  // namespace VexaDB

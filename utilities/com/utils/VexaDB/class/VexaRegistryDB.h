@@ -35,7 +35,7 @@ class VexaRegistryDB : public VexaStore {
     /// without a name counts under its key name, which is what the older layout named its tables by.
     std::int32_t GetInstances(std::vector<std::string>& instances) override;
     std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) override;
-    bool IsInstanceExist(const std::string& instance) override;
+    bool IsInstanceExist(const std::string& instance) override { return OpenTable(instance) != nullptr; }
 
   private:
     std::optional<SettingEntry> Read(const std::string& instance, const std::string& setting) override;
