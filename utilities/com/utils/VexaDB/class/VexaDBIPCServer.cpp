@@ -7,14 +7,6 @@
 
 namespace VexaDB {
 
-namespace {
-
-using Turn = IPCServer::Turn;
-
-constexpr std::int64_t kLongNanoseconds = 500'000'000;
-
-}  // namespace
-
 VexaDBIPCServer::Handlers VexaDBIPCServer::MakeHandlers(VexaDBServerInterface& database) {
     Handlers handlers;
     // `call` fills the reply and gives its status. Too short a request leaves the reply empty but for its status.
@@ -102,6 +94,7 @@ std::int32_t VexaDBIPCServer::Start() {
     if (server_)
         return 0;
     server_ = std::make_unique<IPCServer>();
+    constexpr std::int64_t kLongNanoseconds = 500'000'000;
     const IPCServer::Duty duty{
         .title = "VexaDB IPC",
         .function = "VexaDBIPCServer::ProcessIPC",
@@ -134,9 +127,7 @@ void VexaDBIPCServer::Stop() {
 
 std::shared_ptr<IPC> VexaDBIPCServer::Handle(const std::shared_ptr<IPC>& request) {
     const auto handler = handlers_.find(request->Command());
-    if (handler == handlers_.end())
-        return request;
-    return IPC::Reply(*request, handler->second.answer(request->Payload()));
+    return handler == handlers_.end() ? request : IPC::Reply(*request, handler->second.answer(request->Payload()));
 }
 
 }  // namespace VexaDB

@@ -38,8 +38,9 @@ class VexaDBIPCServer {
     std::shared_ptr<IPC> Handle(const std::shared_ptr<IPC>& request);
 
   private:
+    using Turn = IPCServer::Turn;
     struct Handler {
-        IPCServer::Turn turn;
+        Turn turn;
         std::function<IPCPayload(const IPCPayload&)> answer;  // payload of a request to payload of its reply
     };
     using Handlers = std::map<std::uint32_t, Handler>;

@@ -1,6 +1,5 @@
 #include "utils/VexaDB/class/VexaDBServer.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "utils/VexaDB/class/VexaMemoryDB.h"

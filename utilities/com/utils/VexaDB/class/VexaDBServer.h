@@ -148,12 +148,13 @@ class VexaDBServer : public VexaDBServerInterface,
     }
 
   private:
-    using Operations = std::vector<std::shared_ptr<const Operation::VexaDBOperation>>;
     using Observers = std::vector<std::shared_ptr<VexaDBServerOpObserver>>;
 
     struct Session {
-        std::shared_ptr<VexaDBInterface> batchStore;  // the session's own copy; empty when no batch is open
-        Operations batchOperations;                   // recorded since the batch opened
+        /// The session's own copy; empty when no batch is open.
+        std::shared_ptr<VexaDBInterface> batchStore;
+        /// Recorded since the batch opened.
+        std::vector<std::shared_ptr<const Operation::VexaDBOperation>> batchOperations;
     };
     struct Sessions {
         std::map<SessionId, Session> open;

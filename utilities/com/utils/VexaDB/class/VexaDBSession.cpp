@@ -14,38 +14,6 @@ VexaDBSession::~VexaDBSession() {
         database_->CloseSession(session);
 }
 
-void VexaDBSession::Open(SessionId& session) {
-    if (database_->OpenSession(session) != 0)
-        session = kInvalidSession;
-}
-
-SessionId VexaDBSession::Renew(SessionId lost) {
-    auto session = session_.Lock();
-    if (*session == lost)  // else another thread renewed it already
-        Open(*session);
-    return *session;
-}
-
-void VexaDBSession::Forget(SessionId lost) {
-    auto session = session_.Lock();
-    if (*session == lost)
-        *session = kInvalidSession;
-}
-
-std::optional<std::uint32_t> VexaDBSession::ReadNumber(const std::string& instance, const std::string& setting) {
-    std::uint32_t value = 0;
-    if (GetUint32(instance, setting, value) == 0 || IsMissing(instance, setting, SettingKind::Number))
-        return value;
-    return std::nullopt;
-}
-
-std::optional<std::string> VexaDBSession::ReadText(const std::string& instance, const std::string& setting) {
-    std::string value;
-    if (GetString(instance, setting, value) == 0 || IsMissing(instance, setting, SettingKind::String))
-        return value;
-    return std::nullopt;
-}
-
 bool VexaDBSession::IsMissing(const std::string& instance, const std::string& setting, SettingKind kind) {
     std::vector<SettingEntry> settings;
     if (GetInstanceSettings(instance, settings) == 0) {

@@ -72,8 +72,18 @@ class VexaDBSession {
         return value;
     }
     /// The same for decisions, which need to know: nothing when the value could not be read.
-    [[nodiscard]] std::optional<std::uint32_t> ReadNumber(const std::string& instance, const std::string& setting);
-    [[nodiscard]] std::optional<std::string> ReadText(const std::string& instance, const std::string& setting);
+    [[nodiscard]] std::optional<std::uint32_t> ReadNumber(const std::string& instance, const std::string& setting) {
+        std::uint32_t value = 0;
+        if (GetUint32(instance, setting, value) == 0 || IsMissing(instance, setting, SettingKind::Number))
+            return value;
+        return std::nullopt;
+    }
+    [[nodiscard]] std::optional<std::string> ReadText(const std::string& instance, const std::string& setting) {
+        std::string value;
+        if (GetString(instance, setting, value) == 0 || IsMissing(instance, setting, SettingKind::String))
+            return value;
+        return std::nullopt;
+    }
 
   private:
     /// Whether the database was read and has no such setting of that kind.
@@ -92,9 +102,21 @@ class VexaDBSession {
         return call(Renew(session));
     }
     /// A session in place of the one that was lost; one only, however many threads noticed.
-    SessionId Renew(SessionId lost);
-    void Forget(SessionId lost);
-    void Open(SessionId& session);
+    SessionId Renew(SessionId lost) {
+        auto session = session_.Lock();
+        if (*session == lost)  // else another thread renewed it already
+            Open(*session);
+        return *session;
+    }
+    void Forget(SessionId lost) {
+        auto session = session_.Lock();
+        if (*session == lost)
+            *session = kInvalidSession;
+    }
+    void Open(SessionId& session) {
+        if (database_->OpenSession(session) != 0)
+            session = kInvalidSession;
+    }
 
     const std::shared_ptr<VexaDBServerInterface> database_;
     kivsync::Guarded<SessionId> session_{kInvalidSession};  // its lock comes before the database's own locks

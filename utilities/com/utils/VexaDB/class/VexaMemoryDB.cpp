@@ -73,9 +73,4 @@ std::int32_t VexaMemoryDB::GetInstanceSettings(const std::string& instance, std:
     return 0;
 }
 
-std::int32_t VexaMemoryDB::Clear() {
-    instances_.clear();
-    return 0;
-}
-
 }  // namespace VexaDB

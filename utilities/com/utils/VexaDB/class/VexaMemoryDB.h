@@ -26,15 +26,16 @@ class VexaMemoryDB : public VexaStore {
     bool IsInstanceExist(const std::string& instance) override { return instances_.contains(instance); }
 
     /// Drops every instance without telling the observers; 0. For users of the store outside this service.
-    virtual std::int32_t Clear();
+    virtual std::int32_t Clear() {
+        instances_.clear();
+        return 0;
+    }
 
   private:
     std::optional<SettingEntry> Read(const std::string& instance, const std::string& setting) override;
     std::optional<SettingEntry> Write(const std::string& instance, const SettingEntry& setting) override;
 
-    using Settings = std::map<std::string, SettingEntry>;
-
-    std::map<std::string, Settings> instances_;
+    std::map<std::string, std::map<std::string, SettingEntry>> instances_;
 };
 
 }  // namespace VexaDB

@@ -48,11 +48,6 @@ std::optional<SettingEntry> VexaStore::Find(const std::string& instance, const s
     return found && found->kind == kind ? found : std::nullopt;
 }
 
-std::int32_t VexaStore::AddObserver(const std::shared_ptr<VexaDBOpObserver>& observer) {
-    observers_.push_back(observer);
-    return 0;
-}
-
 std::int32_t VexaStore::RemoveObserver(const std::shared_ptr<VexaDBOpObserver>& observer) {
     if (const auto found = std::ranges::find(observers_, observer); found != observers_.end())
         observers_.erase(found);

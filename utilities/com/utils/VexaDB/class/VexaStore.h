@@ -24,7 +24,10 @@ class VexaStore : public VexaDBInterface {
     std::int32_t SetString(const std::string& instance, const std::string& setting, const std::string& value) override;
     std::int32_t GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) override;
     std::int32_t GetString(const std::string& instance, const std::string& setting, std::string& value) override;
-    std::int32_t AddObserver(const std::shared_ptr<VexaDBOpObserver>& observer) override;
+    std::int32_t AddObserver(const std::shared_ptr<VexaDBOpObserver>& observer) override {
+        observers_.push_back(observer);
+        return 0;
+    }
     /// Removes the first entry of that observer; 0 also when there is none.
     std::int32_t RemoveObserver(const std::shared_ptr<VexaDBOpObserver>& observer) override;
 
