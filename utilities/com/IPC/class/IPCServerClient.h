@@ -39,8 +39,11 @@ class IPCServerClient : public RequestMonitor,
     std::int32_t Close();
     /// After End or Close: none of the connection's threads runs any more.
     bool HasFinished() { return reader_.HasFinished() && sender_.HasFinished(); }
-    /// After End or Close: waits for the connection's listener.
-    void AwaitFinish() { reader_.StopListener(); }
+    /// After End or Close: waits for the connection's threads.
+    void AwaitFinish() {
+        reader_.StopListener();
+        sender_.AwaitFinish();
+    }
 
     /// Writes a serialized message, or queues it behind those that still wait. A connection that cannot take it is
     /// ended.

@@ -18,7 +18,7 @@ MessageSender::MessageSender(ClientTransport& transport, const IPCPeer& peer, st
 
 MessageSender::~MessageSender() {
     Close();
-    const auto writer = std::move(state_.Lock()->writer);  // joined without the lock
+    AwaitFinish();
 }
 
 MessageSender::Result MessageSender::Send(const Message& message, Begin begin) {
@@ -99,6 +99,10 @@ void MessageSender::AwaitEmpty() {
 void MessageSender::Close() {
     state_.Lock()->closed = true;
     changed_.notify_all();
+}
+
+void MessageSender::AwaitFinish() {
+    const auto writer = std::move(state_.Lock()->writer);  // joined without the lock
 }
 
 bool MessageSender::HasFinished() {

@@ -57,6 +57,8 @@ class MessageSender {
     void Close();
     /// After Close: no thread of this object runs any more.
     bool HasFinished();
+    /// After Close: waits for the writing thread, which may still be calling `failed`.
+    void AwaitFinish();
 
   private:
     struct Queued {
