@@ -51,9 +51,10 @@ void Serve(IPCServer& server, const std::string& name) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main() {
     const std::string key = "--key:";
-    const std::string name = argc > 1 ? std::string(argv[1]).substr(key.size()) : "";
+    const std::string line = GetCommandLineA();  // the name may hold blanks, and has no quotes
+    const std::string name = line.substr(line.find(key) + key.size());
     if (Is(name, "absent")) {
         Sleep(kLifetimeMs);
         return 0;
