@@ -45,9 +45,9 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
     };
     /// What the crew does for the server's owner.
     struct Duty {
-        const char* title;                    // of the requests, in the log
-        const char* function;                 // that the log names as the one that carries requests out
-        std::int64_t longNanoseconds;         // a request that takes so long is logged
+        const char* title = "";            // of the requests, in the log
+        const char* function = "";         // that the log names as the one that carries requests out
+        std::int64_t longNanoseconds = 0;  // a request that takes so long is logged
         std::function<std::int64_t()> clock;  // monotonic, in nanoseconds
         /// On the connection's listener thread; waits for nothing.
         std::function<Turn(const IPC&)> turnOf;
@@ -128,7 +128,7 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
     std::mutex stopMutex_;       // serializes Start and Stop; taken before every other lock
     std::mutex broadcastMutex_;  // one order of the records for all clients; held for 5 ms a slow client at most
     std::string serverName_;
-    Duty duty_;  // changed by Start only, while no thread of the server runs
+    Duty duty_{};  // changed by Start only, while no thread of the server runs
     std::atomic<bool> stopping_{false};
     std::unique_ptr<kivsync::Thread> acceptThread_;
     kivsync::Guarded<State> state_;  // never held while a pipe or an event is waited for

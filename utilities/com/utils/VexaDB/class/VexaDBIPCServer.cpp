@@ -10,10 +10,10 @@ namespace VexaDB {
 VexaDBIPCServer::Handlers VexaDBIPCServer::MakeHandlers(VexaDBServerInterface& database) {
     Handlers handlers;
     // `call` fills the reply and gives its status. Too short a request leaves the reply empty but for its status.
-    const auto add = [&]<class Request, class Reply>(DatabaseCommand<Request, Reply> command, Turn turn, auto call) {
+    const auto add = [&](auto command, Turn turn, auto call) {
         handlers[command] = {turn, [call](const IPCPayload& payload) {
-                                 Request request;
-                                 Reply reply;
+                                 typename decltype(command)::RequestType request;
+                                 typename decltype(command)::ReplyType reply;
                                  reply.status = DecodePayload(payload, request) ? call(request, reply) : -1;
                                  return Encode(reply);
                              }};

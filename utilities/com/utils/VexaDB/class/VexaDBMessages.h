@@ -119,6 +119,9 @@ using ipc_vexadb_is_session_valid_reply = ipc_vexadb_is_instance_exist_reply;
 /// The number of a command, with what its request and its reply carry.
 template <class Request, class Reply>
 struct DatabaseCommand {
+    using RequestType = Request;
+    using ReplyType = Reply;
+
     std::uint32_t number;
     constexpr operator std::uint32_t() const { return number; }
 };
