@@ -51,7 +51,8 @@ void MeasureBesideASlowInstance(Report& report) {
     const Manager manager("faulty\\KivProtocolManager.exe");
     manager.AwaitRunning(InstanceName(kOthers - 1));
     VexaUtils::RegistryKey::OpenOrCreate(kDatabaseKey)->OpenSubkey(TableId(kOthers))->SetNumber("enabled", 1);
-    for (const auto& [command, name] : {std::pair(kManagerStart, "while it starts"), {kManagerStop, "while it stops"}}) {
+    for (const auto& [command, name] :
+         {std::pair(kManagerStart, "while it starts"), {kManagerStop, "while it stops"}}) {
         auto change = std::async(std::launch::async, Manager::Control, command, slow);
         Samples requests;
         for (int request = 0; request < kRequests; ++request)

@@ -45,9 +45,9 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
     };
     /// What the crew does for the server's owner.
     struct Duty {
-        const char* title = "";            // of the requests, in the log
-        const char* function = "";         // that the log names as the one that carries requests out
-        std::int64_t longNanoseconds = 0;  // a request that takes so long is logged
+        const char* title = "";               // of the requests, in the log
+        const char* function = "";            // that the log names as the one that carries requests out
+        std::int64_t longNanoseconds = 0;     // a request that takes so long is logged
         std::function<std::int64_t()> clock;  // monotonic, in nanoseconds
         /// On the connection's listener thread; waits for nothing.
         std::function<Turn(const IPC&)> turnOf;

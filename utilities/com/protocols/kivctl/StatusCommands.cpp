@@ -93,7 +93,8 @@ std::vector<InstanceView> ViewAll(Manager& manager, const Options& options) {
         try {
             views.push_back(View(manager, name));
         } catch (const Failure& failure) {
-            // An instance that was removed meanwhile, or whose name is too long for a request, must not hide the others.
+            // An instance that was removed meanwhile, or whose name is too long for a request, must not hide the
+            // others.
             if (failure.Code() != kRefused)
                 throw;
             views.push_back({.name = name, .trouble = failure.what(), .status = {}});

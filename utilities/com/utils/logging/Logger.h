@@ -63,6 +63,5 @@ std::string DefaultLogFile();
 #define KIV_LOG(level, ...) KIV_LOG_AS(KIV_FUNCTION_NAME, level, __VA_ARGS__)
 
 /// The same for a part of an operation whose lines bear the operation's name: `function` is "Class::Method".
-#define KIV_LOG_AS(function, level, ...)                                                                   \
-    ::Logging::Logger::GetInstance()->Log(level, __FILE__, static_cast<std::uint32_t>(__LINE__), function, \
-                                          __VA_ARGS__)
+#define KIV_LOG_AS(function, level, ...) \
+    ::Logging::Logger::GetInstance()->Log(level, __FILE__, static_cast<std::uint32_t>(__LINE__), function, __VA_ARGS__)

@@ -29,9 +29,9 @@
 /// whichever thread committed a change.
 ///
 /// The line of changes: whoever adds, removes, renames, starts or stops an instance has the turn in it, from the
-/// decision to the event, and for as long as that takes. The database may be called with the turn held: what its notices
-/// leave to do is then done by the holder itself. Questions never stand in the line; they look at the table, whose lock
-/// is a short one, and at the instances' settled conditions.
+/// decision to the event, and for as long as that takes. The database may be called with the turn held: what its
+/// notices leave to do is then done by the holder itself. Questions never stand in the line; they look at the table,
+/// whose lock is a short one, and at the instances' settled conditions.
 ///
 /// Results: 0 success, -1 failure, kManagerInUse when other processes are connected to the instance,
 /// kManagerUnknownInstance where a handler says so.
