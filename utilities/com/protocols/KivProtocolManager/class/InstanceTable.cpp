@@ -104,9 +104,10 @@ InstanceTable::InstancePtr InstanceTable::FindNoted(const std::string& name) {
     return entry != nullptr ? entry->instance : nullptr;
 }
 
-void InstanceTable::SetTried(const InstancePtr& instance) {
+void InstanceTable::SetTried(const InstancePtr& instance, const Note& note) {
     auto state = state_.Lock();
-    if (auto* const entry = state->Find(instance); entry != nullptr && entry->note)
+    auto* const entry = state->Find(instance);
+    if (entry != nullptr && entry->note && entry->note->name == note.name && entry->note->removed == note.removed)
         entry->note->tried = true;
 }
 

@@ -58,7 +58,8 @@ class InstanceTable {
     std::optional<Note> NoteOf(const InstancePtr& instance);
     /// The instance that has a note, and has the name or is to get it; empty when there is none.
     InstancePtr FindNoted(const std::string& name);
-    void SetTried(const InstancePtr& instance);
+    /// Not if the database has told something else since.
+    void SetTried(const InstancePtr& instance, const Note& note);
     /// The database has the removed instance's name again.
     void TakeRemovalBack(const InstancePtr& instance);
 

@@ -71,7 +71,8 @@ std::int32_t CProtocolManager::StopProtocol(const std::string& name) {
     KIV_LOG(Logging::Warning, "Stop protocol %s", name.c_str());
     const kivsync::Turn turn(changes_);
     const auto noted = table_.FindNoted(name);
-    const bool isRemoved = noted && table_.NoteOf(noted)->removed;
+    const auto note = table_.NoteOf(noted);  // a notice may have taken it back just now
+    const bool isRemoved = note && note->removed;
     if (noted && FollowNote(noted) == 0 && isRemoved && !table_.Find(name))
         return 0;  // stopped, and dropped as the database wants it
     const auto instance = GetProtocol(name);
@@ -133,7 +134,8 @@ std::int32_t CProtocolManager::RestartProtocol(const std::string& name) {
 std::int32_t CProtocolManager::ProcessRemoveProtocol(const std::string& name) {
     const kivsync::Turn turn(changes_);
     const auto noted = table_.FindNoted(name);
-    const bool isRemoved = noted && table_.NoteOf(noted)->removed;
+    const auto note = table_.NoteOf(noted);  // a notice may have taken it back just now
+    const bool isRemoved = note && note->removed;
     if (noted && !isRemoved)
         FollowNote(noted);
     const auto instance = GetProtocol(name);
@@ -260,7 +262,7 @@ std::int32_t CProtocolManager::FollowNote(const InstancePtr& instance) {
     if (!note->tried || instance->GetUse() == CProtocol::Use::Free)
         result = note->removed ? FollowRemoval(instance, *note) : FollowRename(instance);
     if (result != 0)
-        table_.SetTried(instance);
+        table_.SetTried(instance, *note);
     return result;
 }
 
@@ -287,6 +289,9 @@ std::int32_t CProtocolManager::FollowRename(const InstancePtr& instance) {
         holder = table_.Find(note->name);
         if (holder == instance)
             return RenameProtocols(path);
+        // Notices that come meanwhile may bend the path to a circle; whoever brought them follows after this.
+        if (std::any_of(path.begin(), path.end(), [&](const auto& step) { return step.first == holder; }))
+            return kManagerInUse;
         note = table_.NoteOf(holder);
     }
     if (note && FollowNote(holder) != 0)
