@@ -13,8 +13,8 @@ namespace sync_host {
 /// to fail: 0 when it has failed.
 int FailThread(int nth);
 
-/// Called by each WaitAny for more than one event before it looks at them, on its thread and without a lock of the
-/// double's: a test can stop the thread there. Empty: none.
+/// Called by each wait for a change of guarded data before it begins, on its thread and without a lock of the double's:
+/// a test can stop the thread there. Empty: none.
 void OnWait(std::function<void()> hook);
 
 }  // namespace sync_host

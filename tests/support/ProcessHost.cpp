@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "utils/class/IProcess.h"
+#include "utils/platform/Deadline.h"
 #include "utils/platform/Platform.h"
-#include "utils/sync/WaitAny.h"
 
 namespace {
 
@@ -99,7 +99,7 @@ void FakeChild::End(std::uint32_t exitCode) {
 bool FakeChild::WaitForExit(std::uint32_t timeoutMs) {
     std::unique_lock guard(lock);
     const auto ended = [this] { return exitCode_->has_value(); };
-    if (timeoutMs != kivsync::kInfinite)
+    if (timeoutMs != platform::kInfinite)
         return changed.wait_for(guard, std::chrono::milliseconds(timeoutMs), ended);
     changed.wait(guard, ended);
     return true;

@@ -1,7 +1,6 @@
 // Events, named mutexes and threads on the standard library, for the native build of the tests.
 #include "support/Doubles.h"
 
-#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <map>
@@ -9,17 +8,26 @@
 #include <thread>
 #include <utility>
 
+#include "utils/platform/Deadline.h"
 #include "utils/sync/Event.h"
 #include "utils/sync/Mutex.h"
 #include "utils/sync/Thread.h"
-#include "utils/sync/WaitAny.h"
+#include "utils/sync/WaitWord.h"
 
 namespace kivsync {
 
 namespace {
 
-/// One lock and one condition for all events, so that one wait can watch several; and the names of the mutexes.
+/// One lock and one condition for all events and words, and the names of the mutexes.
 struct Shared {
+    template <class Condition>
+    bool Await(std::unique_lock<std::mutex>& guard, std::uint32_t timeoutMs, Condition condition) {
+        if (timeoutMs != platform::kInfinite)
+            return changed.wait_for(guard, std::chrono::milliseconds(timeoutMs), condition);
+        changed.wait(guard, condition);
+        return true;
+    }
+
     std::mutex lock;
     std::condition_variable changed;
     std::map<std::string, std::weak_ptr<Event>> mutexes;
@@ -37,8 +45,11 @@ class EventHost final : public Event {
     std::int32_t Close() override { return 0; }
     std::int32_t Set() override { return Become(true); }
     std::int32_t Reset() override { return Become(false); }
-    std::int32_t Wait(std::uint32_t timeoutMs) override { return WaitAny({this}, timeoutMs) == 0 ? 0 : -1; }
-    std::int32_t Wait() override { return Wait(kInfinite); }
+    std::int32_t Wait(std::uint32_t timeoutMs) override {
+        std::unique_lock guard(TheShared().lock);
+        return TheShared().Await(guard, timeoutMs, [&] { return LetsThrough(); }) ? 0 : -1;
+    }
+    std::int32_t Wait() override { return Wait(platform::kInfinite); }
     std::int32_t Create(bool manualReset, bool initialState) override {
         manual = manualReset;
         signalled = initialState;
@@ -70,7 +81,7 @@ class MutexHost final : public Mutex {
     std::int32_t Destroy() override { return Unlock(); }
     std::int32_t Unlock() override { return free_->Set(); }
     std::int32_t Lock(std::uint32_t timeoutMs) override { return free_->Wait(timeoutMs); }
-    std::int32_t Lock() override { return Lock(kInfinite); }
+    std::int32_t Lock() override { return Lock(platform::kInfinite); }
     std::int32_t Create() override { return 0; }
     std::int32_t Open() override { return 0; }
 
@@ -107,24 +118,23 @@ std::shared_ptr<Event> Event::Make(kivsync::Reset reset, Initially state) {
     return event;
 }
 
-std::uint32_t WaitAny(std::initializer_list<Event*> events, std::uint32_t timeoutMs) {
+void WaitWhile(const WaitWord& word, std::uint32_t seen, std::uint32_t timeoutMs) {
     std::unique_lock guard(TheShared().lock);
-    if (const auto hook = TheShared().onWait; hook && events.size() > 1) {
+    if (const auto hook = TheShared().onWait) {
         guard.unlock();
         hook();
         guard.lock();
     }
-    const auto* first = events.end();
-    const auto oneLetsThrough = [&] {
-        first = std::find_if(events.begin(), events.end(),
-                             [](Event* event) { return static_cast<EventHost*>(event)->LetsThrough(); });
-        return first != events.end();
-    };
-    if (timeoutMs == kInfinite)
-        TheShared().changed.wait(guard, oneLetsThrough);
-    else if (!TheShared().changed.wait_for(guard, std::chrono::milliseconds(timeoutMs), oneLetsThrough))
-        return kWaitTimeout;
-    return static_cast<std::uint32_t>(first - events.begin());
+    TheShared().Await(guard, timeoutMs, [&] { return word != seen; });
+}
+
+void WakeOne(WaitWord& word) {
+    WakeAll(word);
+}
+
+void WakeAll(WaitWord&) {
+    const std::lock_guard guard(TheShared().lock);
+    TheShared().changed.notify_all();
 }
 
 std::shared_ptr<Mutex> Mutex::MakeNamed(const std::string& name, bool lockNow) {

@@ -12,7 +12,7 @@
 
 #include "IPC/transport/ClientTransport.h"
 #include "IPC/transport/ServerTransport.h"
-#include "utils/sync/WaitAny.h"
+#include "utils/platform/Deadline.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ struct Listener {
 struct World {
     template <class Condition>
     bool WaitFor(Guard& guard, std::uint32_t timeoutMs, Condition condition) {
-        if (timeoutMs != kivsync::kInfinite)
+        if (timeoutMs != platform::kInfinite)
             return changed.wait_for(guard, std::chrono::milliseconds(timeoutMs), condition);
         changed.wait(guard, condition);
         return true;

@@ -31,7 +31,7 @@ TEST(Client, OwnRequestsAndNotices) {
     EXPECT_TRUE(Eventually([&] { return !client.IsConnected() && running.server.ClientCount() == 0; }));
     for (std::uint32_t i = kLost; i < kSent; ++i)
         ASSERT_EQ(client.TakeNotice(0)->Command(), i);
-    EXPECT_EQ(client.TakeNotice(kivsync::kInfinite), nullptr);  // there can be no more
+    EXPECT_EQ(client.TakeNotice(platform::kInfinite), nullptr);  // there can be no more
     EXPECT_EQ(log->Count("Cannot send stop request"), 1u);
     EXPECT_EQ(log->Count("Notices are not taken, the oldest are dropped"), 1u);
 }
@@ -107,8 +107,8 @@ TEST(Client, WaitsEndWithTheTimeOutOrTheConnection) {
         log->Clear();
         const auto request = IPC::Request(RunningServer::kUnanswered);
         EXPECT_EQ(client.Send(request), 0);
-        std::thread notices([&] { EXPECT_EQ(client.TakeNotice(kivsync::kInfinite), nullptr); });
-        std::thread waiter([&] { EXPECT_EQ(client.WaitReply(request->RequestId(), kivsync::kInfinite), nullptr); });
+        std::thread notices([&] { EXPECT_EQ(client.TakeNotice(platform::kInfinite), nullptr); });
+        std::thread waiter([&] { EXPECT_EQ(client.WaitReply(request->RequestId(), platform::kInfinite), nullptr); });
         end();
         waiter.join();
         notices.join();

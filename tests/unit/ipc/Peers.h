@@ -9,7 +9,7 @@
 #include "support/CaptureSink.h"
 #include "support/RawClient.h"
 #include "utils/class/GlobalSettings.h"
-#include "utils/sync/WaitAny.h"
+#include "utils/platform/Deadline.h"
 
 /// Bytes written as hexadecimal pairs, with blanks between them where they help the reader.
 inline Bytes Hex(std::string text) {

@@ -49,17 +49,17 @@ TEST_F(PipeTest, ConnectWaitsForAFreePipe) {
     EXPECT_TRUE(log->Contains("Timeout in open client pipe timeout:30 server:pipe"));
 
     const auto closed = ClientTransport::Make("pipe");
-    std::thread closing([&] { EXPECT_EQ(closed->Connect(kivsync::kInfinite), -1); });
+    std::thread closing([&] { EXPECT_EQ(closed->Connect(platform::kInfinite), -1); });
     closed->Close();
     closing.join();
     const auto third = ClientTransport::Make("pipe");
-    std::thread waiting([&] { EXPECT_EQ(third->Connect(kivsync::kInfinite), 0); });
+    std::thread waiting([&] { EXPECT_EQ(third->Connect(platform::kInfinite), 0); });
     EXPECT_NE(server->Accept(kPatienceMs), nullptr);
     waiting.join();
 }
 
 TEST_F(PipeTest, AClientThatClosesIsNoticedWithBytesUnread) {
-    std::thread reading([&] { EXPECT_EQ(served->Read(buffer.data(), 1, kivsync::kInfinite), 1); });
+    std::thread reading([&] { EXPECT_EQ(served->Read(buffer.data(), 1, platform::kInfinite), 1); });
     for (int i = 0; i < 200; ++i)  // the thread is in its read soon
         EXPECT_FALSE(served->HasPeerClosed());
     EXPECT_EQ(client->Write("abc", 3, kPatienceMs), 3);

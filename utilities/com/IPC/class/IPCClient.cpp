@@ -1,7 +1,6 @@
 #include "IPC/class/IPCClient.h"
 
 #include <algorithm>
-#include <chrono>
 #include <map>
 #include <utility>
 
@@ -10,7 +9,6 @@
 #include "utils/logging/Logger.h"
 #include "utils/platform/Deadline.h"
 #include "utils/platform/Platform.h"
-#include "utils/sync/WaitAny.h"
 
 namespace {
 
@@ -151,7 +149,7 @@ void IPCClient::SetConnected(bool connected) {
         const auto inbox = inbox_.Lock();
         connected_ = connected;
     }
-    noticed_.notify_all();
+    inbox_.NotifyAll();
 }
 
 void IPCClient::OnDisconnect(std::uint64_t) {
@@ -180,7 +178,7 @@ std::int32_t IPCClient::OnRequest(const std::shared_ptr<IPC>& request) {
             firstLoss |= !std::exchange(inbox->lost, true);
         }
     }
-    noticed_.notify_one();
+    inbox_.NotifyOne();
     if (firstLoss)
         KIV_LOG(Logging::Warning, "Notices are not taken, the oldest are dropped id:%lld pid:%lld",
                 static_cast<long long>(clientId_), static_cast<long long>(serverPid_));
@@ -189,11 +187,7 @@ std::int32_t IPCClient::OnRequest(const std::shared_ptr<IPC>& request) {
 
 std::shared_ptr<IPC> IPCClient::TakeNotice(std::uint32_t timeoutMs) {
     auto inbox = inbox_.Lock();
-    const auto done = [&] { return !inbox->notices.empty() || !connected_; };
-    if (timeoutMs == kivsync::kInfinite)
-        noticed_.wait(inbox.Guard(), done);
-    else
-        noticed_.wait_for(inbox.Guard(), std::chrono::milliseconds(timeoutMs), done);
+    inbox.Wait(timeoutMs, [&] { return !inbox->notices.empty() || !connected_; });
     return inbox->notices.empty() ? nullptr : inbox->RemoveOldest();
 }
 

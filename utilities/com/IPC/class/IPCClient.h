@@ -5,7 +5,6 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <initializer_list>
@@ -120,10 +119,9 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     std::atomic<int> disconnecting_{0};  // calls of Disconnect under way: a Connect meanwhile gives up
 
     const GlobalSettings settings_ = GlobalSettings::Get();
-    std::atomic<bool> connected_{false};  // changed under the inbox's lock, for the waiters of noticed_
+    std::atomic<bool> connected_{false};  // changed under the inbox's lock, for those who wait there
     std::atomic<std::uint64_t> serverPid_{0};
     std::atomic<std::uint64_t> clientId_{0};
 
     kivsync::Guarded<Inbox> inbox_;  // its lock is taken last
-    std::condition_variable noticed_;
 };

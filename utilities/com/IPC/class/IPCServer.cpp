@@ -8,7 +8,7 @@
 
 #include "IPC/class/IPCServerClient.h"
 #include "utils/logging/Logger.h"
-#include "utils/sync/WaitAny.h"
+#include "utils/platform/Deadline.h"
 
 namespace {
 
@@ -30,8 +30,7 @@ std::int32_t IPCServer::Start(const std::string& serverName, Duty duty) {
     if (acceptThread_)
         return kIpcFailure;
     auto transport = ServerTransport::Make(serverName);
-    auto queue = RequestQueue::Make();
-    if (!transport || !queue) {
+    if (!transport) {
         KIV_LOG(Logging::Error, "Cannot listen under %s", serverName.c_str());
         return kIpcFailure;
     }
@@ -41,7 +40,7 @@ std::int32_t IPCServer::Start(const std::string& serverName, Duty duty) {
     {
         auto state = state_.Lock();
         state->transport = transport;
-        state->queue = queue;
+        state->queue = std::make_shared<RequestQueue>();
         state->lastClientId = 0;
     }
     acceptThread_ = kivsync::Thread::Start([this, transport] { AcceptClients(transport); });
@@ -80,7 +79,7 @@ void IPCServer::Stop() {
 
 void IPCServer::AcceptClients(const std::shared_ptr<ServerTransport>& transport) {
     while (!stopping_) {
-        const auto connection = transport->Accept(kivsync::kInfinite);
+        const auto connection = transport->Accept(platform::kInfinite);
         const auto [released, left] = ReleaseEndedClients();
         if (stopping_)
             return;

@@ -5,8 +5,8 @@
 
 #include "IPC/transport/WholeTransfer.h"
 #include "utils/logging/Logger.h"
+#include "utils/platform/Deadline.h"
 #include "utils/platform/Platform.h"
-#include "utils/sync/WaitAny.h"
 
 IPCServerClient::IPCServerClient(std::string serverName, std::uint64_t connectionId,
                                  std::shared_ptr<ClientTransport> transport, RequestMonitor& requests,
@@ -30,10 +30,10 @@ std::int32_t IPCServerClient::Start() {
 
 bool IPCServerClient::Handshake() {
     const std::array<wire::u64, 2> ids{peer_.connectionId, platform::CurrentProcessId()};
-    if (transport_->Write(ids.data(), sizeof ids, kivsync::kInfinite) != static_cast<std::int32_t>(sizeof ids))
+    if (transport_->Write(ids.data(), sizeof ids, platform::kInfinite) != static_cast<std::int32_t>(sizeof ids))
         return false;
     wire::u64 clientProcessId;
-    if (!ReadWhole(*transport_, &clientProcessId, sizeof clientProcessId, kivsync::kInfinite))
+    if (!ReadWhole(*transport_, &clientProcessId, sizeof clientProcessId, platform::kInfinite))
         return false;
     peer_.processId = clientProcessId;
     reader_.SetIds(peer_.connectionId, peer_.processId);

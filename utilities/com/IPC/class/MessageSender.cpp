@@ -52,26 +52,26 @@ MessageSender::Result MessageSender::Send(const Message& message, Begin begin) {
         state->backlog.push_back({message, platform::Deadline(GlobalSettings::Get().ipcTimeout)});
         state->bytes += message->size();
     }
-    changed_.notify_all();
+    state_.NotifyAll();
     return Result::Sent;
 }
 
 void MessageSender::WriteBacklog() {
     for (bool written = true; written;) {
         auto state = state_.Lock();
-        changed_.wait(state.Guard(), [&] { return state->closed || !state->backlog.empty(); });
+        state.Wait([&] { return state->closed || !state->backlog.empty(); });
         if (state->closed)
             return;
         const auto message = state->backlog.front();
         const bool underWay = std::exchange(state->underWay, false);
-        state.Guard().unlock();
+        state.Unlock();
         written = Write(message, underWay);
-        state.Guard().lock();
+        state.Relock();
         state->closed |= !written;
         if (!state->backlog.empty())
             state->backlog.pop_front();
         state->bytes -= message.bytes->size();
-        changed_.notify_all();
+        state_.NotifyAll();
     }
     failed_();
 }
@@ -93,12 +93,12 @@ bool MessageSender::Write(const Queued& message, bool underWay) {
 
 void MessageSender::AwaitEmpty() {
     auto state = state_.Lock();
-    changed_.wait(state.Guard(), [&] { return state->closed || state->backlog.empty(); });
+    state.Wait([&] { return state->closed || state->backlog.empty(); });
 }
 
 void MessageSender::Close() {
     state_.Lock()->closed = true;
-    changed_.notify_all();
+    state_.NotifyAll();
 }
 
 void MessageSender::AwaitFinish() {

@@ -7,7 +7,6 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -80,5 +79,4 @@ class MessageSender {
     const IPCPeer& peer_;
     const std::function<void()> failed_;
     kivsync::Guarded<State> state_;  // held for a direct write, 5 ms at most
-    std::condition_variable changed_;
 };

@@ -6,30 +6,19 @@
 
 #include "IPC/transport/WholeTransfer.h"
 #include "utils/logging/Logger.h"
-#include "utils/sync/WaitAny.h"
+#include "utils/platform/Deadline.h"
 
 namespace {
 
 constexpr std::uint32_t kListenerGraceMs = 100;  // for the listener to end by itself
-constexpr int kMaximumSpuriousWakes = 10;
-constexpr std::size_t kMaximumIdleEvents = 8;
 
-// The order of the events in the wait for a reply.
-constexpr std::uint32_t kStopIndex = 0;
-constexpr std::uint32_t kReplyIndex = 1;
-
-// The operations whose name the lines of their parts bear.
-constexpr const char* kRead = "PipeReader::Read";
-constexpr const char* kGetReply = "PipeReader::GetReply";
+constexpr const char* kRead = "PipeReader::Read";  // bears the lines of its parts
 
 }  // namespace
 
 PipeReader::PipeReader(std::shared_ptr<ClientTransport> transport, RequestMonitor& requests,
                        DisconnectMonitor& disconnects)
-    : transport_(std::move(transport)),
-      requestMonitor_(requests),
-      disconnectMonitor_(disconnects),
-      stopEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)) {}
+    : transport_(std::move(transport)), requestMonitor_(requests), disconnectMonitor_(disconnects) {}
 
 PipeReader::~PipeReader() {
     StopListener();
@@ -44,12 +33,8 @@ void PipeReader::SetIds(std::uint64_t id, std::uint64_t pid) {
 std::int32_t PipeReader::StartListener(std::function<bool()> greeting) {
     if (listenerThread_)
         return kIpcFailure;
-    if (stopEvent_) {
-        stopEvent_->Reset();
-        stopped_ = false;
-        listenerThread_ =
-            kivsync::Thread::Start([this, first = std::move(greeting)] { InternalListenerThread(first); });
-    }
+    state_.Lock()->stopped = false;
+    listenerThread_ = kivsync::Thread::Start([this, first = std::move(greeting)] { InternalListenerThread(first); });
     if (!listenerThread_) {
         KIV_LOG(Logging::Error, "Cannot start PipeReader listener thread");
         return kIpcFailure;
@@ -69,18 +54,17 @@ void PipeReader::StopListener() {
 }
 
 void PipeReader::SignalStop() {
-    stopped_ = true;
-    if (stopEvent_)
-        stopEvent_->Set();
+    state_.Lock()->stopped = true;
+    state_.NotifyAll();
 }
 
 void PipeReader::InternalListenerThread(const std::function<bool()>& greeting) {
-    if (!stopped_) {
+    if (!IsStopped()) {
         bool more = !greeting || greeting();
         if (!more)
             disconnectMonitor_.OnDisconnect(0);
         try {
-            while (more && !stopped_) {
+            while (more && !IsStopped()) {
                 const auto record = Read();
                 more = record && !record->IsTerminate();
             }
@@ -90,7 +74,8 @@ void PipeReader::InternalListenerThread(const std::function<bool()>& greeting) {
             transport_->Close();
             disconnectMonitor_.OnDisconnect(0);
         }
-        stopEvent_->Wait();  // the owner decides when the reader ends
+        auto state = state_.Lock();
+        state.Wait([&] { return state->stopped; });  // the owner decides when the reader ends
     }
     KIV_LOG(Logging::Info, "InternalListenerThread end");
     SignalStop();
@@ -157,9 +142,9 @@ bool PipeReader::ReadBytes(void* target, std::size_t size) {
             return true;
         const auto wanted = static_cast<std::int32_t>(size);
         if (wanted >= kReadAheadSize)
-            return ReadWhole(*transport_, next, wanted, kivsync::kInfinite);
+            return ReadWhole(*transport_, next, wanted, platform::kInfinite);
         // Zero bytes are no end of the stream: a peer may write nothing at all.
-        const auto bytes = transport_->ReadAhead(ahead_.data(), wanted, kReadAheadSize, kivsync::kInfinite);
+        const auto bytes = transport_->ReadAhead(ahead_.data(), wanted, kReadAheadSize, platform::kInfinite);
         if (bytes < 0)
             return false;
         aheadBegin_ = 0;
@@ -168,38 +153,17 @@ bool PipeReader::ReadBytes(void* target, std::size_t size) {
 }
 
 std::int32_t PipeReader::BeginRequest(std::uint64_t requestId) {
-    auto state = state_.Lock();
-    if (state->pending.contains(requestId)) {
-        KIV_LOG(Logging::Error, "Already wainting reply for this request");
-        return kIpcAlreadyWaiting;
-    }
-    const auto request = std::make_shared<IPCRequestInfo>();
-    if (state->idleEvents.empty()) {
-        request->replyEvent = kivsync::Event::Make(kivsync::Reset::Auto, kivsync::Initially::Clear);
-    } else {
-        // It may still be set by its last request, which costs one wait that ends without a reply.
-        request->replyEvent = std::move(state->idleEvents.back());
-        state->idleEvents.pop_back();
-    }
-    if (!request->replyEvent) {
-        KIV_LOG(Logging::Error, "Cannot create reply event ReqId:%lld", static_cast<long long>(requestId));
-        return kIpcFailure;
-    }
-    state->pending.emplace(requestId, request);
-    return kIpcSuccess;
+    if (state_.Lock()->pending.emplace(requestId, std::make_shared<IPCRequestInfo>()).second)
+        return kIpcSuccess;
+    KIV_LOG(Logging::Error, "Already wainting reply for this request");
+    return kIpcAlreadyWaiting;
 }
 
 std::int32_t PipeReader::EndRequest(std::uint64_t requestId) {
-    auto state = state_.Lock();
-    const auto found = state->pending.find(requestId);
-    if (found == state->pending.end()) {
-        KIV_LOG(Logging::Error, "Not wainting reply for this request");
-        return kIpcNotWaiting;
-    }
-    if (state->idleEvents.size() < kMaximumIdleEvents)
-        state->idleEvents.push_back(found->second->replyEvent);
-    state->pending.erase(found);
-    return kIpcSuccess;
+    if (state_.Lock()->pending.erase(requestId) != 0)
+        return kIpcSuccess;
+    KIV_LOG(Logging::Error, "Not wainting reply for this request");
+    return kIpcNotWaiting;
 }
 
 void PipeReader::AddReply(const std::shared_ptr<IPC>& reply) {
@@ -210,12 +174,9 @@ void PipeReader::AddReply(const std::shared_ptr<IPC>& reply) {
         const bool known = found != state->pending.end();
         aborted = known && found->second->aborted;
         if (known && !aborted) {
-            const auto request = found->second;
-            request->replies.push_back(reply);
-            const bool wake = std::exchange(request->awaited, false);
-            state.Guard().unlock();  // the woken thread takes it at once
-            if (wake)
-                request->replyEvent->Set();
+            found->second->replies.push_back(reply);
+            state.Unlock();  // the woken thread takes it at once
+            state_.NotifyAll();
             return;
         }
         if (aborted)
@@ -232,59 +193,30 @@ void PipeReader::AddReply(const std::shared_ptr<IPC>& reply) {
 }
 
 std::shared_ptr<IPC> PipeReader::GetReply(std::uint64_t requestId, std::uint32_t timeoutMs) {
-    std::shared_ptr<IPCRequestInfo> request;
-    {
-        auto state = state_.Lock();
-        if (const auto found = state->pending.find(requestId); found != state->pending.end())
-            request = found->second;
-    }
-    if (!request) {
+    auto state = state_.Lock();
+    const auto found = state->pending.find(requestId);
+    if (found == state->pending.end()) {
+        state.Unlock();
         KIV_LOG(Logging::Error, "Invalid request id. Please call BeginRequest before waiting for one!");
         return {};
     }
-    auto reply = WaitForReply(*request, requestId, timeoutMs);
-    if (!reply) {
-        auto state = state_.Lock();
-        request->aborted = true;
-        // A request without a reply stays, so that the late reply finds whom it was meant for.
-        if (!request->replies.empty())
-            state->pending.erase(requestId);
+    const auto request = found->second;
+    state.Wait(timeoutMs, [&] { return !request->replies.empty() || state->stopped; });
+    std::shared_ptr<IPC> reply;
+    // Whatever ended the wait: a reply that made it is given out, also when the peer closed right behind it.
+    if (!request->replies.empty()) {
+        reply = std::move(request->replies.front());
+        request->replies.pop_front();
     }
-    IPC::PrintStats(reply == nullptr);
-    return reply;
-}
-
-std::shared_ptr<IPC> PipeReader::TakeReply(IPCRequestInfo& request) {
-    auto state = state_.Lock();
-    request.awaited = request.replies.empty();
-    if (request.awaited)
-        return {};
-    auto reply = std::move(request.replies.front());
-    request.replies.pop_front();
-    return reply;
-}
-
-std::shared_ptr<IPC> PipeReader::WaitForReply(IPCRequestInfo& request, std::uint64_t requestId,
-                                              std::uint32_t timeoutMs) {
-    const auto id = static_cast<long long>(requestId);
-    const auto timeout = static_cast<int>(timeoutMs);
-    auto reply = TakeReply(request);
-    for (int wakes = 0; !reply && wakes < kMaximumSpuriousWakes; ++wakes) {
-        const auto index = kivsync::WaitAny({stopEvent_.get(), request.replyEvent.get()}, timeoutMs);
-        // Whatever ended the wait: a reply that made it is given out, also when the peer closed right behind it.
-        reply = TakeReply(request);
-        if (reply || index == kReplyIndex)
-            continue;
-        if (index == kStopIndex)
-            KIV_LOG_AS(kGetReply, Logging::Error, "Received stop event ReqId:%lld timeout:%d", id, timeout);
-        else if (index == kivsync::kWaitTimeout)
-            KIV_LOG_AS(kGetReply, Logging::Error, "Timeout in IPC reply ReqId:%lld timeout:%d", id, timeout);
-        else
-            KIV_LOG_AS(kGetReply, Logging::Error, "Wait other in reply ReqId:%lld timeout:%d idx:%X", id, timeout,
-                       index);
-        return {};
-    }
-    if (!reply)
-        KIV_LOG_AS(kGetReply, Logging::Error, "Cannot get IPC reply");
+    request->aborted = !reply;  // it stays in the table, so that the late reply finds whom it was meant for
+    const bool stopped = state->stopped;
+    state.Unlock();
+    if (!reply && stopped)
+        KIV_LOG(Logging::Error, "Received stop event ReqId:%lld timeout:%d", static_cast<long long>(requestId),
+                static_cast<int>(timeoutMs));
+    else if (!reply)
+        KIV_LOG(Logging::Error, "Timeout in IPC reply ReqId:%lld timeout:%d", static_cast<long long>(requestId),
+                static_cast<int>(timeoutMs));
+    IPC::PrintStats(!reply);
     return reply;
 }

@@ -9,27 +9,22 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <list>
 #include <map>
 #include <memory>
-#include <vector>
 
 #include "IPC/class/IPC.h"
 #include "IPC/class/Monitors.h"
 #include "IPC/transport/ClientTransport.h"
-#include "utils/sync/Event.h"
 #include "utils/sync/Guarded.h"
 #include "utils/sync/Thread.h"
 
 /// A request whose reply is awaited, in the table of its reader and guarded by that table's lock.
 struct IPCRequestInfo {
     std::list<std::shared_ptr<IPC>> replies;
-    std::shared_ptr<kivsync::Event> replyEvent;  // resets itself; a reply sets it only when it is awaited
-    bool awaited = false;
     bool aborted = false;  // the waiter gave up
 };
 
@@ -58,7 +53,7 @@ class PipeReader {
     /// The listener thread has ended, or was never started. Not on the listener thread.
     bool HasFinished() { return !listenerThread_ || listenerThread_->Join(0); }
 
-    /// 0, or kIpcAlreadyWaiting, or kIpcFailure when the system has no event to give.
+    /// 0 or kIpcAlreadyWaiting.
     std::int32_t BeginRequest(std::uint64_t requestId);
     /// 0 or kIpcNotWaiting.
     std::int32_t EndRequest(std::uint64_t requestId);
@@ -72,7 +67,7 @@ class PipeReader {
 
     struct State {
         std::map<std::uint64_t, std::shared_ptr<IPCRequestInfo>> pending;
-        std::vector<std::shared_ptr<kivsync::Event>> idleEvents;  // of ended requests
+        bool stopped = false;
     };
 
     void InternalListenerThread(const std::function<bool()>& greeting);
@@ -85,16 +80,12 @@ class PipeReader {
     bool ReadBytes(void* target, std::size_t size);
     /// Gives the reply to the request that waits for it.
     void AddReply(const std::shared_ptr<IPC>& reply);
-    /// The oldest reply; when there is none, the next one sets the event.
-    std::shared_ptr<IPC> TakeReply(IPCRequestInfo& request);
-    std::shared_ptr<IPC> WaitForReply(IPCRequestInfo& request, std::uint64_t requestId, std::uint32_t timeoutMs);
+    bool IsStopped() { return state_.Lock()->stopped; }
 
     const std::shared_ptr<ClientTransport> transport_;
     RequestMonitor& requestMonitor_;
     DisconnectMonitor& disconnectMonitor_;
     std::unique_ptr<kivsync::Thread> listenerThread_;
-    const std::shared_ptr<kivsync::Event> stopEvent_;
-    std::atomic<bool> stopped_{false};  // the state of stopEvent_, without a call into the system
     std::uint64_t id_ = 0;
     std::uint64_t pid_ = 0;
 

@@ -3,9 +3,6 @@
 // clients' requests find their turn.
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
-
 #include "IPC/class/IPC.h"
 #include "utils/sync/Guarded.h"
 
@@ -14,14 +11,14 @@ class RequestGate {
   public:
     static constexpr std::size_t kMaximumWaiting = 65536;  // bytes
     static constexpr std::size_t kRequestWeight = 1024;    // bytes, beside the payload: each request takes its time
-    static constexpr std::chrono::milliseconds kLookInterval{250};
+    static constexpr std::uint32_t kLookMs = 250;
 
     /// The request waits from now on.
     void Enter(const IPC& request) { state_.Lock()->waiting += Weight(request); }
     /// The request was taken.
     void Leave(const IPC& request) {
         state_.Lock()->waiting -= Weight(request);
-        changed_.notify_all();
+        state_.NotifyAll();
     }
     /// Waits until there is room for another request, or the gate was closed. Nobody reads the pipe meanwhile, so it
     /// asks `hasPeerClosed` now and then; false when that was so.
@@ -30,8 +27,7 @@ class RequestGate {
         for (;;) {
             {
                 auto state = state_.Lock();
-                const auto mayPass = [&] { return state->closed || state->waiting <= kMaximumWaiting; };
-                if (changed_.wait_for(state.Guard(), kLookInterval, mayPass))
+                if (state.Wait(kLookMs, [&] { return state->closed || state->waiting <= kMaximumWaiting; }))
                     return true;
             }
             if (hasPeerClosed())
@@ -41,7 +37,7 @@ class RequestGate {
     /// The connection has ended: nobody waits here any more.
     void Close() {
         state_.Lock()->closed = true;
-        changed_.notify_all();
+        state_.NotifyAll();
     }
 
   private:
@@ -52,5 +48,4 @@ class RequestGate {
     static std::size_t Weight(const IPC& request) { return kRequestWeight + request.Payload().size(); }
 
     kivsync::Guarded<State> state_;
-    std::condition_variable changed_;
 };

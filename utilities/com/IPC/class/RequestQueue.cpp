@@ -1,16 +1,6 @@
 #include "IPC/class/RequestQueue.h"
 
 #include <algorithm>
-#include <utility>
-
-#include "utils/sync/WaitAny.h"
-
-std::shared_ptr<RequestQueue> RequestQueue::Make() {
-    auto queue = std::make_shared<RequestQueue>();
-    queue->closed_ = kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
-    queue->ready_ = kivsync::Event::Make(kivsync::Reset::Auto, kivsync::Initially::Clear);
-    return queue->closed_ && queue->ready_ ? queue : nullptr;
-}
 
 bool RequestQueue::State::IsReady(const Lane& lane) const {
     const auto& first = lane.entries.front();
@@ -27,7 +17,6 @@ RequestQueue::Lane* RequestQueue::State::NextLane() {
 }
 
 void RequestQueue::Push(const std::shared_ptr<IPC>& request, Kind kind) {
-    bool wake = false;
     {
         auto state = state_.Lock();
         if (state->closed)
@@ -36,38 +25,24 @@ void RequestQueue::Push(const std::shared_ptr<IPC>& request, Kind kind) {
         if (kind == Kind::Change)
             state->changes.insert(number);
         state->lanes[request->Connection()].entries.push_back({request, number, kind});
-        wake = state->waiting > 0;
     }
-    // After the lock: the woken thread takes it at once.
-    if (wake)
-        ready_->Set();
+    state_.NotifyOne();  // after the lock: the woken thread takes it at once
 }
 
 std::shared_ptr<IPC> RequestQueue::Take() {
-    for (bool announced = false;;) {
-        std::shared_ptr<IPC> request;
-        bool wakeAnother = false;
-        {
-            auto state = state_.Lock();
-            state->waiting -= std::exchange(announced, false) ? 1 : 0;
-            if (state->closed)
-                return {};
-            if (auto* const lane = state->NextLane()) {
-                lane->busy = true;
-                request = lane->entries.front().request;
-                // Several pushes may have set the event once, and one Done may let two requests come.
-                wakeAnother = state->waiting > 0 && state->NextLane() != nullptr;
-            } else {
-                announced = true;
-                ++state->waiting;
-            }
-        }
-        if (wakeAnother)
-            ready_->Set();
-        if (request)
-            return request;
-        kivsync::WaitAny({closed_.get(), ready_.get()}, kivsync::kInfinite);
-    }
+    auto state = state_.Lock();
+    Lane* lane = nullptr;
+    ++state->waiting;
+    state.Wait([&] { return state->closed || (lane = state->NextLane()) != nullptr; });
+    --state->waiting;
+    if (state->closed)
+        return {};
+    lane->busy = true;
+    auto request = lane->entries.front().request;
+    // One Done may let two requests come.
+    if (state->waiting > 0 && state->NextLane() != nullptr)
+        state_.NotifyOne();
+    return request;
 }
 
 void RequestQueue::Done(const IPC& request) {
@@ -90,7 +65,7 @@ void RequestQueue::Close() {
         state->lanes.clear();
         state->changes.clear();
     }
-    closed_->Set();
+    state_.NotifyAll();
 }
 
 bool RequestQueue::HasNothingOf(const std::weak_ptr<IPCServerClient>& connection) {

@@ -16,16 +16,12 @@
 #include <set>
 
 #include "IPC/class/IPC.h"
-#include "utils/sync/Event.h"
 #include "utils/sync/Guarded.h"
 
 /// Any thread. One life of a server has one queue: a server that is started again begins with another one.
 class RequestQueue {
   public:
     enum class Kind { Question, Change };
-
-    /// Empty when the system has no event to give.
-    static std::shared_ptr<RequestQueue> Make();
 
     /// Adds a request of the connection that it names (IPC::Connection). After Close it is dropped.
     void Push(const std::shared_ptr<IPC>& request, Kind kind);
@@ -57,7 +53,7 @@ class RequestQueue {
         std::map<std::weak_ptr<IPCServerClient>, Lane, std::owner_less<>> lanes;  // of the connections with requests
         std::set<std::uint64_t> changes;                                          // the numbers of those not done yet
         std::uint64_t next = 0;
-        std::size_t waiting = 0;  // threads in Take that found nothing
+        std::size_t waiting = 0;  // threads in Take
         bool closed = false;
 
         /// The lane whose turn it is; null when there is none.
@@ -66,6 +62,4 @@ class RequestQueue {
     };
 
     kivsync::Guarded<State> state_;
-    std::shared_ptr<kivsync::Event> closed_;
-    std::shared_ptr<kivsync::Event> ready_;  // resets itself; set only for threads that wait
 };

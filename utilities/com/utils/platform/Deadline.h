@@ -10,18 +10,18 @@
 
 namespace platform {
 
+inline constexpr std::uint32_t kInfinite = 0xFFFFFFFF;  // ms: no limit
+
 /// Begins with its construction. Any thread.
 class Deadline {
   public:
-    static constexpr std::uint32_t kNever = 0xFFFFFFFF;  // ms: waits without limit
-
     explicit Deadline(std::uint32_t timeoutMs)
-        : never_(timeoutMs == kNever), end_(MonotonicNanoseconds() + timeoutMs * kNanosecondsPerMs) {}
+        : never_(timeoutMs == kInfinite), end_(MonotonicNanoseconds() + timeoutMs * kNanosecondsPerMs) {}
 
-    /// What is left, in ms, begun ones counted: 0 once the time is over, kNever when it never is.
+    /// What is left, in ms, begun ones counted: 0 once the time is over, kInfinite when it never is.
     std::uint32_t LeftMs() const {
         if (never_)
-            return kNever;
+            return kInfinite;
         const std::int64_t left = end_ - MonotonicNanoseconds();
         return left <= 0 ? 0 : static_cast<std::uint32_t>((left + kNanosecondsPerMs - 1) / kNanosecondsPerMs);
     }

@@ -11,12 +11,12 @@ Line::Place::~Place() {
             waiting->holder = {};
         waiting->places.erase(number_);
     }
-    line_.left_.notify_all();
+    line_.waiting_.NotifyAll();
 }
 
 void Line::Place::AwaitTurn() {
     auto waiting = line_.waiting_.Lock();
-    line_.left_.wait(waiting.Guard(), [&] { return *waiting->places.begin() == number_; });
+    waiting.Wait([&] { return *waiting->places.begin() == number_; });
     waiting->holder = std::this_thread::get_id();
 }
 

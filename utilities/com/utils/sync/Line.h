@@ -5,7 +5,6 @@
 //     ...                                // nobody else is here until `place` goes
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <set>
 #include <thread>
@@ -46,7 +45,6 @@ class Line {
     std::uint64_t Draw();
 
     Guarded<Waiting> waiting_;
-    std::condition_variable left_;
 };
 
 /// A place in the line whose turn has come: the lock itself, for a scope.

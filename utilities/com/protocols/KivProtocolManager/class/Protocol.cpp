@@ -265,9 +265,9 @@ void CProtocol::BeginChange() {
     if (++state->changes > 1)
         return;
     SettleKnown(*state);
-    asked_.notify_all();  // those who share an exchange are answered from the settled condition
+    state_.NotifyAll();  // those who share an exchange are answered from the settled condition
     // The change will ask the child itself: were it to do so at the same time, each would wait for the other's replies.
-    asked_.wait(state.Guard(), [&] { return !state->exchange; });
+    state.Wait([&] { return !state->exchange; });
 }
 
 void CProtocol::EndChange() {
@@ -306,7 +306,7 @@ CProtocol::Condition CProtocol::Ask(Question question) {
     while (NeedsChild(*state)) {
         if (const auto other = state->exchange) {
             const auto isOver = [&] { return other->done || state->changes != 0; };
-            if (!asked_.wait_for(state.Guard(), std::chrono::milliseconds(deadline.LeftMs()), isOver))
+            if (!state.Wait(deadline.LeftMs(), isOver))
                 break;
             if (other->done && other->question == question)
                 return other->answer;
@@ -318,9 +318,9 @@ CProtocol::Condition CProtocol::Ask(Question question) {
         const auto client = state->client;
         SettleKnown(*state);
         mine->answer = state->settled;
-        state.Guard().unlock();
+        state.Unlock();
         const bool told = AskChild(*client, deadline.LeftMs(), *mine);
-        state.Guard().lock();
+        state.Relock();
         state->exchange.reset();
         if (state->changeCount != changeCount) {
             mine->answer = state->settled;
@@ -332,7 +332,7 @@ CProtocol::Condition CProtocol::Ask(Question question) {
             state->answers = false;
         }
         mine->done = true;
-        asked_.notify_all();
+        state_.NotifyAll();
         return mine->answer;
     }
     if (state->changes == 0)

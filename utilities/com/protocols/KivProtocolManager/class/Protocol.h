@@ -1,7 +1,6 @@
 // CProtocol: one configured protocol instance, whose work a child process does.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -163,5 +162,4 @@ class CProtocol {
     bool typeDisabled_ = false;
 
     kivsync::Guarded<State> state_;  // never held while anything is waited for
-    std::condition_variable asked_;  // an exchange has ended, or a change has begun
 };

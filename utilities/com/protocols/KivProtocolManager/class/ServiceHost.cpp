@@ -1,5 +1,6 @@
 #include "protocols/KivProtocolManager/class/ServiceHost.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstring>
 #include <ctime>
@@ -7,7 +8,6 @@
 #include <utility>
 
 #include "utils/sync/Thread.h"
-#include "utils/sync/WaitAny.h"
 
 namespace {
 
@@ -167,15 +167,16 @@ bool ServiceHost::AcceptArguments(std::int32_t& result) {
 
 std::int32_t ServiceHost::RunInConsole() {
     const NoQuickEdit noQuickEdit;
-    const auto ended = kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
+    std::atomic<bool> ended{false};
     const auto thread = kivsync::Thread::Start([this, &ended] {
         exitCode_ = callbacks_.main();
-        ended->Set();
+        ended = true;
+        readyEvent_->Set();
     });
     if (!thread)
         return kNotWired;
-    constexpr std::uint32_t kReadyIndex = 1;
-    if (kivsync::WaitAny({ended.get(), readyEvent_.get()}, kivsync::kInfinite) == kReadyIndex) {
+    readyEvent_->Wait();
+    if (!ended) {
         Print(L"PRESS ENTER TO QUIT\n");
         std::getwchar();
         callbacks_.stop(ControlCode::Stop);
@@ -235,22 +236,21 @@ DWORD WINAPI ServiceHost::ControlHandler(DWORD control, DWORD eventType, void* e
 }
 
 bool ServiceHost::BeginControl() {
-    const std::lock_guard hold(controlsLock_);
-    if (!controlsEnded_)
-        ++controlsInProgress_;
-    return !controlsEnded_;
+    auto controls = controls_.Lock();
+    if (!controls->ended)
+        ++controls->inProgress;
+    return !controls->ended;
 }
 
 void ServiceHost::EndControl() {
-    const std::lock_guard hold(controlsLock_);
-    --controlsInProgress_;
-    controlsDone_.notify_all();
+    --controls_.Lock()->inProgress;
+    controls_.NotifyAll();
 }
 
 void ServiceHost::AwaitControls() {
-    std::unique_lock hold(controlsLock_);
-    controlsDone_.wait(hold, [this] { return controlsInProgress_ == 0; });
-    controlsEnded_ = true;
+    auto controls = controls_.Lock();
+    controls.Wait([&] { return controls->inProgress == 0; });
+    controls->ended = true;
 }
 
 DWORD ServiceHost::HandleControl(DWORD control, DWORD eventType, void* eventData) {

@@ -4,7 +4,6 @@
 
 #include <windows.h>
 
-#include <condition_variable>
 #include <cstdint>
 #include <cstdio>
 #include <functional>
@@ -16,6 +15,7 @@
 #include "protocols/KivProtocolManager/class/IServiceHost.h"
 #include "utils/platform/impl/win/Handle.h"
 #include "utils/sync/Event.h"
+#include "utils/sync/Guarded.h"
 
 /// What a control callback is told about why it is called.
 enum class ControlCode : std::int32_t {
@@ -119,8 +119,9 @@ class ServiceHost : public IServiceHost {
     const std::shared_ptr<kivsync::Event> readyEvent_;
     UniqueHandle serviceMainThread_;
 
-    std::mutex controlsLock_;  // guards the two below
-    std::condition_variable controlsDone_;
-    std::uint32_t controlsInProgress_ = 0;
-    bool controlsEnded_ = false;
+    struct Controls {
+        std::uint32_t inProgress = 0;
+        bool ended = false;
+    };
+    kivsync::Guarded<Controls> controls_;
 };

@@ -57,7 +57,8 @@ bool VexaRegistryDB::Refresh(Table& table) {
     auto reading = table.key ? table.key->Query(kNameValue, name) : Reading::Failed;
     if (reading == Reading::Failed && (table.key = key_->OpenSubkey(table.id)))
         reading = table.key->Query(kNameValue, name);  // it was deleted from outside, and perhaps made anew
-    if (reading == Reading::Failed) {
+    table.current = reading != Reading::Failed;
+    if (!table.current) {
         table.key.reset();
         return false;
     }
@@ -104,6 +105,8 @@ std::int32_t VexaRegistryDB::FollowOutsideChanges(IndexState needed) {
 void VexaRegistryDB::AbsorbOwnChange() {
     key_->ChangedSinceLastAsked();
     state_ = std::min(state_, IndexState::Suspect);
+    for (auto& table : tables_)
+        table.current = false;
 }
 
 VexaRegistryDB::Table* VexaRegistryDB::Find(const std::string& instance) {
@@ -113,7 +116,7 @@ VexaRegistryDB::Table* VexaRegistryDB::Find(const std::string& instance) {
         const auto found = Known(instance);
         if (found == tables_.end())
             continue;
-        if (Refresh(*found) && found->name == instance)
+        if ((found->current || Refresh(*found)) && found->name == instance)
             return &*found;
         state_ = IndexState::Suspect;  // renamed or deleted from outside just now
     }
@@ -163,7 +166,7 @@ std::int32_t VexaRegistryDB::AddInstance(const std::string& instance) {
         AbsorbOwnChange();
         return Refused(instance);
     }
-    tables_.push_back({id, instance, true, table});
+    tables_.push_back({id, instance, true, table, false});
     AbsorbOwnChange();
     return Notify(&VexaDBOpObserver::InstanceAdded, instance);
 }
@@ -173,8 +176,10 @@ std::int32_t VexaRegistryDB::RemoveInstance(const std::string& instance) {
     if (instance.empty())
         return -1;
     // A kept key follows its table even to another id, but what is deleted goes by its id: it is opened anew.
-    if (const auto known = Known(instance); known != tables_.end())
+    if (const auto known = Known(instance); known != tables_.end()) {
         known->key.reset();
+        known->current = false;
+    }
     const auto* const table = Find(instance);
     if (table == nullptr)
         return -1;

@@ -7,8 +7,8 @@
 //
 // Finding the table of an instance goes through an index in memory, since reading every table's name for each setting
 // would cost more with every instance. The index follows what other processes change (see IndexState). The key of each
-// table is opened once and kept, so that a setting costs two calls into the registry: is it still the instance's table,
-// and the setting itself.
+// table is opened once and kept, so that reading a setting costs two calls into the system: has anything changed, and
+// the setting itself.
 #pragma once
 
 #include <memory>
@@ -53,6 +53,7 @@ class VexaRegistryDB : public VexaStore {
         std::string name = {};  // as last read; empty when it never could be
         bool named = false;     // by a value of its own, else by its id
         std::shared_ptr<VexaUtils::RegistryKey> key = {};
+        bool current = false;  // the name was read since the last change that the store knows of
     };
 
     void RepairOldTables();
