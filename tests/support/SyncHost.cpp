@@ -1,6 +1,7 @@
 // Events, named mutexes and threads on the standard library, for the native build of the tests.
 #include "support/Doubles.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <map>
@@ -75,18 +76,31 @@ class EventHost final : public Event {
 /// holder, and is not taken over from one that died.
 class MutexHost final : public Mutex {
   public:
-    explicit MutexHost(std::shared_ptr<Event> free) : free_(std::move(free)) {}
+    explicit MutexHost(std::shared_ptr<Event> free, bool locked = false) : free_(std::move(free)), locked_(locked) {}
+    ~MutexHost() override {
+        if (locked_)
+            Unlock();
+    }
 
     std::int32_t Close() override { return 0; }
     std::int32_t Destroy() override { return Unlock(); }
-    std::int32_t Unlock() override { return free_->Set(); }
-    std::int32_t Lock(std::uint32_t timeoutMs) override { return free_->Wait(timeoutMs); }
+    std::int32_t Unlock() override {
+        locked_ = false;
+        return free_->Set();
+    }
+    std::int32_t Lock(std::uint32_t timeoutMs) override {
+        const auto result = free_->Wait(timeoutMs);
+        if (result == 0)
+            locked_ = true;
+        return result;
+    }
     std::int32_t Lock() override { return Lock(platform::kInfinite); }
     std::int32_t Create() override { return 0; }
     std::int32_t Open() override { return 0; }
 
   private:
     const std::shared_ptr<Event> free_;  // signalled while nobody holds the mutex
+    std::atomic<bool> locked_;
 };
 
 class ThreadHost final : public Thread {
@@ -144,7 +158,7 @@ std::shared_ptr<Mutex> Mutex::MakeNamed(const std::string& name, bool lockNow) {
     if (!known.expired())
         return nullptr;
     known = free;
-    return std::make_shared<MutexHost>(free);
+    return std::make_shared<MutexHost>(free, lockNow);
 }
 
 std::shared_ptr<Mutex> Mutex::OpenNamed(const std::string& name) {

@@ -1,11 +1,7 @@
 #include "protocols/KivProtocolManager/class/InstanceTable.h"
 
-#include <algorithm>
-
 InstanceTable::InstancePtr InstanceTable::Find(const std::string& name) {
-    auto state = state_.Lock();
-    const auto* const entry = state->FindIf([&](const Entry& one) { return one.instance->Name() == name; });
-    return entry != nullptr ? entry->instance : nullptr;
+    return InstanceOf(state_.Lock()->FindIf([&](const Entry& entry) { return entry.instance->Name() == name; }));
 }
 
 std::vector<InstanceTable::InstancePtr> InstanceTable::All() {
@@ -29,8 +25,11 @@ bool InstanceTable::IsOwnedByAnother(std::uint64_t processId, const std::string&
     }) != nullptr;
 }
 
-void InstanceTable::Add(const InstancePtr& instance) {
-    state_.Lock()->entries.push_back({instance});
+void InstanceTable::Add(const InstancePtr& instance, bool isToStart) {
+    auto state = state_.Lock();
+    state->entries.push_back({instance});
+    if (const auto name = instance->Name(); isToStart && state->starting && !std::ranges::count(state->toCome, name))
+        state->toCome.push_back(name);
 }
 
 void InstanceTable::Remove(const InstancePtr& instance) {
@@ -68,7 +67,7 @@ void InstanceTable::NoteRemoved(const std::string& name) {
 
 bool InstanceTable::NoteRenamed(const std::string& oldName, const std::string& newName) {
     auto state = state_.Lock();
-    const auto next = std::find(state->toCome.begin(), state->toCome.end(), oldName);
+    const auto next = std::ranges::find(state->toCome, oldName);
     const bool isToCome = next != state->toCome.end();
     if (isToCome)
         *next = newName;
@@ -98,16 +97,14 @@ std::optional<InstanceTable::Note> InstanceTable::NoteOf(const InstancePtr& inst
 }
 
 InstanceTable::InstancePtr InstanceTable::FindNoted(const std::string& name) {
-    auto state = state_.Lock();
-    const auto* const entry = state->FindIf(
-        [&](const Entry& one) { return one.note && (one.note->name == name || one.instance->Name() == name); });
-    return entry != nullptr ? entry->instance : nullptr;
+    return InstanceOf(state_.Lock()->FindIf([&](const Entry& entry) {
+        return entry.note && (entry.note->name == name || entry.instance->Name() == name);
+    }));
 }
 
 void InstanceTable::SetTried(const InstancePtr& instance, const Note& note) {
     auto state = state_.Lock();
-    auto* const entry = state->Find(instance);
-    if (entry != nullptr && entry->note && entry->note->name == note.name && entry->note->removed == note.removed)
+    if (auto* const entry = state->Find(instance); entry != nullptr && entry->note == note)
         entry->note->tried = true;
 }
 
@@ -141,14 +138,6 @@ bool InstanceTable::TakeUp(const InstancePtr& instance) {
     if (state->Find(instance) == nullptr)
         state->entries.push_back({instance});
     return true;
-}
-
-void InstanceTable::TakeUpEarly(const InstancePtr& instance) {
-    auto state = state_.Lock();
-    state->entries.push_back({instance});
-    const auto name = instance->Name();
-    if (state->starting && std::find(state->toCome.begin(), state->toCome.end(), name) == state->toCome.end())
-        state->toCome.push_back(name);
 }
 
 void InstanceTable::GiveBack(const InstancePtr& instance) {

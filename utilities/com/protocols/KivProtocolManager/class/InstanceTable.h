@@ -1,6 +1,7 @@
 // InstanceTable: the manager's instances, and what the settings database has told of them that is still to be followed.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -26,6 +27,8 @@ class InstanceTable {
         std::string name;      // the instance's in the database; of a removed one the last it had there
         bool removed = false;  // else it was renamed
         bool tried = false;    // to follow it, in vain
+
+        bool operator==(const Note&) const = default;
     };
 
     /// The instance of exactly that name; empty when there is none.
@@ -37,7 +40,8 @@ class InstanceTable {
     /// The process is the child of an instance other than the one of that name.
     bool IsOwnedByAnother(std::uint64_t processId, const std::string& name);
 
-    void Add(const InstancePtr& instance);
+    /// One that `isToStart` is started with the others if the service itself is still starting.
+    void Add(const InstancePtr& instance, bool isToStart);
     void Remove(const InstancePtr& instance);
     /// Gives all of them their new names in one step. A note that asked for that is done with.
     void Rename(const std::vector<Renaming>& renamings);
@@ -69,8 +73,6 @@ class InstanceTable {
     std::optional<std::string> NextToCome();
     /// The next name's instance comes into the table; false when that is not its name any more.
     bool TakeUp(const InstancePtr& instance);
-    /// An instance of the database comes into the table before its turn, which it keeps while the service starts.
-    void TakeUpEarly(const InstancePtr& instance);
     /// The instance leaves the table, and its name in the database, if it has one, is the next one to come.
     void GiveBack(const InstancePtr& instance);
 
@@ -92,16 +94,14 @@ class InstanceTable {
 
         template <class Condition>
         Entry* FindIf(Condition condition) {
-            for (auto& entry : entries) {
-                if (condition(entry))
-                    return &entry;
-            }
-            return nullptr;
+            const auto found = std::ranges::find_if(entries, condition);
+            return found == entries.end() ? nullptr : &*found;
         }
         Entry* Find(const InstancePtr& instance) {
             return FindIf([&](const Entry& entry) { return entry.instance == instance; });
         }
     };
+    static InstancePtr InstanceOf(const Entry* entry) { return entry == nullptr ? nullptr : entry->instance; }
 
     kivsync::Guarded<State> state_;  // before the instances' own locks; never held while anything is waited for
 };

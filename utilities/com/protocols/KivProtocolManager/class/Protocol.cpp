@@ -21,6 +21,7 @@ constexpr const char* kChildProgram = "tools/KivProtocol";
 constexpr const char* kKeyArgument = "--key:";
 // The child's command line is "KivProtocol --key:NAME" and has to fit the 70 bytes that starting a process has for it.
 constexpr std::size_t kLongestStartableName = 51;
+constexpr const char* kTooLongName = "its name is longer than 51 characters";
 constexpr std::uint32_t kCreateResultTimeoutMs = 500;
 constexpr int kConnectAttempts = 5;  // each sends one stranger that serves under the instance's name away
 constexpr std::int64_t kNanosecondsPerMs = 1'000'000;
@@ -78,20 +79,15 @@ std::int32_t CProtocol::Start(std::uint32_t timeoutMs) {
         state->startTime = 0;
         state->stopped = state->answers = false;
     }
-    if (name.size() > kLongestStartableName) {
-        KIV_LOG(Logging::Error, "Cannot start instance %s: its name is longer than %zu characters", name.c_str(),
-                kLongestStartableName);
-        return -1;
-    }
-    if (IsReservedName(name)) {
-        KIV_LOG(Logging::Error, "Cannot start instance %s: the manager itself serves under this name", name.c_str());
-        return -1;
-    }
-
+    const bool isTooLong = name.size() > kLongestStartableName;
+    const bool isReserved = IsReservedName(name);
     // The pipe exists before the child does, so that a quick child finds it, and one that ends at once ends the wait.
-    const auto readyPipe = ServerTransport::Make(name + kReadySuffix);
+    const auto readyPipe = isTooLong || isReserved ? nullptr : ServerTransport::Make(name + kReadySuffix);
     if (!readyPipe) {
-        KIV_LOG(Logging::Error, "Cannot start instance %s: its ready pipe cannot be made", name.c_str());
+        KIV_LOG(Logging::Error, "Cannot start instance %s: %s", name.c_str(),
+                isTooLong    ? kTooLongName
+                : isReserved ? "the manager itself serves under this name"
+                             : "its ready pipe cannot be made");
         return -1;
     }
     state_.Lock()->readyPipe = readyPipe;
@@ -385,11 +381,10 @@ bool CProtocol::IsFullEmulation() {
 
 bool CProtocol::IsTypeDisabled(std::uint32_t type) {
     std::istringstream list(db_.Text("", "disabledprotocols"));
-    for (std::string piece; std::getline(list, piece, ';');) {
-        if (static_cast<std::uint32_t>(std::strtoll(piece.c_str(), nullptr, 10)) == type)
-            return true;
-    }
-    return false;
+    bool isListed = false;
+    for (std::string piece; std::getline(list, piece, ';');)
+        isListed |= static_cast<std::uint32_t>(std::strtoll(piece.c_str(), nullptr, 10)) == type;
+    return isListed;
 }
 
 std::uint64_t CProtocol::GetUptime(std::int64_t startTime) {

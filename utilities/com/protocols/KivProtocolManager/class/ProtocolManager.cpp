@@ -6,9 +6,11 @@
 #include <limits>
 #include <utility>
 
+#include "protocols/KivProtocolManager/class/SettingsRules.h"
 #include "utils/VexaDB/class/ProtocolTypes.h"
 #include "utils/class/GlobalSettings.h"
 #include "utils/logging/Logger.h"
+#include "utils/platform/Deadline.h"
 #include "utils/platform/Platform.h"
 #include "utils/registry/Registry.h"
 
@@ -16,7 +18,7 @@ namespace {
 
 constexpr const char* kManagerMutexName = "KivProtocolManager";
 constexpr std::int32_t kInitExitCode = -1;
-constexpr std::int64_t kTakeOverNanoseconds = 5'000'000'000;  // for a manager before this one to be gone
+constexpr std::uint32_t kTakeOverMs = 5000;  // for a manager before this one to be gone
 constexpr std::uint32_t kTakeOverPollMs = 50;
 constexpr std::wstring_view kMonitorWaitArgument = L"--monitorwait:";
 constexpr std::size_t kComparedArgumentCharacters = 6;
@@ -59,15 +61,18 @@ bool CProtocolManager::Init(std::int32_t& exitCode) {
     return false;
 }
 
-/// A manager that reported its stop may still be closing its servers, while the next one is started already.
 bool CProtocolManager::ClaimMachine() {
-    const auto deadline = platform::MonotonicNanoseconds() + kTakeOverNanoseconds;
-    for (;;) {
-        onlyManager_ = kivsync::Mutex::MakeNamed(kManagerMutexName, false);
-        if (onlyManager_ || platform::MonotonicNanoseconds() >= deadline)
-            return onlyManager_ != nullptr;
-        stopRequestEvent_->Wait(kTakeOverPollMs);
+    for (const platform::Deadline deadline(kTakeOverMs); deadline.LeftMs() > 0;
+         stopRequestEvent_->Wait(kTakeOverPollMs)) {
+        auto mutex = kivsync::Mutex::MakeNamed(kManagerMutexName, false);
+        if (!mutex)
+            mutex = kivsync::Mutex::OpenNamed(kManagerMutexName);
+        if (mutex && mutex->Lock(deadline.LeftMs()) == 0) {
+            onlyManager_ = std::move(mutex);
+            return true;
+        }
     }
+    return false;
 }
 
 bool CProtocolManager::ParseArguments(const wchar_t* const* arguments, std::int32_t count, std::int32_t& badIndex) {
@@ -190,11 +195,11 @@ CProtocolManager::InstancePtr CProtocolManager::TakeUp(const std::string& name) 
     auto instance = table_.Find(name);
     if (!instance)
         instance = MakeInstance(name);
-    if (CleanupSoftwareProfinetInstance(*instance)) {
+    if (CleanupSoftwareProfinetInstance(*db_, *instance)) {
         FollowNotes(InstanceTable::Which::Untried);
         return {};
     }
-    CleanupEipInstance(*instance);
+    CleanupEipInstance(*db_, *instance);
     return table_.TakeUp(instance) ? instance : nullptr;
 }
 

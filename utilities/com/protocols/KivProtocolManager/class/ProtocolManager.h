@@ -83,6 +83,8 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     void SetClock(Clock clock) { clock_ = std::move(clock); }
 
   private:
+    /// Takes the mutex of the machine's only manager; somebody else's handle to it means nothing. A manager that
+    /// reported its stop may still be closing its servers: it is waited for.
     bool ClaimMachine();
 
     // The phases of InternalMain.
@@ -138,20 +140,10 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     std::int32_t ChangeStrPropertyNotify(const std::string& instance, const std::string& property,
                                          const std::string& oldValue, const std::string& newValue);
 
-    // Who may own a port (PortOwnership.cpp).
-    void SetPortOwner(CProtocol& instance);
-    std::vector<std::string> PortOwnersInTheWay(CProtocol& instance, const std::string& port);
-    std::vector<std::string> FindProtocol(std::uint32_t type, const std::string& key, std::uint32_t value);
-    std::vector<std::string> FindProtocol(std::uint32_t type, const std::string& key, const std::string& value);
-
-    // Repairs of old settings at start (CleanupRules.cpp).
-    bool CleanupSoftwareProfinetInstance(CProtocol& instance);
-    void CleanupEipInstance(CProtocol& instance);
-
     IServiceHost& host_;
     const std::shared_ptr<kivsync::Event> stopRequestEvent_;
     const std::shared_ptr<kivsync::Event> stoppedEvent_;
-    std::shared_ptr<kivsync::Mutex> onlyManager_;  // from Init to Release
+    std::shared_ptr<kivsync::Mutex> onlyManager_;  // held from Init to Release, or to the end of the process
 
     kivsync::Line changes_;  // taken before every other lock
     InstanceTable table_;

@@ -6,6 +6,7 @@
 
 #include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
+#include "protocols/KivProtocolManager/class/SettingsRules.h"
 #include "utils/logging/Logger.h"
 
 using Change = CProtocol::Change;
@@ -20,10 +21,7 @@ std::int32_t CProtocolManager::AddProtocol(const std::string& name, std::uint32_
         KIV_LOG(Logging::Error, "Cannot add instance %s", name.c_str());
         return kManagerFailure;
     }
-    if (const auto instance = MakeInstance(name); isInDatabase)
-        table_.TakeUpEarly(instance);
-    else
-        table_.Add(instance);
+    table_.Add(MakeInstance(name), isInDatabase);
     AddProtocolNotify(name);
     KIV_LOG(Logging::Warning, "Add instance %s", name.c_str());
     return 0;
@@ -41,7 +39,7 @@ std::int32_t CProtocolManager::StartProtocol(const InstancePtr& instance) {
         return kManagerFailure;
     Change change(*instance);
     const auto name = instance->Name();
-    SetPortOwner(*instance);
+    SetPortOwner(*db_, *instance);
     if (instance->IsRunning()) {
         KIV_LOG(Logging::Warning, "Protocol %s is already running", name.c_str());
         return 0;
@@ -120,7 +118,7 @@ std::int32_t CProtocolManager::RestartProtocol(const std::string& name) {
     }
     if (!table_.MayStart(instance))
         return kManagerFailure;
-    SetPortOwner(*instance);
+    SetPortOwner(*db_, *instance);
     if (const auto started = instance->Start(CProtocol::kDefaultStartTimeout); started != 0) {
         KIV_LOG(Logging::Error, "Cannot start protocol %s", name.c_str());
         return started;

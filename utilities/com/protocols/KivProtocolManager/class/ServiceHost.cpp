@@ -1,5 +1,6 @@
 #include "protocols/KivProtocolManager/class/ServiceHost.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdarg>
 #include <cstring>
@@ -24,20 +25,14 @@ std::wstring LocalTimestamp() {
     return text + L"] ";
 }
 
-/// The C library does not tell how long a wide text becomes, so the buffer grows until it fits.
 std::wstring FormatWide(const wchar_t* format, va_list arguments) {
-    constexpr std::size_t kLongestMessage = std::size_t{64} * 1024;
-    for (std::wstring text(256, L'\0'); text.size() <= kLongestMessage; text.resize(text.size() * 2)) {
-        va_list attempt;
-        va_copy(attempt, arguments);
-        const int length = std::vswprintf(text.data(), text.size(), format, attempt);
-        va_end(attempt);
-        if (length >= 0 && static_cast<std::size_t>(length) < text.size()) {
-            text.resize(static_cast<std::size_t>(length));
-            return text;
-        }
-    }
-    return {};
+    va_list measured;
+    va_copy(measured, arguments);
+    const int length = _vscwprintf(format, measured);
+    va_end(measured);
+    std::wstring text(static_cast<std::size_t>(std::max(length, 0)), L'\0');
+    std::vswprintf(text.data(), text.size() + 1, format, arguments);
+    return text;
 }
 
 /// A console takes wide text; a file or pipe behind standard output takes the narrow code page.
@@ -54,25 +49,31 @@ void WriteToStandardOutput(const std::wstring& message) {
     std::fflush(stdout);
 }
 
-/// Keeps a click into the console from holding up everything that writes to it, for as long as the object lives.
+/// Keeps a click into the console from holding up everything that writes to it, until the program ends: also by Ctrl-C
+/// or with its window.
 class NoQuickEdit {
   public:
     NoQuickEdit() {
-        known_ = GetConsoleMode(input_, &mode_) != 0;
-        if (known_)
-            SetConsoleMode(input_, (mode_ | ENABLE_EXTENDED_FLAGS) & ~DWORD{ENABLE_QUICK_EDIT_MODE});
+        known = GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
+        if (known)
+            SetConsoleMode(GetStdHandle(STD_INPUT_HANDLE),
+                           (mode | ENABLE_EXTENDED_FLAGS) & ~DWORD{ENABLE_QUICK_EDIT_MODE});
+        SetConsoleCtrlHandler(&Restore, TRUE);
     }
-    ~NoQuickEdit() {
-        if (known_)
-            SetConsoleMode(input_, mode_ | ENABLE_EXTENDED_FLAGS);
-    }
+    ~NoQuickEdit() { Restore(CTRL_CLOSE_EVENT); }
     NoQuickEdit(const NoQuickEdit&) = delete;
     NoQuickEdit& operator=(const NoQuickEdit&) = delete;
 
   private:
-    const HANDLE input_ = GetStdHandle(STD_INPUT_HANDLE);
-    DWORD mode_ = 0;
-    bool known_ = false;
+    /// FALSE: what the signal does otherwise happens, too.
+    static BOOL WINAPI Restore(DWORD /*signal*/) {
+        if (known)
+            SetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), mode | ENABLE_EXTENDED_FLAGS);
+        return FALSE;
+    }
+
+    static inline DWORD mode = 0;
+    static inline bool known = false;
 };
 
 }  // namespace

@@ -1,0 +1,122 @@
+#include "protocols/KivProtocolManager/class/SettingsRules.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "utils/VexaDB/class/ProtocolTypes.h"
+#include "utils/logging/Logger.h"
+
+namespace {
+
+// The operations of the manager whose names the lines bear.
+constexpr const char* kSetPortOwner = "CProtocolManager::SetPortOwner";
+constexpr const char* kCleanupEip = "CProtocolManager::CleanupEipInstance";
+constexpr const char* kCleanupProfinet = "CProtocolManager::CleanupSoftwareProfinetInstance";
+
+using Names = std::vector<std::string>;
+
+/// The names in both lists, in the order of the first.
+Names Intersection(Names first, const Names& second) {
+    std::erase_if(first, [&](const auto& name) { return std::ranges::find(second, name) == second.end(); });
+    return first;
+}
+
+/// Thrown within the port rule, which has no answer without it.
+struct CannotRead {
+    std::string what;
+};
+
+/// What was read; a missing setting counts as 0 or the empty text.
+template <class Value>
+Value Known(std::optional<Value> read, const std::string& instance) {
+    if (!read)
+        throw CannotRead{"a setting of instance " + instance};
+    return *std::move(read);
+}
+
+bool Holds(VexaDB::VexaDBSession& db, const std::string& name, const std::string& key, const std::string& value) {
+    return Known(db.ReadText(name, key), name) == value;
+}
+
+bool Holds(VexaDB::VexaDBSession& db, const std::string& name, const std::string& key, std::uint32_t value) {
+    const auto number = Known(db.ReadNumber(name, key), name);
+    KIV_LOG_AS("CProtocolManager::FindProtocol", Logging::Info, "Find inst:%s req:%d val:%d", name.c_str(),
+               static_cast<int>(value), static_cast<int>(number));
+    return number == value;
+}
+
+/// The database's instances of the type whose setting has the value, sorted.
+template <class Value>
+Names FindProtocol(VexaDB::VexaDBSession& db, std::uint32_t type, const std::string& key, const Value& value) {
+    Names names;
+    if (db.GetInstances(names) != 0)
+        throw CannotRead{"the list of instances"};
+    std::erase_if(names, [&](const auto& name) {
+        return !Holds(db, name, key, value) || Known(db.ReadNumber(name, "type"), name) != type;
+    });
+    std::ranges::sort(names);
+    return names;
+}
+
+Names PortOwnersInTheWay(VexaDB::VexaDBSession& db, CProtocol& instance, const std::string& port) {
+    const auto name = instance.Name();
+    // An instance without a type is one whose type could not be read when it was made.
+    const auto type = instance.Type() != 0 ? instance.Type() : Known(db.ReadNumber(name, "type"), name);
+    const auto portList = FindProtocol(db, type, "port", port);
+    const auto ownerList = FindProtocol(db, type, "owner", 1u);
+    if (type != VexaDB::kModbus)
+        return Intersection(portList, ownerList);
+
+    const auto mode = Known(db.ReadText(name, "mode"), name);
+    const auto anyList = FindProtocol(db, type, "port", std::string("any"));
+    const auto ownerModeList = Intersection(ownerList, FindProtocol(db, type, "mode", mode));
+    return anyList.empty() ? Intersection(portList, ownerModeList) : ownerModeList;
+}
+
+}  // namespace
+
+void SetPortOwner(VexaDB::VexaDBSession& db, CProtocol& instance) try {
+    const auto name = instance.Name();
+    const auto port = Known(db.ReadText(name, "port"), name);
+    if (Known(db.ReadNumber(name, "owner"), name) != 0)
+        return;
+    auto owners = PortOwnersInTheWay(db, instance, port);
+    std::erase(owners, name);  // somebody made it the owner meanwhile
+    if (owners.empty()) {
+        KIV_LOG_AS(kSetPortOwner, Logging::Info, "Become owner %s", name.c_str());
+        db.SetUint32(name, "owner", 1);
+        return;
+    }
+    if (Known(db.ReadText(name, "emultype"), name) == "full")
+        return;
+    KIV_LOG_AS(kSetPortOwner, Logging::Error, "There is already an owner %s", owners.front().c_str());
+    db.SetUint32(name, "enabled", 0);
+} catch (const CannotRead& missing) {
+    KIV_LOG_AS(kSetPortOwner, Logging::Error, "Cannot tell whether %s may own its port, %s cannot be read",
+               instance.Name().c_str(), missing.what.c_str());
+}
+
+bool CleanupSoftwareProfinetInstance(VexaDB::VexaDBSession& db, CProtocol& instance) {
+    const auto name = instance.Name();
+    if (instance.Type() != VexaDB::kProfinet || db.ReadNumber(name, "hardware").value_or(1) != 0)
+        return false;
+    KIV_LOG_AS(kCleanupProfinet, Logging::Warning, "Profinet software not supported anymore! Removing %s",
+               name.c_str());
+    if (db.RemoveInstance(name) == 0)
+        return true;
+    KIV_LOG_AS(kCleanupProfinet, Logging::Error, "Cannot remove instance %s", name.c_str());
+    return false;
+}
+
+void CleanupEipInstance(VexaDB::VexaDBSession& db, CProtocol& instance) {
+    if (instance.Type() != VexaDB::kEthernetIp)
+        return;
+    const auto name = instance.Name();
+    for (const char* setting : {"producersize", "consumersize", "configsize"}) {
+        const auto stored = db.ReadText(name, setting);
+        if (!stored || !stored->empty())
+            continue;
+        KIV_LOG_AS(kCleanupEip, Logging::Warning, "Cleaning Ethernet/IP instance %s.%s", name.c_str(), setting);
+        db.SetString(name, setting, "64");
+    }
+}
