@@ -58,8 +58,8 @@ void EndChildren() {
 std::shared_ptr<IPC> Ask(std::uint32_t command, const std::string& name) {
     std::shared_ptr<IPC> reply;
     const auto request = IPC::Request(command, wire::Encode(ipc_mngctrl_instance_request{name}));
-    IPCClient::GetClient(kManagerServerName, true)->Call(request, kCommandTimeoutMs, reply);
-    return reply;
+    const auto client = IPCClient::GetClient(kManagerServerName, true);
+    return client->Call(request, kCommandTimeoutMs, reply) == 0 ? reply : nullptr;
 }
 
 }  // namespace

@@ -238,7 +238,7 @@ TEST(Server, ClientsComeAskAndVanishWhileTheOwnerBroadcastsAndStops) {
             if (round % 3 == 0)
                 client.Terminate();
             else if (round % 3 == 1)
-                client.GetClientsInfo(clients);
+                static_cast<void>(client.GetClientsInfo(clients));
             const auto vanishing = ClientTransport::Make("stress");
             const Bytes greetingAndHalfAHeader(20);
             if (vanishing->Connect(kPatienceMs) == 0)

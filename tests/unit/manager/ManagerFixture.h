@@ -125,7 +125,7 @@ class ManagerTest : public testing::Test {
         auto client = IPCClient::GetClient(kManagerServerName, true);
         while (!client->IsConnected()) {
             std::this_thread::yield();
-            client->Connect(kManagerServerName);
+            static_cast<void>(client->Connect(kManagerServerName));
         }
         return client;
     }

@@ -85,10 +85,10 @@ TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
         for (int nth = 1; failed && nth <= kMostFaults; ++nth) {
             fail(nth);
             IPCClient client(true);
-            client.Connect(kManagerServerName);
-            client.CheckAlive();
+            static_cast<void>(client.Connect(kManagerServerName));
+            static_cast<void>(client.CheckAlive());
             client.Terminate();
-            manager->RestartProtocol("one");
+            static_cast<void>(manager->RestartProtocol("one"));
             failed = fail(0) == 0;
             EXPECT_TRUE(serves()) << "fault " << (&fail - faults.data()) << " at " << nth;
         }
@@ -118,7 +118,7 @@ TEST_F(ManagerTest, SwappedNamesRunAgainAndChangesArriveInTheirOrder) {
         EXPECT_EQ(manager->GetProtocol(name)->GetStatus(), kRunning) << name;
 
     HoldStart("slow");  // and with it the manager's lock, for which the changes wait
-    auto restart = std::async(std::launch::async, [this] { manager->RestartProtocol("slow"); });
+    auto restart = std::async(std::launch::async, [this] { static_cast<void>(manager->RestartProtocol("slow")); });
     reached.get_future().wait();
     auto rename = std::async(std::launch::async, [] { return Db()->RenameInstance(kSession, "A", "C"); });
     ASSERT_TRUE(log->WaitFor("VexaDB Rename instance A to C", kPatienceMs));
@@ -249,7 +249,7 @@ TEST_F(ManagerTest, AStopBeforeTheStartOrTwiceWhileAllAreBusyEndsEverything) {
     std::atomic<bool> stopped{false};
     auto connecting = std::async(std::launch::async, [this, &stopped] {
         while (!stopped)
-            IPCClient(true).Connect(kManagerServerName), manager->StartProtocol("one");
+            static_cast<void>(IPCClient(true).Connect(kManagerServerName)), static_cast<void>(manager->StartProtocol("one"));
     });
     auto first = stop();
     auto second = stop();

@@ -67,7 +67,7 @@ std::shared_ptr<IPCClient> IPCClient::GetClient(const std::string& serverName, b
         client = std::make_shared<IPCClient>(useListener);
         entry->client = client;
     }
-    client->Connect(serverName);
+    static_cast<void>(client->Connect(serverName));  // whoever asked sees whether it is connected
     return client;
 }
 

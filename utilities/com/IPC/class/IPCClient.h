@@ -43,28 +43,30 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
 
     /// 0 when connected (also when it was before), -1 otherwise. A server that does not take the connection up within
     /// the client's time-out counts as not there.
-    std::int32_t Connect(const std::string& serverName);
+    [[nodiscard]] std::int32_t Connect(const std::string& serverName);
     /// Ends the connection and whatever waits on it, a Connect included. 0.
     std::int32_t Disconnect();
     bool IsConnected() const { return connected_; }
 
     /// Writes the request; 0 or kIpcCannotSend. With a reply expected, WaitReply must follow. A server that does not
     /// take the request within the client's time-out ends the connection, since what follows could not be told apart.
-    std::int32_t Send(const std::shared_ptr<IPC>& request);
+    [[nodiscard]] std::int32_t Send(const std::shared_ptr<IPC>& request);
     /// The reply to that request, or empty after `timeoutMs` or when the connection ended.
     std::shared_ptr<IPC> WaitReply(std::uint64_t requestId, std::uint32_t timeoutMs);
     /// Send and WaitReply in one; `reply` is empty unless the result is 0.
-    std::int32_t Call(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs, std::shared_ptr<IPC>& reply);
+    [[nodiscard]] std::int32_t Call(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs,
+                                    std::shared_ptr<IPC>& reply);
 
     /// The framework's own requests, with this client's time-out. Outputs are written only when the result is 0.
-    std::int32_t CheckAlive();
+    [[nodiscard]] std::int32_t CheckAlive();
     std::int32_t Stop();
-    std::int32_t GetState(std::uint32_t& state);
-    std::int32_t GetClientCount(std::uint32_t& count);
+    [[nodiscard]] std::int32_t GetState(std::uint32_t& state);
+    [[nodiscard]] std::int32_t GetClientCount(std::uint32_t& count);
     /// Appends the server's clients to the list; `count` is what the server answered just before it sent them. Both
     /// questions together take `timeoutMs` at most.
-    std::int32_t GetClientsInfo(std::vector<ipc_client_info>& clients, std::uint32_t& count, std::uint32_t timeoutMs);
-    std::int32_t GetClientsInfo(std::vector<ipc_client_info>& clients);
+    [[nodiscard]] std::int32_t GetClientsInfo(std::vector<ipc_client_info>& clients, std::uint32_t& count,
+                                              std::uint32_t timeoutMs);
+    [[nodiscard]] std::int32_t GetClientsInfo(std::vector<ipc_client_info>& clients);
     std::int32_t Terminate();
 
     /// What the server answers to the alive check and to the requests for its state and its client count. A value that
@@ -107,9 +109,10 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     bool Handshake(ClientTransport& transport);
     bool StartReader(const std::shared_ptr<ClientTransport>& transport);
     void DropConnection();
-    std::int32_t AskValue(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs, std::uint32_t& value);
+    [[nodiscard]] std::int32_t AskValue(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs,
+                                        std::uint32_t& value);
     /// Send for several requests in one write: all of them, or none.
-    std::int32_t SendTogether(std::initializer_list<std::shared_ptr<IPC>> requests);
+    [[nodiscard]] std::int32_t SendTogether(std::initializer_list<std::shared_ptr<IPC>> requests);
     void SetConnected(bool connected);
 
     // Serializes the operations, through their waits; taken before the other locks.

@@ -64,9 +64,9 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
 
     /// Listens under `serverName`: the pipes exist when it returns 0. -1 when they cannot be made or no thread is to be
     /// had, or when it is started already.
-    std::int32_t Start(const std::string& serverName) { return Start(serverName, {}); }
+    [[nodiscard]] std::int32_t Start(const std::string& serverName) { return Start(serverName, {}); }
     /// The same, with a crew: Serve must follow.
-    std::int32_t Start(const std::string& serverName, Duty duty);
+    [[nodiscard]] std::int32_t Start(const std::string& serverName, Duty duty);
     /// Carries requests out on the calling thread, with others beside it as requests need them, until the server is
     /// stopped. The others live until then, too: what they send to a slow client is still under way after they sent it.
     void Serve();

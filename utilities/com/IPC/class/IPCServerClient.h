@@ -32,7 +32,7 @@ class IPCServerClient : public RequestMonitor,
     IPCServerClient& operator=(const IPCServerClient&) = delete;
 
     /// Starts the handshake and then the reading; -1 when no thread is to be had.
-    std::int32_t Start();
+    [[nodiscard]] std::int32_t Start();
     /// Ends the connection and tells the server, unless it has ended before. The result of closing the pipe.
     std::int32_t End();
     /// Ends the connection without telling the server or waiting for the connection's threads.

@@ -45,7 +45,7 @@ class PipeReader {
 
     /// Starts reading. `greeting`, if any, runs first on the listener thread; its false ends the connection before any
     /// message. 0; -1 when the listener runs already or no thread is to be had.
-    std::int32_t StartListener(std::function<bool()> greeting = {});
+    [[nodiscard]] std::int32_t StartListener(std::function<bool()> greeting = {});
     /// Ends every wait and the listener thread, closing the transport when it does not end by itself.
     void StopListener();
     /// The part of StopListener that waits for nothing; may be called on the listener thread.
@@ -54,7 +54,7 @@ class PipeReader {
     bool HasFinished() { return !listenerThread_ || listenerThread_->Join(0); }
 
     /// 0 or kIpcAlreadyWaiting.
-    std::int32_t BeginRequest(std::uint64_t requestId);
+    [[nodiscard]] std::int32_t BeginRequest(std::uint64_t requestId);
     /// 0 or kIpcNotWaiting.
     std::int32_t EndRequest(std::uint64_t requestId);
     /// The oldest reply to a request that was begun, waiting at most `timeoutMs` for it; empty when none comes or the

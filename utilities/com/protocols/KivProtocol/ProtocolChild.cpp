@@ -84,7 +84,7 @@ std::shared_ptr<ClientTransport> ProtocolChild::ReportCreateResult(std::uint8_t 
 void ProtocolChild::ReportFailure(std::uint8_t error) {
     std::uint8_t nothing = 0;
     if (const auto pipe = ReportCreateResult(error))
-        pipe->Read(&nothing, sizeof nothing, kReadyPipeTimeout);
+        static_cast<void>(pipe->Read(&nothing, sizeof nothing, kReadyPipeTimeout));
 }
 
 // True as well when the end of this process is asked for meanwhile: the request loop then ends at once.

@@ -16,6 +16,7 @@
 
 namespace {
 
+constexpr const char* kStart = "CProtocol::Start";  // bears the lines of its parts
 constexpr const char* kReadySuffix = "-ready";
 constexpr const char* kChildProgram = "tools/KivProtocol";
 constexpr const char* kKeyArgument = "--key:";
@@ -138,8 +139,9 @@ std::shared_ptr<ClientTransport> CProtocol::AcceptChild(ServerTransport& readyPi
         const auto peer = connection->PeerProcessId();
         if (peer == 0 || peer == ProcessId())
             return connection;
-        KIV_LOG(Logging::Warning, "Process %llu is not the child of instance %s, its ready connection is refused",
-                static_cast<unsigned long long>(peer), Name().c_str());
+        KIV_LOG_AS(kStart, Logging::Warning,
+                   "Process %llu is not the child of instance %s, its ready connection is refused",
+                   static_cast<unsigned long long>(peer), Name().c_str());
     } while (deadline.LeftMs() > 0 && IsRunning());
     return {};
 }
@@ -156,8 +158,8 @@ std::shared_ptr<IPCClient> CProtocol::ConnectToChild(const std::string& name) {
             continue;  // the stranger was still going
         if (isOwnedByAnother_ && isOwnedByAnother_(server, name))
             return {};
-        KIV_LOG(Logging::Warning, "Process %llu serves instance %s but is not its child, it is asked to end",
-                static_cast<unsigned long long>(server), name.c_str());
+        KIV_LOG_AS(kStart, Logging::Warning, "Process %llu serves instance %s but is not its child, it is asked to end",
+                   static_cast<unsigned long long>(server), name.c_str());
         client->Stop();
         client->Disconnect();
     }
@@ -166,32 +168,33 @@ std::shared_ptr<IPCClient> CProtocol::ConnectToChild(const std::string& name) {
 
 bool CProtocol::AwaitChild(ServerTransport& readyPipe, std::uint32_t timeoutMs) {
     const auto name = Name();
-    KIV_LOG(Logging::Info, "Starting Instance %s", name.c_str());
+    KIV_LOG_AS(kStart, Logging::Info, "Starting Instance %s", name.c_str());
     const auto begin = platform::MonotonicNanoseconds();
 
     const auto connection = AcceptChild(readyPipe, timeoutMs);
     if (!connection) {
-        KIV_LOG(Logging::Error, "Cannot start instance %s did not connect %d", name.c_str(), IsRunning() ? 1 : 0);
+        KIV_LOG_AS(kStart, Logging::Error, "Cannot start instance %s did not connect %d", name.c_str(),
+                   IsRunning() ? 1 : 0);
         return false;
     }
     auto result = static_cast<std::int8_t>(-1);
     if (connection->Read(&result, sizeof result, kCreateResultTimeoutMs) != sizeof result) {
-        KIV_LOG(Logging::Error, "Cannot start instance %s did not send create result %d", name.c_str(),
-                IsRunning() ? 1 : 0);
+        KIV_LOG_AS(kStart, Logging::Error, "Cannot start instance %s did not send create result %d", name.c_str(),
+                   IsRunning() ? 1 : 0);
         return false;
     }
     const auto elapsedMs = (platform::MonotonicNanoseconds() - begin) / kNanosecondsPerMs;
-    KIV_LOG(Logging::Info, "Protocol %s started %d %d", name.c_str(), static_cast<int>(result),
-            static_cast<int>(elapsedMs));
+    KIV_LOG_AS(kStart, Logging::Info, "Protocol %s started %d %d", name.c_str(), static_cast<int>(result),
+               static_cast<int>(elapsedMs));
     if (result != 0) {
-        KIV_LOG(Logging::Error, "Cannot start instance %X %s", static_cast<unsigned>(static_cast<int>(result)),
-                name.c_str());
+        KIV_LOG_AS(kStart, Logging::Error, "Cannot start instance %X %s",
+                   static_cast<unsigned>(static_cast<int>(result)), name.c_str());
         return false;
     }
 
     auto client = ConnectToChild(name);
     if (!client) {
-        KIV_LOG(Logging::Error, "Cannot get IPC to new instance %s", name.c_str());
+        KIV_LOG_AS(kStart, Logging::Error, "Cannot get IPC to new instance %s", name.c_str());
         return false;
     }
     {
@@ -200,7 +203,7 @@ bool CProtocol::AwaitChild(ServerTransport& readyPipe, std::uint32_t timeoutMs) 
         state->answers = true;
         state->startTime = CalendarSeconds();
     }
-    KIV_LOG(Logging::Info, "Instance %s started", name.c_str());
+    KIV_LOG_AS(kStart, Logging::Info, "Instance %s started", name.c_str());
     return true;
 }
 

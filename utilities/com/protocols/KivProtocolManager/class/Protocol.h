@@ -55,10 +55,10 @@ class CProtocol {
 
     /// Starts the child and shakes hands with it, waiting at most `timeoutMs` for it to connect. 0 when it runs; -1
     /// when it is disabled, runs already or failed (then it was ended again, and the reason was logged).
-    std::int32_t Start(std::uint32_t timeoutMs);
+    [[nodiscard]] std::int32_t Start(std::uint32_t timeoutMs);
     /// Asks the child to end and waits for it up to the global stop time-out, then ends it by force. 0; -1 when there
     /// is no connection to ask it over (it then keeps running).
-    std::int32_t Stop();
+    [[nodiscard]] std::int32_t Stop();
     /// The instance is not meant to run any more, though there is no process to stop.
     void SetStopped();
     /// Gives the instance another name; a running child is not touched. The process object before: dropping it may wait

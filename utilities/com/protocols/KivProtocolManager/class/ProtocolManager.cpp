@@ -156,7 +156,7 @@ void CProtocolManager::ListNamesToCome() {
     } while (db_->GetInstances(names) == 0 && names != set);
 }
 
-std::int32_t CProtocolManager::StartProtocols() {
+void CProtocolManager::StartProtocols() {
     KIV_LOG(Logging::Info, "Starting Protocols services");
     int missing = 0;
     while (const auto name = table_.NextToCome()) {
@@ -177,7 +177,6 @@ std::int32_t CProtocolManager::StartProtocols() {
         }
         stopRequestEvent_->Wait(kMissingPauseMs);
     }
-    return 0;
 }
 
 std::optional<bool> CProtocolManager::IsInDatabase(const std::string& name) {
@@ -209,11 +208,12 @@ void CProtocolManager::AwaitProfinetHardware() {
     const auto tuning = VexaUtils::Registry::Make(VexaUtils::kTuningKey);
     if (tuning->Open() == 0 && tuning->ValueExists("fpgadelayedstart"))
         tuning->GetUint32("fpgadelayedstart", delayMs);
-    KIV_LOG(Logging::Info, "ProfinetProtocol delay: %d ms", static_cast<int>(delayMs));
+    KIV_LOG_AS("CProtocolManager::StartProtocols", Logging::Info, "ProfinetProtocol delay: %d ms",
+               static_cast<int>(delayMs));
     stopRequestEvent_->Wait(delayMs);
 }
 
-std::int32_t CProtocolManager::MonitorProtocol() {
+void CProtocolManager::MonitorProtocol() {
     KIV_LOG(Logging::Info, "Monitor Protocols services");
     while (stopRequestEvent_->Wait(std::max(monitorWaitTime_, kShortestMonitorWaitMs)) != 0) {
         if (!table_.Noted(InstanceTable::Which::All).empty()) {
@@ -226,7 +226,6 @@ std::int32_t CProtocolManager::MonitorProtocol() {
             CheckInstance(instance);
         }
     }
-    return 0;
 }
 
 void CProtocolManager::CheckInstance(const InstancePtr& instance) {
@@ -239,21 +238,21 @@ void CProtocolManager::CheckInstance(const InstancePtr& instance) {
     const CProtocol::Change change(*instance);
     KIV_LOG_AS("CProtocolManager::MonitorProtocol", Logging::Error, "Protocol %s has stopped working",
                instance->Name().c_str());
+    // Both log what fails; the next pass tries again.
     if (instance->IsRunning())
-        instance->Stop();
-    instance->Start(CProtocol::kDefaultStartTimeout);
+        static_cast<void>(instance->Stop());
+    static_cast<void>(instance->Start(CProtocol::kDefaultStartTimeout));
 }
 
-std::int32_t CProtocolManager::StopProtocols() {
+void CProtocolManager::StopProtocols() {
     KIV_LOG(Logging::Info, "Stoping Protocols all services");
     {
         const kivsync::Turn turn(changes_);
         for (const auto& instance : table_.All()) {
             const CProtocol::Change change(*instance);
-            instance->Stop();
+            static_cast<void>(instance->Stop());  // it logs what fails, and the others are to be stopped all the same
         }
         table_.Close();
     }
     KIV_LOG(Logging::Info, "Finishing Stoping Protocols all services");
-    return 0;
 }

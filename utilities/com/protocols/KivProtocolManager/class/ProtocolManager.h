@@ -61,14 +61,14 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
 
     /// The first instance of exactly that name; empty when there is none.
     InstancePtr GetProtocol(const std::string& name) { return table_.Find(name); }
-    std::int32_t StartProtocol(const std::string& name);
-    std::int32_t StopProtocol(const std::string& name);
-    std::int32_t RestartProtocol(const std::string& name);
+    [[nodiscard]] std::int32_t StartProtocol(const std::string& name);
+    [[nodiscard]] std::int32_t StopProtocol(const std::string& name);
+    [[nodiscard]] std::int32_t RestartProtocol(const std::string& name);
     /// Registers the instance in the database and the table, or takes one of the database into the table; it is not
     /// started.
-    std::int32_t AddProtocol(const std::string& name, std::uint32_t type);
+    [[nodiscard]] std::int32_t AddProtocol(const std::string& name, std::uint32_t type);
     /// Renames a running instance and its table entry, not the database's.
-    std::int32_t RenameProtocol(const std::string& oldName, const std::string& newName);
+    [[nodiscard]] std::int32_t RenameProtocol(const std::string& oldName, const std::string& newName);
 
     // VexaDBServerOpObserver
     void InstanceTypeChanged(std::string instance, std::uint32_t type) override;
@@ -88,9 +88,9 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     bool ClaimMachine();
 
     // The phases of InternalMain.
-    std::int32_t StartProtocols();
-    std::int32_t MonitorProtocol();
-    std::int32_t StopProtocols();
+    void StartProtocols();
+    void MonitorProtocol();
+    void StopProtocols();
     void ListNamesToCome();
     /// Nothing when that cannot be read just now.
     std::optional<bool> IsInDatabase(const std::string& name);
@@ -101,20 +101,21 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     InstancePtr MakeInstance(const std::string& name);
 
     // Changes (ProtocolManagerChanges.cpp), with the turn in the line held.
-    std::int32_t StartProtocol(const InstancePtr& instance);
-    std::int32_t RenameProtocols(const std::vector<InstanceTable::Renaming>& renamings);
+    [[nodiscard]] std::int32_t StartProtocol(const InstancePtr& instance);
+    [[nodiscard]] std::int32_t RenameProtocols(const std::vector<InstanceTable::Renaming>& renamings);
     bool MayGetName(const InstancePtr& instance, const std::string& name);
-    std::int32_t RemoveProtocol(const InstancePtr& instance);
+    [[nodiscard]] std::int32_t RemoveProtocol(const InstancePtr& instance);
     /// Does what the database's notices left to do, or those of them that nobody has tried.
     void FollowNotes(InstanceTable::Which which);
+    /// What fails stays noted.
     std::int32_t FollowNote(const InstancePtr& instance);
-    std::int32_t FollowRemoval(const InstancePtr& instance, const InstanceTable::Note& note);
-    std::int32_t FollowRename(const InstancePtr& instance);
+    [[nodiscard]] std::int32_t FollowRemoval(const InstancePtr& instance, const InstanceTable::Note& note);
+    [[nodiscard]] std::int32_t FollowRename(const InstancePtr& instance);
     /// Follows the note of the instance of that name, if it has one, now that a command comes to it.
     void FollowNoteOf(const std::string& name);
 
     // The commands (ProtocolManagerCommands.cpp).
-    std::int32_t ProcessIPC();
+    void ProcessIPC();
     IPCServer::Turn TurnOf(const IPC& request);
     std::shared_ptr<IPC> HandleRequest(const IPC& request);
     std::optional<IPCPayload> Handle(const IPC& request);
@@ -123,22 +124,22 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     IPCPayload HandleGetClients(const IPC& request);
     /// Calls the database for a property of an instance that is in the table; -1 for another.
     template <class Fields, class Call, class Value>
-    std::int32_t OnProperty(const Fields& fields, Call call, Value& value) {
+    [[nodiscard]] std::int32_t OnProperty(const Fields& fields, Call call, Value& value) {
         const auto instance = fields.instance.Text();
         return GetProtocol(instance) ? ((*db_).*call)(instance, fields.property.Text(), value) : kManagerFailure;
     }
-    std::int32_t ProcessRemoveProtocol(const std::string& name);
-    std::int32_t SetStrPropertyProtocol(const std::string& instance, const std::string& property,
-                                        const std::string& value);
+    [[nodiscard]] std::int32_t ProcessRemoveProtocol(const std::string& name);
+    [[nodiscard]] std::int32_t SetStrPropertyProtocol(const std::string& instance, const std::string& property,
+                                                      const std::string& value);
 
     // Events to every client of the control server (ProtocolManagerObserver.cpp).
-    std::int32_t AddProtocolNotify(const std::string& name);
-    std::int32_t RemoveProtocolNotify(const std::string& name);
-    std::int32_t RenameProtocolNotify(const std::string& oldName, const std::string& newName);
+    void AddProtocolNotify(const std::string& name);
+    [[nodiscard]] std::int32_t RemoveProtocolNotify(const std::string& name);
+    void RenameProtocolNotify(const std::string& oldName, const std::string& newName);
     std::int32_t StartProtocolNotify(const std::string& name);
-    std::int32_t StopProtocolNotify(const std::string& name);
-    std::int32_t ChangeStrPropertyNotify(const std::string& instance, const std::string& property,
-                                         const std::string& oldValue, const std::string& newValue);
+    void StopProtocolNotify(const std::string& name);
+    [[nodiscard]] std::int32_t ChangeStrPropertyNotify(const std::string& instance, const std::string& property,
+                                                       const std::string& oldValue, const std::string& newValue);
 
     IServiceHost& host_;
     const std::shared_ptr<kivsync::Event> stopRequestEvent_;

@@ -36,7 +36,7 @@ std::optional<std::string> NamedInstance(const IPC& request) {
 
 }  // namespace
 
-std::int32_t CProtocolManager::ProcessIPC() {
+void CProtocolManager::ProcessIPC() {
     const IPCServer::Duty duty{
         .title = "Manager IPC",
         .function = "CProtocolManager::ProcessIPC",
@@ -52,12 +52,11 @@ std::int32_t CProtocolManager::ProcessIPC() {
     };
     if (ipcServer_.Start(kManagerServerName, duty) != 0) {
         KIV_LOG(Logging::Error, "Cannot start the control server %s", kManagerServerName);
-        return kManagerFailure;
+        return;
     }
     if (StopRequested())
         ipcServer_.Stop();  // whoever stopped the manager may have come before the start
     ipcServer_.Serve();
-    return 0;
 }
 
 IPCServer::Turn CProtocolManager::TurnOf(const IPC& request) {

@@ -51,9 +51,9 @@ std::int32_t CProtocolManager::SetStrPropertyProtocol(const std::string& instanc
     return announced;
 }
 
-std::int32_t CProtocolManager::AddProtocolNotify(const std::string& name) {
+void CProtocolManager::AddProtocolNotify(const std::string& name) {
     KIV_LOG(Logging::Info, "Add Protocol notify %s", name.c_str());
-    return ipcServer_.Broadcast(IPC::Notice(kEventAdded, wire::Encode(ipc_mngctrl_add_event{name})));
+    ipcServer_.Broadcast(IPC::Notice(kEventAdded, wire::Encode(ipc_mngctrl_add_event{name})));
 }
 
 std::int32_t CProtocolManager::RemoveProtocolNotify(const std::string& name) {
@@ -61,8 +61,8 @@ std::int32_t CProtocolManager::RemoveProtocolNotify(const std::string& name) {
     return ipcServer_.Broadcast(IPC::Notice(kEventRemoved, wire::Encode(ipc_mngctrl_remove_event{name})));
 }
 
-std::int32_t CProtocolManager::RenameProtocolNotify(const std::string& oldName, const std::string& newName) {
-    return ipcServer_.Broadcast(IPC::Notice(kEventRenamed, wire::Encode(ipc_mngctrl_rename_event{oldName, newName})));
+void CProtocolManager::RenameProtocolNotify(const std::string& oldName, const std::string& newName) {
+    ipcServer_.Broadcast(IPC::Notice(kEventRenamed, wire::Encode(ipc_mngctrl_rename_event{oldName, newName})));
 }
 
 std::int32_t CProtocolManager::StartProtocolNotify(const std::string& name) {
@@ -70,8 +70,8 @@ std::int32_t CProtocolManager::StartProtocolNotify(const std::string& name) {
     return ipcServer_.Broadcast(IPC::Notice(kEventStarted, wire::Encode(ipc_mngctrl_start_event{name})));
 }
 
-std::int32_t CProtocolManager::StopProtocolNotify(const std::string& name) {
-    return ipcServer_.Broadcast(IPC::Notice(kEventStopped, wire::Encode(ipc_mngctrl_stop_event{name})));
+void CProtocolManager::StopProtocolNotify(const std::string& name) {
+    ipcServer_.Broadcast(IPC::Notice(kEventStopped, wire::Encode(ipc_mngctrl_stop_event{name})));
 }
 
 std::int32_t CProtocolManager::ChangeStrPropertyNotify(const std::string& instance, const std::string& property,

@@ -63,7 +63,7 @@ class ServiceHost : public IServiceHost {
     void Wire(ServiceCallbacks callbacks);
     /// Runs the program to its end and returns the exit code. When it returns, the thread that ran `main` has ended and
     /// no control is being handled.
-    std::int32_t Run();
+    [[nodiscard]] std::int32_t Run();
     /// Prints a wide printf-style message where whoever started the program sees it.
     void Print(const wchar_t* format, ...);
     /// The extended control handler's decision: a platform error code.
@@ -89,8 +89,8 @@ class ServiceHost : public IServiceHost {
 
     void PrintUsage();
     bool AcceptArguments(std::int32_t& result);
-    std::int32_t RunInConsole();
-    std::int32_t RunAsService();
+    [[nodiscard]] std::int32_t RunInConsole();
+    [[nodiscard]] std::int32_t RunAsService();
     void ServiceMain();
     bool BeginControl();
     void EndControl();

@@ -10,6 +10,7 @@
 namespace {
 
 constexpr std::int32_t kFailed = -1;
+constexpr const char* kConnect = "ClientWinPipe::Connect";  // bears the lines of its parts
 constexpr std::uint32_t kBusyWaitSliceMs = 100;  // between two looks at whether the pipe was closed meanwhile
 
 HANDLE NewManualResetEvent(BOOL signalled) {
@@ -49,15 +50,15 @@ std::int32_t ClientWinPipe::ConnectClient(std::uint32_t timeoutMs) {
         if (pipe)
             break;
         if (GetLastError() != ERROR_PIPE_BUSY) {
-            KIV_LOG(Logging::Error, "Cannot open client pipe server:%s", serverName_.c_str());
+            KIV_LOG_AS(kConnect, Logging::Error, "Cannot open client pipe server:%s", serverName_.c_str());
             return kFailed;
         }
         const bool isFree = WaitForFreePipe(name, deadline);
         if (closing_)
             return kFailed;
         if (!isFree) {
-            KIV_LOG(Logging::Error, "Timeout in open client pipe timeout:%d server:%s", static_cast<int>(timeoutMs),
-                    serverName_.c_str());
+            KIV_LOG_AS(kConnect, Logging::Error, "Timeout in open client pipe timeout:%d server:%s",
+                       static_cast<int>(timeoutMs), serverName_.c_str());
             return kFailed;
         }
     }
@@ -71,7 +72,7 @@ std::int32_t ClientWinPipe::ConnectClient(std::uint32_t timeoutMs) {
     }
     DWORD mode = PIPE_READMODE_BYTE;
     if (!SetNamedPipeHandleState(pipe_.Get(), &mode, nullptr, nullptr)) {
-        KIV_LOG(Logging::Error, "Cannot set client pipe state server:%s", serverName_.c_str());
+        KIV_LOG_AS(kConnect, Logging::Error, "Cannot set client pipe state server:%s", serverName_.c_str());
         return kFailed;
     }
     return 0;
@@ -98,7 +99,7 @@ std::int32_t ClientWinPipe::Close() {
     const std::scoped_lock readGuard(read_.lock);
     const std::scoped_lock writeGuard(write_.lock);
     if (write_.pending)
-        GiveUp(write_, 0);
+        static_cast<void>(GiveUp(write_, 0));  // nobody waits for it any more
     const std::scoped_lock pipeGuard(pipeLock_);
     pipe_.Reset();
     return 0;

@@ -50,15 +50,18 @@ class ClientWinPipe : public ClientTransport {
         const char* const progress;
     };
 
-    std::int32_t ConnectClient(std::uint32_t timeoutMs);
+    [[nodiscard]] std::int32_t ConnectClient(std::uint32_t timeoutMs);
     bool WaitForFreePipe(const std::string& name, const platform::Deadline& deadline) const;
-    std::int32_t StartWrite(const void* buffer, std::int32_t size, std::uint32_t timeoutMs);
+    [[nodiscard]] std::int32_t StartWrite(const void* buffer, std::int32_t size, std::uint32_t timeoutMs);
     OVERLAPPED* Prepare(Direction& direction, std::int32_t size) const;
-    std::int32_t Started(Direction& direction, BOOL completed, DWORD bytes, std::uint32_t timeoutMs) const;
-    std::int32_t Await(Direction& direction, std::uint32_t timeoutMs) const;
-    std::int32_t GiveUp(Direction& direction, std::uint32_t timeoutMs) const;
-    std::int32_t Collect(Direction& direction, BOOL wait, const char* failure, std::uint32_t timeoutMs) const;
-    std::int32_t Failed(const Direction& direction, const char* failure, DWORD bytes, std::uint32_t timeoutMs) const;
+    [[nodiscard]] std::int32_t Started(Direction& direction, BOOL completed, DWORD bytes,
+                                       std::uint32_t timeoutMs) const;
+    [[nodiscard]] std::int32_t Await(Direction& direction, std::uint32_t timeoutMs) const;
+    [[nodiscard]] std::int32_t GiveUp(Direction& direction, std::uint32_t timeoutMs) const;
+    [[nodiscard]] std::int32_t Collect(Direction& direction, BOOL wait, const char* failure,
+                                       std::uint32_t timeoutMs) const;
+    [[nodiscard]] std::int32_t Failed(const Direction& direction, const char* failure, DWORD bytes,
+                                      std::uint32_t timeoutMs) const;
 
     const std::string serverName_;
     const bool isClient_;

@@ -29,8 +29,8 @@ class ServerWinPipeInstance {
     enum class Wait { None, Pending, Connected };
 
     void CreatePipe();
-    std::int32_t Start();
-    std::int32_t StartFailed(const char* step);
+    [[nodiscard]] std::int32_t Start();
+    [[nodiscard]] std::int32_t StartFailed(const char* step);
 
     const std::string serverName_;
     SecurityAttributes securityAttributes_;

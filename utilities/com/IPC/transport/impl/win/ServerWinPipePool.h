@@ -20,7 +20,7 @@ class ServerWinPipePool {
     /// Interrupt. Instances that wait for nobody are tried again meanwhile.
     UniqueHandle Accept(std::uint32_t timeoutMs);
     /// Makes the instances wait. 0; -1 when none of them could be made to wait.
-    std::int32_t Init();
+    [[nodiscard]] std::int32_t Init();
     void Interrupt();
 
   private:
