@@ -1,16 +1,13 @@
 // The manager's table and the settings database: one name is one instance, changes are followed in their order, and
 // what is refused for now is made up for.
 
-#include <algorithm>
 #include <list>
 
-#include "support/RawClient.h"
+#include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "unit/manager/ManagerFixture.h"
-#include "utils/VexaDB/class/ProtocolTypes.h"
 
 namespace {
 
-using Lines = std::vector<std::string>;
 using Clock = std::chrono::steady_clock;
 
 /// Hears of the database's changes before the manager does. Each operation is the test's own.
@@ -34,47 +31,6 @@ class CoreTest : public ManagerTest {
         db->AddObserver(observer_ = observer);
         return observer;
     }
-    void RunAndConnect() {
-        RunAndWait();
-        Connect();
-    }
-    /// Until the monitor has begun and ended a pass. Needs the broken instance, of a type of its own.
-    void AwaitPass() {
-        const auto passes = [this] { return log->Count("Protocol broken has stopped working"); };
-        EXPECT_TRUE(Eventually([&, before = passes()] { return passes() >= before + 2; }));
-    }
-    static std::int32_t Result(RawClient& client, std::uint32_t command, const Bytes& payload) {
-        return Take<std::int32_t>(client.Ask(command, payload), 0);
-    }
-    static std::uint32_t StatusOf(RawClient& client, const std::string& name) {
-        return Take<std::uint32_t>(client.Ask(kManagerStatus, Names(name)), 4);
-    }
-    /// The sample instances of the table, in its order.
-    static Lines Listed(RawClient& client) {
-        const auto list = client.Ask(kManagerList, wire::Encode(ipc_mngctrl_list_request{VexaDB::kSampleProtocol}));
-        Lines names;
-        for (std::uint32_t i = 0; i < Take<std::uint32_t>(list, 4); ++i)
-            names.push_back(wire::Decode<wire::Name>(list, 8 + i * wire::Name::kSize)->Text());
-        return names;
-    }
-    static Lines Sorted(Lines lines) {
-        std::sort(lines.begin(), lines.end());
-        return lines;
-    }
-    /// The events since the last call, as "code:texts", but for those of changed settings.
-    static Lines TakeEvents(RawClient& client) {
-        client.Ask(kIpcAliveCheck, {});  // what was sent before its answer has come
-        Lines lines;
-        for (const auto& event : client.events) {
-            if (event.command == kEventStringChanged)
-                continue;
-            lines.push_back(std::to_string(event.command));
-            for (std::size_t at = 0; at < event.body.size(); at += wire::Name::kSize)
-                lines.back() += ":" + wire::Decode<wire::Name>(event.body, at)->Text();
-        }
-        client.events.clear();
-        return lines;
-    }
 
     const std::shared_ptr<VexaDB::VexaDBServer> db = Db();  // one and the same throughout
 
@@ -86,7 +42,7 @@ TEST_F(CoreTest, WhatIsInUseFollowsTheDatabaseOnceItIsFree) {
     Add(kBroken, "", VexaDB::kRobot);
     for (const char* name : {"A", "B", "X", "Y", "again", "gone"})
         Add(name, name);
-    RunAndConnect();
+    RunAndWait();
     RawClient c(kManagerServerName);
     std::list<RawClient> users;
     for (const char* name : {"A", "X", "again", "gone"})
@@ -100,7 +56,7 @@ TEST_F(CoreTest, WhatIsInUseFollowsTheDatabaseOnceItIsFree) {
     EXPECT_EQ(db->AddInstance(kSession, "again", VexaDB::kSampleProtocol), 0);
     AwaitPass();
     EXPECT_EQ(Sorted(Listed(c)), (Lines{"A", "B", "X", "Y", "again", "gone"}));
-    EXPECT_EQ(TakeEvents(c), Lines{});
+    EXPECT_EQ(TakeTableEvents(c), Lines{});
     EXPECT_EQ(StatusOf(c, "X"), kRunning) << "a question is answered as for any other";
     EXPECT_FALSE(log->Contains("Protocol A has stopped working") || log->Contains("Protocol X has stopped working"));
     for (auto& user : users)
@@ -111,44 +67,53 @@ TEST_F(CoreTest, WhatIsInUseFollowsTheDatabaseOnceItIsFree) {
     EXPECT_TRUE(Eventually([&] { return Sorted(Listed(c)) == names; }));
     for (const auto& name : names)
         EXPECT_TRUE(Eventually([&] { return StatusOf(c, name) == kRunning; })) << name;
-    const auto events = TakeEvents(c);
+    const auto events = TakeTableEvents(c);
     for (const char* event : {"152:A:C", "152:B:A", "151:gone"})
         EXPECT_EQ(std::count(events.begin(), events.end(), event), 1) << event;
 }
 
 TEST_F(CoreTest, CommandsOnNamesThatTableAndDatabaseDoNotShare) {
-    db->SetUint32(kSession, "monitorwaittime", 3'600'000);
+    Set("monitorwaittime", 3'600'000);
     for (const char* name : {"A", "B", "X"})
         Add(name, name);
-    RunAndConnect();
+    RunAndWait();
     RawClient c(kManagerServerName);
     {
         const RawClient user("X");
-        EXPECT_EQ(db->RemoveInstance(kSession, "X"), 0);
-        EXPECT_EQ(Result(c, kManagerRemove, Names("X")), kManagerInUse);
+        for (const bool noted : {false, true}) {
+            for (const auto command : {kManagerStop, kManagerRestart, kManagerRename, kManagerRemove})
+                EXPECT_EQ(Result(c, command, Names("X", "Z")), kManagerInUse) << command << noted;
+            EXPECT_EQ(db->RemoveInstance(kSession, "X"), noted ? -1 : 0);
+        }
+        for (const char* line : {"Cannot stop X because", "Cannot restart X because", "Cannot remove X because"})
+            EXPECT_TRUE(log->Contains(line + std::string(" it is still in use!"))) << line;
+        EXPECT_EQ(StatusOf(c, "X"), kRunning);
     }
     auto removed = kManagerInUse;
     EXPECT_TRUE(Eventually([&] { return (removed = Result(c, kManagerRemove, Names("X"))) != kManagerInUse; }));
     EXPECT_EQ(removed, 0);
-    EXPECT_EQ(TakeEvents(c), Lines{"151:X"});
+    EXPECT_EQ(TakeTableEvents(c), Lines{"151:X"});
     EXPECT_EQ(Listed(c), (Lines{"A", "B"}));
 
-    EXPECT_EQ(Result(c, kManagerRename, Names("A", "B")), -1) << "taken";
+    for (const std::string refused : {"B", "", "protocolmanager", "vexadbserver"}) {
+        EXPECT_EQ(Result(c, kManagerRename, Names("A", refused)), -1) << refused;
+        EXPECT_TRUE(log->Contains("Cannot rename instance A to " + refused + ": "));
+    }
     for (const char* name : {"A", "B"})
         EXPECT_EQ(StatusOf(c, name), kRunning) << name;
     EXPECT_EQ(Result(c, kManagerRename, Names("A", "Z")), 0);
     EXPECT_EQ(StatusOf(c, "Z"), kStopped) << "nothing is enabled under that name";
     EXPECT_EQ(Result(c, kManagerRename, Names("Z", "A")), 0);
     EXPECT_EQ(StatusOf(c, "A"), kStopped) << "whatever comes later";
-    EXPECT_EQ(TakeEvents(c), (Lines{"152:A:Z", "152:Z:A"}));
+    EXPECT_EQ(TakeTableEvents(c), (Lines{"152:A:Z", "152:Z:A"}));
 }
 
 TEST_F(CoreTest, WhatChangesBeforeAnInstancesTurnIsFollowedInTheListOfThoseToCome) {
     for (const char* name : {"first", "mid", "gone", "last", "added"})
         Add(name, name);
-    HoldStart("first");
+    Hold(hooks["first"].onStart);
     Run();
-    reached.get_future().wait();
+    AwaitHeld();
     Connect();
     RawClient c(kManagerServerName);
     std::list<std::future<std::int32_t>> changes;
@@ -162,7 +127,7 @@ TEST_F(CoreTest, WhatChangesBeforeAnInstancesTurnIsFollowedInTheListOfThoseToCom
     EXPECT_EQ(adding.Connect(kManagerServerName), 0);
     EXPECT_EQ(adding.Send(IPC::Request(kManagerAdd, wire::Encode(add))), 0);
     EXPECT_EQ(adding.Terminate(), 0) << "what was read before it is carried out";
-    goOn.set_value();
+    Release();
     for (auto& change : changes)
         EXPECT_EQ(change.get(), 0);
     ASSERT_TRUE(log->WaitFor("Monitor Protocols services", kPatienceMs));
@@ -171,7 +136,7 @@ TEST_F(CoreTest, WhatChangesBeforeAnInstancesTurnIsFollowedInTheListOfThoseToCom
     EXPECT_EQ(names, (Lines{"first", "mid2", "last"}));
     for (const char* name : {"mid2", "added"})
         EXPECT_EQ(StatusOf(c, name), kRunning) << name;
-    const auto events = TakeEvents(c);
+    const auto events = TakeTableEvents(c);
     for (const char* event : {"152:mid:mid2", "150:added"})
         EXPECT_EQ(std::count(events.begin(), events.end(), event), 1) << event;
 }
@@ -194,7 +159,7 @@ TEST_F(CoreTest, ARenameIsFollowedAlsoWhileTheLastInstanceIsTakenUp) {
     };
     Add("L", "1", VexaDB::kEthernetIp);
     const auto observer = Observe<Renaming>(*db, *log.operator->());
-    RunAndConnect();
+    RunAndWait();
     ASSERT_TRUE(observer->renamed.valid());
     EXPECT_EQ(observer->renamed.get(), 0);
     RawClient c(kManagerServerName);
@@ -204,7 +169,7 @@ TEST_F(CoreTest, ARenameIsFollowedAlsoWhileTheLastInstanceIsTakenUp) {
 TEST_F(CoreTest, AllClientsSeeTheChangesOfASettingInTheirOrder) {
     constexpr int kChanges = 150;
     Add("A", "1");
-    RunAndConnect();
+    RunAndWait();
     RawClient asking(kManagerServerName);
     const auto readAll = [] {
         RawClient client(kManagerServerName);
@@ -245,7 +210,7 @@ TEST_F(CoreTest, AllClientsSeeTheChangesOfASettingInTheirOrder) {
 
 TEST_F(CoreTest, AMonitorPeriodOfNothingIsATenthOfASecond) {
     constexpr std::size_t kPasses = 11;
-    db->SetUint32(kSession, "monitorwaittime", 0);
+    Set("monitorwaittime", 0);
     Add(kBroken, "", VexaDB::kRobot);
     const auto begin = Clock::now();
     RunAndWait();
@@ -273,7 +238,7 @@ TEST_F(CoreTest, AnObserverFollowsAChangeWithChangesOfItsOwn) {
     };
     for (const char* name : {"gone", "A", "B"})
         Add(name, name);
-    RunAndConnect();
+    RunAndWait();
     const auto observer = Observe<Following>(*db);
     EXPECT_EQ(db->Batch(kSession), 0);
     EXPECT_EQ(db->RemoveInstance(kSession, "gone"), 0);
@@ -306,7 +271,7 @@ TEST_F(CoreTest, AfterAStormTableAndDatabaseTellTheSame) {
         EXPECT_EQ(db->CloseSession(session), 0);
     };
     for (const char* name : {"A", "B", "r", "u", "tmp", "s", "new", "newer"}) {
-        onStart[name] = [this, name, inSession] {
+        hooks[name].onStart = [this, name, inSession] {
             db->SetString(kSession, name, "note", "alone");
             inSession([&](auto session) { db->SetString(session, name, "note", "in a batch"); });
         };
@@ -314,7 +279,7 @@ TEST_F(CoreTest, AfterAStormTableAndDatabaseTellTheSame) {
     for (const char* name : {"A", "B", "r", "u"})
         Add(name, name);
     Add(kBroken, "", VexaDB::kRobot);
-    RunAndConnect();
+    RunAndWait();
     Observe<Curious>(*db);
 
     const auto add = [](const char* name) {
