@@ -1,6 +1,7 @@
 // The logger from the call to the line in the file.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
@@ -13,8 +14,8 @@
 #include "utils/logging/FunctionName.h"
 #include "utils/logging/LogFile.h"
 #include "utils/logging/LogLine.h"
-#include "utils/logging/SinkMutex.h"
 #include "utils/platform/Platform.h"
+#include "utils/sync/Mutex.h"
 
 namespace {
 
@@ -60,35 +61,6 @@ TEST(LogLine, EveryLevelHasItsTagAndColors) {
         EXPECT_TRUE(Logging::FormatLine({level, "m", "f", 1, "A::B"}, true).ends_with(end)) << level;
 }
 
-/// Held by others as long as a test says so.
-struct HeldMutex : kivsync::Mutex {
-    std::int32_t Close() override { return 0; }
-    std::int32_t Destroy() override { return 0; }
-    std::int32_t Unlock() override { return ++unlocks, 0; }
-    std::int32_t Lock(std::uint32_t timeoutMs) override { return waits.push_back(timeoutMs), held ? -1 : 0; }
-    std::int32_t Lock() override { return Lock(0xFFFFFFFF); }
-    std::int32_t Create() override { return 0; }
-    std::int32_t Open() override { return 0; }
-
-    bool held = true;
-    int unlocks = 0;
-    std::vector<std::uint32_t> waits;
-};
-
-TEST(SinkMutex, IsWaitedForOnceAndThenOnlyTriedUntilItIsFree) {
-    const auto held = std::make_shared<HeldMutex>();
-    Logging::SinkMutex mutex(held);
-    const auto take = [&mutex] { const std::lock_guard guard(mutex); };
-    take();
-    take();
-    EXPECT_EQ(held->unlocks, 0);
-    held->held = false;
-    take();
-    take();
-    EXPECT_EQ(held->waits, (std::vector<std::uint32_t>{1000, 0, 0, 1000}));
-    EXPECT_EQ(held->unlocks, 2);
-}
-
 TEST(LogFile, AppendsWhateverOthersDoToTheFile) {
     const auto path = (std::filesystem::temp_directory_path() / "ground-append.txt").string(), moved = path + ".1";
     std::filesystem::remove(path);
@@ -116,7 +88,10 @@ TEST(FileSink, ThoseWhoShareAFileWriteWholeLines) {
     beside.join();
     const auto mutex = kivsync::Mutex::OpenNamed("vexa-logger-file-mutex");
     EXPECT_EQ(mutex->Lock(), 0);  // and is suspended
+    const auto begin = std::chrono::steady_clock::now();
     std::thread([&] { write(one), write(another); }).join();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60))
+        << "only the first line waits, for 1 s";
     EXPECT_EQ(mutex->Unlock(), 0);
     std::ifstream file(path);
     int lines = 0;

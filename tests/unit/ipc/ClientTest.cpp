@@ -9,13 +9,18 @@ namespace {
 TEST(Client, OwnRequestsAndNotices) {
     LogCapture log;
     RunningServer running("own");
+    GlobalSettings settings;
+    settings.ipcStatEnabled = settings.ipcMeasureLog = true;
+    GlobalSettings::Set(settings);
     IPCClient client;
+    GlobalSettings::Set({});
     EXPECT_EQ(client.CheckAlive(), -1);
     EXPECT_EQ(client.Stop(), -4);
     EXPECT_EQ(IPCClient().Connect("nobody"), -1);
     EXPECT_EQ(FunctionOf(log, "Cannot connect IPC client for nobody"), "IPCClient::Connect");
     ASSERT_EQ(client.Connect("own"), 0);
     EXPECT_EQ(client.CheckAlive(), 0);
+    EXPECT_TRUE(log->Contains("IPC measurement : request "));
     std::shared_ptr<IPC> reply;
     EXPECT_EQ(client.Call(IPC::Request(100, Bytes(200'000, 7)), kPatienceMs, reply), 0);
     EXPECT_EQ(reply->Payload(), Bytes(200'000, 7));
@@ -70,12 +75,9 @@ TEST(Client, RepliesFindTheirRequestsHoweverTheyCome) {
 }
 
 TEST(Client, AGreetingThatDripsIsGivenUp) {
-    GlobalSettings settings;
-    settings.ipcTimeout = 200;
-    GlobalSettings::Set(settings);
+    const IpcTimeout shorter(200);
     const auto server = ServerTransport::Make("drips");
     IPCClient client;
-    GlobalSettings::Set({});
     auto connecting = std::async(std::launch::async, [&client] { return client.Connect("drips"); });
     const auto peer = server->Accept(kPatienceMs);
     const std::uint8_t drop = 1;

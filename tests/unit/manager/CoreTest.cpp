@@ -10,13 +10,17 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Hears of the database's changes before the manager does. Each operation is the test's own.
+/// Hears of the database's changes before the manager does.
 struct Observer : VexaDB::VexaDBServerOpObserver {
+    explicit Observer(std::function<void(const std::string&)> hear) : told(std::move(hear)) {}
     void InstanceTypeChanged(std::string, std::uint32_t) override {}
-    void InstanceRemoved(std::string) override {}
-    void InstanceRenamed(std::string, std::string) override {}
+    void InstanceRemoved(std::string name) override { told("removed " + name); }
+    void InstanceRenamed(std::string from, std::string to) override { told(from + ">" + to); }
     void Uint32Changed(std::string, std::string, std::uint32_t, std::uint32_t) override {}
-    void StringChanged(std::string, std::string, std::string, std::string) override {}
+    void StringChanged(std::string, std::string setting, std::string, std::string) override { told(setting); }
+    void Follow() override { told("follow"); }
+
+    const std::function<void(const std::string&)> told;
 };
 
 class CoreTest : public ManagerTest {
@@ -25,11 +29,8 @@ class CoreTest : public ManagerTest {
         if (observer_)
             db->RemoveObserver(observer_);
     }
-    template <class Kind, class... Arguments>
-    std::shared_ptr<Kind> Observe(Arguments&&... arguments) {
-        auto observer = std::make_shared<Kind>(std::forward<Arguments>(arguments)...);
-        db->AddObserver(observer_ = observer);
-        return observer;
+    void Observe(std::function<void(const std::string&)> told) {
+        db->AddObserver(observer_ = std::make_shared<Observer>(std::move(told)));
     }
 
     const std::shared_ptr<VexaDB::VexaDBServer> db = Db();  // one and the same throughout
@@ -142,26 +143,19 @@ TEST_F(CoreTest, WhatChangesBeforeAnInstancesTurnIsFollowedInTheListOfThoseToCom
 }
 
 TEST_F(CoreTest, ARenameIsFollowedAlsoWhileTheLastInstanceIsTakenUp) {
-    struct Renaming : Observer {
-        Renaming(VexaDB::VexaDBServer& server, CaptureSink& sink) : database(server), log(sink) {}
-        void StringChanged(std::string, std::string setting, std::string, std::string) override {
-            if (setting != "producersize" || renamed.valid())
-                return;  // the repair of a setting: the instance is about to enter the table
-            renamed = std::async(std::launch::async, [this] { return database.RenameInstance(kSession, "L", "M"); });
-            EXPECT_TRUE(Eventually([this] { return database.IsInstanceExist(kSession, "M"); }));
-        }
-        void InstanceRenamed(std::string, std::string) override {
-            log.WaitFor("Monitor Protocols services", 500);  // told as late as may be
-        }
-        VexaDB::VexaDBServer& database;
-        CaptureSink& log;
-        std::future<std::int32_t> renamed;
-    };
+    std::future<std::int32_t> renamed;
     Add("L", "1", VexaDB::kEthernetIp);
-    const auto observer = Observe<Renaming>(*db, *log.operator->());
+    Observe([&](const std::string& change) {
+        if (change == "L>M")
+            log->WaitFor("Monitor Protocols services", 500);  // told as late as may be
+        if (change != "producersize" || renamed.valid())
+            return;  // the repair of a setting: the instance is about to enter the table
+        renamed = std::async(std::launch::async, [this] { return db->RenameInstance(kSession, "L", "M"); });
+        EXPECT_TRUE(Eventually([this] { return db->IsInstanceExist(kSession, "M"); }));
+    });
     RunAndWait();
-    ASSERT_TRUE(observer->renamed.valid());
-    EXPECT_EQ(observer->renamed.get(), 0);
+    ASSERT_TRUE(renamed.valid());
+    EXPECT_EQ(renamed.get(), 0);
     RawClient c(kManagerServerName);
     EXPECT_TRUE(Eventually([&] { return StatusOf(c, "M") == kRunning; }));
 }
@@ -219,56 +213,36 @@ TEST_F(CoreTest, AMonitorPeriodOfNothingIsATenthOfASecond) {
 }
 
 TEST_F(CoreTest, AnObserverFollowsAChangeWithChangesOfItsOwn) {
-    struct Following : Observer {
-        explicit Following(VexaDB::VexaDBServer& server) : database(server) {}
-        void InstanceRemoved(std::string name) override { heard.push_back("removed " + name); }
-        void InstanceRenamed(std::string from, std::string to) override { heard.push_back(from + ">" + to); }
-        void Follow() override {
-            EXPECT_EQ(std::this_thread::get_id(), thread);
-            heard.push_back("follow");
-            if (heard.size() > 3)
-                return;
-            const auto set = [this] { return database.SetString(kSession, "B", "note", "x"); };
-            EXPECT_EQ(std::async(std::launch::async, set).get(), 0) << "the order is free";
-            EXPECT_EQ(database.RenameInstance(kSession, "B", "C"), 0);
-        }
-        VexaDB::VexaDBServer& database;
-        const std::thread::id thread = std::this_thread::get_id();
-        Lines heard;
-    };
+    Lines heard;
     for (const char* name : {"gone", "A", "B"})
         Add(name, name);
     RunAndWait();
-    const auto observer = Observe<Following>(*db);
+    Observe([&, thread = std::this_thread::get_id()](const std::string& change) {
+        if (change == "note")
+            return;
+        heard.push_back(change);
+        EXPECT_EQ(std::this_thread::get_id(), thread);
+        if (change != "follow" || heard.size() > 3)
+            return;
+        const auto set = [this] { return db->SetString(kSession, "B", "note", "x"); };
+        EXPECT_EQ(std::async(std::launch::async, set).get(), 0) << "the order is free";
+        EXPECT_EQ(db->RenameInstance(kSession, "B", "C"), 0);
+    });
     EXPECT_EQ(db->Batch(kSession), 0);
     EXPECT_EQ(db->RemoveInstance(kSession, "gone"), 0);
     EXPECT_EQ(db->RenameInstance(kSession, "A", "D"), 0);
     EXPECT_EQ(db->Commit(kSession), 0);
-    EXPECT_EQ(observer->heard, (Lines{"removed gone", "A>D", "follow", "B>C", "follow"}));
+    EXPECT_EQ(heard, (Lines{"removed gone", "A>D", "follow", "B>C", "follow"}));
     RawClient c(kManagerServerName);
     EXPECT_EQ(Listed(c), (Lines{"D", "C"}));
 }
 
 TEST_F(CoreTest, AfterAStormTableAndDatabaseTellTheSame) {
-    struct Curious : Observer {
-        explicit Curious(VexaDB::VexaDBServer& server) : database(server) {}
-        void Read() {
-            Lines names;
-            EXPECT_EQ(database.GetInstances(kSession, names), 0);
-        }
-        void InstanceRemoved(std::string) override { Read(); }
-        void InstanceRenamed(std::string, std::string) override { Read(); }
-        void StringChanged(std::string, std::string, std::string, std::string) override { Read(); }
-        void Follow() override { database.SetString(kSession, "u", "note", "followed"); }
-        VexaDB::VexaDBServer& database;
-    };
     const auto inSession = [this](const std::function<void(VexaDB::SessionId)>& changes) {
         VexaDB::SessionId session = 0;
-        EXPECT_EQ(db->OpenSession(session), 0);
-        EXPECT_EQ(db->Batch(session), 0);
+        EXPECT_EQ(db->OpenSession(session) + db->Batch(session), 0);
         changes(session);
-        EXPECT_EQ(db->Commit(session), 0);
-        EXPECT_EQ(db->CloseSession(session), 0);
+        EXPECT_EQ(db->Commit(session) + db->CloseSession(session), 0);
     };
     for (const char* name : {"A", "B", "r", "u", "tmp", "s", "new", "newer"}) {
         hooks[name].onStart = [this, name, inSession] {
@@ -280,7 +254,12 @@ TEST_F(CoreTest, AfterAStormTableAndDatabaseTellTheSame) {
         Add(name, name);
     Add(kBroken, "", VexaDB::kRobot);
     RunAndWait();
-    Observe<Curious>(*db);
+    Observe([this](const std::string& change) {
+        Lines names;
+        EXPECT_EQ(db->GetInstances(kSession, names), 0);
+        if (change == "follow")
+            db->SetString(kSession, "u", "note", "followed");
+    });
 
     const auto add = [](const char* name) {
         return wire::Encode(ipc_mngctrl_add_request{VexaDB::kSampleProtocol, std::string(name)});
@@ -288,22 +267,25 @@ TEST_F(CoreTest, AfterAStormTableAndDatabaseTellTheSame) {
     std::vector<std::thread> storm;
     const auto repeat = [&storm, end = Clock::now() + std::chrono::seconds(4)](auto body) {
         storm.emplace_back([=] {
-            for (int round = 0; Clock::now() < end; ++round)
+            for (std::uint32_t round = 0; Clock::now() < end; ++round)
                 body(round);
         });
     };
     for (const char* own : {"new", "newer"}) {
-        repeat([=](int round) {
+        repeat([=](std::uint32_t round) {
             RawClient c(kManagerServerName);
             c.Ask(kManagerAdd, add(own));
+            const ipc_mngctrl_set_num_property_request number{std::string(own), std::string("n"), round};
+            EXPECT_EQ(Result(c, kManagerSetNumber, wire::Encode(number)), 0);
             for (const auto command : {kManagerStart, kManagerStatus, kManagerGetClients, kManagerRestart})
                 c.Ask(command, Names(round % 2 == 0 ? own : "A"));
+            EXPECT_EQ(Take<std::uint32_t>(c.Ask(kManagerGetNumber, Names(own, "n")), 4), round);
             c.Send(kRequest, 1, kManagerStop, Names("B"));
             if (round % 3 != 0)  // else it vanishes
                 c.Ask(kManagerRemove, Names(own));
         });
     }
-    repeat([](int round) {
+    repeat([](std::uint32_t round) {
         const char* const names[] = {"A", "r", "u"};
         const auto user = ClientTransport::Make(names[round % 3]);
         if (user->Connect(kPatienceMs) == 0)
@@ -312,16 +294,16 @@ TEST_F(CoreTest, AfterAStormTableAndDatabaseTellTheSame) {
         for (const auto command : {kManagerStatus, kManagerStop, kManagerStart})
             c.Ask(command, Names(names[round % 3]));
     });
-    repeat([this](int round) {
+    repeat([this](std::uint32_t round) {
         EXPECT_EQ(db->RenameInstance(kSession, round % 2 == 0 ? "r" : "s", round % 2 == 0 ? "s" : "r"), 0);
     });
-    repeat([=, this](int) {
+    repeat([=, this](std::uint32_t) {
         inSession([this](auto session) {
             for (const auto& [from, to] : {std::pair("A", "tmp"), {"B", "A"}, {"tmp", "B"}})
                 EXPECT_EQ(db->RenameInstance(session, from, to), 0);
         });
     });
-    repeat([=, this](int) {
+    repeat([=, this](std::uint32_t) {
         RawClient c(kManagerServerName);
         EXPECT_EQ(db->RemoveInstance(kSession, "u"), 0);
         EXPECT_EQ(db->AddInstance(kSession, "u", VexaDB::kSampleProtocol), 0);
