@@ -57,7 +57,7 @@ TEST(Lifecycle, AFailedStartIsLoggedAndLeavesNoProcess) {
     WriteTable("3", "hangup", Sample("4"));
     WriteTable("4", "dies", Sample("5"));
     WriteTable("5", "healthy", Sample("6"));
-    ManagerRun manager(FaultyFolder());
+    ManagerRun manager("faulty\\");
 
     EXPECT_TRUE(WaitForLog("Cannot start instance absent did not connect 1"));
     EXPECT_TRUE(WaitForLog("Cannot start instance silent did not send create result 1"));
@@ -93,7 +93,7 @@ TEST(Lifecycle, AChildThatDoesNotAnswerOrDoesNotStopIsEndedInTime) {
     WriteTable("0", "deaf", Sample("1"));
     WriteTable("1", "stubborn", Sample("2"));
     WriteTable("2", "lists another", Sample("3"));
-    ManagerRun manager(FaultyFolder(), "--monitorwait:700");
+    ManagerRun manager("faulty\\", "--monitorwait:700");
     ASSERT_TRUE(WaitForStatus("lists another", kRunning));
     EXPECT_EQ(Control(kManagerStop, "lists another"), -33) << "one client, who is not the manager";
     ASSERT_TRUE(WaitForStatus("deaf", kRunning));

@@ -88,6 +88,10 @@ TEST_F(ControlTest, EveryCommandInItsGoodCaseAndItsRefusals) {
     const RawClient user("a");
     EXPECT_EQ(c.Ask(120, Names("a")), Number(0) + Number(2) + wire::Encode(ipc_client_info{1, self, 0}) +
                                           wire::Encode(ipc_client_info{2, 0x1122334455667788, 0}));
+    // Room for as many as were counted, or more when more came meanwhile; not for whatever a child says.
+    const ipc_client_info client{3, 0x1234, 0};
+    EXPECT_EQ(EncodeClientsReply(0, {client}), Number(0) + Number(1) + wire::Encode(client));
+    EXPECT_EQ(EncodeClientsReply(0xFFFFFFFF, {client}).size(), 8 + 65 * 24u);
 }
 
 TEST_F(ControlTest, NamesAreCutShortPayloadsRefusedAndUnknownCommandsPassedOver) {
