@@ -15,6 +15,7 @@
 #include "utils/logging/LogFile.h"
 #include "utils/logging/LogLine.h"
 #include "utils/platform/Platform.h"
+#include "utils/registry/RegistryKey.h"
 #include "utils/sync/Mutex.h"
 
 namespace {
@@ -59,6 +60,8 @@ TEST(LogLine, EveryLevelHasItsTagAndColors) {
                                                           {Logging::Notice, "|\033[3m\033[42m\033[30m[!] m\033[0m"}};
     for (const auto& [level, end] : ends)
         EXPECT_TRUE(Logging::FormatLine({level, "m", "f", 1, "A::B"}, true).ends_with(end)) << level;
+    const auto time = Logging::FormatTimestamp(17'000'000'000'420'000);  // in local time
+    EXPECT_TRUE(time.starts_with("2023-11-1") && time.ends_with(":20.042") && time[10] == 'T') << time;
 }
 
 TEST(LogFile, AppendsWhateverOthersDoToTheFile) {
@@ -140,6 +143,24 @@ TEST(Logger, PassesWhatItsFiltersLetThrough) {
                                                std::string(511, 'x')};
     EXPECT_EQ(log->Messages(), expected);
     EXPECT_EQ(log->All().front()->Function(), "Logger_PassesWhatItsFiltersLetThrough_Test::TestBody");
+}
+
+TEST(Logger, TakesItsSinkFromTheTuningValues) {
+    const auto path = (std::filesystem::temp_directory_path() / "ground-tuned.txt").string();
+    std::filesystem::remove(path);
+    const auto product = VexaUtils::RegistryKey::OpenOrCreate("Software\\Quenlar");
+    const auto tuning =
+        product->CreateSubkey("Torvik")->CreateSubkey("runtime")->CreateSubkey("settings")->CreateSubkey("vexa");
+    tuning->SetText("logfile", path);
+    for (const char* type : {"File", "file"}) {  // the first stands for event tracing, as any other word does
+        tuning->SetText("logtype", type);
+        Logger().Log(Logging::Error, "f.cpp", 1, "A::B", "%s", type);
+    }
+    product->DeleteSubkey("Torvik");
+    const auto lines = (std::ostringstream() << std::ifstream(path).rdbuf()).str();
+    EXPECT_EQ(lines.find("[E] File"), std::string::npos);
+    EXPECT_TRUE(lines.ends_with("\033[31m[E] file\033[0m\n")) << "with colours unless told otherwise";
+    EXPECT_TRUE(Logging::DefaultLogFile().ends_with("\\Quenlar Imaging\\log\\zebcom.log"));
 }
 
 TEST(FunctionName, IsTheLastTwoComponentsOfAnySignature) {

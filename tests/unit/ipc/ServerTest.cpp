@@ -139,6 +139,8 @@ TEST(Server, PeerThatDoesNotReadHarmsOnlyItself) {
         }
         EXPECT_EQ(slow.Receive().id, 7u);  // and then the end
         EXPECT_TRUE(slow.HasEnded());
+        EXPECT_TRUE(log->Contains("OnRequest terminate handling id:1 pid:1234605616436508552"));
+        EXPECT_TRUE(log->WaitFor("OnRequest terminate set event id:1 pid:1234605616436508552", kPatienceMs));
     }
     EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 0; }));
     {
