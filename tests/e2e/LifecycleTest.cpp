@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
 #include <string>
 
 #include "IPC/class/IPCClient.h"
@@ -32,7 +34,9 @@ TEST(Lifecycle, StartsWhatIsEnabledRestartsWhatDiesStopsAllOnRequest) {
     EXPECT_EQ(first.clientCount, 1u) << "the manager itself";
     EXPECT_TRUE(Eventually([] { return Status("line 1").upTime >= 1; }));
 
-    TerminateProcess(OpenChild(first.processId).Get(), 9);
+    TerminateProcess(OpenChild(first.processId).Get(), 0xBEEF);
+    EXPECT_TRUE(
+        WaitForLog("Process " + std::to_string(first.processId) + " of instance line 1 ended with exit code BEEF"));
     EXPECT_TRUE(WaitForLog("Protocol line 1 has stopped working"));
     ASSERT_TRUE(WaitForStatus("line 1", kRunning));
     const auto second = Status("line 1");
@@ -53,7 +57,7 @@ TEST(Lifecycle, AFailedStartIsLoggedAndLeavesNoProcess) {
     WriteTable("3", "hangup", Sample("4"));
     WriteTable("4", "dies", Sample("5"));
     WriteTable("5", "healthy", Sample("6"));
-    ManagerRun manager(FaultyFolder());
+    ManagerRun manager("faulty\\");
 
     EXPECT_TRUE(WaitForLog("Cannot start instance absent did not connect 1"));
     EXPECT_TRUE(WaitForLog("Cannot start instance silent did not send create result 1"));
@@ -67,9 +71,20 @@ TEST(Lifecycle, AFailedStartIsLoggedAndLeavesNoProcess) {
     EXPECT_EQ(Status("healthy").state, 42u);
     for (const char* name : {"absent", "silent", "refuses", "hangup", "dies"}) {
         EXPECT_EQ(Control(kManagerStart, name), -1) << name;
-        EXPECT_EQ(Control(kManagerStop, name), 0) << name;
         EXPECT_EQ(Status(name).processId, 0u) << name;
+        EXPECT_EQ(Control(kManagerStop, name), 0) << name;
     }
+
+    // Whoever answers as the child of one that dies is turned away.
+    auto start = std::async(std::launch::async, [] { return Control(kManagerStart, "dies"); });
+    const std::uint8_t created = 0;
+    while (start.wait_for(std::chrono::milliseconds(0)) != std::future_status::ready) {
+        const auto squatter = ClientTransport::Make("dies-ready");
+        if (squatter->Connect(0) == 0)
+            squatter->Write(&created, sizeof created, kPatienceMs);
+    }
+    EXPECT_EQ(start.get(), -1);
+    EXPECT_FALSE(LogHas("Protocol dies started"));
     EXPECT_EQ(manager.Stop(), 0);
 }
 
@@ -77,7 +92,10 @@ TEST(Lifecycle, AChildThatDoesNotAnswerOrDoesNotStopIsEndedInTime) {
     PrepareMachine(kQuick);
     WriteTable("0", "deaf", Sample("1"));
     WriteTable("1", "stubborn", Sample("2"));
-    ManagerRun manager(FaultyFolder(), "--monitorwait:700");
+    WriteTable("2", "lists another", Sample("3"));
+    ManagerRun manager("faulty\\", "--monitorwait:700");
+    ASSERT_TRUE(WaitForStatus("lists another", kRunning));
+    EXPECT_EQ(Control(kManagerStop, "lists another"), -33) << "one client, who is not the manager";
     ASSERT_TRUE(WaitForStatus("deaf", kRunning));
     ASSERT_TRUE(WaitForStatus("stubborn", kRunning));
     const auto deaf = Status("deaf").processId;

@@ -54,12 +54,13 @@ void EndChildren() {
     }
 }
 
-/// The reply to a control command that carries an instance name; empty when there is none.
-std::shared_ptr<IPC> Ask(std::uint32_t command, const std::string& name) {
+/// The reply to a control command that carries an instance name; `noReply` when there is none.
+template <class Reply>
+Reply Ask(std::uint32_t command, const std::string& name, Reply noReply) {
     std::shared_ptr<IPC> reply;
     const auto request = IPC::Request(command, wire::Encode(ipc_mngctrl_instance_request{name}));
-    const auto client = IPCClient::GetClient(kManagerServerName, true);
-    return client->Call(request, kCommandTimeoutMs, reply) == 0 ? reply : nullptr;
+    IPCClient::GetClient(kManagerServerName, true)->Call(request, kCommandTimeoutMs, reply);
+    return reply ? wire::Decode<Reply>(reply->Payload()).value_or(noReply) : noReply;
 }
 
 }  // namespace
@@ -103,16 +104,8 @@ std::string ProgramFolder() {
     return path.substr(0, path.find_last_of("\\/") + 1);
 }
 
-std::string FaultyFolder() {
-    return ProgramFolder() + "faulty\\";
-}
-
-std::string Log() {
-    return Content(LogPath());
-}
-
 bool LogHas(const std::string& text) {
-    return Log().find(text) != std::string::npos;
+    return Content(LogPath()).find(text) != std::string::npos;
 }
 
 bool WaitForLog(const std::string& text) {
@@ -173,10 +166,10 @@ ProgramResult RunProgram(const std::string& commandLine) {
 }
 
 ManagerRun::ManagerRun(const std::string& folder, const std::string& arguments)
-    : Program("\"" + folder + "KivProtocolManager.exe\" " + arguments) {
+    : Program("\"" + ProgramFolder() + folder + "KivProtocolManager.exe\" " + arguments) {
     EXPECT_TRUE(Eventually([] { return IPCClient::GetClient(kManagerServerName, true)->CheckAlive() == 0; }))
         << "the manager does not answer; its log:\n"
-        << Log();
+        << Content(LogPath());
 }
 
 ManagerRun::~ManagerRun() {
@@ -190,10 +183,7 @@ std::int32_t ManagerRun::Stop() {
 }
 
 ipc_mngctrl_status_reply Status(const std::string& name) {
-    ipc_mngctrl_status_reply status;
-    status.result = kIpcNoReply;
-    const auto reply = Ask(kManagerStatus, name);
-    return reply ? wire::Decode<ipc_mngctrl_status_reply>(reply->Payload()).value_or(status) : status;
+    return Ask(kManagerStatus, name, ipc_mngctrl_status_reply{kIpcNoReply});
 }
 
 bool WaitForStatus(const std::string& name, InstanceStatus status) {
@@ -204,9 +194,7 @@ bool WaitForStatus(const std::string& name, InstanceStatus status) {
 }
 
 std::int32_t Control(std::uint32_t command, const std::string& name) {
-    const auto reply = Ask(command, name);
-    const auto fields = reply ? wire::Decode<ipc_mngctrl_result_reply>(reply->Payload()) : std::nullopt;
-    return fields ? std::int32_t{fields->result} : kIpcNoReply;
+    return Ask(command, name, ipc_mngctrl_result_reply{kIpcNoReply}).result;
 }
 
 }  // namespace e2e

@@ -1,5 +1,4 @@
-// The built programs as a test drives them: a machine whose registry the test prepares, a manager that runs on it as a
-// process of its own, and the log that it writes.
+// The built programs as a test drives them, on a machine whose registry the test prepares.
 #pragma once
 
 #include <windows.h>
@@ -30,12 +29,10 @@ void WriteTable(const std::string& id, const std::string& name, const Settings& 
 /// The value of a table (or of the database key, for the empty id): its text, its number in decimal, or "" when absent.
 std::string ReadValue(const std::string& id, const std::string& value);
 
-/// The folder of the built programs, and that of the manager whose child misbehaves; both end in a backslash.
+/// The folder of the built programs, with a backslash. The manager in "faulty\" below it has a child that misbehaves.
 std::string ProgramFolder();
-std::string FaultyFolder();
 
-/// The whole log so far, and whether a line holds the text.
-std::string Log();
+/// Whether a line of the log so far holds the text.
 bool LogHas(const std::string& text);
 bool WaitForLog(const std::string& text);
 /// Opens a process for waiting and ending; empty when there is none with that id.
@@ -72,8 +69,8 @@ ProgramResult RunProgram(const std::string& commandLine);
 /// A started manager; ended by the destructor, its children with it.
 class ManagerRun : public Program {
   public:
-    /// Starts the manager of `folder` in console mode and waits until its control server answers.
-    explicit ManagerRun(const std::string& folder = ProgramFolder(), const std::string& arguments = "");
+    /// Starts the manager of that folder in console mode and waits until its control server answers.
+    explicit ManagerRun(const std::string& folder = "", const std::string& arguments = "");
     ~ManagerRun();
 
     /// Sends the stop request and returns the exit code.

@@ -1,8 +1,4 @@
 // A log sink that keeps what is logged, for tests that look into it.
-//
-//     LogCapture log;
-//     manager.Stop();
-//     EXPECT_TRUE(log->WaitFor("Process stopped", 5000));
 #pragma once
 
 #include <algorithm>
@@ -14,9 +10,11 @@
 
 /// Any thread.
 class CaptureSink : public Logging::ISink {
-  public:
-    using Entries = std::vector<std::shared_ptr<Logging::LogEntry>>;
+    static auto Holds(std::string_view text) {
+        return [text](const auto& entry) { return entry->Message().find(text) != std::string::npos; };
+    }
 
+  public:
     void Write(const std::shared_ptr<Logging::LogEntry>& entry) override {
         const std::lock_guard guard(lock_);
         entries_.push_back(entry);
@@ -25,7 +23,7 @@ class CaptureSink : public Logging::ISink {
     std::int32_t Open() override { return 0; }
     std::int32_t Close() override { return 0; }
 
-    Entries All() const {
+    std::vector<std::shared_ptr<Logging::LogEntry>> All() const {
         const std::lock_guard guard(lock_);
         return entries_;
     }
@@ -38,8 +36,7 @@ class CaptureSink : public Logging::ISink {
     /// How many messages hold the text.
     std::size_t Count(std::string_view text) const {
         const std::lock_guard guard(lock_);
-        const auto holdsIt = [text](const auto& entry) { return entry->Message().find(text) != std::string::npos; };
-        return static_cast<std::size_t>(std::count_if(entries_.begin(), entries_.end(), holdsIt));
+        return static_cast<std::size_t>(std::count_if(entries_.begin(), entries_.end(), Holds(text)));
     }
     bool Contains(std::string_view text) const { return Count(text) != 0; }
     /// Waits until a message holds the text; false when none does within `timeoutMs`.
@@ -47,11 +44,9 @@ class CaptureSink : public Logging::ISink {
         std::unique_lock guard(lock_);
         std::size_t seen = 0;  // each entry is looked at once: a test may log thousands
         return changed_.wait_for(guard, std::chrono::milliseconds(timeoutMs), [&] {
-            for (seen = std::min(seen, entries_.size()); seen < entries_.size(); ++seen) {
-                if (entries_[seen]->Message().find(text) != std::string::npos)
-                    return true;
-            }
-            return false;
+            const auto from = static_cast<std::ptrdiff_t>(std::min(seen, entries_.size()));
+            seen = entries_.size();
+            return std::any_of(entries_.begin() + from, entries_.end(), Holds(text));
         });
     }
     void Clear() {
@@ -62,7 +57,7 @@ class CaptureSink : public Logging::ISink {
   private:
     mutable std::recursive_mutex lock_;
     std::condition_variable_any changed_;
-    Entries entries_;
+    std::vector<std::shared_ptr<Logging::LogEntry>> entries_;
 };
 
 /// Captures what the process logs at every level for as long as it lives; afterwards nothing is logged.

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "IPC/class/WireRecord.h"
+#include "IPC/class/IPC.h"
 #include "IPC/transport/ClientTransport.h"
 #include "IPC/transport/WholeTransfer.h"
 #include "support/Patience.h"
@@ -20,12 +20,6 @@ inline constexpr std::uint32_t kRequest = 0x80000000;
 inline constexpr std::uint32_t kOneWay = 0xA0000000;
 inline constexpr std::uint32_t kTerminate = 0xC0000000;
 inline constexpr std::uint32_t kEnded = 0xFFFFFFFF;  // the command of what is received when the connection has ended
-
-template <class Integer>
-void Put(Bytes& bytes, Integer value) {
-    for (std::size_t i = 0; i < sizeof value; ++i)
-        bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-}
 
 template <class Integer>
 Integer Take(const Bytes& bytes, std::size_t offset) {
@@ -82,21 +76,14 @@ class RawClient : public RawPeer {
         EXPECT_EQ(Ask(1, {}), Bytes());
     }
     void Send(std::uint32_t flags, std::uint64_t id, std::uint32_t command, const Bytes& payload) {
-        Bytes message;
-        Put(message, flags);
-        Put(message, id);
-        Put(message, kAux);
-        Put(message, command);
-        Put(message, static_cast<std::uint32_t>(payload.size()));
+        auto message = wire::Encode(ipc_header{flags, id, kAux, command, static_cast<std::uint32_t>(payload.size())});
         message.insert(message.end(), payload.begin(), payload.end());
         Write(message);
     }
     RawMessage Receive() {
-        const auto header = Read(24);
-        if (header.empty())
-            return {};
-        return {Take<std::uint32_t>(header, 0), Take<std::uint64_t>(header, 4), Take<std::uint32_t>(header, 12),
-                Take<std::uint32_t>(header, 16), Read(Take<std::uint32_t>(header, 20))};
+        const auto header = wire::Decode<ipc_header>(Read(sizeof(ipc_header)));
+        return header ? RawMessage{header->flags, header->requestId, header->aux, header->command, Read(header->size)}
+                      : RawMessage();
     }
     /// Sends a request and returns its reply's payload; the events that came before it are kept in `events`.
     Bytes Ask(std::uint32_t command, const Bytes& payload) {

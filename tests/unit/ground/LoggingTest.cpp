@@ -1,6 +1,7 @@
 // The logger from the call to the line in the file.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
@@ -13,8 +14,9 @@
 #include "utils/logging/FunctionName.h"
 #include "utils/logging/LogFile.h"
 #include "utils/logging/LogLine.h"
-#include "utils/logging/SinkMutex.h"
 #include "utils/platform/Platform.h"
+#include "utils/registry/RegistryKey.h"
+#include "utils/sync/Mutex.h"
 
 namespace {
 
@@ -58,35 +60,8 @@ TEST(LogLine, EveryLevelHasItsTagAndColors) {
                                                           {Logging::Notice, "|\033[3m\033[42m\033[30m[!] m\033[0m"}};
     for (const auto& [level, end] : ends)
         EXPECT_TRUE(Logging::FormatLine({level, "m", "f", 1, "A::B"}, true).ends_with(end)) << level;
-}
-
-/// Held by others as long as a test says so.
-struct HeldMutex : kivsync::Mutex {
-    std::int32_t Close() override { return 0; }
-    std::int32_t Destroy() override { return 0; }
-    std::int32_t Unlock() override { return ++unlocks, 0; }
-    std::int32_t Lock(std::uint32_t timeoutMs) override { return waits.push_back(timeoutMs), held ? -1 : 0; }
-    std::int32_t Lock() override { return Lock(0xFFFFFFFF); }
-    std::int32_t Create() override { return 0; }
-    std::int32_t Open() override { return 0; }
-
-    bool held = true;
-    int unlocks = 0;
-    std::vector<std::uint32_t> waits;
-};
-
-TEST(SinkMutex, IsWaitedForOnceAndThenOnlyTriedUntilItIsFree) {
-    const auto held = std::make_shared<HeldMutex>();
-    Logging::SinkMutex mutex(held);
-    const auto take = [&mutex] { const std::lock_guard guard(mutex); };
-    take();
-    take();
-    EXPECT_EQ(held->unlocks, 0);
-    held->held = false;
-    take();
-    take();
-    EXPECT_EQ(held->waits, (std::vector<std::uint32_t>{1000, 0, 0, 1000}));
-    EXPECT_EQ(held->unlocks, 2);
+    const auto time = Logging::FormatTimestamp(17'000'000'000'420'000);  // in local time
+    EXPECT_TRUE(time.starts_with("2023-11-1") && time.ends_with(":20.042") && time[10] == 'T') << time;
 }
 
 TEST(LogFile, AppendsWhateverOthersDoToTheFile) {
@@ -116,7 +91,10 @@ TEST(FileSink, ThoseWhoShareAFileWriteWholeLines) {
     beside.join();
     const auto mutex = kivsync::Mutex::OpenNamed("vexa-logger-file-mutex");
     EXPECT_EQ(mutex->Lock(), 0);  // and is suspended
+    const auto begin = std::chrono::steady_clock::now();
     std::thread([&] { write(one), write(another); }).join();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60))
+        << "only the first line waits, for 1 s";
     EXPECT_EQ(mutex->Unlock(), 0);
     std::ifstream file(path);
     int lines = 0;
@@ -165,6 +143,24 @@ TEST(Logger, PassesWhatItsFiltersLetThrough) {
                                                std::string(511, 'x')};
     EXPECT_EQ(log->Messages(), expected);
     EXPECT_EQ(log->All().front()->Function(), "Logger_PassesWhatItsFiltersLetThrough_Test::TestBody");
+}
+
+TEST(Logger, TakesItsSinkFromTheTuningValues) {
+    const auto path = (std::filesystem::temp_directory_path() / "ground-tuned.txt").string();
+    std::filesystem::remove(path);
+    const auto product = VexaUtils::RegistryKey::OpenOrCreate("Software\\Quenlar");
+    const auto tuning =
+        product->CreateSubkey("Torvik")->CreateSubkey("runtime")->CreateSubkey("settings")->CreateSubkey("vexa");
+    tuning->SetText("logfile", path);
+    for (const char* type : {"File", "file"}) {  // the first stands for event tracing, as any other word does
+        tuning->SetText("logtype", type);
+        Logger().Log(Logging::Error, "f.cpp", 1, "A::B", "%s", type);
+    }
+    product->DeleteSubkey("Torvik");
+    const auto lines = (std::ostringstream() << std::ifstream(path).rdbuf()).str();
+    EXPECT_EQ(lines.find("[E] File"), std::string::npos);
+    EXPECT_TRUE(lines.ends_with("\033[31m[E] file\033[0m\n")) << "with colours unless told otherwise";
+    EXPECT_TRUE(Logging::DefaultLogFile().ends_with("\\Quenlar Imaging\\log\\zebcom.log"));
 }
 
 TEST(FunctionName, IsTheLastTwoComponentsOfAnySignature) {

@@ -34,6 +34,16 @@ TEST(Client, OwnRequestsAndNotices) {
     EXPECT_EQ(client.TakeNotice(platform::kInfinite), nullptr);  // there can be no more
     EXPECT_EQ(log->Count("Cannot send stop request"), 1u);
     EXPECT_EQ(log->Count("Notices are not taken, the oldest are dropped"), 1u);
+
+    const IpcTimeout longer(kPatienceMs);  // and no more than 16 MiB of them
+    ASSERT_EQ(client.Connect("own"), 0);
+    for (std::uint32_t i = 0; i < 2; ++i) {
+        EXPECT_EQ(running.server.Broadcast(IPC::Notice(i, Bytes(9 * 1024 * 1024))), 0);
+        EXPECT_EQ(client.CheckAlive(), 0);
+    }
+    const auto left = client.TakeNotice(0);
+    ASSERT_NE(left, nullptr);
+    EXPECT_EQ(left->Command(), 1u);
 }
 
 TEST(Client, RepliesFindTheirRequestsHoweverTheyCome) {
@@ -55,6 +65,8 @@ TEST(Client, RepliesFindTheirRequestsHoweverTheyCome) {
     const std::array requests = {IPC::Request(9), IPC::Request(9), IPC::Request(9)};
     for (const auto& request : requests)
         EXPECT_EQ(client.Send(request), 0);
+    EXPECT_NE(client.Send(requests[0]), 0);
+    EXPECT_TRUE(log->Contains("Already wainting reply for this request"));
     EXPECT_EQ(client.WaitReply(requests[0]->RequestId(), 20), nullptr);
     for (int copies = 0; copies < 2; ++copies)
         send(IPC::Reply(*requests[0]));  // finds nobody any more
@@ -70,12 +82,9 @@ TEST(Client, RepliesFindTheirRequestsHoweverTheyCome) {
 }
 
 TEST(Client, AGreetingThatDripsIsGivenUp) {
-    GlobalSettings settings;
-    settings.ipcTimeout = 200;
-    GlobalSettings::Set(settings);
+    const IpcTimeout shorter(200);
     const auto server = ServerTransport::Make("drips");
     IPCClient client;
-    GlobalSettings::Set({});
     auto connecting = std::async(std::launch::async, [&client] { return client.Connect("drips"); });
     const auto peer = server->Accept(kPatienceMs);
     const std::uint8_t drop = 1;

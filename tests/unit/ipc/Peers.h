@@ -29,6 +29,16 @@ inline std::string FunctionOf(const LogCapture& log, std::string_view text) {
     return {};
 }
 
+/// The process's time-out of the framework, for as long as it lives.
+struct IpcTimeout {
+    explicit IpcTimeout(std::uint32_t milliseconds) {
+        GlobalSettings settings;
+        settings.ipcTimeout = milliseconds;
+        GlobalSettings::Set(settings);
+    }
+    ~IpcTimeout() { GlobalSettings::Set({}); }
+};
+
 /// A server with the thread that answers its requests: as `handle` says, or else the framework's own as it should and
 /// others with their payload.
 class RunningServer {

@@ -82,18 +82,6 @@ TEST(Server, IdsAreGivenOutAgainFromTheOneThatWent) {
     EXPECT_EQ(connect(), 4u);
 }
 
-TEST(Server, AReplyFindsNobodyWhoOnlyHasItsClientsOldId) {
-    LogCapture log;
-    RunningServer running("again");
-    const auto request = IPC::Request(100);
-    RawClient now("again");  // process 0x1122334455667788
-    request->SetOrigin(now.connectionId, 7);
-    EXPECT_NE(running.server.SendReply(IPC::Reply(*request)), 0);
-    EXPECT_TRUE(log->Contains("Did not Send IPC id:1 pid:7 cmd:100"));
-    EXPECT_EQ(now.Ask(1, {}), Bytes());
-    EXPECT_TRUE(now.events.empty());
-}
-
 TEST(Server, AReplyFindsNoLaterConnectionOfTheSameProcess) {
     LogCapture log;
     std::promise<std::shared_ptr<IPC>> late;
@@ -139,125 +127,122 @@ TEST(Server, PeerThatDoesNotReadHarmsOnlyItself) {
     constexpr std::uint32_t kCount = 20;
     LogCapture log;
     RunningServer running("stuck");
-    RawClient stuck("stuck"), slow("stuck"), reading("stuck");
-    GlobalSettings settings;
-    settings.ipcTimeout = 400;
-    GlobalSettings::Set(settings);
-    for (std::uint32_t i = 0; i < kCount; ++i)
-        EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst + i, Bytes(3000))), 0);
-    for (auto* peer : {&reading, &slow}) {  // what queued up comes in order, nothing twice
+    {
+        const IpcTimeout longer(kPatienceMs);
+        RawClient slow("stuck"), reading("stuck");
         for (std::uint32_t i = 0; i < kCount; ++i)
-            ASSERT_EQ(wire::Decode<ipc_header>(peer->Read(24 + 3000))->command, kFirst + i);
+            EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst + i, Bytes(3000))), 0);
+        slow.Send(kTerminate, 7, 0, {});
+        for (auto* peer : {&reading, &slow}) {  // what queued up comes in order, nothing twice
+            for (std::uint32_t i = 0; i < kCount; ++i)
+                ASSERT_EQ(peer->Receive().command, kFirst + i);
+        }
+        EXPECT_EQ(slow.Receive().id, 7u);  // and then the end
+        EXPECT_TRUE(slow.HasEnded());
+        EXPECT_TRUE(log->Contains("OnRequest terminate handling id:1 pid:1234605616436508552"));
+        EXPECT_TRUE(log->WaitFor("OnRequest terminate set event id:1 pid:1234605616436508552", kPatienceMs));
     }
-    EXPECT_TRUE(log->WaitFor("Client does not take its messages, connection ended id:1 ", kPatienceMs));
-    EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 2; }));
-    GlobalSettings::Set({});
-    // What waits for one client is bounded.
-    reading.Close();
-    EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 1; }));
+    EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 0; }));
+    {
+        const RawClient stuck("stuck");
+        const IpcTimeout shorter(100);
+        EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst, Bytes(1024 * 1024))), 0);
+        EXPECT_TRUE(log->WaitFor("Client does not take its messages, connection ended id:", kPatienceMs));
+        EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 0; }));
+    }
+    const IpcTimeout longer(kPatienceMs);
+    const RawClient full("stuck");  // what waits for one client is bounded
     EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst, Bytes(9 * 1024 * 1024))), 0);
-    EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst, Bytes(9 * 1024 * 1024))), -1);
-    EXPECT_EQ(running.server.ClientCount(), 0u);
-    EXPECT_EQ(log->Count("Too much waits for the client, connection ended id:2 "), 1u);
+    const RawClient empty("stuck");
+    EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst, Bytes(9 * 1024 * 1024))), -1) << "one of them failed";
+    EXPECT_EQ(running.server.ClientCount(), 1u);
+    EXPECT_EQ(log->Count("Too much waits for the client, connection ended id:"), 1u);
 }
 
-TEST(Server, PeerThatAsksTooFastWaitsForItsTurn) {
-    constexpr std::uint32_t kCount = 2000;
-    std::promise<void> goOn;
-    RunningServer running("flood", [gone = goOn.get_future().share()](const IPC&) {
-        gone.wait();
-        return nullptr;
-    });
-    const auto flood = ClientTransport::Make("flood");
-    ASSERT_EQ(flood->Connect(kPatienceMs), 0);
-    Bytes requests(8);  // the greeting, then the requests
-    for (std::uint32_t id = 0; id < kCount; ++id)
-        wire::Append(requests, ipc_header{IPC::kFlagRequest, id, 0, 100, 0});
-    const auto size = static_cast<std::int32_t>(requests.size());
-    EXPECT_EQ(flood->BeginWrite(requests.data(), size, 200), ClientTransport::kWritePending);
-    IPCClient other;
-    ASSERT_EQ(other.Connect("flood"), 0);
-    std::thread asking([&other] { EXPECT_EQ(other.CheckAlive(), 0); });
-    goOn.set_value();
-    std::thread reading([&flood] {
-        Bytes replies(16 + kCount * sizeof(ipc_header));
-        EXPECT_TRUE(ReadWhole(*flood, replies.data(), static_cast<std::int32_t>(replies.size()), kPatienceMs));
-    });
-    EXPECT_EQ(flood->FinishWrite(kPatienceMs), size);
-    reading.join();
-    asking.join();
+/// A peer that has written more requests than are read before some are taken.
+struct Flood {
+    static constexpr std::uint32_t kCount = 2000;
 
-    IPCServer idle;  // whose owner takes nothing; it stops all the same
-    ASSERT_EQ(idle.Start("idle"), 0);
-    const auto unread = ClientTransport::Make("idle");
-    ASSERT_EQ(unread->Connect(kPatienceMs), 0);
-    EXPECT_EQ(unread->BeginWrite(requests.data(), size, 200), ClientTransport::kWritePending);
-    idle.Stop();
-    EXPECT_EQ(unread->FinishWrite(kPatienceMs), -1);
-}
+    explicit Flood(const std::string& server) : pipe(ClientTransport::Make(server)) {
+        EXPECT_EQ(pipe->Connect(kPatienceMs), 0);
+        for (std::uint32_t id = 0; id < kCount; ++id)
+            wire::Append(bytes, ipc_header{IPC::kFlagRequest, id, 0, 100, 0});
+        EXPECT_EQ(pipe->BeginWrite(bytes.data(), Size(), 200), ClientTransport::kWritePending);
+    }
+    std::int32_t Size() const { return static_cast<std::int32_t>(bytes.size()); }
 
-TEST(Server, ABusyOwnerHidesNobodysEnd) {
+    std::shared_ptr<ClientTransport> pipe;
+    Bytes bytes = Bytes(8);  // the greeting, then the requests
+};
+
+TEST(Server, PeerThatAsksTooFastWaitsForItsTurnAndHidesNobodysEnd) {
     std::promise<void> goOn;
-    RunningServer running("busy", [gone = goOn.get_future().share()](const IPC& request) {
+    RunningServer running("flood", [gone = goOn.get_future().share()](const IPC& request) {
         if (request.Command() == 100)
             gone.wait();
         return nullptr;
     });
-    RawClient leaving("busy");
-    const auto flood = ClientTransport::Make("busy");
-    ASSERT_EQ(flood->Connect(kPatienceMs), 0);
-    Bytes requests(8);  // the greeting, then more requests than are read before some are carried out
-    for (std::uint32_t id = 0; id < 2000; ++id)
-        wire::Append(requests, ipc_header{IPC::kFlagRequest, id, 0, 100, 0});
-    EXPECT_EQ(flood->BeginWrite(requests.data(), static_cast<std::int32_t>(requests.size()), 200),
-              ClientTransport::kWritePending);
-    EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 2; }));
+    RawClient leaving("flood");
+    const Flood staying("flood"), vanishing("flood");
+    IPCClient other;
+    ASSERT_EQ(other.Connect("flood"), 0);
+    EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 4; }));
     leaving.Send(kRequest, 1, 100, {});
     leaving.Send(kTerminate, 2, 0, {});
     EXPECT_EQ(leaving.Receive().id, 2u);
     EXPECT_TRUE(leaving.HasEnded());
-    flood->Close();
-    EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 0; }));
+    vanishing.pipe->Close();
+    EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 2; }));
     goOn.set_value();
+    std::thread reading([&staying] {
+        Bytes replies(16 + Flood::kCount * sizeof(ipc_header));
+        EXPECT_TRUE(ReadWhole(*staying.pipe, replies.data(), static_cast<std::int32_t>(replies.size()), kPatienceMs));
+    });
+    EXPECT_EQ(staying.pipe->FinishWrite(kPatienceMs), staying.Size());
+    reading.join();
+    EXPECT_EQ(other.CheckAlive(), 0);
+
+    IPCServer idle;  // whose owner takes nothing; it stops all the same
+    ASSERT_EQ(idle.Start("idle"), 0);
+    const Flood unread("idle");
+    idle.Stop();
+    EXPECT_EQ(unread.pipe->FinishWrite(kPatienceMs), -1);
 }
 
 TEST(Server, ClientsComeAskAndVanishWhileTheOwnerBroadcastsAndStops) {
     constexpr int kServers = 4;
     constexpr int kClients = 4;
-    constexpr int kBroadcasts = 100;
+    constexpr int kAnswers = 80;
     for (int i = 0; i < kServers; ++i) {
         RunningServer running("stress");
         std::atomic<int> answers{0};
         std::atomic<bool> stopping{false};
-        const auto useIt = [&](int round) {
-            IPCClient client;
-            std::vector<ipc_client_info> clients;
-            if (client.Connect("stress") != 0)
-                return;
-            answers += client.CheckAlive() == 0 ? 1 : 0;
-            if (round % 3 == 0)
-                client.Terminate();
-            else if (round % 3 == 1)
-                static_cast<void>(client.GetClientsInfo(clients));
-            const auto vanishing = ClientTransport::Make("stress");
-            const Bytes greetingAndHalfAHeader(20);
-            if (vanishing->Connect(kPatienceMs) == 0)
-                vanishing->Write(greetingAndHalfAHeader.data(), 20, kPatienceMs);
-        };
-        std::vector<std::thread> users;
+        std::vector<std::future<void>> users;
         for (int user = 0; user < kClients; ++user) {
-            users.emplace_back([&, user] {
-                for (int round = user; !stopping; ++round)
-                    useIt(round);
-            });
+            users.push_back(std::async(std::launch::async, [&, user] {
+                for (int round = user; !stopping; ++round) {
+                    IPCClient client;
+                    std::vector<ipc_client_info> clients;
+                    if (client.Connect("stress") != 0)
+                        continue;
+                    answers += client.CheckAlive() == 0 ? 1 : 0;
+                    if (round % 3 == 0)
+                        client.Terminate();
+                    else if (round % 3 == 1)
+                        static_cast<void>(client.GetClientsInfo(clients));
+                    const auto vanishing = ClientTransport::Make("stress");
+                    if (vanishing->Connect(kPatienceMs) == 0)
+                        vanishing->Write(Bytes(20).data(), 20, kPatienceMs);  // the greeting and half a header
+                }
+            }));
         }
-        for (int sent = 0; sent < kBroadcasts; ++sent)
+        EXPECT_TRUE(Eventually([&] {
             running.server.Broadcast(IPC::Notice(150, Bytes(200)));
-        EXPECT_TRUE(Eventually([&] { return answers > 20 * kClients; }));
+            return answers > kAnswers;
+        }));
         running.server.Stop();  // in the middle of it all
         stopping = true;
-        for (auto& user : users)
-            user.join();
+        users.clear();  // waits
         EXPECT_EQ(running.server.ClientCount(), 0u);
     }
 }

@@ -64,7 +64,7 @@ TEST(WireFormat, PipeNameIsDoubled) {
               "7a9ffffffe9");
 }
 
-TEST(Statistics, ArePrintedWhenForced) {
+TEST(Statistics, ArePrintedWhenForcedAndAtEveryHundredthMeasurement) {
     LogCapture log;
     IPC::CalculateStats(0.001, 0.002, 0.003, true);
     IPC::CalculateStats(0.003, 0.002, 0.005, false);
@@ -75,6 +75,20 @@ TEST(Statistics, ArePrintedWhenForced) {
         "Reply   : Cnt 2 - Mean 2.000000ms - Min 2.000000ms - Max 2.000000ms - StdDev 0.000000ms",
         "Total   : Cnt 2 - Mean 4.000000ms - Min 3.000000ms - Max 5.000000ms - StdDev 1.000000ms"};
     EXPECT_EQ(log->Messages(), expected);
+
+    RunningServer running("measured");
+    GlobalSettings settings;
+    settings.ipcStatEnabled = settings.ipcMeasureLog = true;
+    GlobalSettings::Set(settings);
+    IPCClient client;
+    GlobalSettings::Set({});
+    ASSERT_EQ(client.Connect("measured"), 0);
+    log->Clear();
+    for (int i = 2; i < 150; ++i)
+        EXPECT_EQ(client.CheckAlive(), 0);
+    EXPECT_EQ(log->Count("IPC measurement : request "), 148u);
+    EXPECT_EQ(log->Count(" : Cnt 100 - Mean "), 3u);
+    EXPECT_EQ(log->Count(" : Cnt "), 3u);
 }
 
 }  // namespace

@@ -1,25 +1,26 @@
 // The manager's table and the settings database: one name is one instance, changes are followed in their order, and
 // what is refused for now is made up for.
 
-#include <algorithm>
 #include <list>
 
-#include "support/RawClient.h"
+#include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "unit/manager/ManagerFixture.h"
-#include "utils/VexaDB/class/ProtocolTypes.h"
 
 namespace {
 
-using Lines = std::vector<std::string>;
 using Clock = std::chrono::steady_clock;
 
-/// Hears of the database's changes before the manager does. Each operation is the test's own.
+/// Hears of the database's changes before the manager does.
 struct Observer : VexaDB::VexaDBServerOpObserver {
+    explicit Observer(std::function<void(const std::string&)> hear) : told(std::move(hear)) {}
     void InstanceTypeChanged(std::string, std::uint32_t) override {}
-    void InstanceRemoved(std::string) override {}
-    void InstanceRenamed(std::string, std::string) override {}
+    void InstanceRemoved(std::string name) override { told("removed " + name); }
+    void InstanceRenamed(std::string from, std::string to) override { told(from + ">" + to); }
     void Uint32Changed(std::string, std::string, std::uint32_t, std::uint32_t) override {}
-    void StringChanged(std::string, std::string, std::string, std::string) override {}
+    void StringChanged(std::string, std::string setting, std::string, std::string) override { told(setting); }
+    void Follow() override { told("follow"); }
+
+    const std::function<void(const std::string&)> told;
 };
 
 class CoreTest : public ManagerTest {
@@ -28,52 +29,8 @@ class CoreTest : public ManagerTest {
         if (observer_)
             db->RemoveObserver(observer_);
     }
-    template <class Kind, class... Arguments>
-    std::shared_ptr<Kind> Observe(Arguments&&... arguments) {
-        auto observer = std::make_shared<Kind>(std::forward<Arguments>(arguments)...);
-        db->AddObserver(observer_ = observer);
-        return observer;
-    }
-    void RunAndConnect() {
-        RunAndWait();
-        Connect();
-    }
-    /// Until the monitor has begun and ended a pass. Needs the broken instance, of a type of its own.
-    void AwaitPass() {
-        const auto passes = [this] { return log->Count("Protocol broken has stopped working"); };
-        EXPECT_TRUE(Eventually([&, before = passes()] { return passes() >= before + 2; }));
-    }
-    static std::int32_t Result(RawClient& client, std::uint32_t command, const Bytes& payload) {
-        return Take<std::int32_t>(client.Ask(command, payload), 0);
-    }
-    static std::uint32_t StatusOf(RawClient& client, const std::string& name) {
-        return Take<std::uint32_t>(client.Ask(kManagerStatus, Names(name)), 4);
-    }
-    /// The sample instances of the table, in its order.
-    static Lines Listed(RawClient& client) {
-        const auto list = client.Ask(kManagerList, wire::Encode(ipc_mngctrl_list_request{VexaDB::kSampleProtocol}));
-        Lines names;
-        for (std::uint32_t i = 0; i < Take<std::uint32_t>(list, 4); ++i)
-            names.push_back(wire::Decode<wire::Name>(list, 8 + i * wire::Name::kSize)->Text());
-        return names;
-    }
-    static Lines Sorted(Lines lines) {
-        std::sort(lines.begin(), lines.end());
-        return lines;
-    }
-    /// The events since the last call, as "code:texts", but for those of changed settings.
-    static Lines TakeEvents(RawClient& client) {
-        client.Ask(kIpcAliveCheck, {});  // what was sent before its answer has come
-        Lines lines;
-        for (const auto& event : client.events) {
-            if (event.command == kEventStringChanged)
-                continue;
-            lines.push_back(std::to_string(event.command));
-            for (std::size_t at = 0; at < event.body.size(); at += wire::Name::kSize)
-                lines.back() += ":" + wire::Decode<wire::Name>(event.body, at)->Text();
-        }
-        client.events.clear();
-        return lines;
+    void Observe(std::function<void(const std::string&)> told) {
+        db->AddObserver(observer_ = std::make_shared<Observer>(std::move(told)));
     }
 
     const std::shared_ptr<VexaDB::VexaDBServer> db = Db();  // one and the same throughout
@@ -86,7 +43,7 @@ TEST_F(CoreTest, WhatIsInUseFollowsTheDatabaseOnceItIsFree) {
     Add(kBroken, "", VexaDB::kRobot);
     for (const char* name : {"A", "B", "X", "Y", "again", "gone"})
         Add(name, name);
-    RunAndConnect();
+    RunAndWait();
     RawClient c(kManagerServerName);
     std::list<RawClient> users;
     for (const char* name : {"A", "X", "again", "gone"})
@@ -100,7 +57,7 @@ TEST_F(CoreTest, WhatIsInUseFollowsTheDatabaseOnceItIsFree) {
     EXPECT_EQ(db->AddInstance(kSession, "again", VexaDB::kSampleProtocol), 0);
     AwaitPass();
     EXPECT_EQ(Sorted(Listed(c)), (Lines{"A", "B", "X", "Y", "again", "gone"}));
-    EXPECT_EQ(TakeEvents(c), Lines{});
+    EXPECT_EQ(TakeTableEvents(c), Lines{});
     EXPECT_EQ(StatusOf(c, "X"), kRunning) << "a question is answered as for any other";
     EXPECT_FALSE(log->Contains("Protocol A has stopped working") || log->Contains("Protocol X has stopped working"));
     for (auto& user : users)
@@ -111,44 +68,53 @@ TEST_F(CoreTest, WhatIsInUseFollowsTheDatabaseOnceItIsFree) {
     EXPECT_TRUE(Eventually([&] { return Sorted(Listed(c)) == names; }));
     for (const auto& name : names)
         EXPECT_TRUE(Eventually([&] { return StatusOf(c, name) == kRunning; })) << name;
-    const auto events = TakeEvents(c);
+    const auto events = TakeTableEvents(c);
     for (const char* event : {"152:A:C", "152:B:A", "151:gone"})
         EXPECT_EQ(std::count(events.begin(), events.end(), event), 1) << event;
 }
 
 TEST_F(CoreTest, CommandsOnNamesThatTableAndDatabaseDoNotShare) {
-    db->SetUint32(kSession, "monitorwaittime", 3'600'000);
+    Set("monitorwaittime", 3'600'000);
     for (const char* name : {"A", "B", "X"})
         Add(name, name);
-    RunAndConnect();
+    RunAndWait();
     RawClient c(kManagerServerName);
     {
         const RawClient user("X");
-        EXPECT_EQ(db->RemoveInstance(kSession, "X"), 0);
-        EXPECT_EQ(Result(c, kManagerRemove, Names("X")), kManagerInUse);
+        for (const bool noted : {false, true}) {
+            for (const auto command : {kManagerStop, kManagerRestart, kManagerRename, kManagerRemove})
+                EXPECT_EQ(Result(c, command, Names("X", "Z")), kManagerInUse) << command << noted;
+            EXPECT_EQ(db->RemoveInstance(kSession, "X"), noted ? -1 : 0);
+        }
+        for (const char* line : {"Cannot stop X because", "Cannot restart X because", "Cannot remove X because"})
+            EXPECT_TRUE(log->Contains(line + std::string(" it is still in use!"))) << line;
+        EXPECT_EQ(StatusOf(c, "X"), kRunning);
     }
     auto removed = kManagerInUse;
     EXPECT_TRUE(Eventually([&] { return (removed = Result(c, kManagerRemove, Names("X"))) != kManagerInUse; }));
     EXPECT_EQ(removed, 0);
-    EXPECT_EQ(TakeEvents(c), Lines{"151:X"});
+    EXPECT_EQ(TakeTableEvents(c), Lines{"151:X"});
     EXPECT_EQ(Listed(c), (Lines{"A", "B"}));
 
-    EXPECT_EQ(Result(c, kManagerRename, Names("A", "B")), -1) << "taken";
+    for (const std::string refused : {"B", "", "protocolmanager", "vexadbserver"}) {
+        EXPECT_EQ(Result(c, kManagerRename, Names("A", refused)), -1) << refused;
+        EXPECT_TRUE(log->Contains("Cannot rename instance A to " + refused + ": "));
+    }
     for (const char* name : {"A", "B"})
         EXPECT_EQ(StatusOf(c, name), kRunning) << name;
     EXPECT_EQ(Result(c, kManagerRename, Names("A", "Z")), 0);
     EXPECT_EQ(StatusOf(c, "Z"), kStopped) << "nothing is enabled under that name";
     EXPECT_EQ(Result(c, kManagerRename, Names("Z", "A")), 0);
     EXPECT_EQ(StatusOf(c, "A"), kStopped) << "whatever comes later";
-    EXPECT_EQ(TakeEvents(c), (Lines{"152:A:Z", "152:Z:A"}));
+    EXPECT_EQ(TakeTableEvents(c), (Lines{"152:A:Z", "152:Z:A"}));
 }
 
 TEST_F(CoreTest, WhatChangesBeforeAnInstancesTurnIsFollowedInTheListOfThoseToCome) {
     for (const char* name : {"first", "mid", "gone", "last", "added"})
         Add(name, name);
-    HoldStart("first");
+    Hold(hooks["first"].onStart);
     Run();
-    reached.get_future().wait();
+    AwaitHeld();
     Connect();
     RawClient c(kManagerServerName);
     std::list<std::future<std::int32_t>> changes;
@@ -162,7 +128,7 @@ TEST_F(CoreTest, WhatChangesBeforeAnInstancesTurnIsFollowedInTheListOfThoseToCom
     EXPECT_EQ(adding.Connect(kManagerServerName), 0);
     EXPECT_EQ(adding.Send(IPC::Request(kManagerAdd, wire::Encode(add))), 0);
     EXPECT_EQ(adding.Terminate(), 0) << "what was read before it is carried out";
-    goOn.set_value();
+    Release();
     for (auto& change : changes)
         EXPECT_EQ(change.get(), 0);
     ASSERT_TRUE(log->WaitFor("Monitor Protocols services", kPatienceMs));
@@ -171,32 +137,25 @@ TEST_F(CoreTest, WhatChangesBeforeAnInstancesTurnIsFollowedInTheListOfThoseToCom
     EXPECT_EQ(names, (Lines{"first", "mid2", "last"}));
     for (const char* name : {"mid2", "added"})
         EXPECT_EQ(StatusOf(c, name), kRunning) << name;
-    const auto events = TakeEvents(c);
+    const auto events = TakeTableEvents(c);
     for (const char* event : {"152:mid:mid2", "150:added"})
         EXPECT_EQ(std::count(events.begin(), events.end(), event), 1) << event;
 }
 
 TEST_F(CoreTest, ARenameIsFollowedAlsoWhileTheLastInstanceIsTakenUp) {
-    struct Renaming : Observer {
-        Renaming(VexaDB::VexaDBServer& server, CaptureSink& sink) : database(server), log(sink) {}
-        void StringChanged(std::string, std::string setting, std::string, std::string) override {
-            if (setting != "producersize" || renamed.valid())
-                return;  // the repair of a setting: the instance is about to enter the table
-            renamed = std::async(std::launch::async, [this] { return database.RenameInstance(kSession, "L", "M"); });
-            EXPECT_TRUE(Eventually([this] { return database.IsInstanceExist(kSession, "M"); }));
-        }
-        void InstanceRenamed(std::string, std::string) override {
-            log.WaitFor("Monitor Protocols services", 500);  // told as late as may be
-        }
-        VexaDB::VexaDBServer& database;
-        CaptureSink& log;
-        std::future<std::int32_t> renamed;
-    };
+    std::future<std::int32_t> renamed;
     Add("L", "1", VexaDB::kEthernetIp);
-    const auto observer = Observe<Renaming>(*db, *log.operator->());
-    RunAndConnect();
-    ASSERT_TRUE(observer->renamed.valid());
-    EXPECT_EQ(observer->renamed.get(), 0);
+    Observe([&](const std::string& change) {
+        if (change == "L>M")
+            log->WaitFor("Monitor Protocols services", 500);  // told as late as may be
+        if (change != "producersize" || renamed.valid())
+            return;  // the repair of a setting: the instance is about to enter the table
+        renamed = std::async(std::launch::async, [this] { return db->RenameInstance(kSession, "L", "M"); });
+        EXPECT_TRUE(Eventually([this] { return db->IsInstanceExist(kSession, "M"); }));
+    });
+    RunAndWait();
+    ASSERT_TRUE(renamed.valid());
+    EXPECT_EQ(renamed.get(), 0);
     RawClient c(kManagerServerName);
     EXPECT_TRUE(Eventually([&] { return StatusOf(c, "M") == kRunning; }));
 }
@@ -204,7 +163,7 @@ TEST_F(CoreTest, ARenameIsFollowedAlsoWhileTheLastInstanceIsTakenUp) {
 TEST_F(CoreTest, AllClientsSeeTheChangesOfASettingInTheirOrder) {
     constexpr int kChanges = 150;
     Add("A", "1");
-    RunAndConnect();
+    RunAndWait();
     RawClient asking(kManagerServerName);
     const auto readAll = [] {
         RawClient client(kManagerServerName);
@@ -245,7 +204,7 @@ TEST_F(CoreTest, AllClientsSeeTheChangesOfASettingInTheirOrder) {
 
 TEST_F(CoreTest, AMonitorPeriodOfNothingIsATenthOfASecond) {
     constexpr std::size_t kPasses = 11;
-    db->SetUint32(kSession, "monitorwaittime", 0);
+    Set("monitorwaittime", 0);
     Add(kBroken, "", VexaDB::kRobot);
     const auto begin = Clock::now();
     RunAndWait();
@@ -254,59 +213,39 @@ TEST_F(CoreTest, AMonitorPeriodOfNothingIsATenthOfASecond) {
 }
 
 TEST_F(CoreTest, AnObserverFollowsAChangeWithChangesOfItsOwn) {
-    struct Following : Observer {
-        explicit Following(VexaDB::VexaDBServer& server) : database(server) {}
-        void InstanceRemoved(std::string name) override { heard.push_back("removed " + name); }
-        void InstanceRenamed(std::string from, std::string to) override { heard.push_back(from + ">" + to); }
-        void Follow() override {
-            EXPECT_EQ(std::this_thread::get_id(), thread);
-            heard.push_back("follow");
-            if (heard.size() > 3)
-                return;
-            const auto set = [this] { return database.SetString(kSession, "B", "note", "x"); };
-            EXPECT_EQ(std::async(std::launch::async, set).get(), 0) << "the order is free";
-            EXPECT_EQ(database.RenameInstance(kSession, "B", "C"), 0);
-        }
-        VexaDB::VexaDBServer& database;
-        const std::thread::id thread = std::this_thread::get_id();
-        Lines heard;
-    };
+    Lines heard;
     for (const char* name : {"gone", "A", "B"})
         Add(name, name);
-    RunAndConnect();
-    const auto observer = Observe<Following>(*db);
+    RunAndWait();
+    Observe([&, thread = std::this_thread::get_id()](const std::string& change) {
+        if (change == "note")
+            return;
+        heard.push_back(change);
+        EXPECT_EQ(std::this_thread::get_id(), thread);
+        if (change != "follow" || heard.size() > 3)
+            return;
+        const auto set = [this] { return db->SetString(kSession, "B", "note", "x"); };
+        EXPECT_EQ(std::async(std::launch::async, set).get(), 0) << "the order is free";
+        EXPECT_EQ(db->RenameInstance(kSession, "B", "C"), 0);
+    });
     EXPECT_EQ(db->Batch(kSession), 0);
     EXPECT_EQ(db->RemoveInstance(kSession, "gone"), 0);
     EXPECT_EQ(db->RenameInstance(kSession, "A", "D"), 0);
     EXPECT_EQ(db->Commit(kSession), 0);
-    EXPECT_EQ(observer->heard, (Lines{"removed gone", "A>D", "follow", "B>C", "follow"}));
+    EXPECT_EQ(heard, (Lines{"removed gone", "A>D", "follow", "B>C", "follow"}));
     RawClient c(kManagerServerName);
     EXPECT_EQ(Listed(c), (Lines{"D", "C"}));
 }
 
 TEST_F(CoreTest, AfterAStormTableAndDatabaseTellTheSame) {
-    struct Curious : Observer {
-        explicit Curious(VexaDB::VexaDBServer& server) : database(server) {}
-        void Read() {
-            Lines names;
-            EXPECT_EQ(database.GetInstances(kSession, names), 0);
-        }
-        void InstanceRemoved(std::string) override { Read(); }
-        void InstanceRenamed(std::string, std::string) override { Read(); }
-        void StringChanged(std::string, std::string, std::string, std::string) override { Read(); }
-        void Follow() override { database.SetString(kSession, "u", "note", "followed"); }
-        VexaDB::VexaDBServer& database;
-    };
     const auto inSession = [this](const std::function<void(VexaDB::SessionId)>& changes) {
         VexaDB::SessionId session = 0;
-        EXPECT_EQ(db->OpenSession(session), 0);
-        EXPECT_EQ(db->Batch(session), 0);
+        EXPECT_EQ(db->OpenSession(session) + db->Batch(session), 0);
         changes(session);
-        EXPECT_EQ(db->Commit(session), 0);
-        EXPECT_EQ(db->CloseSession(session), 0);
+        EXPECT_EQ(db->Commit(session) + db->CloseSession(session), 0);
     };
     for (const char* name : {"A", "B", "r", "u", "tmp", "s", "new", "newer"}) {
-        onStart[name] = [this, name, inSession] {
+        hooks[name].onStart = [this, name, inSession] {
             db->SetString(kSession, name, "note", "alone");
             inSession([&](auto session) { db->SetString(session, name, "note", "in a batch"); });
         };
@@ -314,8 +253,13 @@ TEST_F(CoreTest, AfterAStormTableAndDatabaseTellTheSame) {
     for (const char* name : {"A", "B", "r", "u"})
         Add(name, name);
     Add(kBroken, "", VexaDB::kRobot);
-    RunAndConnect();
-    Observe<Curious>(*db);
+    RunAndWait();
+    Observe([this](const std::string& change) {
+        Lines names;
+        EXPECT_EQ(db->GetInstances(kSession, names), 0);
+        if (change == "follow")
+            db->SetString(kSession, "u", "note", "followed");
+    });
 
     const auto add = [](const char* name) {
         return wire::Encode(ipc_mngctrl_add_request{VexaDB::kSampleProtocol, std::string(name)});
@@ -323,22 +267,25 @@ TEST_F(CoreTest, AfterAStormTableAndDatabaseTellTheSame) {
     std::vector<std::thread> storm;
     const auto repeat = [&storm, end = Clock::now() + std::chrono::seconds(4)](auto body) {
         storm.emplace_back([=] {
-            for (int round = 0; Clock::now() < end; ++round)
+            for (std::uint32_t round = 0; Clock::now() < end; ++round)
                 body(round);
         });
     };
     for (const char* own : {"new", "newer"}) {
-        repeat([=](int round) {
+        repeat([=](std::uint32_t round) {
             RawClient c(kManagerServerName);
             c.Ask(kManagerAdd, add(own));
+            const ipc_mngctrl_set_num_property_request number{std::string(own), std::string("n"), round};
+            EXPECT_EQ(Result(c, kManagerSetNumber, wire::Encode(number)), 0);
             for (const auto command : {kManagerStart, kManagerStatus, kManagerGetClients, kManagerRestart})
                 c.Ask(command, Names(round % 2 == 0 ? own : "A"));
+            EXPECT_EQ(Take<std::uint32_t>(c.Ask(kManagerGetNumber, Names(own, "n")), 4), round);
             c.Send(kRequest, 1, kManagerStop, Names("B"));
             if (round % 3 != 0)  // else it vanishes
                 c.Ask(kManagerRemove, Names(own));
         });
     }
-    repeat([](int round) {
+    repeat([](std::uint32_t round) {
         const char* const names[] = {"A", "r", "u"};
         const auto user = ClientTransport::Make(names[round % 3]);
         if (user->Connect(kPatienceMs) == 0)
@@ -347,16 +294,16 @@ TEST_F(CoreTest, AfterAStormTableAndDatabaseTellTheSame) {
         for (const auto command : {kManagerStatus, kManagerStop, kManagerStart})
             c.Ask(command, Names(names[round % 3]));
     });
-    repeat([this](int round) {
+    repeat([this](std::uint32_t round) {
         EXPECT_EQ(db->RenameInstance(kSession, round % 2 == 0 ? "r" : "s", round % 2 == 0 ? "s" : "r"), 0);
     });
-    repeat([=, this](int) {
+    repeat([=, this](std::uint32_t) {
         inSession([this](auto session) {
             for (const auto& [from, to] : {std::pair("A", "tmp"), {"B", "A"}, {"tmp", "B"}})
                 EXPECT_EQ(db->RenameInstance(session, from, to), 0);
         });
     });
-    repeat([=, this](int) {
+    repeat([=, this](std::uint32_t) {
         RawClient c(kManagerServerName);
         EXPECT_EQ(db->RemoveInstance(kSession, "u"), 0);
         EXPECT_EQ(db->AddInstance(kSession, "u", VexaDB::kSampleProtocol), 0);

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <future>
 #include <map>
@@ -15,11 +16,13 @@
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
 #include "support/CaptureSink.h"
 #include "support/Doubles.h"
-#include "support/Patience.h"
+#include "support/RawClient.h"
+#include "utils/VexaDB/class/ProtocolTypes.h"
 #include "utils/class/GlobalSettings.h"
 #include "utils/registry/RegistryKey.h"
 
 inline constexpr VexaDB::SessionId kSession = VexaDB::kServiceSession;
+using Lines = std::vector<std::string>;
 
 class FakeHost : public IServiceHost {
   public:
@@ -41,11 +44,19 @@ class FakeHost : public IServiceHost {
     std::mutex lock_;  // two stops may come at once
 };
 
-/// The frame of a real child on a thread; `onStart` comes before its server.
+/// What an instance's child does beyond the ordinary, on its own thread.
+struct Hooks {
+    std::function<void()> onStart;  // before its server
+    std::function<void()> onEnd;    // after it
+};
+
+/// The frame of a real child on a thread.
 class ServingChild final : public FakeChild, ProtocolChild {
   public:
-    ServingChild(std::string name, std::function<void()> onStart)
-        : ProtocolChild(std::move(name)), onStart_(std::move(onStart)), thread_([this] {
+    static constexpr std::uint32_t kHang = 200;  // command: from now on answer nothing
+
+    ServingChild(std::string name, const Hooks& hooks)
+        : ProtocolChild(std::move(name)), hooks_(hooks), thread_([this] {
               Run();
               Exit();
           }) {}
@@ -62,12 +73,21 @@ class ServingChild final : public FakeChild, ProtocolChild {
 
   private:
     std::uint8_t CreateStack() override {
-        if (onStart_)
-            onStart_();
+        if (hooks_.onStart)
+            hooks_.onStart();
         return kCreated;
     }
+    void DestroyStack() override {
+        if (hooks_.onEnd)
+            hooks_.onEnd();
+    }
+    std::shared_ptr<IPC> HandleRequest(const IPC& request) override {
+        if (request.Command() == kHang)
+            WaitForExit(kPatienceMs);
+        return {};
+    }
 
-    const std::function<void()> onStart_;
+    const Hooks& hooks_;
     std::thread thread_;
 };
 
@@ -77,27 +97,29 @@ class ManagerTest : public testing::Test {
 
     ManagerTest() {
         RegistryHost::Reset();
-        Db()->SetUint32(kSession, "monitorwaittime", 200);
-        Db()->SetUint32(kSession, "starttimeout", 5000);
-        Db()->SetUint32(kSession, "stoptimeout", 1000);
+        Set("monitorwaittime", 200);
+        Set("starttimeout", 5000);
+        Set("stoptimeout", 1000);
+        children[kBroken] = [] { return nullptr; };
         SetChildFactory([this](const std::string& argument) -> std::shared_ptr<FakeChild> {
             const auto name = argument.substr(std::string("--key:").size());
-            if (name == kBroken)
-                return nullptr;
-            const auto special = onStart.find(name);
-            return std::make_shared<ServingChild>(name, special == onStart.end() ? nullptr : special->second);
+            if (const auto special = children.find(name); special != children.end())
+                return special->second();
+            return std::make_shared<ServingChild>(name, hooks[name]);
         });
         manager = std::make_shared<CProtocolManager>(host);
     }
     ~ManagerTest() override {
         End();
-        EXPECT_EQ(ServingChild::leftRunning, 0);
+        EXPECT_EQ(ServingChild::leftRunning.exchange(0), 0);
         SetChildFactory(nullptr);
         GlobalSettings::Set({});
     }
 
     static std::shared_ptr<VexaDB::VexaDBServer> Db() { return VexaDB::VexaDBServer::GetInstance(); }
-    static void Add(const std::string& name, const std::string& port, std::uint32_t type = 7) {
+    /// A database-wide setting.
+    static void Set(const char* setting, std::uint32_t value) { Db()->SetUint32(kSession, setting, value); }
+    static void Add(const std::string& name, const std::string& port, std::uint32_t type = VexaDB::kSampleProtocol) {
         Db()->AddInstance(kSession, name, type);
         Db()->SetString(kSession, name, "port", port);
     }
@@ -108,6 +130,13 @@ class ManagerTest : public testing::Test {
     void RunAndWait() {
         Run();
         ASSERT_TRUE(log->WaitFor("Monitor Protocols services", kPatienceMs));
+        Connect();
+    }
+    void Stop() {
+        if (!main_.valid())
+            return;
+        manager->InternalMainStop();
+        main_.get();
     }
     /// Ends the manager with all that it holds.
     void End() {
@@ -123,42 +152,78 @@ class ManagerTest : public testing::Test {
     /// A client of the control server, which comes up on a thread of its own.
     static std::shared_ptr<IPCClient> Connect() {
         auto client = IPCClient::GetClient(kManagerServerName, true);
-        while (!client->IsConnected()) {
-            std::this_thread::yield();
-            static_cast<void>(client->Connect(kManagerServerName));
-        }
+        EXPECT_TRUE(Eventually([&] { return client->Connect(kManagerServerName) == 0; }));
         return client;
     }
-    /// The result of a control command; kIpcNoReply when it is not answered.
-    static std::int32_t Ask(IPCClient& client, std::uint32_t command, const std::string& name) {
-        std::shared_ptr<IPC> reply;
-        const auto request = IPC::Request(command, wire::Encode(ipc_mngctrl_instance_request{name}));
-        const bool answered = client.Call(request, kPatienceMs, reply) == 0;
-        return answered ? std::int32_t{wire::Decode<ipc_mngctrl_result_reply>(reply->Payload())->result} : kIpcNoReply;
-    }
-    /// Makes the instance's next start wait, once, between `reached` and `goOn`.
-    void HoldStart(const std::string& name) {
-        onStart[name] = [this] {
+    /// Makes the child that comes to the hook wait there, once, between AwaitHeld and Release.
+    void Hold(std::function<void()>& hook) {
+        reached_ = {};
+        goOn_ = {};
+        held_ = false;
+        hook = [this] {
             if (held_.exchange(true))
                 return;
-            reached.set_value();
-            goOn.get_future().wait();
+            reached_.set_value();
+            goOn_.get_future().wait();
         };
     }
-    void Stop() {
-        if (!main_.valid())
-            return;
-        manager->InternalMainStop();
-        main_.get();
+    void AwaitHeld() {
+        ASSERT_EQ(reached_.get_future().wait_for(std::chrono::milliseconds(kPatienceMs)), std::future_status::ready);
+    }
+    void Release() { goOn_.set_value(); }
+    /// Until the monitor has begun and ended a pass. Needs the broken instance, of a type of its own.
+    void AwaitPass() {
+        const auto passes = [this] { return log->Count("Protocol broken has stopped working"); };
+        EXPECT_TRUE(Eventually([&, before = passes()] { return passes() >= before + 2; }));
+    }
+
+    static std::int32_t Result(RawClient& client, std::uint32_t command, const Bytes& payload) {
+        return Take<std::int32_t>(client.Ask(command, payload), 0);
+    }
+    static ipc_mngctrl_status_reply Status(RawClient& client, const std::string& name) {
+        return wire::Decode<ipc_mngctrl_status_reply>(client.Ask(kManagerStatus, Names(name))).value();
+    }
+    static std::uint32_t StatusOf(RawClient& client, const std::string& name) { return Status(client, name).status; }
+    /// The sample instances of the table, in its order.
+    static Lines Listed(RawClient& client) {
+        const auto list = client.Ask(kManagerList, wire::Encode(ipc_mngctrl_list_request{VexaDB::kSampleProtocol}));
+        Lines names;
+        for (std::uint32_t i = 0; i < Take<std::uint32_t>(list, 4); ++i)
+            names.push_back(wire::Decode<wire::Name>(list, 8 + i * wire::Name::kSize)->Text());
+        return names;
+    }
+    static Lines Sorted(Lines lines) {
+        std::sort(lines.begin(), lines.end());
+        return lines;
+    }
+    /// The events since the last call, as "code:texts".
+    static Lines TakeEvents(RawClient& client) {
+        client.Ask(kIpcAliveCheck, {});  // what was sent before its answer has come
+        Lines lines;
+        for (const auto& event : client.events) {
+            EXPECT_EQ(event.flags, kOneWay);
+            lines.push_back(std::to_string(event.command));
+            for (std::size_t at = 0; at < event.body.size(); at += wire::Name::kSize)
+                lines.back() += ":" + wire::Decode<wire::Name>(event.body, at)->Text();
+        }
+        client.events.clear();
+        return lines;
+    }
+    /// The same but for those of changed settings.
+    static Lines TakeTableEvents(RawClient& client) {
+        auto lines = TakeEvents(client);
+        std::erase_if(lines, [](const auto& line) { return line.starts_with("155:"); });
+        return lines;
     }
 
     LogCapture log;
     FakeHost host;
-    std::map<std::string, std::function<void()>> onStart;
-    std::promise<void> reached, goOn;  // of the start that is held
+    std::map<std::string, Hooks> hooks;                                           // by the instance's name
+    std::map<std::string, std::function<std::shared_ptr<FakeChild>()>> children;  // those that are no ServingChild
     std::shared_ptr<CProtocolManager> manager;
 
   private:
+    std::promise<void> reached_, goOn_;
     std::atomic<bool> held_{false};
     std::future<void> main_;
 };

@@ -95,6 +95,11 @@ TEST_F(DatabaseServer, ABatchDoesWhatTheDatabaseDoesForItsSessionOnlyUntilCommit
     EXPECT_EQ(Dump(), Lines{"global=1"});
     use(0);
 
+    // What was changed outside a batch is no part of a commit.
+    EXPECT_EQ(server->SetUint32(session, "global", 1), 0);
+    EXPECT_EQ(server->SetUint32(0, "global", 2), 0);
+    EXPECT_EQ(server->Commit(session), 0);
+
     // Closing the service's session is no more than a reset of it.
     EXPECT_EQ(server->Batch(kServiceSession), 0);
     EXPECT_EQ(server->RemoveInstance(kServiceSession, "B"), 0);

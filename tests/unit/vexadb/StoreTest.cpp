@@ -21,6 +21,16 @@ TEST_F(RegistryStore, TablesTakeTheFirstFreeIdAndKeepIt) {
     EXPECT_EQ(Names(store), (Lines{"", "E", "D", "C"}));
 }
 
+TEST_F(RegistryStore, TablesOfAnOlderLayoutAreRepaired) {
+    outside->CreateSubkey("5")->SetNumber("n", 1);
+    outside->CreateSubkey("old")->SetText("_kiv_name", "named");
+    VexaRegistryDB store;
+    EXPECT_EQ(Logged(), (Lines{"Fixing old table 5 without name field", "Fixing old table old using name as id"}));
+    EXPECT_EQ(Dump(), (Lines{"0\\_kiv_name=\"named\"", "5\\_kiv_name=\"5\"", "5\\n=1"}));
+    EXPECT_EQ(store.RemoveInstance("named"), 0);
+    EXPECT_EQ(Names(store), (Lines{"", "5"}));
+}
+
 TEST_F(RegistryStore, ChangesFromOutsideAreSeen) {
     VexaRegistryDB store;
     EXPECT_EQ(store.AddInstance("A"), 0);

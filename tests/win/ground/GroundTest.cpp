@@ -161,25 +161,6 @@ TEST(Process, ItsEndWaitsForTheMonitor) {
     destroying.join();
 }
 
-TEST(Process, ItsStartsLeaveNoHandle) {
-    constexpr int kStarts = 30;
-    constexpr std::uintptr_t kTolerance = 16 * 4;  // what the system's own threads hold just then; a handle counts 4
-    const auto freshHandle = [] {
-        return reinterpret_cast<std::uintptr_t>(UniqueHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr)).Get());
-    };
-    WatchedProcess ending({"0"});
-    const auto run = [&ending] {
-        ending.Start();
-        EXPECT_TRUE(ending.NextEnd());
-        EXPECT_TRUE(ending.process.WaitForExit(0));
-    };
-    run();
-    const auto before = freshHandle();
-    for (int i = 0; i < kStarts; ++i)
-        run();
-    EXPECT_LE(freshHandle(), before + kTolerance);
-}
-
 TEST(ProcessDeathTest, ACommandLineThatDoesNotFitEndsTheProcess) {
     const auto start = [](std::size_t length) { return ProcessWin("", {std::string(length, 'x')}).Start(); };
     start(57);  // 69 characters: whether such a program is here or not, it returns

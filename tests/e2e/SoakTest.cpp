@@ -1,0 +1,98 @@
+// A manager in long use, which holds afterwards what it held when it had warmed up.
+#include <gtest/gtest.h>
+#include <windows.h>
+// After <windows.h>, which they need.
+#include <psapi.h>
+#include <tlhelp32.h>
+
+#include "IPC/class/IPCClient.h"
+#include "e2e/ManagerRun.h"
+#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "support/RawClient.h"
+#include "utils/VexaDB/class/VexaDBMessages.h"
+
+namespace e2e {
+namespace {
+
+// What a run may differ by without a leak: a few handles and a thread of what is under way just then, and the heap's
+// own unevenness. One handle, or 4 KiB, lost in every cycle would be far beyond.
+constexpr std::uint64_t kHandleValueTolerance = 16 * 4;
+constexpr std::uint64_t kMemoryTolerance = 2 * 1024 * 1024;
+
+/// What can be seen of a process from outside.
+struct Figures {
+    std::uint64_t freshHandle = 0;  // value of a newly made handle: grows with the handles that are held
+    std::uint64_t threads = 0;
+    std::uint64_t privateBytes = 0;
+};
+
+Figures Measure(std::uint64_t pid) {
+    Figures figures;
+    const UniqueHandle process(OpenProcess(PROCESS_ALL_ACCESS, FALSE, static_cast<DWORD>(pid)));
+    const HANDLE self = GetCurrentProcess();
+    HANDLE inside = nullptr;
+    HANDLE back = nullptr;
+    EXPECT_TRUE(DuplicateHandle(self, process.Get(), process.Get(), &inside, 0, FALSE, DUPLICATE_SAME_ACCESS));
+    EXPECT_TRUE(
+        DuplicateHandle(process.Get(), inside, self, &back, 0, FALSE, DUPLICATE_SAME_ACCESS | DUPLICATE_CLOSE_SOURCE));
+    CloseHandle(back);
+    figures.freshHandle = reinterpret_cast<std::uintptr_t>(inside);
+
+    PROCESS_MEMORY_COUNTERS memory{};
+    EXPECT_TRUE(GetProcessMemoryInfo(process.Get(), &memory, sizeof memory));
+    figures.privateBytes = memory.PagefileUsage;  // the same as PrivateUsage, which not every system fills in
+
+    const UniqueHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    PROCESSENTRY32 entry{};
+    entry.dwSize = sizeof entry;
+    for (BOOL more = Process32First(snapshot.Get(), &entry); more; more = Process32Next(snapshot.Get(), &entry)) {
+        if (entry.th32ProcessID == pid)
+            figures.threads = entry.cntThreads;
+    }
+    return figures;
+}
+
+/// So many rounds of everything a plant does to its manager.
+void Use(int connections, int startsAndStops, int requests) {
+    for (int i = 0; i < connections; ++i) {
+        RawClient control(kManagerServerName), database(VexaDB::kDatabaseServerName);
+        ASSERT_EQ(control.Ask(kManagerStatus, Bytes(50)).size(), 40u);
+        ASSERT_EQ(database.Ask(VexaDB::kDatabaseGetInstances, Bytes(8)).size(), 8u + 50u);
+        control.Send(kTerminate, 9, kIpcTerminate, {});
+        ASSERT_EQ(control.Receive().id, 9u);
+        ASSERT_TRUE(control.HasEnded());
+        RawPeer killed(kManagerServerName);
+        killed.Write(Bytes(sizeof(std::uint64_t) + sizeof(ipc_header) / 2));  // the greeting and half a header
+    }
+    for (int i = 0; i < startsAndStops; ++i) {
+        ASSERT_EQ(Control(kManagerStart, "worn"), 0);
+        ASSERT_EQ(Control(kManagerStop, "worn"), 0);
+    }
+    const auto client = IPCClient::GetClient(kManagerServerName, true);
+    for (int i = 0; i < requests; ++i)
+        ASSERT_EQ(client->CheckAlive(), 0);
+}
+
+TEST(Soak, LeavesHandlesThreadsAndMemoryAsTheyWere) {
+    PrepareMachine();
+    WriteTable("0", "worn", Sample("1"));
+    ManagerRun manager;
+    ASSERT_TRUE(WaitForStatus("worn", kRunning));
+    ASSERT_EQ(Control(kManagerStop, "worn"), 0);
+    const auto pid = IPCClient::GetClient(kManagerServerName, true)->ServerPid();
+    const auto idleThreads = Measure(pid).threads;
+    const auto settled = [&] {
+        EXPECT_TRUE(Eventually([&] { return Measure(pid).threads <= idleThreads; }));
+        return Measure(pid);
+    };
+    Use(100, 10, 1000);
+    const auto before = settled();
+    Use(500, 200, 10000);
+    const auto after = settled();
+    EXPECT_LE(after.freshHandle, before.freshHandle + kHandleValueTolerance);
+    EXPECT_LE(after.privateBytes, before.privateBytes + kMemoryTolerance);
+    EXPECT_EQ(manager.Stop(), 0);
+}
+
+}  // namespace
+}  // namespace e2e
