@@ -1,6 +1,6 @@
 // The control messages byte by byte.
 
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "protocols/control/ControlMessages.h"
 
 #include <gtest/gtest.h>
 

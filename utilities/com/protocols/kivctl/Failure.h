@@ -24,4 +24,9 @@ class Failure : public std::runtime_error {
     std::int32_t result_;
 };
 
+/// Throws the Failure of what the manager or the database refused: "Refused: REASON (RESULT)." and what to do about it.
+[[noreturn]] inline void Refuse(const std::string& reason, std::int32_t result, const std::string& advice = "") {
+    throw Failure(kRefused, "Refused: " + reason + " (" + std::to_string(result) + ")." + advice, result);
+}
+
 }  // namespace kivctl

@@ -2,15 +2,15 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
 #include <cstdio>
-#include <ctime>
 #include <string_view>
 
 #include "IPC/class/IPC.h"
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "protocols/control/ControlMessages.h"
 #include "protocols/kivctl/Failure.h"
 #include "utils/VexaDB/class/ProtocolTypes.h"
+#include "utils/logging/LogEntry.h"
+#include "utils/platform/Platform.h"
 
 namespace kivctl {
 
@@ -86,8 +86,6 @@ std::string ResultMeaning(std::int32_t result) {
     switch (result) {
         case kIpcSuccess:
             return "done";
-        case kManagerFailure:
-            return "failed";
         case kIpcCannotSend:
             return "the request could not be sent";
         case kManagerUnknownInstance:
@@ -101,10 +99,6 @@ std::string ResultMeaning(std::int32_t result) {
     }
 }
 
-std::string Refusal(std::int32_t result) {
-    return "Refused: " + ResultMeaning(result) + " (" + std::to_string(result) + ").";
-}
-
 std::string Duration(std::uint64_t seconds) {
     constexpr std::uint64_t minute = 60;
     constexpr std::uint64_t hour = 60 * minute;
@@ -116,16 +110,8 @@ std::string Duration(std::uint64_t seconds) {
 }
 
 std::string LocalTime() {
-    using std::chrono::duration_cast;
-    using std::chrono::milliseconds;
-    using std::chrono::system_clock;
-    const auto now = system_clock::now();
-    const auto calendarTime = system_clock::to_time_t(now);
-    const auto ms = duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000;
-    char date[32];
-    char text[40];
-    std::strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", std::localtime(&calendarTime));
-    std::snprintf(text, sizeof text, "%s.%03d", date, static_cast<int>(ms));
+    auto text = Logging::FormatTimestamp(platform::WallClockTicks());
+    text[text.find('T')] = ' ';  // between date and time
     return text;
 }
 

@@ -16,7 +16,8 @@ void CProtocolManager::CleanupEipInstance(CProtocol& instance) {
         if (stored != nullptr && !stored->text.empty())
             continue;
         KIV_LOG(Logging::Warning, "Cleaning Ethernet/IP instance %s.%s", name.c_str(), setting);
-        db_->SetString(name, setting, "64");
+        if (db_->SetString(name, setting, "64") != 0)
+            KIV_LOG(Logging::Error, "Cannot repair %s.%s", name.c_str(), setting);
     }
 }
 

@@ -1,28 +1,17 @@
 // Who may own a port. Two instances of one type must not listen on one port: the first to start becomes its owner, a
-// later one is disabled. Modbus instances (type 2) compete only within one mode, and there one that listens on any port
-// stands in the way of all. Only what was read decides: when something cannot be read just now, nobody becomes an owner
+// later one is disabled. Only what was read decides: when something cannot be read just now, nobody becomes an owner
 // and nobody is disabled.
 
-#include <algorithm>
-#include <iterator>
 #include <optional>
 
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
+#include "protocols/control/PortRule.h"
 #include "utils/VexaDB/class/ProtocolTypes.h"
 #include "utils/logging/Logger.h"
 
 namespace {
 
 using Names = std::vector<std::string>;
-
-/// The names in both lists, sorted.
-Names Intersection(Names first, Names second) {
-    std::sort(first.begin(), first.end());
-    std::sort(second.begin(), second.end());
-    Names both;
-    std::set_intersection(first.begin(), first.end(), second.begin(), second.end(), std::back_inserter(both));
-    return both;
-}
 
 /// Thrown within the rule, which has no answer without it.
 struct CannotRead {
@@ -62,13 +51,15 @@ void CProtocolManager::SetPortOwner(CProtocol& instance) try {
     std::erase(owners, name);  // somebody made it the owner meanwhile
     if (owners.empty()) {
         KIV_LOG(Logging::Info, "Become owner %s", name.c_str());
-        db_->SetUint32(name, "owner", 1);
+        if (db_->SetUint32(name, "owner", 1) != 0)
+            KIV_LOG(Logging::Error, "Cannot make %s the owner of its port", name.c_str());
         return;
     }
     if (Known(db_->ReadText(name, "emultype"), name) == "full")
         return;
     KIV_LOG(Logging::Error, "There is already an owner %s", owners.front().c_str());
-    db_->SetUint32(name, "enabled", 0);
+    if (db_->SetUint32(name, "enabled", 0) != 0)
+        KIV_LOG(Logging::Error, "Cannot disable %s", name.c_str());
 } catch (const CannotRead& missing) {
     KIV_LOG(Logging::Error, "Cannot tell whether %s may own its port, %s cannot be read", instance.Name().c_str(),
             missing.what.c_str());
@@ -78,15 +69,9 @@ std::vector<std::string> CProtocolManager::PortOwnersInTheWay(CProtocol& instanc
     const auto name = instance.Name();
     // An instance without a type is one whose type could not be read when it was made.
     const auto type = instance.Type() != 0 ? instance.Type() : Known(db_->ReadNumber(name, "type"), name);
-    const auto portList = FindProtocol(type, "port", port);
-    const auto ownerList = FindProtocol(type, "owner", 1);
-    if (type != VexaDB::kModbus)
-        return Intersection(portList, ownerList);
-
-    const auto mode = Known(db_->ReadText(name, "mode"), name);
-    const auto anyList = FindProtocol(type, "port", std::string("any"));
-    const auto ownerModeList = Intersection(ownerList, FindProtocol(type, "mode", mode));
-    return anyList.empty() ? Intersection(portList, ownerModeList) : ownerModeList;
+    const auto mode = type == VexaDB::kModbus ? Known(db_->ReadText(name, "mode"), name) : "";
+    return ::PortOwnersInTheWay(type, port, mode,
+                                [&](const char* key, const auto& value) { return FindProtocol(type, key, value); });
 }
 
 std::vector<std::string> CProtocolManager::FindProtocol(std::uint32_t type, const std::string& key,

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <list>
 
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
+#include "protocols/control/ControlMessages.h"
 #include "utils/logging/Logger.h"
 
 using Change = CProtocol::Change;

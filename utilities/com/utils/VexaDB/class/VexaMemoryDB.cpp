@@ -9,9 +9,10 @@ VexaMemoryDB::VexaMemoryDB(const std::shared_ptr<VexaDBInterface>& source) {
     if (!source || source->GetInstances(instances) != 0)
         return;
     for (const auto& instance : instances) {
-        auto& copies = instances_[instance];
         std::vector<SettingEntry> settings;
-        source->GetInstanceSettings(instance, settings);
+        if (source->GetInstanceSettings(instance, settings) != 0)
+            continue;  // it was removed from outside just now
+        auto& copies = instances_[instance];
         for (const auto& setting : settings)
             copies[setting.name] = setting;
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "utils/logging/Logger.h"
+#include "utils/registry/Registry.h"
 
 namespace VexaDB {
 
@@ -12,8 +13,6 @@ using VexaUtils::RegistryValue;
 using VexaUtils::ValueKind;
 
 namespace {
-
-constexpr const char* kDatabaseKey = "Software\\Quenlar\\Torvik\\Runtime\\Settings\\vexa";
 
 /// Nothing for a value that is no setting.
 std::optional<SettingEntry> AsSetting(const std::string& name, const RegistryValue& value) {
@@ -25,16 +24,16 @@ std::optional<SettingEntry> AsSetting(const std::string& name, const RegistryVal
 
 }  // namespace
 
-VexaRegistryDB::VexaRegistryDB() : key_(RegistryKey::OpenOrCreate(kDatabaseKey)) {
-    if (!key_) {
-        KIV_LOG(Logging::Error, "Cannot open the settings database %s", kDatabaseKey);
-        return;
-    }
-    RepairOldTables();
+VexaRegistryDB::VexaRegistryDB() : key_(RegistryKey::OpenOrCreate(VexaUtils::TuningKeyPath())) {
+    if (key_)
+        RepairOldTables();
+    else
+        KIV_LOG(Logging::Error, "Cannot open the settings database %s", VexaUtils::TuningKeyPath().c_str());
 }
 
 void VexaRegistryDB::RepairOldTables() {
-    FollowOutsideChanges(IndexState::Exact);
+    if (!FollowOutsideChanges(IndexState::Exact))
+        return;
     for (auto& table : tables_) {
         if (!table.key)
             continue;
@@ -67,7 +66,7 @@ bool VexaRegistryDB::Refresh(Table& table) {
     return true;
 }
 
-std::int32_t VexaRegistryDB::ReadTables() {
+bool VexaRegistryDB::ReadTables() {
     // A second time for a table that went away, or could not be read just then. One that never can be hides no other.
     for (int attempt = 0; attempt < 2; ++attempt) {
         state_ = IndexState::Unread;
@@ -83,23 +82,23 @@ std::int32_t VexaRegistryDB::ReadTables() {
         }
         tables_ = std::move(tables);
         if (state_ == IndexState::Exact)
-            return 0;
+            return true;
     }
     if (state_ == IndexState::Unread)
-        return -1;
+        return false;
     for (const auto& table : tables_) {
         if (!table.key)
             KIV_LOG(Logging::Error, "Cannot read table %s of the settings database", table.id.c_str());
     }
-    return 0;
+    return true;
 }
 
-std::int32_t VexaRegistryDB::FollowOutsideChanges(IndexState needed) {
+bool VexaRegistryDB::FollowOutsideChanges(IndexState needed) {
     if (!key_)
-        return -1;
+        return false;
     if (key_->ChangedSinceLastAsked())
         state_ = IndexState::Unread;
-    return state_ >= needed ? 0 : ReadTables();
+    return state_ >= needed || ReadTables();
 }
 
 void VexaRegistryDB::AbsorbOwnChange() {
@@ -111,7 +110,7 @@ void VexaRegistryDB::AbsorbOwnChange() {
 
 VexaRegistryDB::Table* VexaRegistryDB::Find(const std::string& instance) {
     for (const auto needed : {IndexState::Suspect, IndexState::Exact}) {
-        if (FollowOutsideChanges(needed) != 0)
+        if (!FollowOutsideChanges(needed))
             return nullptr;
         const auto found = Known(instance);
         if (found == tables_.end())
@@ -162,7 +161,8 @@ std::int32_t VexaRegistryDB::AddInstance(const std::string& instance) {
         return Refused(instance);
     table->Flush();
     if (table->SetText(kNameValue, instance) != 0) {
-        key_->DeleteSubkey(id);
+        if (key_->DeleteSubkey(id) != 0)
+            KIV_LOG(Logging::Error, "Table %s of the settings database stays without a name", id.c_str());
         AbsorbOwnChange();
         return Refused(instance);
     }
@@ -232,7 +232,7 @@ std::optional<SettingEntry> VexaRegistryDB::Read(const std::string& instance, co
 }
 
 std::int32_t VexaRegistryDB::GetInstances(std::vector<std::string>& instances) {
-    if (FollowOutsideChanges(IndexState::Exact) != 0)
+    if (!FollowOutsideChanges(IndexState::Exact))
         return -1;
     instances.assign(1, "");
     for (const auto& table : tables_) {
