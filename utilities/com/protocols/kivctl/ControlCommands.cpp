@@ -30,12 +30,12 @@ void CheckResult(Manager& manager, const std::string& instance, std::int32_t res
         return;
     if (manager.Status(instance).result == kManagerUnknownInstance)
         Refuse("the manager knows no instance \"" + instance + "\"", result);
-    std::string foreign;  // processes
+    std::string processes;  // other than the manager
     if (result == kManagerInUse)
         for (const auto& client : manager.Clients(instance))
             if (client.processId != manager.Client().ServerPid())
-                foreign += (foreign.empty() ? " Connected: pid " : ", ") + std::to_string(client.processId);
-    Refuse(ResultMeaning(result), result, foreign);
+                processes += (processes.empty() ? ", pid " : ", ") + std::to_string(client.processId);
+    Refuse(ResultMeaning(result), result, processes + ".");
 }
 
 /// The instance of the same type that the manager finds in the way of this one's port; empty when there is none.
@@ -71,12 +71,12 @@ void CheckStart(Manager& manager, const std::string& instance, std::int32_t resu
         if (!owner.empty())
             Refuse("\"" + instance + "\" has the same port as \"" + owner +
                        "\" of its type, which owns it, and is disabled for that",
-                   result, " Give it its own: kivctl set \"" + instance + "\" port PORT --string, then " + enable);
-        Refuse("\"" + instance + "\" is not enabled", result, " Allow it with: " + enable);
+                   result, ". Give it its own: kivctl set \"" + instance + "\" port PORT --string, then " + enable);
+        Refuse("\"" + instance + "\" is not enabled", result, ". Allow it with: " + enable);
     }
     if (status.result == 0 && lastError != 0)
         Refuse(ResultMeaning(result), result,
-               " The last error that the child of \"" + instance + "\" reported is " + std::to_string(lastError) +
+               ". The last error that the child of \"" + instance + "\" reported is " + std::to_string(lastError) +
                    "; the log tells about this start.");
     CheckResult(manager, instance, result);
 }

@@ -141,7 +141,7 @@ std::vector<FileInstance> ReadDatabase(VexaDB::VexaDBSession& database) {
             if (ValueText(setting.value).size() == kNameMaximum)
                 PrintError(name + "." + setting.name + " has " + std::to_string(kNameMaximum) +
                            " characters, the most that a request carries: it may be cut.\n");
-            instance.settings.push_back({setting.name, std::move(setting.value)});
+            instance.settings.push_back(std::move(setting));
         }
         instances.push_back(std::move(instance));
     }

@@ -96,7 +96,7 @@ void AddSet(CLI::App& log, const Options& options) {
                              (file->empty() || key->SetText(kLogFileValue, *file) == 0) &&
                              (colour->empty() || key->SetNumber(kLogColorValue, *colour == "on" ? 1 : 0) == 0);
         if (!written)
-            Refuse("the registry cannot be written", -1, " Run this as an administrator.");
+            Refuse("the registry cannot be written", -1, ". Run this as an administrator.");
         if (!options.json)
             PrintLine("From their next start on, the programs log to " + Meaning(LogSettings::Read()) + ".");
     });

@@ -14,30 +14,6 @@ std::shared_ptr<IPC> Manager::Send(std::uint32_t command, IPCPayload payload, st
     return kivctl::Ask(*client_, command, std::move(payload), options_.TimeoutOr(timeoutMs));
 }
 
-std::int32_t Manager::Add(const std::string& instance, std::uint32_t type) {
-    return Ask(kManagerAdd, ipc_mngctrl_add_request{type, instance}).result;
-}
-
-std::int32_t Manager::Remove(const std::string& instance) {
-    return Ask(kManagerRemove, ipc_mngctrl_remove_request{instance}, kStopTimeout).result;
-}
-
-std::int32_t Manager::Start(const std::string& instance) {
-    return Ask(kManagerStart, ipc_mngctrl_start_request{instance}, kStartTimeout).result;
-}
-
-std::int32_t Manager::Stop(const std::string& instance) {
-    return Ask(kManagerStop, ipc_mngctrl_stop_request{instance}, kStopTimeout).result;
-}
-
-std::int32_t Manager::Restart(const std::string& instance) {
-    return Ask(kManagerRestart, ipc_mngctrl_restart_request{instance}, kRestartTimeout).result;
-}
-
-std::int32_t Manager::RenameRunning(const std::string& oldName, const std::string& newName) {
-    return Ask(kManagerRename, ipc_mngctrl_rename_request{oldName, newName}, kRestartTimeout).result;
-}
-
 std::optional<std::string> Manager::GetString(const std::string& instance, const std::string& property) {
     const auto reply = Ask<ipc_mngctrl_get_str_property_reply>(
         kManagerGetString, ipc_mngctrl_get_str_property_request{instance, property});
@@ -48,14 +24,6 @@ std::optional<std::uint32_t> Manager::GetNumber(const std::string& instance, con
     const auto reply = Ask<ipc_mngctrl_get_num_property_reply>(
         kManagerGetNumber, ipc_mngctrl_get_num_property_request{instance, property});
     return reply.result == 0 ? std::optional<std::uint32_t>(reply.value) : std::nullopt;
-}
-
-std::int32_t Manager::SetString(const std::string& instance, const std::string& property, const std::string& value) {
-    return Ask(kManagerSetString, ipc_mngctrl_set_str_property_request{instance, property, value}).result;
-}
-
-std::int32_t Manager::SetNumber(const std::string& instance, const std::string& property, std::uint32_t value) {
-    return Ask(kManagerSetNumber, ipc_mngctrl_set_num_property_request{instance, property, value}).result;
 }
 
 std::vector<std::string> Manager::Instances(std::uint32_t type) {
@@ -76,10 +44,6 @@ std::vector<std::string> Manager::Instances() {
     return names;
 }
 
-ipc_mngctrl_status_reply Manager::Status(const std::string& instance, std::uint32_t timeoutMs) {
-    return Ask<ipc_mngctrl_status_reply>(kManagerStatus, ipc_mngctrl_status_request{instance}, timeoutMs);
-}
-
 std::vector<ipc_client_info> Manager::Clients(const std::string& instance) {
     const auto reply = Send(kManagerGetClients, wire::Encode(ipc_mngctrl_get_clients_request{instance}));
     const auto head = DecodeReply<ipc_mngctrl_get_clients_reply>(*reply);
@@ -89,10 +53,6 @@ std::vector<ipc_client_info> Manager::Clients(const std::string& instance) {
     for (std::uint32_t i = 0; i < head.count; ++i)
         clients.push_back(DecodeReply<ipc_client_info>(*reply, sizeof head + i * sizeof(ipc_client_info)));
     return clients;
-}
-
-void Manager::RequestShutdown() {
-    Send(kIpcStop, {});
 }
 
 }  // namespace kivctl

@@ -16,7 +16,6 @@ namespace kivctl {
 
 namespace {
 
-constexpr std::string_view kNoTypeName = "none";
 constexpr std::string_view kTypeSuffix = "protocol";
 
 std::string LowerCase(std::string_view text) {
@@ -27,11 +26,12 @@ std::string LowerCase(std::string_view text) {
     return lower;
 }
 
-std::string ShortTypeName(std::uint32_t type) {
-    auto name = LowerCase(VexaDB::kProtocolNames[type]);
+/// In lower case, without "protocol" at the end.
+std::string ShortTypeName(std::string_view typeName) {
+    auto name = LowerCase(typeName);
     if (name.ends_with(kTypeSuffix))
         name.resize(name.size() - kTypeSuffix.size());
-    return name.empty() ? std::string(kNoTypeName) : name;
+    return name;
 }
 
 bool ReadNumber(std::string_view word, std::uint32_t& number) {
@@ -46,20 +46,20 @@ std::uint32_t ParseType(const std::string& word) {
     std::uint32_t number = 0;
     if (ReadNumber(word, number) && number < count)
         return number;
-    auto name = LowerCase(word);
-    if (name.ends_with(kTypeSuffix))
-        name.resize(name.size() - kTypeSuffix.size());
     std::string known;
     for (std::uint32_t type = 0; type < count; ++type) {
-        if (name == ShortTypeName(type))
+        const auto name = TypeName(type);
+        if (name == ShortTypeName(word))
             return type;
-        known += (type == 0 ? "" : ", ") + std::to_string(type) + " " + ShortTypeName(type);
+        known += (type == 0 ? "" : ", ") + std::to_string(type) + " " + name;
     }
     throw Failure(kWrongUsage, "\"" + word + "\" is no protocol type. The types are: " + known + ".");
 }
 
 std::string TypeName(std::uint32_t type) {
-    return type < VexaDB::kProtocolNames.size() ? ShortTypeName(type) : std::to_string(type);
+    if (type == VexaDB::kNoProtocol)
+        return "none";
+    return type < VexaDB::kProtocolNames.size() ? ShortTypeName(VexaDB::kProtocolNames[type]) : std::to_string(type);
 }
 
 std::uint32_t ParseNumber(const std::string& word) {

@@ -99,7 +99,7 @@ class VexaDBIPCClient : public VexaDBServerInterface {
     template <class Request, class Reply, class Take>
     std::int32_t Call(Command<Request, Reply> command, const std::type_identity_t<Request>& request, Take take) {
         const auto timeout = command == kDatabaseCloseSession ? kCloseSessionTimeout : kReplyTimeout;
-        return Send<Reply>(MakeRequest(command, request), timeout, take);
+        return Send<Reply>(IPC::Request(command, Encode(request)), timeout, take);
     }
     /// Sends the request and waits for its reply: its status, or why there is none. `take` is given a reply with the
     /// status 0.

@@ -34,8 +34,9 @@ inline const SettingEntry* FindSetting(const std::vector<SettingEntry>& settings
     return found == settings.end() ? nullptr : &*found;
 }
 
-/// Results: 0 success, anything else failure; a failed read leaves its output untouched. Not locked: the database
-/// server serializes the calls.
+/// Results: 0 success, -1 failure: the instance or the setting is missing, has the other kind, the name is taken, or
+/// the registry refuses. A failed read leaves its output untouched; a setting that is set is made when it is missing.
+/// The empty instance name addresses the database-wide settings. Not locked: the database server serializes the calls.
 class VexaDBInterface {
   public:
     virtual ~VexaDBInterface() = default;

@@ -4,9 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
-#include <type_traits>
 #include <vector>
 
 #include "IPC/class/IPC.h"
@@ -199,12 +197,6 @@ bool DecodePayload(std::span<const std::uint8_t> payload, ListReply<Entry>& repl
         reply.entries.push_back(*entry);
     }
     return true;
-}
-
-/// A request of the command, ready to be sent.
-template <class Request, class Reply>
-std::shared_ptr<IPC> MakeRequest(Command<Request, Reply> command, const std::type_identity_t<Request>& fields) {
-    return IPC::Request(command, Encode(fields));
 }
 
 }  // namespace VexaDB

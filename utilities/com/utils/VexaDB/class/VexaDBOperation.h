@@ -36,11 +36,19 @@ class OperationOf : public VexaDBOperation {
   public:
     explicit OperationOf(Fields... fields) : fields_(std::move(fields)...) {}
     std::shared_ptr<IPC> Request(SessionId session) const override {
-        return std::apply([&](const auto&... fields) { return MakeRequest(kCommand, {session, fields...}); }, fields_);
+        auto payload = wire::Encode(wire::i64(session));
+        std::apply([&](const auto&... fields) { (wire::Append(payload, OnTheWire(fields)), ...); }, fields_);
+        return IPC::Request(kCommand, std::move(payload));
     }
 
   protected:
     const std::tuple<Fields...> fields_;
+
+  private:
+    static wire::Name OnTheWire(const std::string& text) { return text; }
+    static wire::u32 OnTheWire(std::uint32_t number) { return number; }
+    static_assert(sizeof(typename decltype(kCommand)::RequestType) ==
+                  (sizeof(wire::i64) + ... + sizeof(OnTheWire(std::declval<Fields>()))));
 };
 
 /// Type, an index of kProtocolNames, and instance. Creates the instance with the settings that every instance has. -1

@@ -18,12 +18,15 @@ namespace VexaDB {
 class VexaDBServerInterface {
   public:
     virtual ~VexaDBServerInterface() = default;
+    /// `session` is the new session's number; it lives until it is closed.
     [[nodiscard]] virtual std::int32_t OpenSession(SessionId& session) = 0;
+    /// Drops what the session has recorded, and the session.
     virtual std::int32_t CloseSession(SessionId session) = 0;
     /// From here on the session's changes are recorded and seen by this session only, until Commit or Reset.
     [[nodiscard]] virtual std::int32_t Batch(SessionId session) = 0;
     /// Replays the batch, stopping at the first operation that fails; 0 for a valid session all the same.
     [[nodiscard]] virtual std::int32_t Commit(SessionId session) = 0;
+    /// Ends the batch and drops what was recorded.
     virtual std::int32_t Reset(SessionId session) = 0;
     /// Makes one change for the session, recording it while a batch is open. The operations that follow are its short
     /// forms.

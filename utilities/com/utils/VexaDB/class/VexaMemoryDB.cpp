@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "utils/logging/FunctionName.h"
+
 namespace VexaDB {
 
 VexaMemoryDB::VexaMemoryDB(const std::shared_ptr<VexaDBInterface>& source) {
@@ -19,7 +21,7 @@ VexaMemoryDB::VexaMemoryDB(const std::shared_ptr<VexaDBInterface>& source) {
 }
 
 std::int32_t VexaMemoryDB::AddInstance(const std::string& instance) {
-    if (!IsUsableName(instance) || IsInstanceExist(instance))
+    if (!IsUsableName(KIV_FUNCTION_NAME, instance) || IsInstanceExist(instance))
         return -1;
     instances_[instance];
     return Notify(&VexaDBOpObserver::InstanceAdded, instance);
@@ -33,7 +35,7 @@ std::int32_t VexaMemoryDB::RemoveInstance(const std::string& instance) {
 }
 
 std::int32_t VexaMemoryDB::RenameInstance(const std::string& oldName, const std::string& newName) {
-    if (!IsInstanceExist(oldName) || !IsUsableName(newName) || IsInstanceExist(newName))
+    if (!IsInstanceExist(oldName) || !IsUsableName(KIV_FUNCTION_NAME, newName) || IsInstanceExist(newName))
         return -1;
     instances_[newName] = instances_[oldName];
     instances_.erase(oldName);

@@ -138,8 +138,9 @@ bool VexaRegistryDB::IsTaken(const std::string& name) {
     return name.empty() || Find(name) != nullptr || state_ == IndexState::Unread || Known(name) != tables_.end();
 }
 
-std::int32_t VexaRegistryDB::Refused(const std::string& instance) {
-    KIV_LOG(Logging::Error, "The registry refuses a change of the settings database, instance %s", instance.c_str());
+std::int32_t VexaRegistryDB::Refused(const char* operation, const std::string& instance) {
+    KIV_LOG_AS(operation, Logging::Error, "The registry refuses a change of the settings database, instance %s",
+               instance.c_str());
     return -1;
 }
 
@@ -153,18 +154,18 @@ std::string VexaRegistryDB::FreeId() {
 }
 
 std::int32_t VexaRegistryDB::AddInstance(const std::string& instance) {
-    if (!IsUsableName(instance) || IsTaken(instance))
+    if (!IsUsableName(KIV_FUNCTION_NAME, instance) || IsTaken(instance))
         return -1;
     const auto id = FreeId();
     const auto table = key_->CreateSubkey(id);
     if (!table)
-        return Refused(instance);
+        return Refused(KIV_FUNCTION_NAME, instance);
     table->Flush();
     if (table->SetText(kNameValue, instance) != 0) {
         if (key_->DeleteSubkey(id) != 0)
             KIV_LOG(Logging::Error, "Table %s of the settings database stays without a name", id.c_str());
         AbsorbOwnChange();
-        return Refused(instance);
+        return Refused(KIV_FUNCTION_NAME, instance);
     }
     tables_.push_back({id, instance, true, table, false});
     AbsorbOwnChange();
@@ -184,7 +185,7 @@ std::int32_t VexaRegistryDB::RemoveInstance(const std::string& instance) {
     if (table == nullptr)
         return -1;
     if (key_->DeleteSubkey(table->id) != 0)
-        return Refused(instance);
+        return Refused(KIV_FUNCTION_NAME, instance);
     key_->Flush();
     std::erase_if(tables_, [id = table->id](const auto& entry) { return entry.id == id; });
     AbsorbOwnChange();
@@ -192,13 +193,13 @@ std::int32_t VexaRegistryDB::RemoveInstance(const std::string& instance) {
 }
 
 std::int32_t VexaRegistryDB::RenameInstance(const std::string& oldName, const std::string& newName) {
-    if (oldName.empty() || !IsUsableName(newName) || IsTaken(newName))
+    if (oldName.empty() || !IsUsableName(KIV_FUNCTION_NAME, newName) || IsTaken(newName))
         return -1;
     auto* const table = Find(oldName);
     if (table == nullptr)
         return -1;
     if (table->key->SetText(kNameValue, newName) != 0)
-        return Refused(oldName);
+        return Refused(KIV_FUNCTION_NAME, oldName);
     table->name = newName;
     table->named = true;
     AbsorbOwnChange();
@@ -217,7 +218,7 @@ std::optional<SettingEntry> VexaRegistryDB::Write(const std::string& instance, c
     // Nothing is written over what could not be read.
     if (reading == Reading::Failed ||
         (isNumber ? table->SetNumber(setting.name, setting.number) : table->SetText(setting.name, setting.text)) != 0) {
-        Refused(instance);
+        Refused(isNumber ? "VexaRegistryDB::SetUint32" : "VexaRegistryDB::SetString", instance);
         return std::nullopt;
     }
     AbsorbOwnChange();

@@ -77,8 +77,8 @@ class VexaRegistryDB : public VexaStore {
     bool IsTaken(const std::string& name);
     /// The first of "0", "1", "2", ... that no table has.
     std::string FreeId();
-    /// Logs that the registry did not take a change; -1.
-    static std::int32_t Refused(const std::string& instance);
+    /// Logs that the registry did not take a change, as a line of the operation ("Class::Method"); -1.
+    static std::int32_t Refused(const char* operation, const std::string& instance);
 
     std::shared_ptr<VexaUtils::RegistryKey> key_;  // empty when the registry refused it
     IndexState state_ = IndexState::Unread;
