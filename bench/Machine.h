@@ -7,7 +7,7 @@
 
 #include "IPC/class/IPCClient.h"
 #include "Peer.h"
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "protocols/control/ControlMessages.h"
 
 namespace bench {
 

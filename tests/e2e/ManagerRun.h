@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "protocols/control/ControlMessages.h"
 #include "support/Patience.h"
 #include "utils/platform/impl/win/Handle.h"
 

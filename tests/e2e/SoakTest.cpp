@@ -7,7 +7,7 @@
 
 #include "IPC/class/IPCClient.h"
 #include "e2e/ManagerRun.h"
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "protocols/control/ControlMessages.h"
 #include "support/RawClient.h"
 #include "utils/VexaDB/class/VexaDBMessages.h"
 

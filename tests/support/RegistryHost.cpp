@@ -116,7 +116,7 @@ class RegistryKeyHost : public RegistryKey {
         node_->subkeys.erase(name);
         return 0;
     }
-    std::int32_t Flush() override { return 0; }
+    void Flush() override {}
     bool ChangedSinceLastAsked() override {
         const std::lock_guard guard(tree_.lock);
         return std::exchange(seen_, tree_.changes) != tree_.changes;

@@ -14,6 +14,7 @@
 #include "utils/logging/FunctionName.h"
 #include "utils/logging/LogFile.h"
 #include "utils/logging/LogLine.h"
+#include "utils/logging/LogSettings.h"
 #include "utils/platform/Platform.h"
 #include "utils/registry/RegistryKey.h"
 #include "utils/sync/Mutex.h"
@@ -160,7 +161,7 @@ TEST(Logger, TakesItsSinkFromTheTuningValues) {
     const auto lines = (std::ostringstream() << std::ifstream(path).rdbuf()).str();
     EXPECT_EQ(lines.find("[E] File"), std::string::npos);
     EXPECT_TRUE(lines.ends_with("\033[31m[E] file\033[0m\n")) << "with colours unless told otherwise";
-    EXPECT_TRUE(Logging::DefaultLogFile().ends_with("\\Quenlar Imaging\\log\\zebcom.log"));
+    EXPECT_TRUE(Logging::LogSettings().File().ends_with("\\Quenlar Imaging\\log\\zebcom.log"));
 }
 
 TEST(FunctionName, IsTheLastTwoComponentsOfAnySignature) {

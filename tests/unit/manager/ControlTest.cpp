@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "protocols/control/ControlMessages.h"
 #include "unit/manager/ManagerFixture.h"
 #include "utils/platform/Platform.h"
 

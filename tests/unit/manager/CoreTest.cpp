@@ -3,7 +3,7 @@
 
 #include <list>
 
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "protocols/control/ControlMessages.h"
 #include "unit/manager/ManagerFixture.h"
 
 namespace {

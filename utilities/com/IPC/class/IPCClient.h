@@ -37,6 +37,8 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
 
     /// The settings of the process are those of this moment. `useListener` as above.
     explicit IPCClient(bool useListener = true);
+    /// With settings of the caller's instead.
+    explicit IPCClient(const GlobalSettings& settings) : settings_(settings) {}
     ~IPCClient() override;
     IPCClient(const IPCClient&) = delete;
     IPCClient& operator=(const IPCClient&) = delete;

@@ -1,21 +1,19 @@
 #include "protocols/KivProtocol/ProtocolChild.h"
 
-#include <chrono>
 #include <utility>
 
+#include "protocols/control/ChildStart.h"
 #include "utils/logging/Logger.h"
+#include "utils/platform/Deadline.h"
 
 namespace {
-
-constexpr std::string_view kKeyArgument = "--key:";
-constexpr const char* kReadyPipeSuffix = "-ready";
 
 // ms. The ready pipe exists before this process does, so that a pipe which is not free at once is about to go.
 constexpr std::uint32_t kReadyPipeTimeout = 5000;
 
-// How long the manager may take to connect once it has the create result, and how often that is looked at. The server
-// announces requests, not connections.
-constexpr std::chrono::milliseconds kManagerConnectTimeout{10'000};
+// ms. How long the manager may take to connect once it has the create result, and how often that is looked at. The
+// server announces requests, not connections.
+constexpr std::uint32_t kManagerConnectTimeout = 10'000;
 constexpr std::uint32_t kManagerConnectInterval = 10;
 
 }  // namespace
@@ -24,7 +22,7 @@ std::optional<std::string> ProtocolChild::InstanceName(std::string_view commandL
     const auto key = commandLine.find(kKeyArgument);
     if (key == std::string_view::npos)
         return std::nullopt;
-    auto name = commandLine.substr(key + kKeyArgument.size());
+    auto name = commandLine.substr(key + std::string_view(kKeyArgument).size());
     if (key > 0 && commandLine[key - 1] == '"' && name.ends_with('"'))
         name.remove_suffix(1);
     if (name.empty())
@@ -89,11 +87,11 @@ void ProtocolChild::ReportFailure(std::uint8_t error) {
 
 // True as well when the end of this process is asked for meanwhile: the request loop then ends at once.
 bool ProtocolChild::WaitForManager() {
-    const auto end = std::chrono::steady_clock::now() + kManagerConnectTimeout;
+    const platform::Deadline deadline(kManagerConnectTimeout);
     while (server_.ClientCount() == 0) {
         if (stop_->Wait(kManagerConnectInterval) == 0)
             return true;
-        if (std::chrono::steady_clock::now() >= end)
+        if (deadline.LeftMs() == 0)
             return false;
     }
     return true;

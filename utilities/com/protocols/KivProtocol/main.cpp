@@ -39,8 +39,8 @@ class SampleProtocol : public ProtocolChild {
         database.GetUint32(session, Instance(), kStartFailSetting, error);
         database.GetUint32(session, Instance(), kLastErrorSetting, lastError);
         error = std::min(error, kCreateErrorMaximum);
-        if (error != lastError)
-            database.SetUint32(session, Instance(), kLastErrorSetting, error);
+        if (error != lastError && database.SetUint32(session, Instance(), kLastErrorSetting, error) != 0)
+            KIV_LOG(Logging::Warning, "Sample protocol %s cannot store its error", Instance().c_str());
         database.CloseSession(session);
         if (error == kCreated)
             KIV_LOG(Logging::Info, "Sample protocol %s starts, mode \"%s\"", Instance().c_str(), mode.c_str());

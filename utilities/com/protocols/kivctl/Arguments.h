@@ -5,10 +5,9 @@
 #include <memory>
 #include <string>
 
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "protocols/control/ControlMessages.h"
 #include "protocols/kivctl/Database.h"
 #include "protocols/kivctl/Words.h"
-#include "utils/VexaDB/class/VexaDBMessages.h"
 
 namespace kivctl {
 
@@ -39,8 +38,8 @@ inline std::shared_ptr<std::string> NewNameArgument(CLI::App& command, const std
                                                     const std::string& description) {
     auto name = NameArgument(command, label, description);
     command.get_option(label)->check([](const std::string& text) {
-        const bool taken = text == kManagerServerName || text == VexaDB::kDatabaseServerName;
-        return taken ? "the manager itself serves as \"" + text + "\"; choose another name" : std::string();
+        return IsReservedName(text) ? "the manager itself serves as \"" + text + "\"; choose another name"
+                                    : std::string();
     });
     return name;
 }

@@ -1,23 +1,21 @@
 #include "protocols/kivctl/Connection.h"
 
-#include <chrono>
 #include <utility>
 
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "utils/class/GlobalSettings.h"
+#include "utils/platform/Deadline.h"
 
 namespace kivctl {
 
 std::shared_ptr<IPCClient> TryReach(const std::string& serverName, std::uint32_t timeoutMs) {
-    auto settings = GlobalSettings::Get();
-    settings.ipcTimeout = timeoutMs;  // which a client takes over when it is made
-    GlobalSettings::Set(settings);
-    const auto begin = std::chrono::steady_clock::now();
-    auto client = IPCClient::GetClient(serverName, true);
-    if (client->IsConnected())
+    GlobalSettings settings;
+    settings.ipcTimeout = timeoutMs;
+    const platform::Deadline deadline(timeoutMs);
+    auto client = std::make_shared<IPCClient>(settings);
+    if (client->Connect(serverName) == kIpcSuccess)
         return client;
     // A pipe that does not exist is known at once.
-    if (std::chrono::steady_clock::now() - begin >= std::chrono::milliseconds(timeoutMs))
+    if (deadline.LeftMs() == 0)
         throw Failure(kNotReachable, "The server \"" + serverName + "\" is there but did not let kivctl in within " +
                                          std::to_string(timeoutMs) + " ms.");
     return nullptr;

@@ -44,4 +44,11 @@ void Table::Print() const {
         printRow(row);
 }
 
+void Print(const Table& table, const Json& list, const Options& options) {
+    if (options.json)
+        PrintJson(list);
+    else
+        table.Print();
+}
+
 }  // namespace kivctl

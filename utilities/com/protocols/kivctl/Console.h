@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "protocols/kivctl/Options.h"
+
 namespace kivctl {
 
 using Json = nlohmann::ordered_json;
@@ -51,5 +53,8 @@ class Table {
     std::vector<std::string> headings_;
     std::vector<Row> rows_;
 };
+
+/// What a command lists: the table, or with --json the list.
+void Print(const Table& table, const Json& list, const Options& options);
 
 }  // namespace kivctl

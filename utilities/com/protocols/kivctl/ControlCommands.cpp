@@ -1,13 +1,14 @@
 #include <algorithm>
 #include <optional>
+#include <type_traits>
 
+#include "protocols/control/PortRule.h"
 #include "protocols/kivctl/Arguments.h"
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
 #include "protocols/kivctl/Database.h"
-#include "protocols/kivctl/Deadline.h"
 #include "protocols/kivctl/Manager.h"
-#include "utils/VexaDB/class/ProtocolTypes.h"
+#include "utils/platform/Deadline.h"
 
 namespace kivctl {
 
@@ -19,55 +20,43 @@ void Say(const Options& options, const std::string& sentence) {
         PrintLine(sentence);
 }
 
-/// The processes other than the manager that are connected to the instance.
-std::string ForeignClients(Manager& manager, const std::string& instance) {
-    std::vector<ipc_client_info> clients;
-    manager.Clients(instance, clients);
-    std::string pids;
-    for (const auto& client : clients)
-        if (client.processId != manager.Client().ServerPid())
-            pids += (pids.empty() ? "" : ", ") + std::to_string(client.processId);
-    return pids;
+std::string AlreadyThere(const std::string& instance) {
+    return "there is an instance \"" + instance + "\" already";
 }
 
 /// Throws the Failure of a request that the manager refused, with the reason as far as it can be found.
 void CheckResult(Manager& manager, const std::string& instance, std::int32_t result) {
     if (result == 0)
         return;
-    const auto status = manager.Status(instance);
-    if (status.result == kManagerUnknownInstance)
-        throw Failure(kRefused,
-                      "Refused: the manager knows no instance \"" + instance + "\" (" + std::to_string(result) + ").",
-                      result);
-    const auto pids = result == kManagerInUse ? ForeignClients(manager, instance) : "";
-    if (!pids.empty())
-        throw Failure(kRefused,
-                      "Refused: in use by another process (" + std::to_string(result) + "), pid " + pids + ".", result);
-    throw Failure(kRefused, Refusal(result), result);
+    if (manager.Status(instance).result == kManagerUnknownInstance)
+        Refuse("the manager knows no instance \"" + instance + "\"", result);
+    std::string processes;  // other than the manager
+    if (result == kManagerInUse)
+        for (const auto& client : manager.Clients(instance))
+            if (client.processId != manager.Client().ServerPid())
+                processes += (processes.empty() ? ", pid " : ", ") + std::to_string(client.processId);
+    Refuse(ResultMeaning(result), result, processes + ".");
 }
 
-/// The instance of the same type that the manager finds in the way of this one's port; empty when there is none. Of
-/// Modbus instances only those of one mode compete, and there for any port as soon as one of them has the port "any".
+/// The instance of the same type that the manager finds in the way of this one's port; empty when there is none.
 std::string PortOwner(Manager& manager, const std::string& instance, std::uint32_t type) {
-    const auto text = [&manager](const std::string& of, const char* property) {
-        std::string value;
-        manager.GetString(of, property, value);
-        return value;
+    const auto text = [&](const std::string& of, const char* property) {
+        return manager.GetString(of, property).value_or("");
     };
-    const auto others = manager.Instances(type);
-    const bool modbus = type == VexaDB::kModbus;
-    const bool anyPort = modbus && std::any_of(others.begin(), others.end(),
-                                               [&](const auto& other) { return text(other, "port") == "any"; });
-    const auto port = text(instance, "port");
-    const auto mode = text(instance, "mode");
-    for (const auto& other : others) {
-        std::uint32_t owner = 0;
-        const bool competes =
-            other != instance && (!modbus || text(other, "mode") == mode) && (anyPort || text(other, "port") == port);
-        if (competes && manager.GetNumber(other, "owner", owner) == 0 && owner != 0)
-            return other;
-    }
-    return "";
+    const auto names = manager.Instances(type);
+    auto owners = PortOwnersInTheWay(type, text(instance, "port"), text(instance, "mode"),
+                                     [&](const char* property, const auto& value) {
+                                         auto found = names;
+                                         std::erase_if(found, [&](const auto& name) {
+                                             if constexpr (std::is_same_v<decltype(value), const std::uint32_t&>)
+                                                 return manager.GetNumber(name, property) != value;
+                                             else
+                                                 return text(name, property) != value;
+                                         });
+                                         return found;
+                                     });
+    std::erase(owners, instance);
+    return owners.empty() ? "" : owners.front();
 }
 
 /// The same for a start, which most often fails because of the instance's settings or in the child.
@@ -75,28 +64,33 @@ void CheckStart(Manager& manager, const std::string& instance, std::int32_t resu
     if (result == 0)
         return;
     const auto status = manager.Status(instance);
-    std::uint32_t enabled = 0;
-    if (status.result == 0 && manager.GetNumber(instance, "enabled", enabled) == 0 && enabled == 0) {
+    const std::uint32_t lastError = 0 - std::uint32_t{status.lastError};  // as the child wrote it
+    if (status.result == 0 && manager.GetNumber(instance, "enabled") == 0u) {
+        const auto enable = "kivctl set \"" + instance + "\" enabled 1";
         const auto owner = PortOwner(manager, instance, status.protocolType);
         if (!owner.empty())
-            throw Failure(kRefused,
-                          "Refused: \"" + instance + "\" has the same port as \"" + owner +
-                              "\" of its type, which owns it, and is disabled for that (" + std::to_string(result) +
-                              "). Give it its own: kivctl set \"" + instance +
-                              "\" port PORT --string, then kivctl set \"" + instance + "\" enabled 1",
-                          result);
-        throw Failure(kRefused,
-                      "Refused: \"" + instance + "\" is not enabled (" + std::to_string(result) +
-                          "). Allow it with: kivctl set \"" + instance + "\" enabled 1",
-                      result);
+            Refuse("\"" + instance + "\" has the same port as \"" + owner +
+                       "\" of its type, which owns it, and is disabled for that",
+                   result, ". Give it its own: kivctl set \"" + instance + "\" port PORT --string, then " + enable);
+        Refuse("\"" + instance + "\" is not enabled", result, ". Allow it with: " + enable);
     }
-    const std::uint32_t lastError = 0 - std::uint32_t{status.lastError};  // as the child wrote it
     if (status.result == 0 && lastError != 0)
-        throw Failure(kRefused,
-                      "Refused (" + std::to_string(result) + "). The last error that the child of \"" + instance +
-                          "\" reported is " + std::to_string(lastError) + "; the log tells about this start.",
-                      result);
+        Refuse(ResultMeaning(result), result,
+               ". The last error that the child of \"" + instance + "\" reported is " + std::to_string(lastError) +
+                   "; the log tells about this start.");
     CheckResult(manager, instance, result);
+}
+
+/// A command whose only argument is an instance; `act` is given the manager and the name.
+template <class Act>
+void AddInstanceCommand(CLI::App& app, const Options& options, const std::string& word, const std::string& description,
+                        Act act) {
+    auto* command = app.add_subcommand(word, description);
+    const auto name = NameArgument(*command, "NAME", "The instance");
+    command->callback([=, &options] {
+        Manager manager(options);
+        act(manager, *name);
+    });
 }
 
 void AddAdd(CLI::App& app, const Options& options) {
@@ -107,27 +101,21 @@ void AddAdd(CLI::App& app, const Options& options) {
         const auto number = ParseType(*type);
         Manager manager(options);
         const auto result = manager.Add(*name, number);
-        if (result != 0 && manager.Status(*name).result == 0)
-            throw Failure(kRefused,
-                          "Refused: there is an instance \"" + *name + "\" already (" + std::to_string(result) + ").",
-                          result);
         if (result != 0)
-            throw Failure(kRefused, Refusal(result), result);
+            Refuse(manager.Status(*name).result == 0 ? AlreadyThere(*name) : ResultMeaning(result), result);
         Say(options, "Added " + *name + ", type " + TypeName(number) + ".");
     });
 }
 
 void AddRemove(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("remove", "Stops an instance and removes it with all its settings");
-    const auto name = NameArgument(*command, "NAME", "The instance");
-    command->callback([=, &options] {
-        Manager manager(options);
-        auto result = manager.Remove(*name);
-        if (result == kManagerUnknownInstance)  // one that only the database has
-            result = VexaDB::VexaDBSession(ReachDatabase(options)).RemoveInstance(*name);
-        CheckResult(manager, *name, result);
-        Say(options, "Removed " + *name + ".");
-    });
+    AddInstanceCommand(app, options, "remove", "Stops an instance and removes it with all its settings",
+                       [&options](Manager& manager, const std::string& name) {
+                           auto result = manager.Remove(name);
+                           if (result == kManagerUnknownInstance)  // one that only the database has
+                               result = VexaDB::VexaDBSession(ReachDatabase(options)).RemoveInstance(name);
+                           CheckResult(manager, name, result);
+                           Say(options, "Removed " + name + ".");
+                       });
 }
 
 /// A running instance is stopped before and started after: the database would have the manager do both before it
@@ -136,9 +124,9 @@ void RenameEverywhere(const std::string& oldName, const std::string& newName, co
     Manager manager(options);
     VexaDB::VexaDBSession database(ReachDatabase(options));
     if (!database.IsInstanceExist(oldName))
-        throw Failure(kRefused, "Refused: the database has no instance \"" + oldName + "\" (-1).", kManagerFailure);
+        Refuse("the database has no instance \"" + oldName + "\"", kManagerFailure);
     if (database.IsInstanceExist(newName))
-        throw Failure(kRefused, "Refused: there is an instance \"" + newName + "\" already (-1).", kManagerFailure);
+        Refuse(AlreadyThere(newName), kManagerFailure);
 
     const auto status = manager.Status(oldName);
     const bool known = status.result == 0;
@@ -174,62 +162,50 @@ void AddRename(CLI::App& app, const Options& options) {
             return RenameEverywhere(*oldName, *newName, options);
         Manager manager(options);
         if (manager.Status(*newName).result == 0)
-            throw Failure(kRefused, "Refused: there is an instance \"" + *newName + "\" already.", kManagerFailure);
+            Refuse(AlreadyThere(*newName), kManagerFailure);
         CheckResult(manager, *oldName, manager.RenameRunning(*oldName, *newName));
         Say(options, "Renamed " + *oldName + " to " + *newName + " in the running manager; the database is as it was.");
     });
 }
 
+std::string PidOf(Manager& manager, const std::string& instance) {
+    return ", pid " + std::to_string(manager.Status(instance).processId) + ".";
+}
+
 void AddStart(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("start", "Starts an instance");
-    const auto name = NameArgument(*command, "NAME", "The instance");
-    command->callback([=, &options] {
-        Manager manager(options);
-        CheckStart(manager, *name, manager.Start(*name));
-        Say(options, "Started " + *name + ", pid " + std::to_string(manager.Status(*name).processId) + ".");
-    });
+    AddInstanceCommand(app, options, "start", "Starts an instance",
+                       [&options](Manager& manager, const std::string& name) {
+                           CheckStart(manager, name, manager.Start(name));
+                           Say(options, "Started " + name + PidOf(manager, name));
+                       });
 }
 
 void AddStop(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("stop", "Stops an instance that no other process uses");
-    const auto name = NameArgument(*command, "NAME", "The instance");
-    command->callback([=, &options] {
-        Manager manager(options);
-        CheckResult(manager, *name, manager.Stop(*name));
-        std::uint32_t enabled = 1;
-        manager.GetNumber(*name, "enabled", enabled);
-        if (manager.Status(*name).status == kStoppedWorking && enabled != 0)
-            return Say(options, *name +
-                                    " has no process to stop; the manager goes on trying to start it. To end that: " +
-                                    "kivctl set \"" + *name + "\" enabled 0");
-        Say(options, "Stopped " + *name + ".");
-    });
+    AddInstanceCommand(app, options, "stop", "Stops an instance that no other process uses",
+                       [&options](Manager& manager, const std::string& name) {
+                           CheckResult(manager, name, manager.Stop(name));
+                           Say(options, "Stopped " + name + ".");
+                       });
 }
 
 void AddRestart(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("restart", "Stops an instance that no other process uses, and starts it");
-    const auto name = NameArgument(*command, "NAME", "The instance");
-    command->callback([=, &options] {
-        Manager manager(options);
-        const auto result = manager.Restart(*name);
-        if (result == kManagerInUse)
-            CheckResult(manager, *name, result);
-        CheckStart(manager, *name, result);
-        Say(options, "Restarted " + *name + ", pid " + std::to_string(manager.Status(*name).processId) + ".");
-    });
+    AddInstanceCommand(app, options, "restart", "Stops an instance that no other process uses, and starts it",
+                       [&options](Manager& manager, const std::string& name) {
+                           const auto result = manager.Restart(name);
+                           if (result == kManagerInUse)
+                               CheckResult(manager, name, result);
+                           CheckStart(manager, name, result);
+                           Say(options, "Restarted " + name + PidOf(manager, name));
+                       });
 }
 
 /// The property with its kind; empty when the instance has none of that name.
 std::optional<SettingValue> Property(Manager& manager, const std::string& instance, const std::string& property) {
     const auto status = manager.Status(instance);
     CheckResult(manager, instance, status.result);
-    std::string text;
-    if (manager.GetString(instance, property, text) == 0)
+    if (auto text = manager.GetString(instance, property))
         return text;
-    std::uint32_t number = 0;
-    if (manager.GetNumber(instance, property, number) == 0)
-        return number;
-    return std::nullopt;
+    return manager.GetNumber(instance, property);
 }
 
 void AddGet(CLI::App& app, const Options& options) {
@@ -240,8 +216,7 @@ void AddGet(CLI::App& app, const Options& options) {
         Manager manager(options);
         const auto value = Property(manager, *name, *property);
         if (!value)
-            throw Failure(kRefused, "Refused: \"" + *name + "\" has no property \"" + *property + "\" (-1).",
-                          kManagerFailure);
+            Refuse("\"" + *name + "\" has no property \"" + *property + "\"", kManagerFailure);
         PrintSetting(*name, {*property, *value}, options);
     });
 }
@@ -274,9 +249,9 @@ void AddShutdown(CLI::App& app, const Options& options) {
         // It closes its connections when its instances have stopped.
         constexpr std::uint32_t interval = 500;
         const auto timeout = options.TimeoutOr(kShutdownTimeout);
-        const Deadline deadline(timeout);
-        while (manager.Client().IsConnected() && !deadline.Passed())
-            manager.Client().TakeNotice(std::min(interval, deadline.Rest()));
+        const platform::Deadline deadline(timeout);
+        while (manager.Client().IsConnected() && deadline.LeftMs() != 0)
+            manager.Client().TakeNotice(std::min(interval, deadline.LeftMs()));
         if (manager.Client().IsConnected())
             throw Failure(kNotReachable, "The manager took the request, but has not stopped within " +
                                              std::to_string(timeout) + " ms.");

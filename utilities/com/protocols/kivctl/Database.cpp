@@ -8,20 +8,9 @@
 
 namespace kivctl {
 
-namespace {
-
-// The value that holds an instance's name in its table; a part of the table, not a setting.
-constexpr const char* kNameValue = "_kiv_name";
-
-}  // namespace
-
 std::shared_ptr<VexaDB::VexaDBIPCClient> ReachDatabase(const Options& options) {
-    // The database's client takes the connection made here, which has a time limit, from the table of clients.
-    const auto connection = Reach(VexaDB::kDatabaseServerName, options.TimeoutOr(kConnectTimeout));
-    auto database = std::make_shared<VexaDB::VexaDBIPCClient>();
-    if (!database->Connect())
-        throw Failure(kNotReachable, "The connection to the settings database broke.");
-    return database;
+    return std::make_shared<VexaDB::VexaDBIPCClient>(
+        Reach(VexaDB::kDatabaseServerName, options.TimeoutOr(kConnectTimeout)));
 }
 
 void CheckDatabaseResult(std::int32_t result, const std::string& what) {
@@ -39,20 +28,28 @@ std::vector<std::string> InstanceNames(VexaDB::VexaDBSession& database) {
     return names;
 }
 
+namespace {
+
+SettingValue Read(VexaDB::VexaDBSession& database, const std::string& instance, const VexaDB::SettingEntry& entry) {
+    if (entry.kind == VexaDB::SettingKind::Number) {
+        if (const auto number = database.ReadNumber(instance, entry.name))
+            return *number;
+    } else if (const auto text = database.ReadText(instance, entry.name)) {
+        return *text;
+    }
+    throw Failure(kRefused, "The setting \"" + entry.name + "\" cannot be read.", -1);
+}
+
+}  // namespace
+
 std::vector<Setting> Settings(VexaDB::VexaDBSession& database, const std::string& instance) {
     if (!instance.empty() && !database.IsInstanceExist(instance))
         throw Failure(kRefused, "The database has no instance \"" + instance + "\".", -1);
     std::vector<VexaDB::SettingEntry> entries;
     CheckDatabaseResult(database.GetInstanceSettings(instance, entries), "The settings cannot be read");
     std::vector<Setting> settings;
-    for (const auto& entry : entries) {
-        if (VexaDB::IsSameSetting(entry.name, kNameValue))
-            continue;
-        if (entry.kind == VexaDB::SettingKind::Number)
-            settings.push_back({entry.name, database.Number(instance, entry.name)});
-        else
-            settings.push_back({entry.name, database.Text(instance, entry.name)});
-    }
+    for (const auto& entry : entries)
+        settings.push_back({entry.name, Read(database, instance, entry)});
     return settings;
 }
 

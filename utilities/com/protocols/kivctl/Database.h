@@ -29,6 +29,7 @@ using SettingValue = std::variant<std::uint32_t, std::string>;
 struct Setting {
     std::string name;
     SettingValue value;
+    int line = 0;  // in a settings file
 };
 
 /// The settings of an instance, or with the empty name the database-wide ones, in the database's order. Throws Failure

@@ -64,10 +64,7 @@ void AddInstances(CLI::App& db, const Options& options) {
                             {"protocol", ToUtf8(protocol)},
                             {"enabled", enabled}});
         }
-        if (options.json)
-            PrintJson(list);
-        else
-            table.Print();
+        Print(table, list, options);
     });
 }
 
@@ -89,10 +86,7 @@ void AddSettings(CLI::App& db, const Options& options) {
                             {"kind", KindName(setting.value)},
                             {"value", ValueJson(setting.value)}});
         }
-        if (options.json)
-            PrintJson(list);
-        else
-            table.Print();
+        Print(table, list, options);
     });
 }
 
@@ -105,7 +99,7 @@ void AddGet(CLI::App& db, const Options& options) {
         VexaDB::VexaDBSession database(ReachDatabase(options));
         const auto value = FindSetting(database, address->Instance(), address->Setting());
         if (!value)
-            throw Failure(kRefused, "Refused: there is no setting \"" + address->Setting() + "\" (-1).", -1);
+            Refuse("there is no setting \"" + address->Setting() + "\"", -1);
         PrintSetting(address->Instance(), {address->Setting(), *value}, options);
     });
 }
@@ -147,7 +141,7 @@ std::vector<FileInstance> ReadDatabase(VexaDB::VexaDBSession& database) {
             if (ValueText(setting.value).size() == kNameMaximum)
                 PrintError(name + "." + setting.name + " has " + std::to_string(kNameMaximum) +
                            " characters, the most that a request carries: it may be cut.\n");
-            instance.settings.push_back({setting.name, std::move(setting.value)});
+            instance.settings.push_back(std::move(setting));
         }
         instances.push_back(std::move(instance));
     }

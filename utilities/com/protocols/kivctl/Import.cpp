@@ -2,16 +2,14 @@
 
 #include <algorithm>
 
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "protocols/control/ControlMessages.h"
 #include "protocols/kivctl/Failure.h"
 #include "utils/VexaDB/class/ProtocolTypes.h"
-#include "utils/VexaDB/class/VexaDBMessages.h"
+#include "utils/VexaDB/class/VexaDBOperation.h"
 
 namespace kivctl {
 
 namespace {
-
-constexpr const char* kTypeSetting = "type";
 
 [[noreturn]] void FailAtLine(int line, const std::string& reason) {
     throw Failure(kWrongUsage, "Line " + std::to_string(line) + ": " + reason + ".");
@@ -20,7 +18,7 @@ constexpr const char* kTypeSetting = "type";
 std::uint32_t TypeOf(const FileInstance& instance) {
     for (const auto& setting : instance.settings) {
         const auto* type = std::get_if<std::uint32_t>(&setting.value);
-        const bool isType = VexaDB::IsSameSetting(setting.name, kTypeSetting);
+        const bool isType = VexaDB::IsSameSetting(setting.name, VexaDB::kTypeSetting);
         if (isType && type && *type < VexaDB::kProtocolNames.size())
             return *type;
         if (isType)
@@ -31,9 +29,10 @@ std::uint32_t TypeOf(const FileInstance& instance) {
 
 /// What a new instance of the type has from its addition on.
 std::vector<Setting> DefaultSettings(std::uint32_t type) {
-    return {{"enabled", 1u},      {"hardware", 0u},
-            {"owner", 0u},        {"emultype", std::string("none")},
-            {kTypeSetting, type}, {"protocol", std::string(VexaDB::kProtocolNames[type])}};
+    std::vector<Setting> settings;
+    for (const auto& [name, kind, number, text] : VexaDB::NewInstanceSettings(type))
+        settings.push_back({name, kind == VexaDB::SettingKind::Number ? SettingValue(number) : SettingValue(text)});
+    return settings;
 }
 
 void PlanSettings(const FileInstance& instance, const std::vector<Setting>& present, std::vector<ImportChange>& plan) {
@@ -87,7 +86,7 @@ std::vector<ImportChange> PlanImport(VexaDB::VexaDBSession& database, const std:
             PlanSettings(instance, Settings(database, instance.name), plan);
             continue;
         }
-        if (instance.name == kManagerServerName || instance.name == VexaDB::kDatabaseServerName)
+        if (IsReservedName(instance.name))
             FailAtLine(instance.line, "the manager itself serves as \"" + instance.name + "\"; choose another name");
         const auto type = TypeOf(instance);
         plan.push_back({instance.name, "", std::nullopt, type});

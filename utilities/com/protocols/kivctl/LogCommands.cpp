@@ -5,7 +5,7 @@
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
 #include "protocols/kivctl/Failure.h"
-#include "utils/logging/Logger.h"
+#include "utils/logging/LogSettings.h"
 #include "utils/registry/Registry.h"
 #include "utils/registry/RegistryKey.h"
 
@@ -13,58 +13,33 @@ namespace kivctl {
 
 namespace {
 
-constexpr const char* kTypeValue = "logtype";
-constexpr const char* kFileValue = "logfile";
-constexpr const char* kColourValue = "logcolor";
+using namespace Logging;
+
 constexpr std::size_t kPathMaximum = 255;  // characters that the logger reads
 
-/// The tuning values, each empty when it is not set.
-struct LogChoice {
-    std::optional<std::string> type;
-    std::optional<std::string> file;
-    std::optional<std::uint32_t> colour;
-
-    /// Where a log file is, when there is one.
-    std::string File() const { return file.value_or(Logging::DefaultLogFile()); }
-    std::string Meaning() const {
-        if (type == "console")
-            return "the console of each process";
-        if (type == "file")
-            return "the file " + File() + (colour.value_or(1) != 0 ? ", with colour codes" : ", without colour codes");
-        return "event tracing, where EtwVexaProviderX64.dll is installed; nothing is logged without it";
-    }
-};
-
-LogChoice ReadChoice() {
-    const auto tuning = VexaUtils::Registry::Make(VexaUtils::kTuningKey);
-    LogChoice choice;
-    if (tuning->Open() != 0)
-        return choice;
-    std::string text;
-    std::uint32_t number = 0;
-    if (tuning->GetString(kTypeValue, text) == 0)
-        choice.type = text;
-    if (tuning->GetString(kFileValue, text) == 0)
-        choice.file = text;
-    if (tuning->GetUint32(kColourValue, number) == 0)
-        choice.colour = number;
-    return choice;
+std::string Meaning(const LogSettings& settings) {
+    if (settings.type == kConsoleType)
+        return "the console of each process";
+    if (settings.type == kFileType)
+        return "the file " + settings.File() +
+               (settings.UsesColor() ? ", with colour codes" : ", without colour codes");
+    return "event tracing, where EtwVexaProviderX64.dll is installed; nothing is logged without it";
 }
 
 void AddShow(CLI::App& log, const Options& options) {
     auto* command = log.add_subcommand("show", "Shows where the programs log to");
     command->callback([&options] {
-        const auto choice = ReadChoice();
+        const auto settings = LogSettings::Read();
         if (options.json)
-            return PrintJson({{kTypeValue, choice.type ? Json(ToUtf8(*choice.type)) : Json()},
-                              {kFileValue, choice.file ? Json(ToUtf8(*choice.file)) : Json()},
-                              {kColourValue, choice.colour ? Json(*choice.colour) : Json()},
-                              {"meaning", ToUtf8(choice.Meaning())}});
-        PrintLine("Logging to " + choice.Meaning() + ".");
+            return PrintJson({{kLogTypeValue, settings.type ? Json(ToUtf8(*settings.type)) : Json()},
+                              {kLogFileValue, settings.file ? Json(ToUtf8(*settings.file)) : Json()},
+                              {kLogColorValue, settings.color ? Json(*settings.color) : Json()},
+                              {"meaning", ToUtf8(Meaning(settings))}});
+        PrintLine("Logging to " + Meaning(settings) + ".");
         Table table({"VALUE", "SET TO"});
-        table.AddRow({kTypeValue, choice.type.value_or("")});
-        table.AddRow({kFileValue, choice.file.value_or("")});
-        table.AddRow({kColourValue, choice.colour ? std::to_string(*choice.colour) : ""});
+        table.AddRow({kLogTypeValue, settings.type.value_or("")});
+        table.AddRow({kLogFileValue, settings.file.value_or("")});
+        table.AddRow({kLogColorValue, settings.color ? std::to_string(*settings.color) : ""});
         table.Print();
     });
 }
@@ -101,11 +76,11 @@ void AddSet(CLI::App& log, const Options& options) {
     auto colour = std::make_shared<std::string>();
     command->add_option("TYPE", *type, "console, file or etw (event tracing)")
         ->required()
-        ->check(CLI::IsMember({"console", "file", "etw"}));
+        ->check(CLI::IsMember({kConsoleType, kFileType, "etw"}));
     command->add_option("PATH", *file, "The log file; without it, the one set before or the default");
     command->add_option("--color", *colour, "Colour codes in the log file")->check(CLI::IsMember({"on", "off"}));
     command->callback([=, &options] {
-        if (!file->empty() && *type != "file")
+        if (!file->empty() && *type != kFileType)
             throw Failure(kWrongUsage, "A path goes with \"file\" only.");
         if (!file->empty())
             *file = AbsolutePath(*file);
@@ -114,17 +89,16 @@ void AddSet(CLI::App& log, const Options& options) {
         if (file->size() > kPathMaximum)
             throw Failure(kWrongUsage, "The path has " + std::to_string(file->size()) + " characters; at most " +
                                            std::to_string(kPathMaximum) + " are possible.");
-        if (*type == "file")
-            MakeFolder(file->empty() ? ReadChoice().File() : *file);
-        const auto key =
-            VexaUtils::RegistryKey::OpenOrCreate(std::string(VexaUtils::kProductKey) + VexaUtils::kTuningKey);
-        const bool written = key && key->SetText(kTypeValue, *type) == 0 &&
-                             (file->empty() || key->SetText(kFileValue, *file) == 0) &&
-                             (colour->empty() || key->SetNumber(kColourValue, *colour == "on" ? 1 : 0) == 0);
+        if (*type == kFileType)
+            MakeFolder(file->empty() ? LogSettings::Read().File() : *file);
+        const auto key = VexaUtils::RegistryKey::OpenOrCreate(VexaUtils::TuningKeyPath());
+        const bool written = key && key->SetText(kLogTypeValue, *type) == 0 &&
+                             (file->empty() || key->SetText(kLogFileValue, *file) == 0) &&
+                             (colour->empty() || key->SetNumber(kLogColorValue, *colour == "on" ? 1 : 0) == 0);
         if (!written)
-            throw Failure(kRefused, "Refused: the registry cannot be written. Run this as an administrator.", -1);
+            Refuse("the registry cannot be written", -1, ". Run this as an administrator.");
         if (!options.json)
-            PrintLine("From their next start on, the programs log to " + ReadChoice().Meaning() + ".");
+            PrintLine("From their next start on, the programs log to " + Meaning(LogSettings::Read()) + ".");
     });
 }
 

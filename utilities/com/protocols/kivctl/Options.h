@@ -5,9 +5,9 @@
 
 namespace kivctl {
 
-// ms. Any request may wait for one before it that asks a hung child three questions, 5 s each. One that starts or stops
-// a child is answered when that is done, and the manager gives a child 10 s to start and 50 s to stop, and twice 5 s to
-// answer, if no setting says otherwise.
+// ms. A question waits for a hung child 5 s, if no setting says otherwise. A request that starts or stops a child is
+// answered when that is done, and the manager gives a child 10 s to start and 50 s to stop, and twice 5 s to answer;
+// the changes before it may take as long again.
 inline constexpr std::uint32_t kRequestTimeout = 20'000;
 inline constexpr std::uint32_t kConnectTimeout = 5'000;
 inline constexpr std::uint32_t kStartTimeout = 60'000;

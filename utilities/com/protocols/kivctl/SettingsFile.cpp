@@ -148,7 +148,7 @@ class Reader : public nlohmann::json_sax<Json> {
         if (name.empty())
             Fail("a setting has a name");
         auto& settings = instances_.back().settings;
-        const auto same = [&](const FileSetting& other) { return VexaDB::IsSameSetting(other.name, name); };
+        const auto same = [&](const Setting& other) { return VexaDB::IsSameSetting(other.name, name); };
         if (std::any_of(settings.begin(), settings.end(), same))
             Fail("\"" + key_ + "\" is there twice");
         settings.push_back({std::move(name), std::move(value), line_});

@@ -17,16 +17,10 @@
 
 namespace kivctl {
 
-struct FileSetting {
-    std::string name;
-    SettingValue value;
-    int line = 0;
-};
-
 struct FileInstance {
     std::string name;  // empty: the database-wide settings
     int line = 0;
-    std::vector<FileSetting> settings;
+    std::vector<Setting> settings;
 };
 
 /// The database-wide settings, if the file has any, then the instances in the file's order. Throws Failure, which names

@@ -65,13 +65,6 @@ struct InstanceView {
     }
 };
 
-std::optional<std::uint32_t> NumberProperty(Manager& manager, const std::string& instance, const char* property) {
-    std::uint32_t value = 0;
-    if (manager.GetNumber(instance, property, value) != 0)
-        return std::nullopt;
-    return value;
-}
-
 InstanceView View(Manager& manager, const std::string& instance) {
     InstanceView view{.name = instance, .status = manager.Status(instance)};
     if (view.status.result != 0)
@@ -80,8 +73,8 @@ InstanceView View(Manager& manager, const std::string& instance) {
                           "); kivctl list shows those it knows.",
                       view.status.result);
     view.type = view.status.protocolType;
-    view.enabled = NumberProperty(manager, instance, "enabled");
-    view.owner = NumberProperty(manager, instance, "owner");
+    view.enabled = manager.GetNumber(instance, "enabled");
+    view.owner = manager.GetNumber(instance, "owner");
     return view;
 }
 
@@ -176,10 +169,8 @@ void AddList(CLI::App& app, const Options& options) {
                 table.AddRow({name, TypeName(number)});
                 list.push_back({{"name", ToUtf8(name)}, {"type", TypeName(number)}, {"typeNumber", number}});
             }
-        if (options.json)
-            PrintJson(list);
-        else if (!list.empty())
-            table.Print();
+        if (options.json || !list.empty())
+            Print(table, list, options);
         if (list.empty())
             throw Failure(
                 kRefused,
@@ -209,13 +200,9 @@ void AddClients(CLI::App& app, const Options& options) {
     const auto name = NameArgument(*command, "NAME", "The instance");
     command->callback([=, &options] {
         Manager manager(options);
-        std::vector<ipc_client_info> clients;
-        const auto result = manager.Clients(*name, clients);
-        if (result != 0)
-            throw Failure(kRefused, Refusal(result), result);
         Table table({"CONNECTION", "PID", "WHO"});
         auto list = Json::array();
-        for (const auto& client : clients) {
+        for (const auto& client : manager.Clients(*name)) {
             const bool isManager = client.processId == manager.Client().ServerPid();
             table.AddRow({std::to_string(client.connectionId), std::to_string(client.processId),
                           isManager ? "the manager" : ""});
@@ -223,10 +210,7 @@ void AddClients(CLI::App& app, const Options& options) {
                             {"pid", std::uint64_t{client.processId}},
                             {"isManager", isManager}});
         }
-        if (options.json)
-            PrintJson(list);
-        else
-            table.Print();
+        Print(table, list, options);
     });
 }
 

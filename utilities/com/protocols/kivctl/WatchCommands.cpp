@@ -5,8 +5,8 @@
 #include "protocols/kivctl/Arguments.h"
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
-#include "protocols/kivctl/Deadline.h"
 #include "protocols/kivctl/Manager.h"
+#include "utils/platform/Deadline.h"
 
 namespace kivctl {
 
@@ -131,17 +131,18 @@ void AddWait(CLI::App& app, const Options& options) {
         constexpr std::uint64_t msPerSecond = 1'000;
         const std::uint32_t wanted = *state == "running" ? kRunning : kStopped;
         Manager manager(options);
-        const Deadline deadline(*timeout * msPerSecond);
+        const platform::Deadline deadline(
+            static_cast<std::uint32_t>(std::min<std::uint64_t>(*timeout * msPerSecond, platform::kInfinite)));
         while (true) {
-            const auto status = manager.Status(*name, std::max(deadline.Rest(), kRequestTimeout));
+            const auto status = manager.Status(*name, std::max(deadline.LeftMs(), kRequestTimeout));
             if (status.result != 0)
                 throw Failure(kRefused, "The manager knows no instance \"" + *name + "\" (-9).", status.result);
             if (status.status == wanted)
                 return;
-            if (deadline.Passed())
+            if (deadline.LeftMs() == 0)
                 throw Failure(kRefused, "After " + std::to_string(*timeout) + " s " + *name + " is " +
                                             StatusName(status.status) + ", not " + *state + ".");
-            manager.Client().TakeNotice(std::min(interval, deadline.Rest()));
+            manager.Client().TakeNotice(std::min(interval, deadline.LeftMs()));
         }
     });
 }

@@ -2,21 +2,20 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
 #include <cstdio>
-#include <ctime>
 #include <string_view>
 
 #include "IPC/class/IPC.h"
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "protocols/control/ControlMessages.h"
 #include "protocols/kivctl/Failure.h"
 #include "utils/VexaDB/class/ProtocolTypes.h"
+#include "utils/logging/LogEntry.h"
+#include "utils/platform/Platform.h"
 
 namespace kivctl {
 
 namespace {
 
-constexpr std::string_view kNoTypeName = "none";
 constexpr std::string_view kTypeSuffix = "protocol";
 
 std::string LowerCase(std::string_view text) {
@@ -27,11 +26,12 @@ std::string LowerCase(std::string_view text) {
     return lower;
 }
 
-std::string ShortTypeName(std::uint32_t type) {
-    auto name = LowerCase(VexaDB::kProtocolNames[type]);
+/// In lower case, without "protocol" at the end.
+std::string ShortTypeName(std::string_view typeName) {
+    auto name = LowerCase(typeName);
     if (name.ends_with(kTypeSuffix))
         name.resize(name.size() - kTypeSuffix.size());
-    return name.empty() ? std::string(kNoTypeName) : name;
+    return name;
 }
 
 bool ReadNumber(std::string_view word, std::uint32_t& number) {
@@ -46,20 +46,20 @@ std::uint32_t ParseType(const std::string& word) {
     std::uint32_t number = 0;
     if (ReadNumber(word, number) && number < count)
         return number;
-    auto name = LowerCase(word);
-    if (name.ends_with(kTypeSuffix))
-        name.resize(name.size() - kTypeSuffix.size());
     std::string known;
     for (std::uint32_t type = 0; type < count; ++type) {
-        if (name == ShortTypeName(type))
+        const auto name = TypeName(type);
+        if (name == ShortTypeName(word))
             return type;
-        known += (type == 0 ? "" : ", ") + std::to_string(type) + " " + ShortTypeName(type);
+        known += (type == 0 ? "" : ", ") + std::to_string(type) + " " + name;
     }
     throw Failure(kWrongUsage, "\"" + word + "\" is no protocol type. The types are: " + known + ".");
 }
 
 std::string TypeName(std::uint32_t type) {
-    return type < VexaDB::kProtocolNames.size() ? ShortTypeName(type) : std::to_string(type);
+    if (type == VexaDB::kNoProtocol)
+        return "none";
+    return type < VexaDB::kProtocolNames.size() ? ShortTypeName(VexaDB::kProtocolNames[type]) : std::to_string(type);
 }
 
 std::uint32_t ParseNumber(const std::string& word) {
@@ -86,8 +86,6 @@ std::string ResultMeaning(std::int32_t result) {
     switch (result) {
         case kIpcSuccess:
             return "done";
-        case kManagerFailure:
-            return "failed";
         case kIpcCannotSend:
             return "the request could not be sent";
         case kManagerUnknownInstance:
@@ -101,10 +99,6 @@ std::string ResultMeaning(std::int32_t result) {
     }
 }
 
-std::string Refusal(std::int32_t result) {
-    return "Refused: " + ResultMeaning(result) + " (" + std::to_string(result) + ").";
-}
-
 std::string Duration(std::uint64_t seconds) {
     constexpr std::uint64_t minute = 60;
     constexpr std::uint64_t hour = 60 * minute;
@@ -116,16 +110,8 @@ std::string Duration(std::uint64_t seconds) {
 }
 
 std::string LocalTime() {
-    using std::chrono::duration_cast;
-    using std::chrono::milliseconds;
-    using std::chrono::system_clock;
-    const auto now = system_clock::now();
-    const auto calendarTime = system_clock::to_time_t(now);
-    const auto ms = duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000;
-    char date[32];
-    char text[40];
-    std::strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", std::localtime(&calendarTime));
-    std::snprintf(text, sizeof text, "%s.%03d", date, static_cast<int>(ms));
+    auto text = Logging::FormatTimestamp(platform::WallClockTicks());
+    text[text.find('T')] = ' ';  // between date and time
     return text;
 }
 

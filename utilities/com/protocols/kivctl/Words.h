@@ -5,10 +5,12 @@
 #include <cstdint>
 #include <string>
 
+#include "IPC/class/WireRecord.h"
+
 namespace kivctl {
 
 /// The longest name or text that a request carries, in bytes.
-inline constexpr std::size_t kNameMaximum = 49;
+inline constexpr std::size_t kNameMaximum = wire::Name::kSize - 1;
 
 /// The type number that a number or a name stands for; names in any letter case, with or without "protocol" at the end,
 /// "none" for 0. Throws Failure for any other word.
@@ -24,8 +26,6 @@ std::string StatusName(std::uint32_t status);
 
 /// What a result code of manager, database or framework means.
 std::string ResultMeaning(std::int32_t result);
-/// "Refused: MEANING (CODE)."
-std::string Refusal(std::int32_t result);
 
 /// Seconds as "4d 03:02:01", without days below one.
 std::string Duration(std::uint64_t seconds);

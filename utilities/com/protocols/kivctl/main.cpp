@@ -18,7 +18,7 @@ constexpr const char* kDescription =
 constexpr const char* kFooter =
     "Exit codes: 0 done; 1 refused by the manager, or an awaited state not reached; 2 wrong usage;\n"
     "3 manager not reachable, or no answer in time.\n"
-    "KivProtocolManager answers its requests one after another: a request may wait for another's start or stop.";
+    "Adding, removing, renaming, starting and stopping are done one after another, so that each may wait for others.";
 
 int Report(const Failure& failure, const Options& options) {
     if (options.json)

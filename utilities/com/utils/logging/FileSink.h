@@ -18,9 +18,6 @@ class FileSink : public ISink {
     FileSink(std::string path, bool color);
 
     void Write(const std::shared_ptr<LogEntry>& entry) override;
-    /// Nothing to do: 0.
-    std::int32_t Open() override { return 0; }
-    std::int32_t Close() override { return 0; }
 
   private:
     const std::string path_;

@@ -8,45 +8,21 @@
 #include <utility>
 
 #include "utils/logging/FileSink.h"
+#include "utils/logging/LogSettings.h"
 #include "utils/logging/SinkFactory.h"
 #include "utils/platform/LastErrorKeeper.h"
-#include "utils/platform/Platform.h"
-#include "utils/registry/Registry.h"
 
 namespace Logging {
 
 namespace {
 
 constexpr std::size_t kFormatBufferSize = 512;
-constexpr const char* kDefaultLogFile = "\\Quenlar Imaging\\log\\zebcom.log";  // below the PROGRAMDATA folder
 
-struct Configuration {
-    std::string type;
-    std::string file = DefaultLogFile();
-    std::uint32_t color = 1;
-};
-
-/// A value that is missing, or of another kind, leaves its default.
-Configuration ReadConfiguration() {
-    Configuration configuration;
-    const auto settings = VexaUtils::Registry::Make(VexaUtils::kTuningKey);
-    if (settings->Open() != 0)
-        return configuration;
-    if (settings->ValueExists("logtype"))
-        settings->GetString("logtype", configuration.type);
-    if (settings->ValueExists("logfile"))
-        settings->GetString("logfile", configuration.file);
-    if (settings->ValueExists("logcolor"))
-        settings->GetUint32("logcolor", configuration.color);
-    settings->Close();
-    return configuration;
-}
-
-std::shared_ptr<ISink> MakeSink(const Configuration& configuration) {
-    if (configuration.type == "console")
+std::shared_ptr<ISink> MakeSink(const LogSettings& settings) {
+    if (settings.type == kConsoleType)
         return MakeConsoleSink();
-    if (configuration.type == "file")
-        return std::make_shared<FileSink>(configuration.file, configuration.color != 0);
+    if (settings.type == kFileType)
+        return std::make_shared<FileSink>(settings.File(), settings.UsesColor());
     return MakeEventTracingSink();
 }
 
@@ -56,10 +32,6 @@ bool Passes(const List& filter, const Value& value) {
 }
 
 }  // namespace
-
-std::string DefaultLogFile() {
-    return platform::EnvironmentVariable("PROGRAMDATA") + kDefaultLogFile;
-}
 
 /// The two locks are never held together.
 struct Logger::State {
@@ -95,7 +67,7 @@ namespace {
 }  // namespace
 
 Logger::Logger() : state_(std::make_shared<State>()) {
-    state_->sink = MakeSink(ReadConfiguration());
+    state_->sink = MakeSink(LogSettings::Read());
     if (state_->sink == nullptr)
         state_->enabledLevels = {Error};
     state_->Update();

@@ -54,9 +54,6 @@ class Logger {
     std::shared_ptr<State> state_;
 };
 
-/// The log file of a machine that has chosen none.
-std::string DefaultLogFile();
-
 }  // namespace Logging
 
 /// Logs with the call site's file, line and Class::Method. `level` is one LogLevel, the rest is printf's.

@@ -13,11 +13,15 @@ namespace VexaUtils {
 
 /// The product's main key below HKEY_LOCAL_MACHINE, with its closing backslash.
 inline constexpr const char* kProductKey = "SOFTWARE\\Quenlar\\Torvik\\";
-/// The key of the tuning values, relative to the product's main key.
-inline constexpr const char* kTuningKey = "runtime\\settings\\vexa";
+/// The key of the tuning values, relative to the product's main key. The settings database is the same key.
+inline constexpr const char* kTuningKey = "Runtime\\Settings\\vexa";
+/// The same below HKEY_LOCAL_MACHINE.
+inline std::string TuningKeyPath() {
+    return std::string(kProductKey) + kTuningKey;
+}
 
 /// Calls in this order: Make, Open, any reads, Close (or destruction). 0 on success, -1 on any failure; a failed read
-/// leaves its output untouched. Used by one thread at a time.
+/// leaves its output untouched. Used by one thread at a time. The setters and Close are for other people's programs.
 class Registry {
   public:
     /// Closes the key.
@@ -27,10 +31,10 @@ class Registry {
     /// At most 255 characters; a longer value fails.
     virtual std::int32_t GetString(const std::string& name, std::string& value) = 0;
     /// The two setters need a key that was opened for writing, which Open does not do: they then fail with -1.
-    virtual std::int32_t SetUint32(const std::string& name, std::uint32_t value) = 0;
-    virtual std::int32_t SetString(const std::string& name, const std::string& value) = 0;
+    [[nodiscard]] virtual std::int32_t SetUint32(const std::string& name, std::uint32_t value) = 0;
+    [[nodiscard]] virtual std::int32_t SetString(const std::string& name, const std::string& value) = 0;
     /// Opens the key for reading, in the 64-bit view.
-    virtual std::int32_t Open() = 0;
+    [[nodiscard]] virtual std::int32_t Open() = 0;
     virtual std::int32_t Close() = 0;
 
     /// Access to HKEY_LOCAL_MACHINE, the product's main key, `relativePath`. Nothing is opened yet.

@@ -31,24 +31,24 @@ class RegistryKey {
     virtual ~RegistryKey() = default;
 
     /// Names of the subkeys and values, in the system's order.
-    virtual std::int32_t Subkeys(std::vector<std::string>& names) = 0;
-    virtual std::int32_t Values(std::vector<NamedRegistryValue>& values) = 0;
+    [[nodiscard]] virtual std::int32_t Subkeys(std::vector<std::string>& names) = 0;
+    [[nodiscard]] virtual std::int32_t Values(std::vector<NamedRegistryValue>& values) = 0;
 
     /// Reads one value with its kind; `value` is untouched unless it was found.
     virtual Reading Query(const std::string& name, RegistryValue& value) = 0;
-    virtual std::int32_t SetNumber(const std::string& name, std::uint32_t number) = 0;
-    virtual std::int32_t SetText(const std::string& name, const std::string& text) = 0;
+    [[nodiscard]] virtual std::int32_t SetNumber(const std::string& name, std::uint32_t number) = 0;
+    [[nodiscard]] virtual std::int32_t SetText(const std::string& name, const std::string& text) = 0;
 
     /// Opens a subkey; empty when it is missing.
     virtual std::shared_ptr<RegistryKey> OpenSubkey(const std::string& name) = 0;
     /// Creates a subkey (or opens the one that is there); empty on failure.
     virtual std::shared_ptr<RegistryKey> CreateSubkey(const std::string& name) = 0;
     /// Gives a subkey another name, in one step: it keeps its values and subkeys. -1 when the new name is taken.
-    virtual std::int32_t RenameSubkey(const std::string& oldName, const std::string& newName) = 0;
+    [[nodiscard]] virtual std::int32_t RenameSubkey(const std::string& oldName, const std::string& newName) = 0;
     /// Deletes a subkey with everything below it.
-    virtual std::int32_t DeleteSubkey(const std::string& name) = 0;
-    /// Asks the system to write the key to disk now.
-    virtual std::int32_t Flush() = 0;
+    [[nodiscard]] virtual std::int32_t DeleteSubkey(const std::string& name) = 0;
+    /// Asks the system to write the key to disk now, rather than in its own time.
+    virtual void Flush() = 0;
 
     /// True when something below the key (its values, its subkeys or theirs) may have changed since the last call,
     /// by whichever process; the first call, and any case of doubt, answers true.

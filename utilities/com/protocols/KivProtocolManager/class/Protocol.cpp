@@ -6,7 +6,7 @@
 #include <sstream>
 #include <utility>
 
-#include "utils/VexaDB/class/VexaDBMessages.h"
+#include "protocols/control/ChildStart.h"
 #include "utils/VexaDB/class/VexaDBServer.h"
 #include "utils/class/GlobalSettings.h"
 #include "utils/logging/Logger.h"
@@ -17,9 +17,7 @@
 namespace {
 
 constexpr const char* kStart = "CProtocol::Start";  // bears the lines of its parts
-constexpr const char* kReadySuffix = "-ready";
 constexpr const char* kChildProgram = "tools/KivProtocol";
-constexpr const char* kKeyArgument = "--key:";
 // The child's command line is "KivProtocol --key:NAME" and has to fit the 70 bytes that starting a process has for it.
 constexpr std::size_t kLongestStartableName = 51;
 constexpr const char* kTooLongName = "its name is longer than 51 characters";
@@ -33,10 +31,6 @@ std::int64_t CalendarSeconds() {
 }
 
 }  // namespace
-
-bool IsReservedName(const std::string& name) {
-    return name == kManagerServerName || name == VexaDB::kDatabaseServerName;
-}
 
 CProtocol::CProtocol(std::string name, OwnerCheck isOwnedByAnother)
     : db_(VexaDB::VexaDBServer::GetInstance()), isOwnedByAnother_(std::move(isOwnedByAnother)) {
@@ -83,7 +77,7 @@ std::int32_t CProtocol::Start(std::uint32_t timeoutMs) {
     const bool isTooLong = name.size() > kLongestStartableName;
     const bool isReserved = IsReservedName(name);
     // The pipe exists before the child does, so that a quick child finds it, and one that ends at once ends the wait.
-    const auto readyPipe = isTooLong || isReserved ? nullptr : ServerTransport::Make(name + kReadySuffix);
+    const auto readyPipe = isTooLong || isReserved ? nullptr : ServerTransport::Make(name + kReadyPipeSuffix);
     if (!readyPipe) {
         KIV_LOG(Logging::Error, "Cannot start instance %s: %s", name.c_str(),
                 isTooLong    ? kTooLongName

@@ -11,13 +11,10 @@
 #include "IPC/class/IPC.h"
 #include "IPC/class/IPCClient.h"
 #include "IPC/transport/ServerTransport.h"
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "protocols/control/ControlMessages.h"
 #include "utils/VexaDB/class/VexaDBSession.h"
 #include "utils/class/Process.h"
 #include "utils/sync/Guarded.h"
-
-/// The name belongs to one of the manager's own servers: a child could not be told from that.
-bool IsReservedName(const std::string& name);
 
 /// Held by shared ownership; the manager keeps one in its table for every instance. Whatever starts, stops or renames
 /// it does so within a Change, one thread at a time (the manager's line of changes sees to that). Questions come from

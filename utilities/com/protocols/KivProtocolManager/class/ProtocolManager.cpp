@@ -149,7 +149,8 @@ CProtocolManager::InstancePtr CProtocolManager::MakeInstance(const std::string& 
 void CProtocolManager::ListNamesToCome() {
     std::vector<std::string> names;
     std::vector<std::string> set;
-    db_->GetInstances(names);
+    if (db_->GetInstances(names) != 0)
+        KIV_LOG(Logging::Error, "Cannot read the instances of the settings database");
     do {
         set = names;
         table_.SetNamesToCome(set);

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <list>
 
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
 #include "protocols/KivProtocolManager/class/SettingsRules.h"
+#include "protocols/control/ControlMessages.h"
 #include "utils/logging/Logger.h"
 
 using Change = CProtocol::Change;

@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
+#include "protocols/control/ControlMessages.h"
 #include "utils/logging/Logger.h"
 
 namespace {

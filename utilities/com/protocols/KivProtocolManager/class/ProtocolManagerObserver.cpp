@@ -1,7 +1,7 @@
 // The events of CProtocolManager to its clients, and its side as the settings database's observer.
 
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
+#include "protocols/control/ControlMessages.h"
 #include "utils/logging/Logger.h"
 
 namespace {

@@ -1,8 +1,8 @@
 #include "protocols/KivProtocolManager/class/SettingsRules.h"
 
-#include <algorithm>
 #include <optional>
 
+#include "protocols/control/PortRule.h"
 #include "utils/VexaDB/class/ProtocolTypes.h"
 #include "utils/logging/Logger.h"
 
@@ -14,12 +14,6 @@ constexpr const char* kCleanupEip = "CProtocolManager::CleanupEipInstance";
 constexpr const char* kCleanupProfinet = "CProtocolManager::CleanupSoftwareProfinetInstance";
 
 using Names = std::vector<std::string>;
-
-/// The names in both lists, in the order of the first.
-Names Intersection(Names first, const Names& second) {
-    std::erase_if(first, [&](const auto& name) { return std::ranges::find(second, name) == second.end(); });
-    return first;
-}
 
 /// Thrown within the port rule, which has no answer without it.
 struct CannotRead {
@@ -45,7 +39,7 @@ bool Holds(VexaDB::VexaDBSession& db, const std::string& name, const std::string
     return number == value;
 }
 
-/// The database's instances of the type whose setting has the value, sorted.
+/// The database's instances of the type whose setting has the value.
 template <class Value>
 Names FindProtocol(VexaDB::VexaDBSession& db, std::uint32_t type, const std::string& key, const Value& value) {
     Names names;
@@ -54,23 +48,17 @@ Names FindProtocol(VexaDB::VexaDBSession& db, std::uint32_t type, const std::str
     std::erase_if(names, [&](const auto& name) {
         return !Holds(db, name, key, value) || Known(db.ReadNumber(name, "type"), name) != type;
     });
-    std::ranges::sort(names);
     return names;
 }
 
-Names PortOwnersInTheWay(VexaDB::VexaDBSession& db, CProtocol& instance, const std::string& port) {
+/// Of the database's instances. The instance itself is among them when somebody made it the owner meanwhile.
+Names OwnersInTheWay(VexaDB::VexaDBSession& db, CProtocol& instance, const std::string& port) {
     const auto name = instance.Name();
     // An instance without a type is one whose type could not be read when it was made.
     const auto type = instance.Type() != 0 ? instance.Type() : Known(db.ReadNumber(name, "type"), name);
-    const auto portList = FindProtocol(db, type, "port", port);
-    const auto ownerList = FindProtocol(db, type, "owner", 1u);
-    if (type != VexaDB::kModbus)
-        return Intersection(portList, ownerList);
-
-    const auto mode = Known(db.ReadText(name, "mode"), name);
-    const auto anyList = FindProtocol(db, type, "port", std::string("any"));
-    const auto ownerModeList = Intersection(ownerList, FindProtocol(db, type, "mode", mode));
-    return anyList.empty() ? Intersection(portList, ownerModeList) : ownerModeList;
+    const auto mode = type == VexaDB::kModbus ? Known(db.ReadText(name, "mode"), name) : "";
+    return PortOwnersInTheWay(type, port, mode,
+                              [&](const char* key, const auto& value) { return FindProtocol(db, type, key, value); });
 }
 
 }  // namespace
@@ -80,17 +68,19 @@ void SetPortOwner(VexaDB::VexaDBSession& db, CProtocol& instance) try {
     const auto port = Known(db.ReadText(name, "port"), name);
     if (Known(db.ReadNumber(name, "owner"), name) != 0)
         return;
-    auto owners = PortOwnersInTheWay(db, instance, port);
-    std::erase(owners, name);  // somebody made it the owner meanwhile
+    auto owners = OwnersInTheWay(db, instance, port);
+    std::erase(owners, name);
     if (owners.empty()) {
         KIV_LOG_AS(kSetPortOwner, Logging::Info, "Become owner %s", name.c_str());
-        db.SetUint32(name, "owner", 1);
+        if (db.SetUint32(name, "owner", 1) != 0)
+            KIV_LOG_AS(kSetPortOwner, Logging::Error, "Cannot make %s the owner of its port", name.c_str());
         return;
     }
     if (Known(db.ReadText(name, "emultype"), name) == "full")
         return;
     KIV_LOG_AS(kSetPortOwner, Logging::Error, "There is already an owner %s", owners.front().c_str());
-    db.SetUint32(name, "enabled", 0);
+    if (db.SetUint32(name, "enabled", 0) != 0)
+        KIV_LOG_AS(kSetPortOwner, Logging::Error, "Cannot disable %s", name.c_str());
 } catch (const CannotRead& missing) {
     KIV_LOG_AS(kSetPortOwner, Logging::Error, "Cannot tell whether %s may own its port, %s cannot be read",
                instance.Name().c_str(), missing.what.c_str());
@@ -117,6 +107,7 @@ void CleanupEipInstance(VexaDB::VexaDBSession& db, CProtocol& instance) {
         if (!stored || !stored->empty())
             continue;
         KIV_LOG_AS(kCleanupEip, Logging::Warning, "Cleaning Ethernet/IP instance %s.%s", name.c_str(), setting);
-        db.SetString(name, setting, "64");
+        if (db.SetString(name, setting, "64") != 0)
+            KIV_LOG_AS(kCleanupEip, Logging::Error, "Cannot repair %s.%s", name.c_str(), setting);
     }
 }

@@ -15,7 +15,7 @@ std::shared_ptr<VexaDB::VexaDBServerInterface> Database() {
     if (auto server = VexaDB::VexaDBServer::GetExisting())
         return server;
     auto client = std::make_shared<VexaDB::VexaDBIPCClient>();
-    client->Connect();  // without a server every read fails, and the settings stay as they are
+    static_cast<void>(client->Connect());  // without a server every read fails, and the settings stay as they are
     return client;
 }
 

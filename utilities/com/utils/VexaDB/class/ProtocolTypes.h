@@ -30,4 +30,7 @@ inline constexpr std::array<std::string_view, 8> kProtocolNames = {
     "sampleprotocol",
 };
 
+/// The setting that holds an instance's type number.
+inline constexpr const char* kTypeSetting = "type";
+
 }  // namespace VexaDB

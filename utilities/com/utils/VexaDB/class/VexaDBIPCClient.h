@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "IPC/class/IPCClient.h"
@@ -24,8 +25,10 @@ class VexaDBIPCClient : public VexaDBServerInterface {
   public:
     using VexaDBServerInterface::GetString;
     using VexaDBServerInterface::GetUint32;
-    using VexaDBServerInterface::SetString;
-    using VexaDBServerInterface::SetUint32;
+
+    VexaDBIPCClient() = default;
+    /// Over a connection to the database that the caller has made.
+    explicit VexaDBIPCClient(std::shared_ptr<IPCClient> connection) : client_(std::move(connection)) {}
 
     std::int32_t OpenSession(SessionId& session) override {
         return Call(kDatabaseOpenSession, {}, [&](const auto& reply) { session = reply.value; });
@@ -36,22 +39,9 @@ class VexaDBIPCClient : public VexaDBServerInterface {
     std::int32_t Batch(SessionId session) override { return Call(kDatabaseBatch, {session}, kStatusOnly); }
     std::int32_t Commit(SessionId session) override { return Call(kDatabaseCommit, {session}, kStatusOnly); }
     std::int32_t Reset(SessionId session) override { return Call(kDatabaseReset, {session}, kStatusOnly); }
-    std::int32_t AddInstance(SessionId session, const std::string& instance, std::uint32_t type) override {
-        return Call(kDatabaseAddInstance, {{session}, type, instance}, kStatusOnly);
-    }
-    std::int32_t RemoveInstance(SessionId session, const std::string& instance) override {
-        return Call(kDatabaseRemoveInstance, {{session}, instance}, kStatusOnly);
-    }
-    std::int32_t RenameInstance(SessionId session, const std::string& oldName, const std::string& newName) override {
-        return Call(kDatabaseRenameInstance, {{session}, oldName, newName}, kStatusOnly);
-    }
-    std::int32_t SetUint32(SessionId session, const std::string& instance, const std::string& setting,
-                           std::uint32_t value) override {
-        return Call(kDatabaseSetUint32, {Setting(session, instance, setting), value}, kStatusOnly);
-    }
-    std::int32_t SetString(SessionId session, const std::string& instance, const std::string& setting,
-                           const std::string& value) override {
-        return Call(kDatabaseSetString, {Setting(session, instance, setting), value}, kStatusOnly);
+    std::int32_t Change(SessionId session,
+                        const std::shared_ptr<const Operation::VexaDBOperation>& operation) override {
+        return Send<ipc_vexadb_status_reply>(operation->Request(session), kReplyTimeout, kStatusOnly);
     }
     std::int32_t GetUint32(SessionId session, const std::string& instance, const std::string& setting,
                            std::uint32_t& value) override {
@@ -96,7 +86,7 @@ class VexaDBIPCClient : public VexaDBServerInterface {
     }
 
     /// Connects, or connects anew; true when connected.
-    virtual bool Connect();
+    [[nodiscard]] virtual bool Connect();
 
   private:
     // ms
@@ -106,18 +96,20 @@ class VexaDBIPCClient : public VexaDBServerInterface {
     /// For a call that has its status as its whole answer.
     static constexpr auto kStatusOnly = [](const auto&) {};
 
+    template <class Request, class Reply, class Take>
+    std::int32_t Call(Command<Request, Reply> command, const std::type_identity_t<Request>& request, Take take) {
+        const auto timeout = command == kDatabaseCloseSession ? kCloseSessionTimeout : kReplyTimeout;
+        return Send<Reply>(IPC::Request(command, Encode(request)), timeout, take);
+    }
     /// Sends the request and waits for its reply: its status, or why there is none. `take` is given a reply with the
     /// status 0.
-    template <class Request, class Reply, class Take>
-    std::int32_t Call(DatabaseCommand<Request, Reply> command, const std::type_identity_t<Request>& request,
-                      Take take) {
+    template <class Reply, class Take>
+    std::int32_t Send(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs, Take take) {
         const auto client = *client_.Lock();
         if (!client)
             return -1;
-        const auto timeout = command == kDatabaseCloseSession ? kCloseSessionTimeout : kReplyTimeout;
         std::shared_ptr<IPC> received;
-        const auto result = client->Call(IPC::Request(command, Encode(request)), timeout, received);
-        if (result != 0)
+        if (const auto result = client->Call(request, timeoutMs, received); result != 0)
             return result;
         Reply reply;
         if (!DecodePayload(received->Payload(), reply))

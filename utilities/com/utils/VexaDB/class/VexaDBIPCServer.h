@@ -23,13 +23,12 @@ class VexaDBIPCServer {
 
     /// `database` outlives this object.
     explicit VexaDBIPCServer(VexaDBServerInterface& database, Clock clock = &platform::MonotonicNanoseconds);
-    /// Stops.
     ~VexaDBIPCServer() { Stop(); }
     VexaDBIPCServer(const VexaDBIPCServer&) = delete;
     VexaDBIPCServer& operator=(const VexaDBIPCServer&) = delete;
 
-    /// Opens the server and starts its crew; 0, also when it was started already, or -1.
-    std::int32_t Start();
+    /// Opens the server and starts its crew: 0, also when it was started already, or -1, which is logged.
+    [[nodiscard]] std::int32_t Start();
     /// Ends the crew and every connection. Safe to call twice and without Start; not from an observer's call.
     void Stop();
 

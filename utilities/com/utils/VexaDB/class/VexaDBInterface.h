@@ -34,21 +34,24 @@ inline const SettingEntry* FindSetting(const std::vector<SettingEntry>& settings
     return found == settings.end() ? nullptr : &*found;
 }
 
-/// Results: 0 success, anything else failure; a failed read leaves its output untouched. Not locked: the database
-/// server serializes the calls.
+/// Results: 0 success, -1 failure: the instance or the setting is missing, has the other kind, the name is taken, or
+/// the registry refuses. A failed read leaves its output untouched; a setting that is set is made when it is missing.
+/// The empty instance name addresses the database-wide settings. Not locked: the database server serializes the calls.
 class VexaDBInterface {
   public:
     virtual ~VexaDBInterface() = default;
-    virtual std::int32_t AddInstance(const std::string& instance) = 0;
-    virtual std::int32_t RemoveInstance(const std::string& instance) = 0;
-    virtual std::int32_t RenameInstance(const std::string& oldName, const std::string& newName) = 0;
-    virtual std::int32_t SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) = 0;
-    virtual std::int32_t SetString(const std::string& instance, const std::string& setting,
-                                   const std::string& value) = 0;
+    [[nodiscard]] virtual std::int32_t AddInstance(const std::string& instance) = 0;
+    [[nodiscard]] virtual std::int32_t RemoveInstance(const std::string& instance) = 0;
+    [[nodiscard]] virtual std::int32_t RenameInstance(const std::string& oldName, const std::string& newName) = 0;
+    [[nodiscard]] virtual std::int32_t SetUint32(const std::string& instance, const std::string& setting,
+                                                 std::uint32_t value) = 0;
+    [[nodiscard]] virtual std::int32_t SetString(const std::string& instance, const std::string& setting,
+                                                 const std::string& value) = 0;
     virtual std::int32_t GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) = 0;
     virtual std::int32_t GetString(const std::string& instance, const std::string& setting, std::string& value) = 0;
-    virtual std::int32_t GetInstances(std::vector<std::string>& instances) = 0;
-    virtual std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) = 0;
+    [[nodiscard]] virtual std::int32_t GetInstances(std::vector<std::string>& instances) = 0;
+    [[nodiscard]] virtual std::int32_t GetInstanceSettings(const std::string& instance,
+                                                           std::vector<SettingEntry>& settings) = 0;
     virtual bool IsInstanceExist(const std::string& instance) = 0;
     virtual std::int32_t AddObserver(const std::shared_ptr<VexaDBOpObserver>& observer) = 0;
     virtual std::int32_t RemoveObserver(const std::shared_ptr<VexaDBOpObserver>& observer) = 0;

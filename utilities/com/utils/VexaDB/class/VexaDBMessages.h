@@ -14,6 +14,12 @@ namespace VexaDB {
 
 inline constexpr const char* kDatabaseServerName = "vexadbserver";
 
+using SessionId = std::int64_t;
+
+/// The service's own session: always valid.
+inline constexpr SessionId kServiceSession = 0;
+inline constexpr SessionId kInvalidSession = -1;
+
 /// A session alone.
 struct ipc_vexadb_session_request {
     wire::i64 session;  // offset 0, size 8
@@ -93,6 +99,7 @@ struct ListReply : ipc_vexadb_status_reply {
     std::vector<Entry> entries;
 };
 
+// The other names under which the records are known to the authors of clients.
 using ipc_vexadb_remove_instance_request = ipc_vexadb_instance_request;
 using ipc_vexadb_get_setting_num32_request = ipc_vexadb_get_setting_request;
 using ipc_vexadb_get_setting_str_request = ipc_vexadb_get_setting_request;
@@ -118,7 +125,7 @@ using ipc_vexadb_is_session_valid_reply = ipc_vexadb_is_instance_exist_reply;
 
 /// The number of a command, with what its request and its reply carry.
 template <class Request, class Reply>
-struct DatabaseCommand {
+struct Command {
     using RequestType = Request;
     using ReplyType = Reply;
 
@@ -126,33 +133,27 @@ struct DatabaseCommand {
     constexpr operator std::uint32_t() const { return number; }
 };
 
-inline constexpr DatabaseCommand<ipc_vexadb_add_instance_request, ipc_vexadb_add_instance_reply> kDatabaseAddInstance{
-    501};
-inline constexpr DatabaseCommand<ipc_vexadb_remove_instance_request, ipc_vexadb_remove_instance_reply>
-    kDatabaseRemoveInstance{502};
-inline constexpr DatabaseCommand<ipc_vexadb_rename_instance_request, ipc_vexadb_rename_instance_reply>
-    kDatabaseRenameInstance{503};
-inline constexpr DatabaseCommand<ipc_vexadb_get_setting_num32_request, ipc_vexadb_get_setting_num32_reply>
-    kDatabaseGetUint32{504};
-inline constexpr DatabaseCommand<ipc_vexadb_get_setting_str_request, ipc_vexadb_get_setting_str_reply>
-    kDatabaseGetString{505};
-inline constexpr DatabaseCommand<ipc_vexadb_set_setting_num32_request, ipc_vexadb_set_setting_num32_reply>
-    kDatabaseSetUint32{506};
-inline constexpr DatabaseCommand<ipc_vexadb_set_setting_str_request, ipc_vexadb_set_setting_str_reply>
-    kDatabaseSetString{507};
-inline constexpr DatabaseCommand<ipc_vexadb_get_instances_request, ListReply<wire::Name>> kDatabaseGetInstances{508};
-inline constexpr DatabaseCommand<ipc_vexadb_get_instance_settings_request, ListReply<ipc_vexadb_setting_entry>>
-    kDatabaseGetInstanceSettings{509};
-inline constexpr DatabaseCommand<ipc_vexadb_is_instance_exist_request, ipc_vexadb_is_instance_exist_reply>
-    kDatabaseIsInstanceExist{510};
-inline constexpr DatabaseCommand<NoFields, ipc_vexadb_open_session_reply> kDatabaseOpenSession{511};
-inline constexpr DatabaseCommand<ipc_vexadb_close_session_request, ipc_vexadb_close_session_reply>
-    kDatabaseCloseSession{512};
-inline constexpr DatabaseCommand<ipc_vexadb_batch_request, ipc_vexadb_batch_reply> kDatabaseBatch{513};
-inline constexpr DatabaseCommand<ipc_vexadb_commit_request, ipc_vexadb_commit_reply> kDatabaseCommit{514};
-inline constexpr DatabaseCommand<ipc_vexadb_reset_request, ipc_vexadb_reset_reply> kDatabaseReset{515};
-inline constexpr DatabaseCommand<ipc_vexadb_is_session_valid_request, ipc_vexadb_is_session_valid_reply>
-    kDatabaseIsSessionValid{516};
+template <class Request>
+using StatusCommand = Command<Request, ipc_vexadb_status_reply>;
+
+inline constexpr StatusCommand<ipc_vexadb_add_instance_request> kDatabaseAddInstance{501};
+inline constexpr StatusCommand<ipc_vexadb_remove_instance_request> kDatabaseRemoveInstance{502};
+inline constexpr StatusCommand<ipc_vexadb_rename_instance_request> kDatabaseRenameInstance{503};
+inline constexpr Command<ipc_vexadb_get_setting_request, ipc_vexadb_get_setting_num32_reply> kDatabaseGetUint32{504};
+inline constexpr Command<ipc_vexadb_get_setting_request, ipc_vexadb_get_setting_str_reply> kDatabaseGetString{505};
+inline constexpr Command<ipc_vexadb_set_setting_num32_request, ipc_vexadb_set_setting_num32_reply> kDatabaseSetUint32{
+    506};
+inline constexpr Command<ipc_vexadb_set_setting_str_request, ipc_vexadb_set_setting_str_reply> kDatabaseSetString{507};
+inline constexpr Command<ipc_vexadb_session_request, ListReply<wire::Name>> kDatabaseGetInstances{508};
+inline constexpr Command<ipc_vexadb_instance_request, ListReply<ipc_vexadb_setting_entry>> kDatabaseGetInstanceSettings{
+    509};
+inline constexpr Command<ipc_vexadb_instance_request, ipc_vexadb_is_instance_exist_reply> kDatabaseIsInstanceExist{510};
+inline constexpr Command<NoFields, ipc_vexadb_open_session_reply> kDatabaseOpenSession{511};
+inline constexpr StatusCommand<ipc_vexadb_session_request> kDatabaseCloseSession{512};
+inline constexpr StatusCommand<ipc_vexadb_session_request> kDatabaseBatch{513};
+inline constexpr StatusCommand<ipc_vexadb_session_request> kDatabaseCommit{514};
+inline constexpr StatusCommand<ipc_vexadb_session_request> kDatabaseReset{515};
+inline constexpr Command<ipc_vexadb_session_request, ipc_vexadb_is_session_valid_reply> kDatabaseIsSessionValid{516};
 
 /// The payload of a request or a reply.
 using wire::Encode;

@@ -3,19 +3,30 @@
 #include "utils/VexaDB/class/ProtocolTypes.h"
 #include "utils/logging/Logger.h"
 
-namespace VexaDB::Operation {
+namespace VexaDB {
+
+std::vector<SettingEntry> NewInstanceSettings(std::uint32_t type) {
+    constexpr auto number = SettingKind::Number;
+    constexpr auto text = SettingKind::String;
+    return {{"enabled", number, 1, {}},       {"hardware", number, 0, {}},
+            {"owner", number, 0, {}},         {"emultype", text, 0, "none"},
+            {kTypeSetting, number, type, {}}, {"protocol", text, 0, std::string(kProtocolNames[type])}};
+}
+
+namespace Operation {
 
 std::int32_t AddInstance::Execute(const std::shared_ptr<VexaDBInterface>& store) const {
-    const auto& [instance, type] = fields_;
+    const auto& [type, instance] = fields_;
     if (instance.empty() || type >= kProtocolNames.size())
         return -1;
-    std::int32_t result = 0;
-    const auto fails = [&result](std::int32_t status) { return (result = status) != 0; };
-    if (fails(store->AddInstance(instance)) || fails(store->SetUint32(instance, "enabled", 1)) ||
-        fails(store->SetUint32(instance, "hardware", 0)) || fails(store->SetUint32(instance, "owner", 0)) ||
-        fails(store->SetString(instance, "emultype", "none")) || fails(store->SetUint32(instance, "type", type)) ||
-        fails(store->SetString(instance, "protocol", std::string(kProtocolNames[type]))))
+    if (const auto result = store->AddInstance(instance); result != 0)
         return result;
+    for (const auto& [name, kind, number, text] : NewInstanceSettings(type)) {
+        const auto result = kind == SettingKind::Number ? store->SetUint32(instance, name, number)
+                                                        : store->SetString(instance, name, text);
+        if (result != 0)
+            return result;
+    }
     KIV_LOG(Logging::Notice, "VexaDB Add instance %s", instance.c_str());
     return 0;
 }
@@ -51,4 +62,6 @@ std::int32_t SetUint32::Execute(const std::shared_ptr<VexaDBInterface>& store) c
     return store->SetUint32(instance, setting, value);
 }
 
-}  // namespace VexaDB::Operation
+}  // namespace Operation
+
+}  // namespace VexaDB

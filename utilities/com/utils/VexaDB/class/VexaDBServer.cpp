@@ -33,15 +33,14 @@ VexaDBServer::VexaDBServer() : database_({std::make_shared<VexaRegistryDB>(), {}
     sessions_.Lock()->open[kServiceSession];
 }
 
-std::int32_t VexaDBServer::Start() {
+void VexaDBServer::Start() {
     database_.Lock()->store->AddObserver(shared_from_this());
-    ipc_.Start();
-    return 0;
+    static_cast<void>(ipc_.Start());
 }
 
-std::int32_t VexaDBServer::Stop() {
+void VexaDBServer::Stop() {
     ipc_.Stop();
-    return database_.Lock()->store->RemoveObserver(shared_from_this());
+    database_.Lock()->store->RemoveObserver(shared_from_this());
 }
 
 template <class Body>

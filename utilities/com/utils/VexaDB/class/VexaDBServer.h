@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "utils/VexaDB/class/ProtocolTypes.h"
 #include "utils/VexaDB/class/VexaDBIPCServer.h"
 #include "utils/VexaDB/class/VexaDBOperation.h"
 #include "utils/VexaDB/class/VexaDBServerInterface.h"
@@ -38,16 +39,14 @@ class VexaDBServer : public VexaDBServerInterface,
     /// Opens the persistent store. The service takes GetInstance.
     VexaDBServer();
 
-    /// Observes the store and starts the IPC service; 0. An IPC service that cannot start is logged: the database then
-    /// serves this process alone.
-    std::int32_t Start();
-    /// Stops the IPC service and no longer observes the store; 0. Safe to call twice.
-    std::int32_t Stop();
+    /// Observes the store and starts the IPC service. One that cannot start is logged: the database then serves this
+    /// process alone.
+    void Start();
+    /// Stops the IPC service and no longer observes the store. Safe to call twice.
+    void Stop();
 
     using VexaDBServerInterface::GetString;
     using VexaDBServerInterface::GetUint32;
-    using VexaDBServerInterface::SetString;
-    using VexaDBServerInterface::SetUint32;
 
     std::int32_t OpenSession(SessionId& session) override {
         auto sessions = sessions_.Lock();
@@ -68,23 +67,7 @@ class VexaDBServer : public VexaDBServerInterface,
             return 0;
         });
     }
-    std::int32_t AddInstance(SessionId session, const std::string& instance, std::uint32_t type) override {
-        return Change(session, std::make_shared<Operation::AddInstance>(instance, type));
-    }
-    std::int32_t RemoveInstance(SessionId session, const std::string& instance) override {
-        return Change(session, std::make_shared<Operation::RemoveInstance>(instance));
-    }
-    std::int32_t RenameInstance(SessionId session, const std::string& oldName, const std::string& newName) override {
-        return Change(session, std::make_shared<Operation::RenameInstance>(oldName, newName));
-    }
-    std::int32_t SetUint32(SessionId session, const std::string& instance, const std::string& setting,
-                           std::uint32_t value) override {
-        return Change(session, std::make_shared<Operation::SetUint32>(instance, setting, value));
-    }
-    std::int32_t SetString(SessionId session, const std::string& instance, const std::string& setting,
-                           const std::string& value) override {
-        return Change(session, std::make_shared<Operation::SetString>(instance, setting, value));
-    }
+    std::int32_t Change(SessionId session, const std::shared_ptr<const Operation::VexaDBOperation>& operation) override;
     std::int32_t GetUint32(SessionId session, const std::string& instance, const std::string& setting,
                            std::uint32_t& value) override {
         return ReadStore(session, [&](VexaDBInterface& store) { return store.GetUint32(instance, setting, value); });
@@ -139,7 +122,7 @@ class VexaDBServer : public VexaDBServerInterface,
     }
     void Uint32Changed(std::string instance, std::string setting, std::uint32_t oldValue,
                        std::uint32_t newValue) override {
-        if (setting == "type")
+        if (setting == kTypeSetting)
             Note(instance, &VexaDBServerOpObserver::InstanceTypeChanged, newValue);
         Note(instance, &VexaDBServerOpObserver::Uint32Changed, setting, oldValue, newValue);
     }
@@ -194,8 +177,6 @@ class VexaDBServer : public VexaDBServerInterface,
     /// Runs `change` (Session&, persistent store, to result) under both locks and tells what came of it.
     template <class Body>
     std::int32_t Write(SessionId session, Body change);
-    /// Applies one change for the session, recording it when a batch is open.
-    std::int32_t Change(SessionId session, const std::shared_ptr<const Operation::VexaDBOperation>& operation);
     static void Tell(Outbox& outbox);
     /// Keeps what an observer is to be told. Changes of the database-wide settings, the empty instance name, are
     /// nobody's business outside the database.

@@ -28,19 +28,20 @@ class VexaDBSession {
     VexaDBSession(const VexaDBSession&) = delete;
     VexaDBSession& operator=(const VexaDBSession&) = delete;
 
-    std::int32_t AddInstance(const std::string& instance, std::uint32_t type) {
+    [[nodiscard]] std::int32_t AddInstance(const std::string& instance, std::uint32_t type) {
         return Run([&](SessionId session) { return database_->AddInstance(session, instance, type); });
     }
-    std::int32_t RemoveInstance(const std::string& instance) {
+    [[nodiscard]] std::int32_t RemoveInstance(const std::string& instance) {
         return Run([&](SessionId session) { return database_->RemoveInstance(session, instance); });
     }
-    std::int32_t RenameInstance(const std::string& oldName, const std::string& newName) {
+    [[nodiscard]] std::int32_t RenameInstance(const std::string& oldName, const std::string& newName) {
         return Run([&](SessionId session) { return database_->RenameInstance(session, oldName, newName); });
     }
-    std::int32_t SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) {
+    [[nodiscard]] std::int32_t SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) {
         return Run([&](SessionId session) { return database_->SetUint32(session, instance, setting, value); });
     }
-    std::int32_t SetString(const std::string& instance, const std::string& setting, const std::string& value) {
+    [[nodiscard]] std::int32_t SetString(const std::string& instance, const std::string& setting,
+                                         const std::string& value) {
         return Run([&](SessionId session) { return database_->SetString(session, instance, setting, value); });
     }
     std::int32_t GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) {
@@ -49,10 +50,10 @@ class VexaDBSession {
     std::int32_t GetString(const std::string& instance, const std::string& setting, std::string& value) {
         return Run([&](SessionId session) { return database_->GetString(session, instance, setting, value); });
     }
-    std::int32_t GetInstances(std::vector<std::string>& instances) {
+    [[nodiscard]] std::int32_t GetInstances(std::vector<std::string>& instances) {
         return Run([&](SessionId session) { return database_->GetInstances(session, instances); });
     }
-    std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) {
+    [[nodiscard]] std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) {
         return Run([&](SessionId session) { return database_->GetInstanceSettings(session, instance, settings); });
     }
     bool IsInstanceExist(const std::string& instance) {

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "utils/logging/FunctionName.h"
+
 namespace VexaDB {
 
 VexaMemoryDB::VexaMemoryDB(const std::shared_ptr<VexaDBInterface>& source) {
@@ -9,16 +11,17 @@ VexaMemoryDB::VexaMemoryDB(const std::shared_ptr<VexaDBInterface>& source) {
     if (!source || source->GetInstances(instances) != 0)
         return;
     for (const auto& instance : instances) {
-        auto& copies = instances_[instance];
         std::vector<SettingEntry> settings;
-        source->GetInstanceSettings(instance, settings);
+        if (source->GetInstanceSettings(instance, settings) != 0)
+            continue;  // it was removed from outside just now
+        auto& copies = instances_[instance];
         for (const auto& setting : settings)
             copies[setting.name] = setting;
     }
 }
 
 std::int32_t VexaMemoryDB::AddInstance(const std::string& instance) {
-    if (!IsUsableName(instance) || IsInstanceExist(instance))
+    if (!IsUsableName(KIV_FUNCTION_NAME, instance) || IsInstanceExist(instance))
         return -1;
     instances_[instance];
     return Notify(&VexaDBOpObserver::InstanceAdded, instance);
@@ -32,7 +35,7 @@ std::int32_t VexaMemoryDB::RemoveInstance(const std::string& instance) {
 }
 
 std::int32_t VexaMemoryDB::RenameInstance(const std::string& oldName, const std::string& newName) {
-    if (!IsInstanceExist(oldName) || !IsUsableName(newName) || IsInstanceExist(newName))
+    if (!IsInstanceExist(oldName) || !IsUsableName(KIV_FUNCTION_NAME, newName) || IsInstanceExist(newName))
         return -1;
     instances_[newName] = instances_[oldName];
     instances_.erase(oldName);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "utils/logging/Logger.h"
+#include "utils/registry/Registry.h"
 
 namespace VexaDB {
 
@@ -12,8 +13,6 @@ using VexaUtils::RegistryValue;
 using VexaUtils::ValueKind;
 
 namespace {
-
-constexpr const char* kDatabaseKey = "Software\\Quenlar\\Torvik\\Runtime\\Settings\\vexa";
 
 /// Nothing for a value that is no setting.
 std::optional<SettingEntry> AsSetting(const std::string& name, const RegistryValue& value) {
@@ -25,16 +24,16 @@ std::optional<SettingEntry> AsSetting(const std::string& name, const RegistryVal
 
 }  // namespace
 
-VexaRegistryDB::VexaRegistryDB() : key_(RegistryKey::OpenOrCreate(kDatabaseKey)) {
-    if (!key_) {
-        KIV_LOG(Logging::Error, "Cannot open the settings database %s", kDatabaseKey);
-        return;
-    }
-    RepairOldTables();
+VexaRegistryDB::VexaRegistryDB() : key_(RegistryKey::OpenOrCreate(VexaUtils::TuningKeyPath())) {
+    if (key_)
+        RepairOldTables();
+    else
+        KIV_LOG(Logging::Error, "Cannot open the settings database %s", VexaUtils::TuningKeyPath().c_str());
 }
 
 void VexaRegistryDB::RepairOldTables() {
-    FollowOutsideChanges(IndexState::Exact);
+    if (!FollowOutsideChanges(IndexState::Exact))
+        return;
     for (auto& table : tables_) {
         if (!table.key)
             continue;
@@ -67,7 +66,7 @@ bool VexaRegistryDB::Refresh(Table& table) {
     return true;
 }
 
-std::int32_t VexaRegistryDB::ReadTables() {
+bool VexaRegistryDB::ReadTables() {
     // A second time for a table that went away, or could not be read just then. One that never can be hides no other.
     for (int attempt = 0; attempt < 2; ++attempt) {
         state_ = IndexState::Unread;
@@ -83,23 +82,23 @@ std::int32_t VexaRegistryDB::ReadTables() {
         }
         tables_ = std::move(tables);
         if (state_ == IndexState::Exact)
-            return 0;
+            return true;
     }
     if (state_ == IndexState::Unread)
-        return -1;
+        return false;
     for (const auto& table : tables_) {
         if (!table.key)
             KIV_LOG(Logging::Error, "Cannot read table %s of the settings database", table.id.c_str());
     }
-    return 0;
+    return true;
 }
 
-std::int32_t VexaRegistryDB::FollowOutsideChanges(IndexState needed) {
+bool VexaRegistryDB::FollowOutsideChanges(IndexState needed) {
     if (!key_)
-        return -1;
+        return false;
     if (key_->ChangedSinceLastAsked())
         state_ = IndexState::Unread;
-    return state_ >= needed ? 0 : ReadTables();
+    return state_ >= needed || ReadTables();
 }
 
 void VexaRegistryDB::AbsorbOwnChange() {
@@ -111,7 +110,7 @@ void VexaRegistryDB::AbsorbOwnChange() {
 
 VexaRegistryDB::Table* VexaRegistryDB::Find(const std::string& instance) {
     for (const auto needed : {IndexState::Suspect, IndexState::Exact}) {
-        if (FollowOutsideChanges(needed) != 0)
+        if (!FollowOutsideChanges(needed))
             return nullptr;
         const auto found = Known(instance);
         if (found == tables_.end())
@@ -139,8 +138,9 @@ bool VexaRegistryDB::IsTaken(const std::string& name) {
     return name.empty() || Find(name) != nullptr || state_ == IndexState::Unread || Known(name) != tables_.end();
 }
 
-std::int32_t VexaRegistryDB::Refused(const std::string& instance) {
-    KIV_LOG(Logging::Error, "The registry refuses a change of the settings database, instance %s", instance.c_str());
+std::int32_t VexaRegistryDB::Refused(const char* operation, const std::string& instance) {
+    KIV_LOG_AS(operation, Logging::Error, "The registry refuses a change of the settings database, instance %s",
+               instance.c_str());
     return -1;
 }
 
@@ -154,17 +154,18 @@ std::string VexaRegistryDB::FreeId() {
 }
 
 std::int32_t VexaRegistryDB::AddInstance(const std::string& instance) {
-    if (!IsUsableName(instance) || IsTaken(instance))
+    if (!IsUsableName(KIV_FUNCTION_NAME, instance) || IsTaken(instance))
         return -1;
     const auto id = FreeId();
     const auto table = key_->CreateSubkey(id);
     if (!table)
-        return Refused(instance);
+        return Refused(KIV_FUNCTION_NAME, instance);
     table->Flush();
     if (table->SetText(kNameValue, instance) != 0) {
-        key_->DeleteSubkey(id);
+        if (key_->DeleteSubkey(id) != 0)
+            KIV_LOG(Logging::Error, "Table %s of the settings database stays without a name", id.c_str());
         AbsorbOwnChange();
-        return Refused(instance);
+        return Refused(KIV_FUNCTION_NAME, instance);
     }
     tables_.push_back({id, instance, true, table, false});
     AbsorbOwnChange();
@@ -184,7 +185,7 @@ std::int32_t VexaRegistryDB::RemoveInstance(const std::string& instance) {
     if (table == nullptr)
         return -1;
     if (key_->DeleteSubkey(table->id) != 0)
-        return Refused(instance);
+        return Refused(KIV_FUNCTION_NAME, instance);
     key_->Flush();
     std::erase_if(tables_, [id = table->id](const auto& entry) { return entry.id == id; });
     AbsorbOwnChange();
@@ -192,13 +193,13 @@ std::int32_t VexaRegistryDB::RemoveInstance(const std::string& instance) {
 }
 
 std::int32_t VexaRegistryDB::RenameInstance(const std::string& oldName, const std::string& newName) {
-    if (oldName.empty() || !IsUsableName(newName) || IsTaken(newName))
+    if (oldName.empty() || !IsUsableName(KIV_FUNCTION_NAME, newName) || IsTaken(newName))
         return -1;
     auto* const table = Find(oldName);
     if (table == nullptr)
         return -1;
     if (table->key->SetText(kNameValue, newName) != 0)
-        return Refused(oldName);
+        return Refused(KIV_FUNCTION_NAME, oldName);
     table->name = newName;
     table->named = true;
     AbsorbOwnChange();
@@ -217,7 +218,7 @@ std::optional<SettingEntry> VexaRegistryDB::Write(const std::string& instance, c
     // Nothing is written over what could not be read.
     if (reading == Reading::Failed ||
         (isNumber ? table->SetNumber(setting.name, setting.number) : table->SetText(setting.name, setting.text)) != 0) {
-        Refused(instance);
+        Refused(isNumber ? "VexaRegistryDB::SetUint32" : "VexaRegistryDB::SetString", instance);
         return std::nullopt;
     }
     AbsorbOwnChange();
@@ -232,7 +233,7 @@ std::optional<SettingEntry> VexaRegistryDB::Read(const std::string& instance, co
 }
 
 std::int32_t VexaRegistryDB::GetInstances(std::vector<std::string>& instances) {
-    if (FollowOutsideChanges(IndexState::Exact) != 0)
+    if (!FollowOutsideChanges(IndexState::Exact))
         return -1;
     instances.assign(1, "");
     for (const auto& table : tables_) {

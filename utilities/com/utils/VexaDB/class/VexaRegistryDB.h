@@ -59,9 +59,10 @@ class VexaRegistryDB : public VexaStore {
     void RepairOldTables();
     /// Reads the table's name anew; false when that is not possible just now.
     bool Refresh(Table& table);
-    std::int32_t ReadTables();
-    /// Reads the tables unless the index can be trusted that far; -1 when they cannot be read.
-    std::int32_t FollowOutsideChanges(IndexState needed);
+    /// Makes the index anew; false when the tables cannot be listed.
+    [[nodiscard]] bool ReadTables();
+    /// Reads the tables unless the index can be trusted that far; false when they cannot be listed.
+    [[nodiscard]] bool FollowOutsideChanges(IndexState needed);
     /// Takes the system's notice of a write of our own, so that it does not pass for a change from outside.
     void AbsorbOwnChange();
 
@@ -76,8 +77,8 @@ class VexaRegistryDB : public VexaStore {
     bool IsTaken(const std::string& name);
     /// The first of "0", "1", "2", ... that no table has.
     std::string FreeId();
-    /// Logs that the registry did not take a change; -1.
-    static std::int32_t Refused(const std::string& instance);
+    /// Logs that the registry did not take a change, as a line of the operation ("Class::Method"); -1.
+    static std::int32_t Refused(const char* operation, const std::string& instance);
 
     std::shared_ptr<VexaUtils::RegistryKey> key_;  // empty when the registry refused it
     IndexState state_ = IndexState::Unread;

@@ -54,10 +54,11 @@ std::int32_t VexaStore::RemoveObserver(const std::shared_ptr<VexaDBOpObserver>& 
     return 0;
 }
 
-bool VexaStore::IsUsableName(const std::string& name) {
+bool VexaStore::IsUsableName(const char* operation, const std::string& name) {
     if (VexaUtils::RegistryKey::Preserves(name))
         return true;
-    KIV_LOG(Logging::Error, "Instance name %s is refused: the code page of this machine cannot carry it", name.c_str());
+    KIV_LOG_AS(operation, Logging::Error, "Instance name %s is refused: the code page of this machine cannot carry it",
+               name.c_str());
     return false;
 }
 

@@ -39,11 +39,12 @@ class VexaStore : public VexaDBInterface {
     virtual std::optional<SettingEntry> Write(const std::string& instance, const SettingEntry& setting) = 0;
 
     /// False, with a line in the log, for a name that the registry would give back as another: the instance could never
-    /// be found again.
-    static bool IsUsableName(const std::string& name);
+    /// be found again. The line is one of the operation, "Class::Method".
+    static bool IsUsableName(const char* operation, const std::string& name);
     static bool IsNameOf(const std::string& instance, const std::string& setting);
 
-    /// Tells every observer, in registration order, each with its own copies of the strings; 0.
+    /// Tells every observer, in registration order, each with its own copies of the strings. 0, so that a change which
+    /// was made can end with it.
     template <class... Parameters, class... Arguments>
     std::int32_t Notify(void (VexaDBOpObserver::*change)(Parameters...), const Arguments&... arguments) {
         for (const auto& observer : observers_)

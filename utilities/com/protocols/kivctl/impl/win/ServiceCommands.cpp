@@ -10,6 +10,7 @@
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
 #include "protocols/kivctl/Failure.h"
+#include "utils/platform/Deadline.h"
 #include "utils/platform/LastErrorKeeper.h"
 #include "utils/platform/Platform.h"
 #include "utils/platform/impl/win/Handle.h"
@@ -82,10 +83,10 @@ const char* StateName(DWORD state) {
 
 /// Waits for the state; throws when it does not come in time, or when the service ended instead of running.
 void Await(const ScmHandle& service, DWORD wanted, std::uint32_t timeoutMs) {
-    const auto deadline = GetTickCount64() + timeoutMs;
+    const platform::Deadline deadline(timeoutMs);
     for (auto state = State(service); state != wanted; state = State(service)) {
         const bool gaveUp = wanted == SERVICE_RUNNING && state == SERVICE_STOPPED;
-        if (gaveUp || GetTickCount64() >= deadline)
+        if (gaveUp || deadline.LeftMs() == 0)
             throw Failure(kRefused, std::string("The service is ") + StateName(state) + ", not " + StateName(wanted) +
                                         "; its log says why");
         Sleep(kPollMs);

@@ -19,9 +19,6 @@ class ConsoleSink : public ISink {
     ConsoleSink();
 
     void Write(const std::shared_ptr<LogEntry>& entry) override;
-    /// Nothing to do: 0.
-    std::int32_t Open() override { return 0; }
-    std::int32_t Close() override { return 0; }
 
   private:
     void Print(std::string_view text) const;

@@ -16,12 +16,10 @@ Function* FindFunction(HMODULE library, const char* name) {
 class Module {
   public:
     Module() = default;
-    /// Searches beside the program, in the system's folders and along PATH, but not in the current folder: whoever
-    /// stands in somebody else's folder must not run what lies there.
-    explicit Module(const wchar_t* fileName) {
-        SetDllDirectoryW(L"");
-        library_ = LoadLibraryW(fileName);
-    }
+    /// Searches beside the program, in the system's folder and along PATH, but not in the current folder: whoever
+    /// stands in somebody else's folder must not run what lies there. The same goes for the libraries that this one
+    /// needs. Nothing is set for the process, since its children would inherit that.
+    explicit Module(const wchar_t* fileName);
     Module(const Module&) = delete;
     Module& operator=(const Module&) = delete;
     Module& operator=(Module&& other) noexcept {

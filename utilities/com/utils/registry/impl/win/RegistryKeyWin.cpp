@@ -172,8 +172,8 @@ std::int32_t RegistryKeyWin::DeleteSubkey(const std::string& name) {
     return Result(RegDeleteTreeW(key_.Get(), wideName.c_str()));
 }
 
-std::int32_t RegistryKeyWin::Flush() {
-    return Result(RegFlushKey(key_.Get()));
+void RegistryKeyWin::Flush() {
+    RegFlushKey(key_.Get());
 }
 
 bool RegistryKeyWin::ChangedSinceLastAsked() {

@@ -26,7 +26,7 @@ class RegistryKeyWin : public RegistryKey {
     std::shared_ptr<RegistryKey> CreateSubkey(const std::string& name) override;
     std::int32_t RenameSubkey(const std::string& oldName, const std::string& newName) override;
     std::int32_t DeleteSubkey(const std::string& name) override;
-    std::int32_t Flush() override;
+    void Flush() override;
     bool ChangedSinceLastAsked() override;
 
   private:

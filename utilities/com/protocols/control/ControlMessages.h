@@ -10,8 +10,14 @@
 
 #include "IPC/class/IPC.h"
 #include "IPC/class/WireRecord.h"
+#include "utils/VexaDB/class/VexaDBMessages.h"
 
 inline constexpr const char* kManagerServerName = "protocolmanager";
+
+/// The manager itself serves under this name, so that no instance can.
+inline bool IsReservedName(std::string_view name) {
+    return name == kManagerServerName || name == VexaDB::kDatabaseServerName;
+}
 
 enum ManagerCommand : std::uint32_t {
     kManagerAdd = 100,

@@ -1,4 +1,4 @@
-#include "protocols/KivProtocolManager/class/ControlMessages.h"
+#include "protocols/control/ControlMessages.h"
 
 #include <algorithm>
 
