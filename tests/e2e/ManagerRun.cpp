@@ -183,7 +183,9 @@ std::int32_t ManagerRun::Stop() {
 }
 
 ipc_mngctrl_status_reply Status(const std::string& name) {
-    return Ask(kManagerStatus, name, ipc_mngctrl_status_reply{kIpcNoReply});
+    ipc_mngctrl_status_reply noReply;
+    noReply.result = kIpcNoReply;
+    return Ask(kManagerStatus, name, noReply);
 }
 
 bool WaitForStatus(const std::string& name, InstanceStatus status) {

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "utils/class/IProcess.h"
-#include "utils/platform/Deadline.h"
 #include "utils/platform/Platform.h"
 
 namespace {
@@ -98,11 +97,7 @@ void FakeChild::End(std::uint32_t exitCode) {
 
 bool FakeChild::WaitForExit(std::uint32_t timeoutMs) {
     std::unique_lock guard(lock);
-    const auto ended = [this] { return exitCode_->has_value(); };
-    if (timeoutMs != platform::kInfinite)
-        return changed.wait_for(guard, std::chrono::milliseconds(timeoutMs), ended);
-    changed.wait(guard, ended);
-    return true;
+    return changed.wait_for(guard, std::chrono::milliseconds(timeoutMs), [this] { return exitCode_->has_value(); });
 }
 
 void SetChildFactory(ChildFactory newFactory) {

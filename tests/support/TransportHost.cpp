@@ -12,7 +12,6 @@
 
 #include "IPC/transport/ClientTransport.h"
 #include "IPC/transport/ServerTransport.h"
-#include "utils/platform/Deadline.h"
 
 namespace {
 
@@ -40,10 +39,7 @@ struct Listener {
 struct World {
     template <class Condition>
     bool WaitFor(Guard& guard, std::uint32_t timeoutMs, Condition condition) {
-        if (timeoutMs != platform::kInfinite)
-            return changed.wait_for(guard, std::chrono::milliseconds(timeoutMs), condition);
-        changed.wait(guard, condition);
-        return true;
+        return changed.wait_for(guard, std::chrono::milliseconds(timeoutMs), condition);  // for ever: 49 days
     }
     bool Fails(Operation operation) { return failures[operation] > 0 && --failures[operation] == 0; }
 

@@ -161,7 +161,9 @@ TEST_F(ControlTest, NobodyWaitsForASlowInstance) {
     };
     const auto monitored = [this] {
         IPCClient::GetClient("slow", true)->Stop();
-        return log->WaitFor("Protocol slow has stopped working", kPatienceMs);
+        RawClient client(kManagerServerName);
+        return log->WaitFor("Protocol slow has stopped working", kPatienceMs) &&
+               Eventually([&] { return StatusOf(client, "slow") == kRunning; });
     };
     const struct {
         std::function<void()>* slowPart;
