@@ -3,8 +3,11 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
+#include <algorithm>
 #include <atomic>
+#include <functional>
 #include <future>
+#include <map>
 #include <memory>
 #include <thread>
 
@@ -215,7 +218,6 @@ void MeasureLatency(bool quick, Report& report) {
     const auto server = StartPeer(kServerRole, kServerName);
     const auto run = StartManager(1);
     const auto manager = IPCClient::GetClient(kManagerServerName, true);
-    EchoClient echo(kEchoName);
     const auto clients = Connect(1);
     VexaDB::VexaDBIPCClient database;
     Require(database.Connect(), "connect to the database");
@@ -223,7 +225,7 @@ void MeasureLatency(bool quick, Report& report) {
     const auto running = InstanceName(0);
     const auto stopped = InstanceName(1);
     std::uint32_t value = 0;
-    const Operation limit{"bare echo, 24 bytes each way", [&] { return echo.RoundTrip(); }};
+    const Operation limit{"bare echo, 24 bytes each way", ConnectEcho(kEchoName)};
     const std::vector<Operation> calls = {
         limit,
         {"alive check", [&] { return clients.front()->CheckAlive() == 0; }},
@@ -274,9 +276,8 @@ void MeasureDatabase(bool quick, Report& report) {
             for (auto& samples : MeasureInTurns(steps, quick ? 3 : 9, 1))
                 results.push_back(std::move(samples));
             names.clear();
-            for (const auto* operations : {&reads, &steps})
-                for (const auto& operation : *operations)
-                    names.push_back(operation.name);
+            std::transform(reads.begin(), reads.end(), std::back_inserter(names), std::mem_fn(&Operation::name));
+            std::transform(steps.begin(), steps.end(), std::back_inserter(names), std::mem_fn(&Operation::name));
             all[size].resize(results.size());
             for (std::size_t index = 0; index < results.size(); ++index)
                 all[size][index].push_back(Quantile(results[index], 0.5));

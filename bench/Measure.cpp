@@ -62,14 +62,11 @@ void Require(bool succeeded, const std::string& what) {
         throw std::runtime_error("failed: " + what);
 }
 
-void Report::Add(const std::string& group, const std::string& name, const std::string& unit, const Samples& values) {
-    figures_.push_back({group, name, unit, values, {}, {}});
-}
-
 void Report::Add(const std::string& group, const std::string& name, const std::string& unit, const Samples& values,
                  const Samples& others, const std::string& nameOfOthers) {
     Samples ratios;
-    std::transform(values.begin(), values.end(), others.begin(), std::back_inserter(ratios), std::divides<>());
+    std::transform(others.begin(), others.end(), values.begin(), std::back_inserter(ratios),
+                   [](double other, double value) { return value / other; });
     figures_.push_back({group, name, unit, values, ratios, nameOfOthers});
 }
 

@@ -34,10 +34,9 @@ std::vector<Samples> MeasureInTurns(const std::vector<Operation>& operations, in
 /// The figures of a run, as a table for people or as JSON for machines.
 class Report {
   public:
-    void Add(const std::string& group, const std::string& name, const std::string& unit, const Samples& values);
-    /// What counts is the ratio of the values to others of the same rounds.
+    /// With `others`, of the same rounds, what counts is the ratio of the values to them.
     void Add(const std::string& group, const std::string& name, const std::string& unit, const Samples& values,
-             const Samples& others, const std::string& nameOfOthers);
+             const Samples& others = {}, const std::string& nameOfOthers = "");
 
     void PrintTable() const;
     void PrintJson() const;

@@ -1,6 +1,7 @@
 #include "Peers.h"
 
 #include <array>
+#include <memory>
 
 #include "IPC/class/IPCServer.h"
 #include "Measure.h"
@@ -50,18 +51,17 @@ void ServeEcho(const std::string& name) {
     }
 }
 
-EchoClient::EchoClient(const std::string& name) : event_(NewEvent()) {
-    const auto opened = Eventually([&] {
-        pipe_.Reset(CreateFileA(PipePath(name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+std::function<bool()> ConnectEcho(const std::string& name) {
+    const auto pipe = std::make_shared<UniqueHandle>();
+    const auto open = [&] {
+        pipe->Reset(CreateFileA(PipePath(name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                                 FILE_FLAG_OVERLAPPED, nullptr));
-        return static_cast<bool>(pipe_);
-    });
-    Require(opened, "open the echo pipe");
-}
-
-bool EchoClient::RoundTrip() {
-    Message message{};
-    return Move(WriteFile, pipe_, message, event_) && Move(ReadFile, pipe_, message, event_);
+        return static_cast<bool>(*pipe);
+    };
+    Require(Eventually(open), "open the echo pipe");
+    return [pipe, event = std::make_shared<UniqueHandle>(NewEvent()), message = Message()]() mutable {
+        return Move(WriteFile, *pipe, message, *event) && Move(ReadFile, *pipe, message, *event);
+    };
 }
 
 void ServeFramework(const std::string& name) {
@@ -69,7 +69,7 @@ void ServeFramework(const std::string& name) {
     Require(server.Start(name) == 0, "start the server " + name);
     while (const auto request = server.GetRequest()) {
         if (request->Command() == kPeerBroadcast)
-            server.Broadcast(IPC::Notice(kPeerEvent));
+            server.Broadcast(IPC::Notice(kPeerBroadcast));
         if (request->ExpectsReply())
             server.SendReply(IPC::Reply(*request));
     }

@@ -4,7 +4,9 @@
 //     bench --erase-settings [--quick] [--json] [latency] [framework] [database] [manager]
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iostream>
+#include <map>
 #include <set>
 
 #include "Measure.h"
@@ -12,7 +14,7 @@
 
 namespace {
 
-const std::vector<std::pair<std::string, void (*)(bool quick, bench::Report&)>> kGroups = {
+const std::map<std::string, void (*)(bool quick, bench::Report&)> kGroups = {
     {"latency", bench::MeasureLatency},
     {"framework", bench::MeasureFramework},
     {"database", bench::MeasureDatabase},
@@ -23,20 +25,17 @@ int Run(std::set<std::string> words) {
     const bool quick = words.erase("--quick") > 0;
     const bool json = words.erase("--json") > 0;
     const bool mayErase = words.erase("--erase-settings") > 0;
-    const bool everything = words.empty();
-    std::vector<std::pair<std::string, void (*)(bool, bench::Report&)>> wanted;
-    for (const auto& group : kGroups) {
-        if (words.erase(group.first) > 0 || everything)
-            wanted.push_back(group);
-    }
-    if (!words.empty() || !mayErase) {
+    const auto isGroup = [](const std::string& word) { return kGroups.count(word) > 0; };
+    if (!mayErase || !std::all_of(words.begin(), words.end(), isGroup)) {
         std::cerr << "bench --erase-settings [--quick] [--json] [latency] [framework] [database] [manager]\n"
                      "Measures the programs that lie beside it. It needs the registry for itself: run it on a machine "
                      "whose instances and settings may be lost.\n";
         return EXIT_FAILURE;
     }
     bench::Report report;
-    for (const auto& [name, measure] : wanted) {
+    for (const auto& [name, measure] : kGroups) {
+        if (!words.empty() && words.count(name) == 0)
+            continue;
         std::cerr << "Measuring: " << name << '\n';
         measure(quick, report);
     }
