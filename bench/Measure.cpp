@@ -1,9 +1,10 @@
 #include "Measure.h"
 
-#include <windows.h>
-
 #include <algorithm>
 #include <cmath>
+#include <iomanip>
+#include <iostream>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "utils/platform/Platform.h"
@@ -12,10 +13,16 @@ namespace bench {
 
 namespace {
 
-constexpr double kNanosecondsPerMicrosecond = 1000.0;
-constexpr int kWarmUpCalls = 5;
-constexpr ULONGLONG kPatienceMs = 120000;
-constexpr DWORD kPollMs = 5;
+constexpr int kNameWidth = 50;
+constexpr int kNumberWidth = 12;
+constexpr int kUnitWidth = 6;
+constexpr double kQuartiles[] = {0.25, 0.5, 0.75};
+
+nlohmann::json ToJson(const Samples& samples) {
+    return {{"low", Quantile(samples, kQuartiles[0])},
+            {"median", Quantile(samples, kQuartiles[1])},
+            {"high", Quantile(samples, kQuartiles[2])}};
+}
 
 }  // namespace
 
@@ -26,33 +33,25 @@ double Quantile(Samples samples, double share) {
     return samples[static_cast<std::size_t>(std::max(index, 0.0))];
 }
 
-Spread SpreadOf(Samples samples) {
-    return {Quantile(samples, 0.25), Quantile(samples, 0.5), Quantile(samples, 0.75)};
-}
-
-Samples Ratios(const Samples& values, const Samples& limits) {
-    Samples ratios;
-    std::transform(values.begin(), values.end(), limits.begin(), std::back_inserter(ratios),
-                   [](double value, double limit) { return value / limit; });
-    return ratios;
-}
-
-double Microseconds(const std::function<void()>& run) {
+double Measure(const Operation& operation) {
+    constexpr double kNanoseconds = 1000;
     const auto begin = platform::MonotonicNanoseconds();
-    run();
-    return static_cast<double>(platform::MonotonicNanoseconds() - begin) / kNanosecondsPerMicrosecond;
+    const bool succeeded = operation.run();
+    const auto end = platform::MonotonicNanoseconds();
+    Require(succeeded, operation.name);
+    return static_cast<double>(end - begin) / kNanoseconds;
 }
 
-std::vector<Samples> MeasureInTurns(const std::vector<Operation>& operations, const Effort& effort) {
+std::vector<Samples> MeasureInTurns(const std::vector<Operation>& operations, int rounds, int calls) {
     std::vector<Samples> results(operations.size());
-    for (int round = 0; round < effort.rounds; ++round) {
+    for (int round = 0; round < rounds; ++round) {
         for (std::size_t index = 0; index < operations.size(); ++index) {
-            for (int call = 0; call < kWarmUpCalls; ++call)
-                operations[index].run();
-            Samples calls;
-            for (int call = 0; call < effort.calls; ++call)
-                calls.push_back(Microseconds(operations[index].run));
-            results[index].push_back(SpreadOf(std::move(calls)).median);
+            for (int call = 0; calls > 1 && call < 5; ++call)
+                Measure(operations[index]);
+            Samples durations;
+            for (int call = 0; call < calls; ++call)
+                durations.push_back(Measure(operations[index]));
+            results[index].push_back(Quantile(std::move(durations), kQuartiles[1]));
         }
     }
     return results;
@@ -63,12 +62,48 @@ void Require(bool succeeded, const std::string& what) {
         throw std::runtime_error("failed: " + what);
 }
 
-void Await(const std::function<bool()>& condition, const std::string& what) {
-    const auto deadline = GetTickCount64() + kPatienceMs;
-    while (!condition()) {
-        Require(GetTickCount64() < deadline, what);
-        Sleep(kPollMs);
+void Report::Add(const std::string& group, const std::string& name, const std::string& unit, const Samples& values,
+                 const Samples& others, const std::string& nameOfOthers) {
+    Samples ratios;
+    std::transform(others.begin(), others.end(), values.begin(), std::back_inserter(ratios),
+                   [](double other, double value) { return value / other; });
+    figures_.push_back({group, name, unit, values, ratios, nameOfOthers});
+}
+
+void Report::PrintTable() const {
+    using std::setw;
+    std::string group;
+    std::cout << std::fixed;
+    for (const auto& figure : figures_) {
+        if (figure.group != group)
+            std::cout << '\n'
+                      << std::left << setw(kNameWidth + kUnitWidth) << figure.group << std::right << setw(kNumberWidth)
+                      << "quartile" << setw(kNumberWidth) << "median" << setw(kNumberWidth) << "quartile"
+                      << setw(kNumberWidth) << "ratio" << '\n';
+        group = figure.group;
+        std::cout << "  " << std::left << setw(kNameWidth - 2) << figure.name << setw(kUnitWidth) << figure.unit
+                  << std::right << std::setprecision(1);
+        for (const double share : kQuartiles)
+            std::cout << setw(kNumberWidth) << Quantile(figure.values, share);
+        if (!figure.ratios.empty())
+            std::cout << std::setprecision(2) << setw(kNumberWidth) << Quantile(figure.ratios, kQuartiles[1]) << " x "
+                      << figure.ratioTo;
+        std::cout << '\n';
     }
+}
+
+void Report::PrintJson() const {
+    auto list = nlohmann::json::array();
+    for (const auto& figure : figures_) {
+        nlohmann::json entry = {
+            {"group", figure.group}, {"name", figure.name}, {"unit", figure.unit}, {"value", ToJson(figure.values)}};
+        if (!figure.ratios.empty()) {
+            entry["ratio"] = ToJson(figure.ratios);
+            entry["ratioTo"] = figure.ratioTo;
+        }
+        list.push_back(std::move(entry));
+    }
+    std::cout << list.dump(2) << '\n';
 }
 
 }  // namespace bench

@@ -2,72 +2,62 @@
 // and against themselves on a small scale.
 //
 //     bench --erase-settings [--quick] [--json] [latency] [framework] [database] [manager]
-#include <CLI/CLI.hpp>
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <iostream>
 #include <map>
+#include <set>
 
-#include "Bench.h"
-#include "EchoPipe.h"
-#include "Peer.h"
+#include "Measure.h"
+#include "Peers.h"
 
 namespace {
 
-using Group = void (*)(const bench::Options&, bench::Report&);
-
-const std::vector<std::pair<std::string, Group>> kGroups = {
+const std::map<std::string, void (*)(bool quick, bench::Report&)> kGroups = {
     {"latency", bench::MeasureLatency},
     {"framework", bench::MeasureFramework},
     {"database", bench::MeasureDatabase},
     {"manager", bench::MeasureManager},
 };
 
-void Run(const bench::Options& options, const std::vector<std::string>& wanted, bool json) {
+int Run(std::set<std::string> words) {
+    const bool quick = words.erase("--quick") > 0;
+    const bool json = words.erase("--json") > 0;
+    const bool mayErase = words.erase("--erase-settings") > 0;
+    const auto isGroup = [](const std::string& word) { return kGroups.count(word) > 0; };
+    if (!mayErase || !std::all_of(words.begin(), words.end(), isGroup)) {
+        std::cerr << "bench --erase-settings [--quick] [--json] [latency] [framework] [database] [manager]\n"
+                     "Measures the programs that lie beside it. It needs the registry for itself: run it on a machine "
+                     "whose instances and settings may be lost.\n";
+        return EXIT_FAILURE;
+    }
     bench::Report report;
     for (const auto& [name, measure] : kGroups) {
-        if (!wanted.empty() && std::find(wanted.begin(), wanted.end(), name) == wanted.end())
+        if (!words.empty() && words.count(name) == 0)
             continue;
         std::cerr << "Measuring: " << name << '\n';
-        measure(options, report);
+        measure(quick, report);
     }
     if (json)
-        report.PrintJson(std::cout);
+        report.PrintJson();
     else
-        report.PrintTable(std::cout);
+        report.PrintTable();
+    return EXIT_SUCCESS;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Measures the programs of KivProtocolManager that lie beside it");
-    bench::Options options;
-    bool json = false;
-    bool eraseSettings = false;
-    std::vector<std::string> wanted;
-    std::string echoName;
-    std::string frameworkName;
-    std::vector<std::string> names;
-    for (const auto& group : kGroups)
-        names.push_back(group.first);
-    app.add_flag("--quick", options.quick, "Fewer calls and rounds");
-    app.add_flag("--json", json, "Print JSON instead of a table");
-    app.add_flag("--erase-settings", eraseSettings, "Agree that this machine's instances and settings are lost");
-    app.add_option("groups", wanted, "What to measure; everything when nothing is named")->check(CLI::IsMember(names));
-    app.add_option("--serve-echo", echoName)->group("");
-    app.add_option("--serve-framework", frameworkName)->group("");
-    CLI11_PARSE(app, argc, argv);
-
+    testing::FLAGS_gtest_throw_on_failure = true;  // what drives the manager is the tests' own
     try {
-        if (!echoName.empty()) {
-            bench::ServeEcho(echoName);
-        } else if (!frameworkName.empty()) {
-            bench::ServeFramework(frameworkName);
-        } else if (!eraseSettings) {
-            std::cerr << "The measurements need the registry for themselves: run with --erase-settings on a machine "
-                         "whose instances and settings may be lost\n";
-            return EXIT_FAILURE;
-        } else {
-            Run(options, wanted, json);
-        }
+        const std::vector<std::string> words(argv + 1, argv + argc);
+        if (words.size() == 2 && words[0] == bench::kEchoRole)
+            bench::ServeEcho(words[1]);
+        else if (words.size() == 2 && words[0] == bench::kServerRole)
+            bench::ServeFramework(words[1]);
+        else
+            return Run({words.begin(), words.end()});
     } catch (const std::exception& failure) {
         std::cerr << failure.what() << '\n';
         return EXIT_FAILURE;

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the programs and measures them in a Wine prefix of their own:
 #   scripts/bench.sh [--all-processors] [--quick] [--json] [latency] [framework] [database] [manager]
-# The figures are all that goes to the standard output. About two minutes; --quick takes less than one.
+# The figures are all that goes to the standard output. About a minute; --quick takes half of that.
 # All on one processor, Wine's server included, unless --all-processors is given: on several, a call into the server
 # takes 4 or 60 us, as the scheduler happens to place the two.
 set -euo pipefail

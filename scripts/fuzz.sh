@@ -7,10 +7,10 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 seconds=${1:-20}
 longest_input=30 # seconds that one input may take
-build=${FUZZ_BUILD:-build/host-fuzz}
+build=build/host-asan
 
-cmake --preset host-fuzz -B "$build" >/dev/null
-cmake --build "$build" --target fuzz_targets
+cmake --preset host-asan >/dev/null
+cmake --build --preset host-asan --target fuzz_targets
 for target in stream commands store command_line; do
     found=build/fuzz/$target
     mkdir -p "$found"

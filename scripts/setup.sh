@@ -4,13 +4,13 @@
 set -euo pipefail
 
 packages=(
-    cmake ninja-build g++                      # building, and the native tests
+    cmake ninja-build g++                      # building, and counting instructions natively
     g++-mingw-w64-x86-64-posix                 # the cross build for Windows
     wine wine64                                # running what it builds
     googletest                                 # the tests' framework, as source
     libcli11-dev nlohmann-json3-dev            # headers that kivctl uses
     nsis                                       # the installer
-    clang libclang-rt-14-dev                   # fuzz targets
+    clang libclang-rt-14-dev llvm              # native tests and fuzz targets, and functions' names in their reports
     clang-tidy cppcheck                        # static analysis
 )
 

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <functional>
 #include <map>
-#include <memory>
 #include <string>
 #include <thread>
 
@@ -18,79 +17,40 @@
 #include "utils/VexaDB/class/VexaDBServer.h"
 #include "utils/logging/Logger.h"
 
-namespace {
-
-constexpr const char* kServerName = "bench";
-constexpr const char* kInstance = "instance";
-
-using Call = std::function<bool(unsigned round)>;
-
-bool Repeat(unsigned count, const Call& call) {
-    for (unsigned round = 0; round < count; ++round) {
-        if (!call(round))
-            return false;
-    }
-    return true;
-}
-
-bool AliveChecks(unsigned count) {
+int main(int argc, char** argv) {
+    constexpr auto session = VexaDB::kServiceSession;
+    constexpr const char* kInstance = "instance";
+    Logging::Logger::GetInstance()->SetDisabled(true);
     IPCServer server;
-    if (server.Start(kServerName) != 0)
-        return false;
+    const auto databaseServer = VexaDB::VexaDBServer::GetInstance();
+    databaseServer->Start();
+    IPCClient client;
+    VexaDB::VexaDBIPCClient database;
+    if (server.Start("bench") != 0 || client.Connect("bench") != 0 || !database.Connect() ||
+        database.AddInstance(session, kInstance, VexaDB::kSampleProtocol) != 0)
+        return 1;
     std::thread owner([&server] {
         while (const auto request = server.GetRequest())
             server.SendReply(IPC::Reply(*request));
     });
-    const auto client = IPCClient::GetClient(kServerName, true);
-    const bool done = Repeat(count, [&client](unsigned) { return client->CheckAlive() == 0; });
+
+    std::uint32_t value = 0;
+    const std::map<std::string, std::function<std::int32_t(unsigned round)>> kinds = {
+        {"alive", [&](unsigned) { return client.CheckAlive(); }},
+        {"get", [&](unsigned) { return database.GetUint32(session, kInstance, "enabled", value); }},
+        {"set", [&](unsigned round) { return database.SetUint32(session, kInstance, "n", round); }},
+        {"add",
+         [&](unsigned round) { return database.AddInstance(session, std::to_string(round), VexaDB::kSampleProtocol); }},
+    };
+    const auto kind = argc == 3 ? kinds.find(argv[1]) : kinds.end();
+    if (kind == kinds.end())
+        std::fputs("bench_native alive|get|set|add COUNT\n", stderr);
+    const auto count = argc == 3 ? static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10)) : 0;
+    bool done = kind != kinds.end();
+    for (unsigned round = 0; done && round < count; ++round)
+        done = kind->second(round) == 0;
     server.Stop();
     owner.join();
-    return done;
-}
-
-bool DatabaseCalls(unsigned count, const std::function<bool(VexaDB::VexaDBIPCClient&, unsigned)>& call) {
-    const auto server = VexaDB::VexaDBServer::GetInstance();
-    server->Start();
-    VexaDB::VexaDBIPCClient client;
-    bool done =
-        client.Connect() && client.AddInstance(VexaDB::kServiceSession, kInstance, VexaDB::kSampleProtocol) == 0;
-    done = done && Repeat(count, [&](unsigned round) { return call(client, round); });
-    server->Stop();
-    return done;
-}
-
-}  // namespace
-
-int main(int argc, char** argv) {
-    using Client = VexaDB::VexaDBIPCClient;
-    constexpr auto session = VexaDB::kServiceSession;
-    const std::map<std::string, std::function<bool(unsigned)>> kinds = {
-        {"alive", AliveChecks},
-        {"get",
-         [](unsigned count) {
-             return DatabaseCalls(count, [](Client& client, unsigned) {
-                 std::uint32_t value = 0;
-                 return client.GetUint32(session, kInstance, "enabled", value) == 0;
-             });
-         }},
-        {"set",
-         [](unsigned count) {
-             return DatabaseCalls(count, [](Client& client, unsigned round) {
-                 return client.SetUint32(session, kInstance, "n", round) == 0;
-             });
-         }},
-        {"add",
-         [](unsigned count) {
-             return DatabaseCalls(count, [](Client& client, unsigned round) {
-                 return client.AddInstance(session, std::to_string(round), VexaDB::kSampleProtocol) == 0;
-             });
-         }},
-    };
-    Logging::Logger::GetInstance()->SetDisabled(true);
-    const auto kind = argc == 3 ? kinds.find(argv[1]) : kinds.end();
-    if (kind == kinds.end()) {
-        std::fputs("bench_native alive|get|set|add COUNT\n", stderr);
-        return 2;
-    }
-    return kind->second(static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10))) ? 0 : 1;
+    databaseServer->Stop();
+    return done ? 0 : 1;
 }
