@@ -10,6 +10,13 @@ else()
     endif()
 endif()
 
+# For tests, benchmark and fuzz targets. What prepares a check may fail silently: the check itself then fails.
+add_library(kiv_test_warnings INTERFACE)
+target_link_libraries(kiv_test_warnings INTERFACE kiv_warnings)
+if(NOT MSVC)
+    target_compile_options(kiv_test_warnings INTERFACE -Wno-unused-result)
+endif()
+
 if(WIN32)
     # Wide Win32 calls are named with their W; the ANSI ones with their A. The two macros keep <windows.h> small.
     target_compile_definitions(kiv_warnings INTERFACE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
