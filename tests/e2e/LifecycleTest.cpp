@@ -147,8 +147,6 @@ TEST(Lifecycle, BadSettingsAreNamedAndTheOthersRun) {
     EXPECT_TRUE(LogHas("Cannot start instance protocolmanager: the manager itself serves under this name"));
     for (const char* line :
          {"IPC timeout set to 5000", "IPC stat enable flag set to 1", "IPC measure log flag set to 0",
-          "VExa DB IPC timeout set to 5000", "CCLink IPC timeout set to 5000", "Ethernet/IP IPC timeout set to 5000",
-          "Modbus IPC timeout set to 5000", "Profinet IPC timeout set to 5000", "Manager IPC timeout set to 5000",
           "Start timeout set to 10000", "Stop timeout set to 9000", "Monitoring wait time set to 300000"})
         EXPECT_TRUE(LogHas(std::string("General ") + line)) << line;
     EXPECT_EQ(Status("untyped").protocolType, 0u);

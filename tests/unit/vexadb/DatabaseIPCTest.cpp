@@ -6,6 +6,7 @@
 #include "unit/vexadb/DatabaseTest.h"
 #include "utils/VexaDB/class/VexaDBIPCClient.h"
 #include "utils/VexaDB/class/VexaDBMessages.h"
+#include "utils/VexaDB/class/VexaDBSession.h"
 #include "utils/sync/Thread.h"
 
 using namespace VexaDB;
@@ -130,6 +131,27 @@ TEST_F(DatabaseIPC, EveryMessageHasItsBytes) {
     // What is no database command comes back as it is.
     const auto unknown = IPC::Request(517, {1, 2, 3});
     EXPECT_EQ(handlers.Handle(unknown), unknown);
+}
+
+TEST_F(DatabaseIPC, ASessionHandleNeverUsesTheSessionThatAnotherGotFromTheNextServer) {
+    VexaDBIPCServer service(*server);
+    ASSERT_EQ(service.Start(), 0);
+    const auto connected = std::make_shared<VexaDBIPCClient>();
+    ASSERT_TRUE(connected->Connect());
+    VexaDBSession handle(connected);  // session 1
+    service.Stop();
+    EXPECT_NE(handle.SetUint32("", "n", 1), 0);
+
+    const auto next = std::make_shared<VexaDBServer>();
+    VexaDBIPCServer nextService(*next);
+    ASSERT_EQ(nextService.Start(), 0);
+    SessionId session = 0;
+    EXPECT_EQ(next->OpenSession(session) + next->Batch(session), 0);
+    EXPECT_EQ(session, 1u);
+    ASSERT_TRUE(connected->Connect());
+    EXPECT_EQ(handle.SetUint32("", "n", 2), 0);
+    EXPECT_EQ(Dump(), Lines{"n=2"}) << "and not in the other's batch";
+    nextService.Stop();
 }
 
 TEST_F(DatabaseIPC, ASlowRequestLeavesALine) {

@@ -1,6 +1,7 @@
 // The database server: sessions, batches, what its observers hear, and the two classes that work on top of it.
 #include "unit/vexadb/DatabaseTest.h"
 #include "utils/VexaDB/class/VexaDBSession.h"
+#include "utils/class/GlobalSettings.h"
 
 using namespace VexaDB;
 
@@ -167,6 +168,34 @@ TEST_F(DatabaseServer, ASessionHandleIsRenewedWhenLost) {
         EXPECT_TRUE(server->IsSessionValid(2));
     }
     EXPECT_FALSE(server->IsSessionValid(2));
+}
+
+TEST_F(DatabaseServer, EverySettingOfTheProcessHasItsKey) {
+    constexpr std::uint32_t kFirst = 101;
+    const struct {
+        const char *key, *title;
+        std::uint32_t GlobalSettings::*field;
+    } settings[] = {{"ipctimeout", "IPC timeout", &GlobalSettings::ipcTimeout},
+                    {"vexadbipctimeout", "VExa DB IPC timeout", &GlobalSettings::vexaDbIpcTimeout},
+                    {"cclinkipctimeout", "CCLink IPC timeout", &GlobalSettings::cclinkIpcTimeout},
+                    {"eipipctimeout", "Ethernet/IP IPC timeout", &GlobalSettings::eipIpcTimeout},
+                    {"modbusipctimeout", "Modbus IPC timeout", &GlobalSettings::modbusIpcTimeout},
+                    {"profinetipctimeout", "Profinet IPC timeout", &GlobalSettings::profinetIpcTimeout},
+                    {"managerclientipctimeout", "Manager IPC timeout", &GlobalSettings::managerClientIpcTimeout},
+                    {"starttimeout", "Start timeout", &GlobalSettings::startTimeout},
+                    {"stoptimeout", "Stop timeout", &GlobalSettings::stopTimeout},
+                    {"monitorwaittime", "Monitoring wait time", &GlobalSettings::monitorWaitTime}};
+    const auto own = VexaDBServer::GetInstance();
+    auto value = kFirst;
+    for (const auto& setting : settings)
+        EXPECT_EQ(own->SetUint32(0, setting.key, value++), 0);
+    GlobalSettings::LoadSettings();
+    value = kFirst;
+    for (const auto& setting : settings) {
+        EXPECT_TRUE(log->Contains("General " + std::string(setting.title) + " set to " + std::to_string(value)));
+        EXPECT_EQ(GlobalSettings::Get().*setting.field, value++) << setting.key;
+    }
+    GlobalSettings::Set({});
 }
 
 }  // namespace
