@@ -45,6 +45,14 @@ start() {
     jobs+=($!)
 }
 
+# One after the other: both write the same temporary files.
+native_tests() {
+    local code=0
+    ctest --preset host-asan --no-tests=error || code=$?
+    ctest --preset host-tsan --no-tests=error || code=$?
+    return "$code"
+}
+
 echo "== setup"
 scripts/setup.sh
 build windows
@@ -53,8 +61,7 @@ build host-tsan
 
 # The tests mostly wait, so the processors have time for the analysis meanwhile; but the tests go first.
 start windows-tests scripts/windows-tests.sh
-start host-asan-tests ctest --preset host-asan --no-tests=error
-start host-tsan-tests ctest --preset host-tsan --no-tests=error
+start native-tests native_tests
 start fuzz scripts/fuzz.sh 15
 start lint nice scripts/lint.sh
 
