@@ -175,7 +175,7 @@ void MeasureBesideASlowInstance(Report& report) {
     EmptyMachine();
     WriteInstances(0, kOthers, true);
     e2e::WriteTable(TableId(kOthers), slow, e2e::Sample(TableId(kOthers), {{"enabled", 0u}}));
-    const auto manager = StartManager(kOthers, e2e::FaultyFolder());
+    const auto manager = StartManager(kOthers, "faulty\\");
     const auto connection = IPCClient::GetClient(kManagerServerName, true);  // kept open for what asks below
     e2e::WriteTable(TableId(kOthers), slow, {{"enabled", 1u}});
     for (const auto& [command, name] : {std::pair(kManagerStart, "starts"), {kManagerStop, "stops"}}) {

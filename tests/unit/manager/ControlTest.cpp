@@ -293,4 +293,21 @@ TEST_F(ControlTest, TheStartSetsOwnersAndOldSettingsRight) {
     EXPECT_EQ(StatusOf(c, "off"), kStopped) << "its type is disabled";
 }
 
+TEST_F(ControlTest, AStopRequestIsAnsweredBehindAllThatWaitsForItsClient) {
+    constexpr int kEvents = 100;  // more bytes than a connection holds
+    Add("a", "1");
+    RunAndWait();
+    RawClient client(kManagerServerName);
+    for (int i = 0; i < kEvents; ++i)
+        Db()->SetString(kSession, "a", "note", "n");
+    client.Send(kRequest, 1, kIpcStop, {});
+    int events = 0;
+    auto message = client.Receive();
+    for (; message.command == kEventStringChanged; message = client.Receive())
+        ++events;
+    EXPECT_EQ(events, kEvents);
+    EXPECT_EQ(message.command, kIpcStop);
+    EXPECT_TRUE(client.HasEnded());
+}
+
 }  // namespace

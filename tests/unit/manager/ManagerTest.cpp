@@ -239,9 +239,9 @@ TEST_F(ManagerTest, AStopBeforeTheStartOrTwiceWhileAllAreBusyEndsEverything) {
 }
 
 TEST_F(ManagerTest, LongCommandsAreLogged) {
-    std::atomic<std::int64_t> now{0};
-    std::atomic<std::int64_t> step{49'999'999'999};
-    manager->SetClock([&] { return now.fetch_add(step); });
+    static std::atomic<std::int64_t> now{0};  // read by the manager's threads until it is gone
+    static std::atomic<std::int64_t> step{49'999'999'999};
+    manager->SetClock([] { return now.fetch_add(step); });
     RunAndWait();
     const auto client = Connect();
     ASSERT_EQ(client->CheckAlive(), 0);

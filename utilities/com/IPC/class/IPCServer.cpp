@@ -255,6 +255,11 @@ std::int32_t IPCServer::SendReply(const std::shared_ptr<IPC>& reply) {
     return client->Send(message, BeginOfWrites()) == MessageSender::Result::Sent ? kIpcSuccess : kIpcFailure;
 }
 
+void IPCServer::AwaitWritten(const IPC& request) {
+    if (const auto client = request.Connection().lock())
+        client->AwaitWritten();
+}
+
 std::int32_t IPCServer::Broadcast(const std::shared_ptr<IPC>& record) {
     const std::scoped_lock guard(broadcastMutex_);
     const auto clients = ServingClients();

@@ -79,6 +79,9 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
     std::shared_ptr<IPC> GetRequest();
     /// Sends the reply on the connection its request came from. 0; -1 when that connection is gone or fails.
     std::int32_t SendReply(const std::shared_ptr<IPC>& reply);
+    /// Returns when everything that was sent on the request's connection is written, or the connection has ended; within
+    /// the general IPC time-out.
+    static void AwaitWritten(const IPC& request);
     /// Sends the record to every connected client: the bitwise OR of the per-client results, 0 when all succeeded. A
     /// client whose connection ends before it or by it counts as 0. Every client gets the records in the same order.
     std::int32_t Broadcast(const std::shared_ptr<IPC>& record);

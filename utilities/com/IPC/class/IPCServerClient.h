@@ -49,6 +49,9 @@ class IPCServerClient : public RequestMonitor,
     /// ended.
     MessageSender::Result Send(const MessageSender::Message& message, MessageSender::Begin begin);
 
+    /// Returns when nothing that was sent waits any more, or the connection has ended.
+    void AwaitWritten() { sender_.AwaitEmpty(); }
+
     /// A request of the connection was taken out of the queue: there is room for another one.
     void RequestTaken(const IPC& request) { gate_.Leave(request); }
 

@@ -46,8 +46,10 @@ void CProtocolManager::ProcessIPC() {
         .carryOut = [this](const auto& request) { return HandleRequest(*request); },
         .answered =
             [this](const IPC& request) {
-                if (request.Command() == kIpcStop)
-                    stopRequestEvent_->Set();  // not before the answer: the stop closes the connection it goes over
+                if (request.Command() != kIpcStop)
+                    return;
+                IPCServer::AwaitWritten(request);  // the stop closes the connection: the answer goes first
+                stopRequestEvent_->Set();
             },
     };
     if (ipcServer_.Start(kManagerServerName, duty) != 0) {
