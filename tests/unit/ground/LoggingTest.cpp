@@ -24,9 +24,20 @@ namespace {
 using Logging::LogEntry;
 using Logging::Logger;
 
+/// A file that only this run of the tests knows, and that is there for no longer than a test.
+struct OwnFile {
+    ~OwnFile() {
+        std::error_code ignored;
+        std::filesystem::remove(path, ignored);
+    }
+    const std::string path =
+        (std::filesystem::temp_directory_path() / ("ground." + std::to_string(platform::CurrentProcessId()) + ".txt"))
+            .string();
+};
+
 TEST(FileSink, AppendsOneLineAnEntry) {
-    const auto path = (std::filesystem::temp_directory_path() / "ground-log.txt").string();
-    std::filesystem::remove(path);
+    const OwnFile file;
+    const auto path = file.path;
     const auto info = std::make_shared<LogEntry>(Logging::Info, "plain", "f.cpp", 7, "Klass::Do");
     const auto both = std::make_shared<LogEntry>(Logging::Verbose, "twice", "f.cpp", 8, "Klass::Do");
     Logging::FileSink(path, false).Write(info);
@@ -66,8 +77,8 @@ TEST(LogLine, EveryLevelHasItsTagAndColors) {
 }
 
 TEST(LogFile, AppendsWhateverOthersDoToTheFile) {
-    const auto path = (std::filesystem::temp_directory_path() / "ground-append.txt").string(), moved = path + ".1";
-    std::filesystem::remove(path);
+    const OwnFile file;
+    const auto path = file.path, moved = path + ".1";
     const auto one = Logging::LogFile::Open(path), another = Logging::LogFile::Open(path);
     one->Append("one\n");
     another->Append("two\n");
@@ -75,12 +86,13 @@ TEST(LogFile, AppendsWhateverOthersDoToTheFile) {
     one->Append("three\n");
     Logging::LogFile::Open(path)->Append("new\n");
     EXPECT_EQ((std::ostringstream() << std::ifstream(moved).rdbuf()).str(), "one\ntwo\nthree\n");
+    std::filesystem::remove(moved);
     EXPECT_EQ((std::ostringstream() << std::ifstream(path).rdbuf()).str(), "new\n");
 }
 
 TEST(FileSink, ThoseWhoShareAFileWriteWholeLines) {
-    const auto path = (std::filesystem::temp_directory_path() / "ground-shared.txt").string();
-    std::filesystem::remove(path);
+    const OwnFile file;
+    const auto path = file.path;
     const auto entry = std::make_shared<LogEntry>(Logging::Info, std::string(50'000, 'x').c_str(), "f.cpp", 1, "A::B");
     Logging::FileSink one(path, false), another(path, false);
     const auto write = [&entry](Logging::FileSink& sink) {
@@ -97,9 +109,9 @@ TEST(FileSink, ThoseWhoShareAFileWriteWholeLines) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60))
         << "only the first line waits, for 1 s";
     EXPECT_EQ(mutex->Unlock(), 0);
-    std::ifstream file(path);
+    std::ifstream text(path);
     int lines = 0;
-    for (std::string line; std::getline(file, line); ++lines)
+    for (std::string line; std::getline(text, line); ++lines)
         EXPECT_TRUE(line == Logging::FormatLine(*entry, false)) << lines;
     EXPECT_EQ(lines, 400);
 }
@@ -147,8 +159,8 @@ TEST(Logger, PassesWhatItsFiltersLetThrough) {
 }
 
 TEST(Logger, TakesItsSinkFromTheTuningValues) {
-    const auto path = (std::filesystem::temp_directory_path() / "ground-tuned.txt").string();
-    std::filesystem::remove(path);
+    const OwnFile file;
+    const auto path = file.path;
     const auto product = VexaUtils::RegistryKey::OpenOrCreate("Software\\Quenlar");
     const auto tuning =
         product->CreateSubkey("Torvik")->CreateSubkey("runtime")->CreateSubkey("settings")->CreateSubkey("vexa");
