@@ -55,6 +55,7 @@ native_tests() {
 
 echo "== setup"
 scripts/setup.sh
+scripts/wine.sh # makes the prefix while nothing else runs: on a busy machine Wine gives up before it is whole
 build windows
 build host-asan
 build host-tsan
