@@ -108,20 +108,13 @@ void CProtocol::ExpectEnd(Process& process) {
 }
 
 void CProtocol::ChildEnded(std::uint64_t processId, std::uint32_t exitCode) {
-    std::string name;
-    std::shared_ptr<ServerTransport> readyPipe;
-    bool expected = false;
-    {
-        auto state = state_.Lock();
-        name = state->name;
-        readyPipe = state->readyPipe;
-        expected = state->expectedEnds.erase(processId) != 0;
-    }
+    const bool expected = state_.Lock()->expectedEnds.erase(processId) != 0;
     if (!expected)
         KIV_LOG(Logging::Error, "Process %llu of instance %s ended with exit code %X",
-                static_cast<unsigned long long>(processId), name.c_str(), static_cast<unsigned>(exitCode));
-    if (readyPipe)
-        readyPipe->Interrupt();
+                static_cast<unsigned long long>(processId), Name().c_str(), static_cast<unsigned>(exitCode));
+    // Not through a copy of the pointer: a pipe that outlived its start would take the next child's connection.
+    if (auto state = state_.Lock(); state->readyPipe)
+        state->readyPipe->Interrupt();
 }
 
 std::shared_ptr<ClientTransport> CProtocol::AcceptChild(ServerTransport& readyPipe, std::uint32_t timeoutMs) {
