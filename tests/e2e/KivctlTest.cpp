@@ -35,10 +35,15 @@ void ExpectAll(std::initializer_list<Expectation> expectations) {
 
 TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
     PrepareMachine({{"ipctimeout", 2000u}});
-    for (const char* command : {"status", "list", "watch", "ping", "shutdown", "start X", "db instances"})
+    for (const char* command : {"status", "list", "ping", "shutdown", "start X", "db instances"})
         ExpectAll({{command, 3, "is not running"}});
     ExpectAll({{"", 2, "--help"},
-               {"frobnicate", 2, "frobnicate"},
+               {"frobnicate --help", 2, "\"frobnicate\""},
+               {"db setings", 2, "did you mean \"settings\"?"},
+               {"--timeout 1x list", 2, "is no time"},
+               {"help db set", 0, "Usage: kivctl db set"},
+               {"completion powershell", 0, "Register-ArgumentCompleter"},
+               {"metrics", 0, "kiv_manager_up 0\n# EOF"},
                {"add X nosuch", 2, "no protocol type"},
                {"start --help", 0, "NAME"},
                {"service status", 0, "not installed"},
@@ -52,20 +57,38 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                {"add M modbus", 0, "Added M"},
                {"list modbus", 0, "M"},
                {"list eip", 1, "of this type"},
-               {"start \"Line 1\"", 0, "pid"},
+               {"start \"Line 1\"", 0, "Started Line 1, pid"},
+               {"start \"Line 1\"", 0, "Line 1 runs already, pid"},
+               {"start Line 1", 2, "goes in quotes: \"Line 1\""},
+               {"status Line 1", 2, "goes in quotes"},
+               {"start \"Lime 1\"", 1, "did you mean \"Line 1\"?"},
+               {"is-running \"Line 1\"", 0, "running"},
+               {"is-running M", 1, "stopped"},
+               {"__complete start L", 0, "Line 1"},
+               {"__complete db se", 0, "settings\nset"},
                {"wait M running --timeout 1", 1, "not running"},
-               {"set M port 502 --string", 0, ""},
+               {"set M port 502", 0, ""},
+               {"set M prt 502 --string", 2, "did you mean \"port\"? --new"},
+               {"set M prt 502 --string --new", 0, "Set prt"},
+               {"set M enabled 2", 2, "from 0 to 1"},
+               {"db set M type 99", 2, "from 0 to 7"},
+               {"settings M", 0, "before every start"},
+               {"settings --global", 0, "starttimeout"},
                {"get M port", 0, "502"},
                {"get M nothing", 1, "nothing"},
-               {"set M enabled 0", 0, ""},
+               {"disable M", 0, "Disabled M"},
                {"start M", 1, "not enabled"},
+               {"restart M", 1, "nothing was stopped"},
+               {"stop M nobody", 1, "Stopped M.\nkivctl: Refused"},
+               {"enable \"?\" \"Line*\"", 0, "2 done, 0 failed."},
+               {"stop --type eip", 1, "No instance"},
                {"set M enabled 4294967296", 2, "4294967296"},
                {"set M enabled yes --string", 2, "keeps its kind"},
                {"db set --global ipctimeout 2500", 0, ""},
                {"db get --global ipctimeout", 0, "2500"},
                {"db get M nothing", 1, "\"nothing\" (-1)"},
                {"db set M type text --string", 2, "keeps its kind"},
-               {"db export C:\\nosuch\\file.json", 2, "cannot be written"},
+               {"db export C:\\nosuch\\file.json", 1, "cannot be written: No such file"},
                {"db import C:\\nosuch.json", 2, "cannot be read"},
                {"rename M \"Line 1\"", 1, "already (-1)"},
                {"rename M \"Line 1\" --running-only", 1, "already"},
@@ -86,10 +109,28 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
             ExpectAll({{command, 1, "(-33), pid 1234605616436508552"}});
     }
     ExpectAll({{"wait \"Line 2\" running", 0, ""}, {"stop \"Line 2\"", 0, "Stopped"}, {"remove M", 0, "Removed"}});
-    for (const char* command : {"list", "clients \"Line 2\"", "get \"Line 2\" emultype", "ping", "db instances",
-                                "db settings \"Line 2\"", "db get \"Line 2\" type", "log show", "service status"}) {
+    for (const char* command : {"list",
+                                "start --all",
+                                "stop \"Line 2\"",
+                                "enable \"Line 2\"",
+                                "logs",
+                                "settings -g",
+                                "set \"Line 2\" mode x",
+                                "load \"Line 2\"",
+                                "status \"Line 2\"",
+                                "wait --all stopped",
+                                "is-running nobody",
+                                "list eip",
+                                "clients \"Line 2\"",
+                                "get \"Line 2\" emultype",
+                                "ping",
+                                "db instances",
+                                "db settings \"Line 2\"",
+                                "db get \"Line 2\" type",
+                                "log show",
+                                "service status"}) {
         const auto result = Kivctl(std::string("--json ") + command);
-        EXPECT_TRUE(result.exitCode == 0 && nlohmann::json::accept(result.output)) << command << "\n" << result.output;
+        EXPECT_TRUE(nlohmann::json::accept(result.output)) << command << "\n" << result.output;
     }
     const auto status = nlohmann::json::parse(Kivctl("--json status").output);
     ASSERT_EQ(status.size(), 1u);
@@ -103,21 +144,103 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
     EXPECT_EQ(manager.WaitForExit(), 0);
 }
 
+TEST(Kivctl, AFailedStartSaysWhyAndAHungProcessHidesNobody) {
+    PrepareMachine({{"starttimeout", 1000u}, {"stoptimeout", 1000u}, {"ipctimeout", 8000u}});
+    int port = 0;
+    for (const char* name : {"absent", "dies", "refuses", "stubborn", "well"})
+        WriteTable(std::to_string(port), name, Sample(std::to_string(port), {{"enabled", port < 3 ? 0u : 1u}})), ++port;
+    WriteTable("9", "of no type", Sample("9", {{"type", 3u}, {"enabled", 0u}}));
+    {
+        ManagerRun manager("faulty\\");
+        ExpectAll({{"wait stubborn well running", 0, "2 done"},
+                   {"enable absent dies refuses", 0, "3 done"},
+                   {"start dies", 1, "does not run: its process ended after 0."},
+                   {"start dies", 1, "with exit code 3 (-1).\n  20"},  // and the log's lines
+                   {"status dies", 0, "with exit code 3"},
+                   {"start absent", 1, "it was not ready within its start time-out"},
+                   {"start refuses", 1, "its server could not be started"},
+                   {"logs dies --errors", 0, "of instance dies ended with exit code 3"},
+                   {"db set --global disabledprotocols 3", 0, "kivctl service restart"},
+                   {"start \"of no type\"", 1, "disabledprotocols"},
+                   {"status --check --type sample", 4, "5 instances: 2 running, 3 not working."},
+                   {"status --failed", 0, "absent"},
+                   {"stop stubborn", 0, "was ended by force"},
+                   {"start stubborn", 0, ""}});
+        EXPECT_EQ(Kivctl("logs well").output.find("dies"), std::string::npos);
+        EXPECT_EQ(Kivctl("status --failed").output.find("well"), std::string::npos);
+        RawClient("stubborn").Send(kRequest, 1, 200, {});  // from now on it answers nothing
+        ExpectAll({{"status", 0, "busy"},
+                   {"status", 0, "1 running"},
+                   {"--timeout 20s clients stubborn", 3, "does not answer"}});
+    }
+    // Without the children's program.
+    const auto folder = ProgramFolder() + "alone\\";
+    CreateDirectoryA(folder.c_str(), nullptr);
+    CopyFileA((ProgramFolder() + "KivProtocolManager.exe").c_str(), (folder + "KivProtocolManager.exe").c_str(), FALSE);
+    const ManagerRun manager("alone\\");
+    ExpectAll({{"start well", 1, "its program is missing: "}, {"start well", 1, "alone\\KivProtocol.exe"}});
+}
+
 TEST(Kivctl, WatchTellsWhatHappensUntilItIsEnded) {
-    PrepareMachine();
-    auto manager = std::make_unique<ManagerRun>();
-    ExpectAll({{"add W sample", 0, ""}});
+    PrepareMachine({{"monitorwaittime", 300u}});
     const Program watch(KivctlCommand("watch"));
-    const auto tells = [&watch](const std::string& text) { return watch.Output().find(text) != std::string::npos; };
-    EXPECT_TRUE(Eventually([&] {
-        ExpectAll({{"set W mode tcp --string", 0, ""}});
-        return tells("changed   W  mode: \"");
-    }));
+    const auto tells = [&watch](const std::string& text) {
+        return Eventually([&] { return watch.Output().find(text) != std::string::npos; });
+    };
+    EXPECT_TRUE(tells("waiting   "));
+    auto manager = std::make_unique<ManagerRun>();
+    EXPECT_TRUE(tells("back      "));
+    ExpectAll({{"add W sample", 0, ""}, {"set W mode tcp --string", 0, ""}, {"start W", 0, ""}});
+    EXPECT_TRUE(tells("changed   W  mode: \"\" -> \"tcp\""));
+    EXPECT_TRUE(tells("started   W"));
+    EXPECT_EQ(watch.Output().find("mode: "), watch.Output().rfind("mode: ")) << "a change is told once";
+    const auto known = "pid " + std::to_string(Status("W").processId);
+    const Program second(KivctlCommand("watch"));
+    EXPECT_TRUE(Eventually([&] { return second.Output().find("running   W  " + known) != std::string::npos; }));
+    TerminateProcess(OpenChild(Status("W").processId).Get(), 7);
+    EXPECT_TRUE(tells("died      W  " + known + ", exit code 7"));
+    EXPECT_TRUE(tells("restarted W"));
     EXPECT_EQ(manager->Stop(), 0);
-    EXPECT_TRUE(Eventually([&] { return tells("gone      "); }));
-    manager = std::make_unique<ManagerRun>();
-    EXPECT_TRUE(Eventually([&] { return tells("back      "); }));
-    EXPECT_EQ(manager->Stop(), 0);
+    EXPECT_TRUE(tells("gone        the manager went away; stopped with it: W"));
+}
+
+TEST(Kivctl, LogsShowsTheLastLinesAndFollowsOverARotation) {
+    const auto log = ProgramFolder() + "kivctl.log.txt";
+    const auto older = log + ".1";
+    PrepareMachine({{"logfile", log}});
+    const auto line = [](const std::string& text) {
+        return "2026-01-02T03:04:05.006|00042:00001|C:\\x\\KivProtocolManager.exe   |CProtocol::Start   |\033[33m" +
+               text + "\033[0m\n";
+    };
+    std::ofstream(older) << line("[I] first") << line("[W] about Line 1\nand more");
+    std::ofstream(log) << line("[E] about Line 10") << line("[E] last")
+                       << "2026-01-02T03:04:05.006|00042:00001|C:\\x\\a.exe |IPCClient::Call |[E] framework\n";
+    EXPECT_EQ(Kivctl("logs -n 3").output,
+              "2026-01-02 03:04:05.006    42  [W] about Line 1\nand more\n"
+              "2026-01-02 03:04:05.006    42  [E] about Line 10\n"
+              "2026-01-02 03:04:05.006    42  [E] last\n");
+    EXPECT_EQ(Kivctl("logs \"Line 1\"").output, "2026-01-02 03:04:05.006    42  [W] about Line 1\nand more\n");
+    ExpectAll({{"logs --all", 0, "framework"}, {"logs --since 2026-01-02", 0, "first"}, {"log show", 0, "It has "}});
+    EXPECT_EQ(Kivctl("logs --since 1h").output, "");
+    EXPECT_EQ(nlohmann::json::parse(Kivctl("--json logs --errors").output).size(), 2u);
+
+    const Program follow(KivctlCommand("logs -f -n 1"));
+    const auto has = [&](const std::string& text) {
+        return Eventually([&] { return follow.Output().find(text) != std::string::npos; });
+    };
+    ASSERT_TRUE(has("last"));
+    std::ofstream(log, std::ios::app) << line("[I] before");
+    EXPECT_TRUE(MoveFileExA(log.c_str(), older.c_str(), MOVEFILE_REPLACE_EXISTING)) << "the reader is in the way";
+    std::ofstream(log) << line("[I] after");
+    EXPECT_TRUE(has("after"));
+    const auto output = follow.Output();
+    EXPECT_LT(output.find("before"), output.find("after"));
+    EXPECT_EQ(output.find("before"), output.rfind("before"));
+    for (const auto& file : {log, older})
+        std::remove(file.c_str());
+    ExpectAll({{"log set file C:\\gone\\x.txt", 0, ""}});
+    EXPECT_TRUE(RemoveDirectoryA("C:\\gone"));
+    ExpectAll({{"log show", 0, "cannot be written"}, {"status", 3, "cannot be written"}});
 }
 
 TEST(Kivctl, AnExportImportedIntoAnEmptyDatabaseGivesTheSame) {
@@ -133,7 +256,7 @@ TEST(Kivctl, AnExportImportedIntoAnEmptyDatabaseGivesTheSame) {
     }
     PrepareMachine();
     ManagerRun manager;
-    ExpectAll({{import.c_str(), 0, ""}});
+    ExpectAll({{import.c_str(), 0, "took up 2 new instances"}, {"list", 0, "two \"quoted\""}});
     EXPECT_EQ(ReadValue("0", "_kiv_name") + ReadValue("0", "port") + ReadValue("0", "enabled"), "one10");
     EXPECT_EQ(ReadValue("1", "_kiv_name") + ReadValue("1", "n"), "two \"quoted\"4294967295");
 

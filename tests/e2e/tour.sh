@@ -48,10 +48,9 @@ normalize() {
         -e 's/^[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:.]{12}\|[0-9]{5}:[0-9]{5}\|/TIME|PID:THREAD|/' \
         -e 's/[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3}/TIME/g' \
         -e 's/([0-9]+d )?[0-9]{2}:[0-9]{2}:[0-9]{2}/DURATION/g' \
-        -e 's/"uptimeSeconds": [0-9]+/"uptimeSeconds": DURATION/' \
         -e 's/[0-9]+\.[0-9]{3} ms/DURATION/g' \
         -e 's/(pid|process|"pid":) [0-9]+/\1 PID/g' \
-        -e 's/[0-9]+ +the manager/PID the manager/' \
+        -e 's/[0-9]+ +KivProtocolManager/PID KivProtocolManager/' \
         -e 's/(running|not working) +[0-9]+ +DURATION/\1 PID DURATION/' \
         -e 's/ {2,}/  /g' -e 's/ +$//' "$1"
 }

@@ -6,10 +6,18 @@
 #include <string>
 
 #include "protocols/control/ControlMessages.h"
-#include "protocols/kivctl/Database.h"
+#include "protocols/kivctl/KnownSettings.h"
 #include "protocols/kivctl/Words.h"
 
 namespace kivctl {
+
+/// The command of that name below `app`; null when there is none.
+inline const CLI::App* FindCommand(const CLI::App& app, const std::string& name) {
+    for (const auto* command : app.get_subcommands({}))
+        if (command->check_name(name))
+            return command;
+    return nullptr;
+}
 
 /// Accepts what a request can carry.
 inline CLI::Validator FitsRequest() {
@@ -52,11 +60,20 @@ inline std::shared_ptr<std::string> TextArgument(CLI::App& command, const std::s
     return text;
 }
 
-inline std::shared_ptr<KindFlags> AddKindFlags(CLI::App& command) {
-    auto kind = std::make_shared<KindFlags>();
-    auto* string = command.add_flag("--string", kind->string, "The value is a text (a new setting needs its kind)");
-    command.add_flag("--number", kind->number, "The value is a number")->excludes(string);
-    return kind;
+inline std::shared_ptr<ValueFlags> AddValueFlags(CLI::App& command) {
+    auto flags = std::make_shared<ValueFlags>();
+    auto* string =
+        command.add_flag("--string", flags->kind.string, "The value is a text (a new setting needs its kind)");
+    command.add_flag("--number", flags->kind.number, "The value is a number")->excludes(string);
+    command.add_flag("--new", flags->isNew, "Set it though neither kivctl nor the database knows it");
+    return flags;
+}
+
+/// An option whose value is a time: "500ms", "5s", or a number of `bareMs` each. Gives ms.
+inline CLI::Option* AddTime(CLI::App& command, const std::string& label, std::uint32_t& ms, std::uint32_t bareMs,
+                            const std::string& description) {
+    return command.add_option_function<std::string>(
+        label, [&ms, bareMs](const std::string& word) { ms = ParseTime(word, bareMs); }, description);
 }
 
 }  // namespace kivctl

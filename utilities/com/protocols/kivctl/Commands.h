@@ -3,6 +3,9 @@
 // must outlive the parsing.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "protocols/kivctl/Options.h"
 
 namespace CLI {
@@ -11,16 +14,30 @@ class App;
 
 namespace kivctl {
 
-/// list, status, clients, ping
+/// list, status, is-running, clients, ping
 void AddStatusCommands(CLI::App& app, const Options& options);
-/// add, remove, rename, start, stop, restart, get, set, shutdown
+/// add, remove, rename, shutdown
 void AddControlCommands(CLI::App& app, const Options& options);
+/// start, stop, restart, enable, disable, load
+void AddRunCommands(CLI::App& app, const Options& options);
+/// settings, get, set
+void AddSettingsCommands(CLI::App& app, const Options& options);
 /// watch, wait
 void AddWatchCommands(CLI::App& app, const Options& options);
+/// settings alone, which "db" has too
+void AddSettingsCommand(CLI::App& app, const Options& options);
 /// db instances, settings, get, set, export, import
 void AddDatabaseCommands(CLI::App& app, const Options& options);
 /// log show, set
 void AddLogCommands(CLI::App& app, const Options& options);
+/// logs
+void AddLogsCommand(CLI::App& app, const Options& options);
+/// metrics
+void AddMetricsCommand(CLI::App& app, const Options& options);
+/// completion, help
+void AddHelpCommands(CLI::App& app);
+/// Prints the words that may stand for the last of `words`, behind those before it, for the shells that complete them.
+void PrintCompletions(const CLI::App& app, const std::vector<std::string>& words, const Options& options);
 /// service install, uninstall, start, stop, status
 void AddServiceCommands(CLI::App& app, const Options& options);
 

@@ -1,6 +1,7 @@
 #include "protocols/kivctl/Console.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 namespace kivctl {
@@ -15,6 +16,13 @@ void PrintJson(const Json& value) {
     PrintUtf8(value.dump(indent, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
+void Say(const Options& options, const std::string& sentence, Json fields) {
+    if (!options.json)
+        return PrintLine(sentence);
+    fields["message"] = ToUtf8(sentence);
+    PrintJson(fields);
+}
+
 void Table::AddRow(std::vector<std::string> cells, Colour colour, std::size_t colouredColumn) {
     for (auto& cell : cells)
         if (cell.empty())
@@ -22,22 +30,43 @@ void Table::AddRow(std::vector<std::string> cells, Colour colour, std::size_t co
     rows_.push_back({std::move(cells), colour, colouredColumn});
 }
 
-void Table::Print() const {
-    constexpr std::size_t kGap = 2;
-    std::vector<std::size_t> widths;
-    for (std::size_t column = 0; column < headings_.size(); ++column) {
-        auto width = headings_[column].size();
-        for (const auto& row : rows_)
-            width = std::max(width, row.cells[column].size());
-        widths.push_back(width);
+std::size_t Table::WidthOf(std::size_t column) const {
+    auto width = headings_[column].size();
+    for (const auto& row : rows_)
+        width = std::max(width, row.cells[column].size());
+    return width;
+}
+
+std::vector<std::size_t> Table::Fitting(std::size_t width, const std::vector<std::size_t>& spare) const {
+    std::vector<std::size_t> columns(headings_.size());
+    std::iota(columns.begin(), columns.end(), std::size_t{0});
+    for (const auto column : spare) {
+        std::size_t needed = 0;
+        for (const auto kept : columns)
+            needed += WidthOf(kept) + kGap;
+        if (width == 0 || needed <= width + kGap)
+            break;
+        std::erase(columns, column);
     }
+    return columns;
+}
+
+void Table::Print(std::size_t width, const std::vector<std::size_t>& spare) const {
+    const auto columns = Fitting(width, spare);
     const auto printRow = [&](const Row& row) {
-        for (std::size_t column = 0; column < widths.size(); ++column) {
-            kivctl::Print(row.cells[column], column == row.colouredColumn ? row.colour : Colour::Plain);
-            if (column + 1 < widths.size())
-                kivctl::Print(std::string(widths[column] - row.cells[column].size() + kGap, ' '));
+        std::size_t at = 0;
+        for (const auto column : columns) {
+            auto cell = row.cells[column];
+            const bool isLast = column == columns.back();
+            constexpr std::string_view cut = "...";
+            if (isLast && width != 0 && at + cell.size() > width && at + cut.size() < width)
+                cell = cell.substr(0, width - at - cut.size()).append(cut);
+            if (!isLast)
+                cell.resize(WidthOf(column), ' ');
+            at += cell.size() + kGap;
+            kivctl::Print(cell, column == row.colouredColumn ? row.colour : Colour::Plain);
+            kivctl::Print(isLast ? "\n" : std::string(kGap, ' '));
         }
-        kivctl::Print("\n");
     };
     printRow({headings_, Colour::Plain, 0});
     for (const auto& row : rows_)

@@ -35,6 +35,21 @@ std::string ToUtf8(const std::string& narrow);
 /// Empty when the text is no UTF-8, or when the narrow code page lacks one of its characters.
 std::optional<std::string> FromUtf8(const std::string& utf8);
 
+/// What a command did: the sentence for a person, or with --json the command's one document, `fields` and the sentence
+/// as its "message".
+void Say(const Options& options, const std::string& sentence, Json fields = Json::object());
+
+/// Whether a person watches the standard error output, and so may be told how far a command is.
+bool HasWatcher();
+/// Puts the text in place of the last such text of the standard error output's line; an empty one leaves the line
+/// empty.
+void ShowProgress(const std::string& text);
+/// The columns of the terminal that the standard output goes to, or what the environment's COLUMNS says; 0 when the
+/// output goes elsewhere.
+std::size_t TerminalWidth();
+/// Empties the terminal's screen; between two screens that go elsewhere, prints an empty line.
+void BeginScreen();
+
 /// Rows of text under a heading, each column as wide as its widest cell.
 class Table {
   public:
@@ -42,14 +57,20 @@ class Table {
 
     /// One cell a heading; a cell that is empty prints as "-". The colour is that of `colouredColumn`.
     void AddRow(std::vector<std::string> cells, Colour colour = Colour::Plain, std::size_t colouredColumn = 0);
-    void Print() const;
+    /// Within `width` columns, if it is not 0: leaves out the columns of `spare`, one after another, until the others
+    /// fit, and cuts the last one.
+    void Print(std::size_t width = 0, const std::vector<std::size_t>& spare = {}) const;
 
   private:
+    static constexpr std::size_t kGap = 2;
     struct Row {
         std::vector<std::string> cells;
         Colour colour;
         std::size_t colouredColumn;
     };
+    std::size_t WidthOf(std::size_t column) const;
+    std::vector<std::size_t> Fitting(std::size_t width, const std::vector<std::size_t>& spare) const;
+
     std::vector<std::string> headings_;
     std::vector<Row> rows_;
 };

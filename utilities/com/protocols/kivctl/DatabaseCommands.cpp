@@ -11,7 +11,12 @@
 #include "protocols/kivctl/Database.h"
 #include "protocols/kivctl/Failure.h"
 #include "protocols/kivctl/Import.h"
+#include "protocols/kivctl/KnownSettings.h"
+#include "protocols/kivctl/Manager.h"
+#include "protocols/kivctl/Paths.h"
+#include "protocols/kivctl/Selection.h"
 #include "protocols/kivctl/SettingsFile.h"
+#include "utils/logging/LogSettings.h"
 
 namespace kivctl {
 
@@ -68,28 +73,6 @@ void AddInstances(CLI::App& db, const Options& options) {
     });
 }
 
-void AddSettings(CLI::App& db, const Options& options) {
-    auto* command = db.add_subcommand("settings", "Lists the settings of an instance, or the database-wide ones");
-    auto name = std::make_shared<std::string>();
-    auto global = std::make_shared<bool>(false);
-    command->add_option("NAME", *name, "The instance")->check(FitsRequest());
-    command->add_flag("-g,--global", *global, "The database-wide settings");
-    command->callback([=, &options] {
-        if (*global != name->empty())
-            throw Failure(kWrongUsage, "Name an instance, or say --global for the database-wide settings.");
-        VexaDB::VexaDBSession database(ReachDatabase(options));
-        Table table({"SETTING", "KIND", "VALUE"});
-        auto list = Json::array();
-        for (const auto& setting : Settings(database, *name)) {
-            table.AddRow({setting.name, KindName(setting.value), ValueText(setting.value)});
-            list.push_back({{"setting", ToUtf8(setting.name)},
-                            {"kind", KindName(setting.value)},
-                            {"value", ValueJson(setting.value)}});
-        }
-        Print(table, list, options);
-    });
-}
-
 void AddGet(CLI::App& db, const Options& options) {
     constexpr int words = 2;
     auto* command = db.add_subcommand("get", "Prints a setting of an instance, or a database-wide one");
@@ -98,8 +81,10 @@ void AddGet(CLI::App& db, const Options& options) {
         address->Check(words);
         VexaDB::VexaDBSession database(ReachDatabase(options));
         const auto value = FindSetting(database, address->Instance(), address->Setting());
+        const auto* known = FindKnown(address->global ? Scope::Global : Scope::Instance, address->Setting());
         if (!value)
-            Refuse("there is no setting \"" + address->Setting() + "\"", -1);
+            Refuse("there is no setting \"" + address->Setting() + "\"", -1,
+                   known && *known->byDefault ? std::string("; without it ") + known->byDefault + " counts." : ".");
         PrintSetting(address->Instance(), {address->Setting(), *value}, options);
     });
 }
@@ -108,21 +93,21 @@ void AddSet(CLI::App& db, const Options& options) {
     constexpr int words = 3;
     auto* command = db.add_subcommand("set", "Sets a setting of an instance, or a database-wide one");
     const auto address = AddAddress(*command, "SETTING VALUE", words);
-    const auto kind = AddKindFlags(*command);
-    command->footer("A setting keeps its kind.");
+    const auto flags = AddValueFlags(*command);
     command->callback([=, &options] {
         address->Check(words);
         const auto instance = address->Instance();
         const auto& name = address->Setting();
         const auto& text = address->Value();
         VexaDB::VexaDBSession database(ReachDatabase(options));
-        const auto value = ParseValue(text, *kind, FindSetting(database, instance, name));
+        const auto scope = address->global ? Scope::Global : Scope::Instance;
+        const auto value = ValueFor(scope, name, text, *flags, FindSetting(database, instance, name));
         const auto* number = std::get_if<std::uint32_t>(&value);
         CheckDatabaseResult(
             number ? database.SetUint32(instance, name, *number) : database.SetString(instance, name, text),
             "The setting cannot be written");
-        if (!options.json)
-            PrintLine("Set " + name + " to " + text + ".");
+        Say(options, "Set " + name + " to " + text + "." + RestartHint(scope, name, instance, true),
+            {{"instance", ToUtf8(instance)}, {"setting", ToUtf8(name)}, {"value", ValueJson(value)}});
     });
 }
 
@@ -161,9 +146,9 @@ void AddExport(CLI::App& db, const Options& options) {
         std::ofstream file(*path, std::ios::binary);
         file << text << std::flush;
         if (!file)
-            throw Failure(kWrongUsage, "The file \"" + *path + "\" cannot be written.");
-        if (!options.json)
-            PrintLine("Instances written to " + *path + ": " + std::to_string(instances.size() - 1) + ".");
+            throw Failure(kRefused, "The file \"" + *path + "\" cannot be written: " + SystemReason() + ".");
+        Say(options, "Instances written to " + *path + ": " + std::to_string(instances.size() - 1) + ".",
+            {{"file", ToUtf8(*path)}, {"instances", instances.size() - 1}});
     });
 }
 
@@ -171,7 +156,7 @@ std::string ReadFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::string text{std::istreambuf_iterator<char>(file), {}};
     if (!file.is_open() || file.bad())
-        throw Failure(kWrongUsage, "The file \"" + path + "\" cannot be read.");
+        throw Failure(kWrongUsage, "The file \"" + path + "\" cannot be read: " + SystemReason() + ".");
     return text;
 }
 
@@ -196,34 +181,58 @@ Json ChangesJson(const std::vector<ImportChange>& changes) {
     return list;
 }
 
+/// The log would be silent without the folder of the file that it goes to from its next start on.
+void MakeLogFolder(const std::vector<ImportChange>& changes) {
+    for (const auto& change : changes)
+        if (change.instance.empty() && VexaDB::IsSameSetting(change.setting, Logging::kLogFileValue))
+            MakeFolderOf(ValueText(change.to));
+}
+
+/// Has the manager take up what the import added; one that it cannot take up stays "not loaded".
+std::vector<std::string> LoadAdded(const std::vector<ImportChange>& changes, VexaDB::VexaDBSession& session,
+                                   const Options& options) {
+    std::vector<std::string> loaded;
+    Manager manager(options);
+    for (const auto& change : changes) {
+        if (!change.setting.empty())
+            continue;
+        Load(manager, session, change.instance);
+        loaded.push_back(change.instance);
+    }
+    return loaded;
+}
+
 void Import(const std::string& path, bool dryRun, const Options& options) {
     const auto file = ReadSettings(ReadFile(path));
     const auto database = ReachDatabase(options);
     VexaDB::VexaDBSession session(database);
     const auto changes = PlanImport(session, file);
+    std::vector<std::string> loaded;
     if (!dryRun && !changes.empty()) {
+        MakeLogFolder(changes);
         ApplyImport(*database, changes);
         // A commit does not say how far it came.
         const auto missing = PlanImport(session, file);
         if (!missing.empty()) {
-            PrintChanges(missing);
+            if (!options.json)
+                PrintChanges(missing);
             throw Failure(kRefused,
                           "The database took the file in part only: " + std::to_string(missing.size()) + " of " +
                               std::to_string(changes.size()) +
-                              " changes are missing, as shown. The manager's "
-                              "log tells why; importing again tries them again.",
+                              " changes are missing. The manager's log tells why; importing again tries them again.",
                           -1);
         }
+        loaded = LoadAdded(changes, session, options);
     }
     if (options.json)
-        return PrintJson({{"applied", !dryRun}, {"changes", ChangesJson(changes)}});
+        return PrintJson({{"applied", !dryRun}, {"loaded", loaded.size()}, {"changes", ChangesJson(changes)}});
     if (changes.empty())
         return PrintLine("The database holds all of the file already.");
     if (dryRun)
         return PrintChanges(changes);
     PrintLine("Changes made in one commit: " + std::to_string(changes.size()) + ".");
-    if (std::any_of(changes.begin(), changes.end(), [](const auto& change) { return change.setting.empty(); }))
-        PrintLine("The manager takes new instances up at its next start.");
+    if (!loaded.empty())
+        PrintLine("The manager took up " + Count(loaded.size(), "new instance") + "; none of them was started.");
 }
 
 void AddImport(CLI::App& db, const Options& options) {
@@ -242,7 +251,7 @@ void AddDatabaseCommands(CLI::App& app, const Options& options) {
     auto* db = app.add_subcommand("db", "Reads and changes the settings database");
     db->require_subcommand(1);
     AddInstances(*db, options);
-    AddSettings(*db, options);
+    AddSettingsCommand(*db, options);
     AddGet(*db, options);
     AddSet(*db, options);
     AddExport(*db, options);

@@ -1,10 +1,9 @@
-#include <filesystem>
-#include <system_error>
-
 #include "protocols/kivctl/Arguments.h"
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
 #include "protocols/kivctl/Failure.h"
+#include "protocols/kivctl/LogFile.h"
+#include "protocols/kivctl/Paths.h"
 #include "utils/logging/LogSettings.h"
 #include "utils/registry/Registry.h"
 #include "utils/registry/RegistryKey.h"
@@ -27,46 +26,33 @@ std::string Meaning(const LogSettings& settings) {
 }
 
 void AddShow(CLI::App& log, const Options& options) {
-    auto* command = log.add_subcommand("show", "Shows where the programs log to");
+    auto* command = log.add_subcommand("show", "Shows where the programs log to, and whether they can");
     command->callback([&options] {
         const auto settings = LogSettings::Read();
+        const bool isFile = settings.type == kFileType;
+        const auto file = isFile ? LookAtLogFile(settings.File()) : LogFileCondition();
         if (options.json)
             return PrintJson({{kLogTypeValue, settings.type ? Json(ToUtf8(*settings.type)) : Json()},
                               {kLogFileValue, settings.file ? Json(ToUtf8(*settings.file)) : Json()},
                               {kLogColorValue, settings.color ? Json(*settings.color) : Json()},
-                              {"meaning", ToUtf8(Meaning(settings))}});
+                              {"meaning", ToUtf8(Meaning(settings))},
+                              {"problem", file.problem.empty() ? Json() : Json(ToUtf8(file.problem))},
+                              {"bytes", file.size ? Json(*file.size) : Json()},
+                              {"idleSeconds", file.size ? Json(file.idleSeconds) : Json()}});
         PrintLine("Logging to " + Meaning(settings) + ".");
+        if (!file.problem.empty())
+            PrintLine("The file cannot be written: " + file.problem + ".", Colour::Bad);
+        else if (file.size)
+            PrintLine("It has " + std::to_string(*file.size) + " bytes; its last line is " +
+                      Duration(file.idleSeconds) + " old.");
+        else if (isFile)
+            PrintLine("It is not there yet: nothing was logged so far.");
         Table table({"VALUE", "SET TO"});
         table.AddRow({kLogTypeValue, settings.type.value_or("")});
         table.AddRow({kLogFileValue, settings.file.value_or("")});
         table.AddRow({kLogColorValue, settings.color ? std::to_string(*settings.color) : ""});
         table.Print();
     });
-}
-
-/// The path of a text of the narrow code page, in which this program's texts are.
-std::filesystem::path PathOf(const std::string& narrow) {
-    const auto utf8 = ToUtf8(narrow);
-    return std::u8string(utf8.begin(), utf8.end());
-}
-
-/// The same for whatever folder the programs run in.
-std::string AbsolutePath(const std::string& file) {
-    const auto utf8 = std::filesystem::absolute(PathOf(file)).u8string();
-    const auto narrow = FromUtf8({utf8.begin(), utf8.end()});
-    if (!narrow)
-        throw Failure(kWrongUsage, "The folder's name has characters that the system's code page has not.");
-    return *narrow;
-}
-
-/// The programs do not make the folder of their log file, and log nothing without it.
-void MakeFolder(const std::string& file) {
-    const auto folder = PathOf(file).parent_path();
-    std::error_code error;
-    if (!folder.empty())
-        std::filesystem::create_directories(folder, error);  // no error when it is there
-    if (error)
-        throw Failure(kRefused, "Nothing was set: the folder of the log file cannot be made: " + file);
 }
 
 void AddSet(CLI::App& log, const Options& options) {
@@ -90,15 +76,14 @@ void AddSet(CLI::App& log, const Options& options) {
             throw Failure(kWrongUsage, "The path has " + std::to_string(file->size()) + " characters; at most " +
                                            std::to_string(kPathMaximum) + " are possible.");
         if (*type == kFileType)
-            MakeFolder(file->empty() ? LogSettings::Read().File() : *file);
+            MakeFolderOf(file->empty() ? LogSettings::Read().File() : *file);
         const auto key = VexaUtils::RegistryKey::OpenOrCreate(VexaUtils::TuningKeyPath());
         const bool written = key && key->SetText(kLogTypeValue, *type) == 0 &&
                              (file->empty() || key->SetText(kLogFileValue, *file) == 0) &&
                              (colour->empty() || key->SetNumber(kLogColorValue, *colour == "on" ? 1 : 0) == 0);
         if (!written)
             Refuse("the registry cannot be written", -1, ". Run this as an administrator.");
-        if (!options.json)
-            PrintLine("From their next start on, the programs log to " + Meaning(LogSettings::Read()) + ".");
+        Say(options, "From their next start on, the programs log to " + Meaning(LogSettings::Read()) + ".");
     });
 }
 

@@ -64,6 +64,7 @@ class Manager {
 
     /// For notices and for the state of the connection.
     IPCClient& Client() { return *client_; }
+    const Options& GetOptions() const { return options_; }
 
   private:
     /// Sends the request and returns its reply's payload as far as `Reply` goes.

@@ -1,153 +1,29 @@
+// list, status, is-running, clients, ping
+
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
+#include <thread>
 
 #include "protocols/kivctl/Arguments.h"
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
 #include "protocols/kivctl/Database.h"
+#include "protocols/kivctl/Interrupt.h"
+#include "protocols/kivctl/LogFile.h"
+#include "protocols/kivctl/LogHistory.h"
 #include "protocols/kivctl/Manager.h"
+#include "protocols/kivctl/ProcessInfo.h"
+#include "protocols/kivctl/Results.h"
+#include "protocols/kivctl/Views.h"
 #include "utils/VexaDB/class/ProtocolTypes.h"
+#include "utils/logging/LogSettings.h"
 
 namespace kivctl {
 
 namespace {
-
-/// All that the status table shows of one instance.
-struct InstanceView {
-    std::string name;
-    bool loaded = true;        // false: the database has it, the manager does not
-    bool stored = true;        // false: the manager has it, the database does not
-    std::string trouble = {};  // why nothing is known of it
-    std::uint32_t type = 0;
-    ipc_mngctrl_status_reply status;
-    std::optional<std::uint32_t> enabled = std::nullopt;
-    std::optional<std::uint32_t> owner = std::nullopt;
-
-    // As the child wrote it; the manager hands out its negative.
-    std::uint32_t LastError() const { return 0 - std::uint32_t{status.lastError}; }
-    std::string State() const {
-        if (!trouble.empty())
-            return "unknown";
-        return loaded ? StatusName(status.status) : "not loaded";
-    }
-
-    Colour StateColour() const {
-        if (!loaded || !trouble.empty())
-            return Colour::Warning;
-        switch (status.status) {
-            case kRunning:
-                return Colour::Good;
-            case kStoppedWorking:
-                return Colour::Bad;
-            default:
-                return Colour::Plain;
-        }
-    }
-
-    std::string Note() const {
-        if (!trouble.empty())
-            return trouble;
-        if (!loaded)
-            return "in the database only; the manager takes it up at its next start";
-        std::string note;
-        if (!stored)
-            note = "only in the manager";
-        else if (status.status == kStoppedWorking && enabled.value_or(1) == 0)
-            note = "not enabled; it has no process";
-        else if (status.status == kStoppedWorking)
-            note = "meant to run; the monitor retries";
-        else if (status.status == kStopped && enabled.value_or(0) == 0)
-            note = "not enabled";
-        if (LastError() != 0)
-            note += (note.empty() ? "" : "; ") + ("last error of its child " + std::to_string(LastError()));
-        return note;
-    }
-};
-
-InstanceView View(Manager& manager, const std::string& instance) {
-    InstanceView view{.name = instance, .status = manager.Status(instance)};
-    if (view.status.result != 0)
-        throw Failure(kRefused,
-                      "The manager knows no instance \"" + instance + "\" (" + std::to_string(view.status.result) +
-                          "); kivctl list shows those it knows.",
-                      view.status.result);
-    view.type = view.status.protocolType;
-    view.enabled = manager.GetNumber(instance, "enabled");
-    view.owner = manager.GetNumber(instance, "owner");
-    return view;
-}
-
-// What only the database knows is shown too: an instance that was added there while the manager ran.
-std::vector<InstanceView> ViewAll(Manager& manager, const Options& options) {
-    std::vector<InstanceView> views;
-    const auto loaded = manager.Instances();
-    for (const auto& name : loaded) {
-        try {
-            views.push_back(View(manager, name));
-        } catch (const Failure& failure) {
-            // An instance that was removed meanwhile, or whose name is too long for a request, must not hide the
-            // others.
-            if (failure.Code() != kRefused)
-                throw;
-            views.push_back({.name = name, .trouble = failure.what(), .status = {}});
-        }
-    }
-    VexaDB::VexaDBSession database(ReachDatabase(options));
-    const auto stored = InstanceNames(database);
-    for (auto& view : views)
-        view.stored = std::find(stored.begin(), stored.end(), view.name) != stored.end();
-    for (const auto& name : stored)
-        if (std::find(loaded.begin(), loaded.end(), name) == loaded.end())
-            views.push_back({.name = name,
-                             .loaded = false,
-                             .type = database.Number(name, "type"),
-                             .status = {},
-                             .enabled = database.Number(name, "enabled"),
-                             .owner = database.Number(name, "owner")});
-    return views;
-}
-
-std::string OptionalText(const std::optional<std::uint32_t>& number) {
-    return number ? std::to_string(*number) : "";
-}
-
-Json OptionalJson(const std::optional<std::uint32_t>& number) {
-    return number ? Json(*number) : Json();
-}
-
-void PrintStatus(const std::vector<InstanceView>& views) {
-    constexpr std::size_t stateColumn = 2;
-    Table table({"NAME", "TYPE", "STATE", "PID", "UPTIME", "CLIENTS", "LAST ERROR", "ENABLED", "OWNER", "NOTE"});
-    for (const auto& view : views) {
-        const bool running = view.status.processId != 0;
-        table.AddRow(
-            {view.name, TypeName(view.type), view.State(), running ? std::to_string(view.status.processId) : "",
-             running ? Duration(view.status.upTime) : "", running ? std::to_string(view.status.clientCount) : "",
-             view.LastError() != 0 ? std::to_string(view.LastError()) : "", OptionalText(view.enabled),
-             OptionalText(view.owner), view.Note()},
-            view.StateColour(), stateColumn);
-    }
-    table.Print();
-}
-
-Json StatusJson(const std::vector<InstanceView>& views) {
-    auto list = Json::array();
-    for (const auto& view : views)
-        list.push_back({{"name", ToUtf8(view.name)},
-                        {"type", TypeName(view.type)},
-                        {"typeNumber", view.type},
-                        {"state", view.State()},
-                        {"pid", std::uint64_t{view.status.processId}},
-                        {"uptimeSeconds", std::uint64_t{view.status.upTime}},
-                        {"clients", std::uint32_t{view.status.clientCount}},
-                        {"lastError", view.LastError()},
-                        {"childState", std::uint32_t{view.status.state}},
-                        {"enabled", OptionalJson(view.enabled)},
-                        {"owner", OptionalJson(view.owner)},
-                        {"note", view.Note()}});
-    return list;
-}
 
 void AddList(CLI::App& app, const Options& options) {
     auto* command =
@@ -171,27 +47,253 @@ void AddList(CLI::App& app, const Options& options) {
             }
         if (options.json || !list.empty())
             Print(table, list, options);
+        else
+            PrintError(type->empty() ? "kivctl: The manager has no instance.\n"
+                                     : "kivctl: The manager has no instance of this type.\n");
         if (list.empty())
-            throw Failure(
-                kRefused,
-                type->empty() ? "The manager has no instance (-1)." : "The manager has no instance of this type (-1).",
-                kManagerFailure);
+            throw Exit{kRefused};
     });
 }
 
+std::string OptionalText(const std::optional<std::uint32_t>& number) {
+    return number ? std::to_string(*number) : "";
+}
+
+void PrintTable(const std::vector<InstanceView>& views, bool wide) {
+    enum Column : std::size_t { Name, Type, State, Pid, Uptime, Clients, LastError, Enabled, Owner, Note };
+    Table table({"NAME", "TYPE", "STATE", "PID", "UPTIME", "CLIENTS", "LAST ERROR", "ENABLED", "OWNER", "NOTE"});
+    for (const auto& view : views) {
+        const bool running = view.status.processId != 0;
+        table.AddRow(
+            {view.name, TypeName(view.type), view.State(), running ? std::to_string(view.status.processId) : "",
+             running ? Duration(view.status.upTime) : "", running ? std::to_string(view.status.clientCount) : "",
+             view.LastError() != 0 ? std::to_string(view.LastError()) : "", OptionalText(view.enabled),
+             OptionalText(view.owner), view.Note()},
+            view.StateColour(), State);
+    }
+    table.Print(wide ? 0 : TerminalWidth(), {Owner, Enabled, LastError, Clients, Pid, Type});
+}
+
+/// What the page of one instance tells beside the table's row.
+struct Page {
+    InstanceView view;
+    Trouble trouble;
+    std::unique_ptr<OpenedProcess> process = nullptr;
+    std::vector<ipc_client_info> clients = {};
+    std::optional<std::string> port = std::nullopt;
+};
+
+Page PageOf(Manager& manager, const std::string& instance) {
+    Page page{.view = ViewOf(manager, instance), .trouble = TroubleOf(manager, instance)};
+    if (page.view.status.processId != 0)
+        page.process = OpenedProcess::Open(page.view.status.processId);
+    if (page.view.IsRunning())
+        page.clients = manager.Clients(instance);
+    page.port = manager.GetString(instance, "port");
+    return page;
+}
+
+constexpr double kMsPerSecond = 1'000;
+constexpr double kBytesPerMebibyte = 1024.0 * 1024.0;
+constexpr std::size_t kPageLines = 5;  // of the log
+
+std::string Decimal(double number, const char* unit) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.2f %s", number, unit);
+    return text;
+}
+
+std::string ClientText(Manager& manager, const ipc_client_info& client) {
+    const auto program = ProgramNameOf(client.processId);
+    return std::to_string(client.processId) + (program.empty() ? "" : " " + program) +
+           (client.processId == manager.Client().ServerPid() ? " (the manager)" : "");
+}
+
+std::vector<LogEntryText> LastLines(const Page& page) {
+    std::vector<LogEntryText> lines;
+    std::ranges::copy_if(page.trouble.lines, std::back_inserter(lines),
+                         [](const auto& line) { return !IsOfFramework(line); });
+    if (lines.size() > kPageLines)
+        lines.erase(lines.begin(), lines.end() - kPageLines);
+    return lines;
+}
+
+void PrintPage(Manager& manager, const Page& page) {
+    const auto& view = page.view;
+    const auto& status = view.status;
+    const auto row = [](const char* label, const std::string& text, Colour colour = Colour::Plain) {
+        char padded[24];
+        std::snprintf(padded, sizeof padded, "  %-12s", label);
+        Print(padded);
+        PrintLine(text.empty() ? "-" : text, colour);
+    };
+    const bool running = view.IsRunning();
+    PrintLine(view.name);
+    row("State",
+        view.State() + (running ? " since " + LocalTime(status.upTime * std::uint64_t{1'000}).substr(0, 19) + ", " +
+                                      Duration(status.upTime)
+                                : ""),
+        view.StateColour());
+    if (!view.Note().empty())
+        row("Note", view.Note());
+    if (!running && view.status.status != kStopped && !page.trouble.reason.empty())
+        row("Why", page.trouble.reason, Colour::Bad);
+    if (const auto disabled = WhyDisabled(manager, view.name); !disabled.reason.empty())
+        row("Why", disabled.reason + ". " + disabled.remedy);
+    row("Type", TypeName(view.type) + " (" + std::to_string(view.type) + ")");
+    if (page.process)
+        row("Process", std::to_string(status.processId) + ", processor " +
+                           Decimal(static_cast<double>(page.process->ProcessorMs()) / kMsPerSecond, "s") + ", memory " +
+                           Decimal(static_cast<double>(page.process->MemoryBytes()) / kBytesPerMebibyte, "MiB"));
+    else
+        row("Process", status.processId != 0 ? std::to_string(status.processId) : "");
+    row("Restarts",
+        std::to_string(page.trouble.restarts) + " by the manager, as far as the log tells" +
+            (page.trouble.lastExitCode ? "; the last exit code is " + std::to_string(*page.trouble.lastExitCode) +
+                                             ", at " + page.trouble.lastExitTime
+                                       : ""));
+    row("Port",
+        page.port.value_or("") + (view.owner == 1u ? (page.port ? ", which it owns" : "none, which it owns") : ""));
+    row("Enabled", view.enabled.value_or(0) != 0 ? "yes" : "no");
+    std::string clients;
+    for (const auto& client : page.clients)
+        clients += (clients.empty() ? "" : ", ") + ClientText(manager, client);
+    row("Clients", clients);
+    std::string changed;
+    for (const auto& setting : page.trouble.changed)
+        changed += (changed.empty() ? "" : ", ") + setting;
+    if (running)
+        row("Changed", changed.empty() ? "no setting since its start" : changed + " since its start");
+    const auto lines = LastLines(page);
+    row("Log", lines.empty() ? "nothing about it" : "");
+    for (const auto& line : lines)
+        PrintLine("    " + LogText(line), LevelColour(line.level));
+}
+
+Json PageJson(Manager& manager, const Page& page) {
+    auto json = ViewJson(page.view);
+    const auto disabled = WhyDisabled(manager, page.view.name);
+    const auto& why = disabled.reason.empty() ? page.trouble.reason : disabled.reason;
+    json["why"] = page.view.IsRunning() || why.empty() ? Json() : Json(ToUtf8(why));
+    json["processorMs"] = page.process ? Json(page.process->ProcessorMs()) : Json();
+    json["memoryBytes"] = page.process ? Json(page.process->MemoryBytes()) : Json();
+    json["restarts"] = page.trouble.restarts;
+    json["lastExitCode"] = page.trouble.lastExitCode ? Json(*page.trouble.lastExitCode) : Json();
+    json["port"] = page.port ? Json(ToUtf8(*page.port)) : Json();
+    auto& clients = json["clientList"] = Json::array();
+    for (const auto& client : page.clients)
+        clients.push_back(
+            {{"pid", std::uint64_t{client.processId}}, {"program", ToUtf8(ProgramNameOf(client.processId))}});
+    auto& changed = json["changedSinceStart"] = Json::array();
+    for (const auto& setting : page.trouble.changed)
+        changed.push_back(ToUtf8(setting));
+    auto& lines = json["log"] = Json::array();
+    for (const auto& line : LastLines(page))
+        lines.push_back(LogJson(line));
+    return json;
+}
+
+/// A log that nobody can write is worth knowing before one needs it.
+void WarnOfLog() {
+    const auto settings = Logging::LogSettings::Read();
+    if (settings.type != Logging::kFileType)
+        return;
+    const auto file = LookAtLogFile(settings.File());
+    if (!file.problem.empty())
+        PrintError("kivctl: The log file " + settings.File() + " cannot be written: " + file.problem + ".\n");
+}
+
+struct StatusOptions {
+    std::string name;
+    std::string type;
+    bool failed = false;
+    bool check = false;
+    bool wide = false;
+    std::uint32_t watchMs = 0;
+};
+
+/// Prints what is asked for, and says whether an enabled instance does not run.
+bool PrintStatus(const StatusOptions& wanted, const Options& options) {
+    auto views = ViewAll(options, wanted.type.empty() ? std::nullopt : std::optional(ParseType(wanted.type)));
+    const auto summary = Summary(views);
+    const bool anyFailed = std::ranges::any_of(views, &InstanceView::IsFailed);
+    if (wanted.failed)
+        std::erase_if(views, [](const InstanceView& view) { return !view.IsFailed(); });
+    if (options.json) {
+        auto list = Json::array();
+        std::ranges::transform(views, std::back_inserter(list), ViewJson);
+        PrintJson(list);
+        return anyFailed;
+    }
+    if (!views.empty())
+        PrintTable(views, wanted.wide);
+    PrintLine(summary + ".");
+    return anyFailed;
+}
+
+void WatchStatus(const StatusOptions& wanted, const Options& options) {
+    CatchInterrupt();
+    while (!IsInterrupted()) {
+        BeginScreen();
+        PrintLine(LocalTime().substr(0, 19) + "  every " + std::to_string(wanted.watchMs) + " ms, until Ctrl-C");
+        try {
+            PrintStatus(wanted, options);
+        } catch (const Failure& failure) {
+            PrintLine(failure.what(), Colour::Bad);
+        }
+        Flush();
+        PauseUnlessInterrupted(wanted.watchMs);
+    }
+}
+
 void AddStatus(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("status", "Shows how one instance, or every one, is doing");
-    auto name = std::make_shared<std::string>();
-    command->add_option("NAME", *name, "Only this instance")->check(FitsRequest());
+    auto* command = app.add_subcommand("status", "Shows how every instance is doing, or all about one");
+    auto wanted = std::make_shared<StatusOptions>();
+    auto* name = command->add_option("NAME", wanted->name, "All about this instance")->check(FitsRequest());
+    command->add_option("--type", wanted->type, "Only those of this type, by name or number")->excludes(name);
+    command->add_flag("--failed", wanted->failed, "Only those that are enabled and do not run")->excludes(name);
+    command->add_flag("--check", wanted->check, "Exit code 4 when an enabled instance does not run");
+    command->add_flag("--wide", wanted->wide, "Every column, however narrow the terminal is")->excludes(name);
+    constexpr std::uint32_t watchMs = 2'000;
+    AddTime(*command, "--watch", wanted->watchMs, kOneSecond, "Again and again until Ctrl-C, every 2 s or as said")
+        ->expected(0, 1)
+        ->default_str("2s")
+        ->excludes(name);
+    command->callback([=, &options] {
+        if (wanted->watchMs != 0 || command->count("--watch") != 0) {
+            if (options.json)
+                throw Failure(kWrongUsage, "--watch and --json do not go together; kivctl watch --json tells events.");
+            if (wanted->watchMs == 0)
+                wanted->watchMs = watchMs;
+            return WatchStatus(*wanted, options);
+        }
+        WarnOfLog();
+        bool failed = false;
+        if (wanted->name.empty()) {
+            failed = PrintStatus(*wanted, options);
+        } else {
+            Manager manager(options);
+            const auto page = PageOf(manager, wanted->name);
+            failed = page.view.IsFailed();
+            if (options.json)
+                PrintJson(Json::array({PageJson(manager, page)}));
+            else
+                PrintPage(manager, page);
+        }
+        if (wanted->check && failed)
+            throw Exit{kNotRunning};
+    });
+}
+
+void AddIsRunning(CLI::App& app, const Options& options) {
+    auto* command = app.add_subcommand("is-running", "Exit code 0 when the instance runs, 1 when it does not");
+    const auto name = NameArgument(*command, "NAME", "The instance");
     command->callback([=, &options] {
         Manager manager(options);
-        const auto views = name->empty() ? ViewAll(manager, options) : std::vector{View(manager, *name)};
-        if (options.json)
-            PrintJson(StatusJson(views));
-        else if (views.empty())
-            PrintLine("The manager runs and has no instance.");
-        else
-            PrintStatus(views);
+        const auto view = ViewOf(manager, *name);
+        Say(options, view.State(), {{"instance", ToUtf8(*name)}, {"running", view.IsRunning()}});
+        if (!view.IsRunning())
+            throw Exit{kRefused};
     });
 }
 
@@ -200,14 +302,21 @@ void AddClients(CLI::App& app, const Options& options) {
     const auto name = NameArgument(*command, "NAME", "The instance");
     command->callback([=, &options] {
         Manager manager(options);
-        Table table({"CONNECTION", "PID", "WHO"});
+        Table table({"CONNECTION", "PID", "PROGRAM", "WHO"});
         auto list = Json::array();
-        for (const auto& client : manager.Clients(*name)) {
+        const auto clients = manager.Clients(*name);
+        // Whoever answers that has the manager as its client.
+        if (clients.empty() && manager.Status(*name).status == kStoppedWorking)
+            throw Failure(kNotReachable,
+                          "The process of \"" + *name + "\" does not answer: who is connected is unknown.");
+        for (const auto& client : clients) {
             const bool isManager = client.processId == manager.Client().ServerPid();
-            table.AddRow({std::to_string(client.connectionId), std::to_string(client.processId),
+            const auto program = ProgramNameOf(client.processId);
+            table.AddRow({std::to_string(client.connectionId), std::to_string(client.processId), program,
                           isManager ? "the manager" : ""});
             list.push_back({{"connection", std::uint64_t{client.connectionId}},
                             {"pid", std::uint64_t{client.processId}},
+                            {"program", ToUtf8(program)},
                             {"isManager", isManager}});
         }
         Print(table, list, options);
@@ -233,7 +342,13 @@ void AddPing(CLI::App& app, const Options& options) {
         double sum = 0;
         for (std::uint32_t i = 0; i < *count; ++i) {
             const auto begin = std::chrono::steady_clock::now();
-            Ask(*client, kIpcAliveCheck, {}, timeout);
+            try {
+                Ask(*client, kIpcAliveCheck, {}, timeout);
+            } catch (const Failure& failure) {
+                throw Failure(failure.Code(), "\"" + *name + "\" gave no answer to round trip " +
+                                                  std::to_string(i + 1) +
+                                                  (client->IsConnected() ? "." : ": it ended the connection."));
+            }
             times.push_back(Milliseconds(std::chrono::steady_clock::now() - begin).count());
             sum += times.back();
         }
@@ -260,6 +375,7 @@ void AddPing(CLI::App& app, const Options& options) {
 void AddStatusCommands(CLI::App& app, const Options& options) {
     AddList(app, options);
     AddStatus(app, options);
+    AddIsRunning(app, options);
     AddClients(app, options);
     AddPing(app, options);
 }

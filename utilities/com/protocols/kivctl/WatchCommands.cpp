@@ -1,22 +1,23 @@
-#include <atomic>
-#include <csignal>
-#include <thread>
+// watch, wait: what happens as it happens.
+
+#include <algorithm>
+#include <map>
+#include <memory>
 
 #include "protocols/kivctl/Arguments.h"
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
+#include "protocols/kivctl/Interrupt.h"
 #include "protocols/kivctl/Manager.h"
+#include "protocols/kivctl/ProcessInfo.h"
+#include "protocols/kivctl/Progress.h"
+#include "protocols/kivctl/Selection.h"
+#include "protocols/kivctl/Views.h"
 #include "utils/platform/Deadline.h"
 
 namespace kivctl {
 
 namespace {
-
-std::atomic<bool> interrupted{false};
-
-void Interrupt(int) {
-    interrupted = true;
-}
 
 struct Event {
     std::string kind;
@@ -79,71 +80,212 @@ void Report(const Event& event, const Options& options) {
         kind.resize(std::max(kind.size(), kindWidth), ' ');
         const auto text =
             LocalTime() + "  " + kind + event.instance + (event.detail.empty() ? "" : "  " + event.detail);
-        PrintLine(text, event.kind == "gone" ? Colour::Bad : Colour::Plain);
+        PrintLine(text, event.kind == "gone" || event.kind == "died" ? Colour::Bad : Colour::Plain);
     }
     Flush();
 }
 
+/// The processes of the instances, and what becomes of them: of a death and of what the manager does about it no event
+/// tells.
+class Processes {
+  public:
+    explicit Processes(const Options& options) : options_(options) {}
+
+    /// Looks at every instance, and reports those that died or came back. At first reports how each is doing.
+    void Look(bool isFirst) {
+        for (const auto& view : ViewAll(options_)) {
+            auto& known = instances_[view.name];
+            const std::uint64_t processId = view.status.processId;
+            if (isFirst) {
+                Report({view.State(), view.name, processId != 0 ? Pid(processId) : view.Note(), Fields(processId)},
+                       options_);
+            } else if (view.IsKnown()) {
+                const bool isOther = processId != known.processId;
+                const bool isDead = known.process && known.process->ExitCode();
+                if (known.processId != 0 && !known.stopped &&
+                    (isOther || (isDead && view.status.status == kStoppedWorking)))
+                    ReportDeath(view.name, known);
+                if (known.died && processId != 0 && isOther) {
+                    Report({"restarted", view.name, Pid(processId), Fields(processId)}, options_);
+                    known.died = false;
+                }
+            }
+            if (!view.IsKnown() || (known.processId == processId && !known.stopped))
+                continue;
+            known.stopped = false;
+            known.processId = processId;
+            known.process = processId != 0 ? OpenedProcess::Open(processId) : nullptr;
+        }
+    }
+
+    /// What an event says is no death, and no restart by the manager.
+    void Follow(const Event& event) {
+        if (event.kind == "stopped" || event.kind == "removed" || event.kind == "renamed")
+            instances_[event.instance] = {.stopped = true};
+        else if (event.kind == "started")
+            instances_[event.instance].died = false;
+    }
+
+    /// What became of the processes when the manager went.
+    std::string AfterTheManager() {
+        constexpr std::uint32_t patience = 2'000;  // ms for those that it had asked to end
+        const auto runs = [](const auto& entry) { return entry.second.process && !entry.second.process->ExitCode(); };
+        for (const platform::Deadline deadline(patience);
+             deadline.LeftMs() != 0 && std::ranges::any_of(instances_, runs);)
+            PauseUnlessInterrupted(100);
+        std::string ended;
+        std::string running;
+        for (const auto& entry : instances_) {
+            if (!entry.second.process)
+                continue;
+            auto& list = runs(entry) ? running : ended;
+            list += (list.empty() ? "" : ", ") + entry.first;
+        }
+        instances_.clear();
+        return (ended.empty() ? "" : "; stopped with it: " + ended) +
+               (running.empty() ? "" : "; still running: " + running);
+    }
+
+  private:
+    struct Known {
+        std::uint64_t processId = 0;
+        std::unique_ptr<OpenedProcess> process = nullptr;
+        bool stopped = false;  // as somebody wished
+        bool died = false;
+    };
+
+    static std::string Pid(std::uint64_t processId) { return "pid " + std::to_string(processId); }
+    static Json Fields(std::uint64_t processId) { return {{"pid", processId}}; }
+
+    void ReportDeath(const std::string& name, Known& known) {
+        Json code;
+        if (known.process)
+            if (const auto ended = known.process->ExitCode())
+                code = *ended;
+        Report({"died",
+                name,
+                Pid(known.processId) + ", exit code " + (code.is_null() ? "unknown" : code.dump()),
+                {{"pid", known.processId}, {"exitCode", code}}},
+               options_);
+        known = {.died = true};
+    }
+
+    const Options& options_;
+    std::map<std::string, Known> instances_;
+};
+
+/// Two notices of one change say the same: one of the manager's own, one of the database's.
+class Repetitions {
+  public:
+    bool IsOne(const IPC& notice) {
+        const bool same = notice.Command() == kEventStringChanged && notice.Payload() == last_;
+        last_ = same ? IPCPayload() : notice.Payload();
+        return same;
+    }
+
+  private:
+    IPCPayload last_;
+};
+
+/// Until the manager goes, or Ctrl-C.
+void WatchConnected(IPCClient& client, Processes& processes, const Options& options) {
+    constexpr std::uint32_t interval = 250;        // ms until Ctrl-C is seen
+    constexpr std::uint32_t lookInterval = 1'000;  // ms between looks at the processes
+    Repetitions repetitions;
+    processes.Look(true);
+    for (platform::Deadline nextLook(lookInterval); !IsInterrupted();) {
+        if (const auto notice = client.TakeNotice(std::min(interval, nextLook.LeftMs()))) {
+            const auto event = Describe(*notice);
+            if (!event || repetitions.IsOne(*notice))
+                continue;
+            processes.Follow(*event);
+            Report(*event, options);
+            if (event->kind == "started")
+                nextLook = platform::Deadline(0);  // its process may end any moment
+        } else if (!client.IsConnected()) {
+            return;
+        } else if (nextLook.LeftMs() == 0) {
+            processes.Look(false);
+            nextLook = platform::Deadline(lookInterval);
+        }
+    }
+}
+
 void Watch(const Options& options) {
-    constexpr std::uint32_t interval = 250;  // ms until Ctrl-C is seen
-    constexpr std::chrono::seconds retryInterval(1);
-    std::signal(SIGINT, Interrupt);
-    auto client = Reach(kManagerServerName, options.TimeoutOr(kConnectTimeout));
-    while (!interrupted) {
-        if (const auto notice = client->TakeNotice(interval)) {
-            if (const auto event = Describe(*notice))
-                Report(*event, options);
-            continue;
+    constexpr std::uint32_t retryInterval = 1'000;  // ms
+    CatchInterrupt();
+    Processes processes(options);
+    for (bool isFirst = true; !IsInterrupted(); isFirst = false) {
+        auto client = TryReach(kManagerServerName, options.TimeoutOr(kConnectTimeout));
+        const bool isBack = !client || !isFirst;
+        if (!client && isFirst)
+            Report({"waiting", "", "the manager is not running", {}}, options);
+        while (!client && !IsInterrupted()) {
+            PauseUnlessInterrupted(retryInterval);
+            client = TryReach(kManagerServerName, options.TimeoutOr(kConnectTimeout));
         }
-        if (client->IsConnected())
-            continue;
-        Report({"gone", "", "the manager went away", {}}, options);
-        while (!interrupted && !client->IsConnected()) {
-            std::this_thread::sleep_for(retryInterval);
-            if (auto again = TryReach(kManagerServerName, options.TimeoutOr(kConnectTimeout)))
-                client = std::move(again);
+        if (!client)
+            return;
+        if (isBack)
+            Report({"back", "", "the manager is there", {}}, options);
+        try {
+            WatchConnected(*client, processes, options);
+        } catch (const Failure&) {
+            // It went while it was asked.
         }
-        if (!interrupted)
-            Report({"back", "", "the manager is there again", {}}, options);
+        if (!IsInterrupted())
+            Report({"gone", "", "the manager went away" + processes.AfterTheManager(), {}}, options);
     }
 }
 
 void AddWatch(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("watch", "Prints the manager's events as they come, until Ctrl-C");
-    command->footer("A manager that goes away is waited for. With --json each event is one line.");
+    auto* command = app.add_subcommand("watch", "Prints what happens as it happens, until Ctrl-C");
+    command->footer(
+        "Begins with the state of every instance. A manager that is not there is waited for. With --json\n"
+        "each event is one line.");
     command->callback([&options] { Watch(options); });
 }
 
+void AwaitState(Manager& manager, const std::string& name, const std::string& state, const platform::Deadline& deadline,
+                const std::string& limit) {
+    // A child that dies, and one that the manager starts again, cause no event: between events the state is asked for.
+    constexpr std::uint32_t interval = 1'000;
+    const std::uint32_t wanted = state == StatusName(kRunning) ? kRunning : kStopped;
+    while (true) {
+        const auto status = manager.Status(name, std::max(deadline.LeftMs(), kRequestTimeout));
+        if (status.result != 0)
+            RefuseUnknown(manager, name, status.result);
+        if (status.status == wanted)
+            return;
+        if (deadline.LeftMs() == 0)
+            throw Failure(kRefused,
+                          "After " + limit + " " + name + " is " + StatusName(status.status) + ", not " + state + ".");
+        manager.Client().TakeNotice(std::min(interval, deadline.LeftMs()));
+    }
+}
+
 void AddWait(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("wait", "Waits until an instance is running or stopped");
-    const auto name = NameArgument(*command, "NAME", "The instance");
-    auto state = std::make_shared<std::string>();
-    auto timeout = std::make_shared<std::uint32_t>(60);
-    command->add_option("STATE", *state, "running or stopped")
-        ->required()
-        ->check(CLI::IsMember({"running", "stopped"}));
-    command->add_option("--timeout", *timeout, "How long to wait, in seconds; after that the command fails")
-        ->capture_default_str();
+    auto* command = app.add_subcommand("wait", "Waits until instances are running or stopped");
+    const auto selection =
+        AddSelection(*command, "NAME", "The instances; * and ? stand for letters; then the state, running or stopped");
+    auto timeout = std::make_shared<std::uint32_t>(60'000);
+    AddTime(*command, "--timeout", *timeout, kOneSecond,
+            "How long to wait, in seconds or as 500ms, 5s, 2m; after that the command fails")
+        ->default_str("60s");
     command->callback([=, &options] {
-        // A child that dies, and one that the monitor starts again, cause no event: between events the state is asked
-        // for.
-        constexpr std::uint32_t interval = 1'000;
-        constexpr std::uint64_t msPerSecond = 1'000;
-        const std::uint32_t wanted = *state == "running" ? kRunning : kStopped;
+        const auto state = selection->words.empty() ? std::string() : selection->words.back();
+        if (state != StatusName(kRunning) && state != StatusName(kStopped))
+            throw Failure(kWrongUsage, "The last word is the state to wait for, running or stopped.");
+        selection->words.pop_back();
         Manager manager(options);
-        const platform::Deadline deadline(
-            static_cast<std::uint32_t>(std::min<std::uint64_t>(*timeout * msPerSecond, platform::kInfinite)));
-        while (true) {
-            const auto status = manager.Status(*name, std::max(deadline.LeftMs(), kRequestTimeout));
-            if (status.result != 0)
-                throw Failure(kRefused, "The manager knows no instance \"" + *name + "\" (-9).", status.result);
-            if (status.status == wanted)
-                return;
-            if (deadline.LeftMs() == 0)
-                throw Failure(kRefused, "After " + std::to_string(*timeout) + " s " + *name + " is " +
-                                            StatusName(status.status) + ", not " + *state + ".");
-            manager.Client().TakeNotice(std::min(interval, deadline.LeftMs()));
-        }
+        const auto names = selection->Names(manager);
+        const platform::Deadline deadline(*timeout);  // for all of them
+        const auto limit = std::to_string(*timeout) + " ms";
+        ForEach(names, options, [&](const std::string& name) -> Done {
+            const Progress progress(options, "Waiting for " + name + " to be " + state, *timeout);
+            AwaitState(manager, name, state, deadline, limit);
+            return {"", {{"state", state}}};
+        });
     });
 }
 

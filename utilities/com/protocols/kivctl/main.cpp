@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "protocols/kivctl/Arguments.h"
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
 #include "protocols/kivctl/Failure.h"
@@ -16,9 +17,11 @@ constexpr const char* kDescription =
     "Controls KivProtocolManager on this machine: its protocol instances and their settings.\n"
     "Names are case-sensitive and have at most 49 characters.";
 constexpr const char* kFooter =
-    "Exit codes: 0 done; 1 refused by the manager, or an awaited state not reached; 2 wrong usage;\n"
-    "3 manager not reachable, or no answer in time.\n"
+    "Exit codes: 0 done, or yes; 1 refused, or no; 2 wrong usage; 3 not reachable, or no answer in time;\n"
+    "4 status --check found an enabled instance that does not run, or the service is not installed.\n"
     "Adding, removing, renaming, starting and stopping are done one after another, so that each may wait for others.";
+constexpr const char* kCompleteCommand = "__complete";  // what the scripts of "completion" ask with
+constexpr const char* kTimeoutOption = "--timeout";
 
 int Report(const Failure& failure, const Options& options) {
     if (options.json)
@@ -27,6 +30,39 @@ int Report(const Failure& failure, const Options& options) {
     else
         PrintError(std::string("kivctl: ") + failure.what() + "\n");
     return failure.Code();
+}
+
+/// Throws Failure for a word that stands where a command has to, and is none. The parser would say less, or take a
+/// request for help instead.
+void CheckCommands(const CLI::App& app, const std::vector<std::string>& arguments) {
+    const auto* command = &app;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const auto subcommands = command->get_subcommands({});
+        if (subcommands.empty())
+            return;
+        const auto& word = arguments[i];
+        if (word == kTimeoutOption)
+            ++i;  // its value is no command
+        if (word.starts_with('-'))
+            continue;
+        const auto* next = FindCommand(*command, word);
+        if (!next) {
+            std::vector<std::string> names;
+            for (const auto* known : subcommands)
+                names.push_back(known->get_name());
+            const auto hint = DidYouMean(word, names);
+            throw Failure(kWrongUsage,
+                          "There is no command \"" + word + "\"" + (hint.empty() ? "; kivctl help lists them." : hint));
+        }
+        command = next;
+    }
+}
+
+std::string UsageText(const CLI::ParseError& error) {
+    const std::string text = error.what();
+    if (dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr)
+        return text;
+    return text + ". A name with a space goes in quotes: \"Line 1\".";
 }
 
 }  // namespace
@@ -38,24 +74,35 @@ int main() {
     app.allow_windows_style_options(false);
     app.fallthrough();
     app.require_subcommand(0, 1);  // with 1 at least, an unknown command would be reported as none
-    app.footer(kFooter);
     app.set_version_flag("--version", "kivctl " KIV_VERSION);
     app.add_flag("--json", options.json, "Print data, and a failure, as JSON");
-    app.add_option("--timeout", options.timeoutMs,
-                   "How long to wait for each answer, in ms (20000, or longer where a child starts or stops)")
-        ->check(CLI::Range(1u, 86'400'000u));
+    AddTime(
+        app, kTimeoutOption, options.timeoutMs, kOneMs,
+        "How long to wait for each answer, in ms or as 500ms, 5s, 2m (20s, or longer where a child starts or stops)");
     app.add_flag_callback(
         "--verbose", [&options] { options.verbose = true; }, "Log as the manager does");
     app.parse_complete_callback([&options] { Logging::Logger::GetInstance()->SetDisabled(!options.verbose); });
     AddStatusCommands(app, options);
+    AddRunCommands(app, options);
     AddControlCommands(app, options);
+    AddSettingsCommands(app, options);
     AddWatchCommands(app, options);
     AddDatabaseCommands(app, options);
     AddLogCommands(app, options);
+    AddLogsCommand(app, options);
+    AddMetricsCommand(app, options);
     AddServiceCommands(app, options);
+    AddHelpCommands(app);
+    app.footer(kFooter);  // after the commands were added, which would have it too
     try {
         auto arguments = Arguments();
         options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+        if (!arguments.empty() && arguments.front() == kCompleteCommand) {
+            Logging::Logger::GetInstance()->SetDisabled(true);
+            PrintCompletions(app, {arguments.begin() + 1, arguments.end()}, options);
+            return kDone;
+        }
+        CheckCommands(app, arguments);
         std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
         app.parse(arguments);
         if (app.get_subcommands().empty())
@@ -63,9 +110,11 @@ int main() {
         return kDone;
     } catch (const CLI::ParseError& error) {
         // Help and version come as errors whose code is 0.
-        if (error.get_exit_code() != 0 && options.json)
-            return Report(Failure(kWrongUsage, error.what()), options);
-        return app.exit(error) == 0 ? kDone : kWrongUsage;
+        if (error.get_exit_code() != 0)
+            return Report(Failure(kWrongUsage, UsageText(error)), options);
+        return app.exit(error);
+    } catch (const Exit& exit) {
+        return exit.code;
     } catch (const Failure& failure) {
         return Report(failure, options);
     }

@@ -3,7 +3,9 @@
 // After <windows.h>, which it needs.
 #include <shellapi.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 #include "protocols/kivctl/Console.h"
@@ -96,7 +98,40 @@ void PrintUtf8(std::string_view text) {
 }
 
 void PrintError(std::string_view text) {
+    Flush();  // what was said before comes before, also where both go to one file
     Write(STD_ERROR_HANDLE, stderr, CP_ACP, text);
+    std::fflush(stderr);
+}
+
+bool HasWatcher() {
+    return platform::IsTerminal(platform::StandardStream::Error);
+}
+
+void ShowProgress(const std::string& text) {
+    static std::size_t shown = 0;  // characters of the last text
+    PrintError("\r" + text + std::string(std::max(shown, text.size()) - text.size(), ' ') + (text.empty() ? "\r" : ""));
+    shown = text.size();
+}
+
+std::size_t TerminalWidth() {
+    const auto columns = std::strtoul(platform::EnvironmentVariable("COLUMNS").c_str(), nullptr, 10);
+    CONSOLE_SCREEN_BUFFER_INFO info;
+    if (columns != 0 || !GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info))
+        return columns;
+    return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left);  // the last one would wrap the line
+}
+
+void BeginScreen() {
+    const auto output = GetStdHandle(STD_OUTPUT_HANDLE);
+    CONSOLE_SCREEN_BUFFER_INFO info;
+    if (!GetConsoleScreenBufferInfo(output, &info))
+        return PrintLine("");
+    Flush();
+    DWORD written = 0;
+    const auto cells = static_cast<DWORD>(info.dwSize.X) * static_cast<DWORD>(info.dwSize.Y);
+    FillConsoleOutputCharacterA(output, ' ', cells, {0, 0}, &written);
+    FillConsoleOutputAttribute(output, info.wAttributes, cells, {0, 0}, &written);
+    SetConsoleCursorPosition(output, {0, 0});
 }
 
 void Flush() {

@@ -1,0 +1,114 @@
+// help, completion: what the program can tell of itself.
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "protocols/kivctl/Arguments.h"
+#include "protocols/kivctl/Commands.h"
+#include "protocols/kivctl/Connection.h"
+#include "protocols/kivctl/Console.h"
+#include "protocols/kivctl/Manager.h"
+
+namespace kivctl {
+
+namespace {
+
+// Both scripts ask the program itself for the words that may come next.
+constexpr const char* kBash = R"script(# Completion of kivctl in bash: source <(kivctl completion bash)
+_kivctl() {
+    local IFS=$'\n' word=${COMP_WORDS[COMP_CWORD]}
+    word=${word#[\"\']}
+    COMPREPLY=($("${COMP_WORDS[0]}" __complete "${COMP_WORDS[@]:1:COMP_CWORD-1}" "$word" 2>/dev/null | tr -d '\r'))
+    local i
+    for i in "${!COMPREPLY[@]}"; do
+        [[ ${COMP_WORDS[COMP_CWORD]} == [\"\']* ]] || COMPREPLY[i]=$(printf %q "${COMPREPLY[i]}")
+    done
+}
+complete -F _kivctl kivctl kivctl.exe
+)script";
+constexpr const char* kPowershell =
+    R"script(# Completion of kivctl in PowerShell: kivctl completion powershell | Out-String | Invoke-Expression
+Register-ArgumentCompleter -Native -CommandName kivctl, kivctl.exe -ScriptBlock {
+    param($wordToComplete, $commandAst, $cursorPosition)
+    $words = @($commandAst.CommandElements | Select-Object -Skip 1 |
+        Where-Object { $_.Extent.EndOffset -lt $cursorPosition } | ForEach-Object { $_.Extent.Text.Trim("'`"") })
+    $program = $commandAst.CommandElements[0].Extent.Text
+    # An empty last word would get lost on the way to the program.
+    & $program __complete @words "=$($wordToComplete.Trim("'`""))" 2 > $null |
+    ForEach - Object {
+    $text = if ($_ - match '\s') {
+        "`" $_`""
+    }
+    else {$_}[System.Management.Automation.CompletionResult] ::new ($text, $_, 'ParameterValue', $_)
+}
+}
+)script";
+
+/// The words that may stand for the last of `words`, behind those before it.
+std::vector<std::string> Candidates(const CLI::App& app, const std::vector<std::string>& words,
+                                    const Options& options) {
+    const auto* command = &app;
+    auto last = words.empty() ? std::string() : words.back();
+    if (last.starts_with('='))
+        last.erase(0, 1);
+    for (std::size_t i = 0; i + 1 < words.size(); ++i)
+        if (const auto* next = FindCommand(*command, words[i]))
+            command = next;
+    std::vector<std::string> candidates;
+    for (const auto* sub : command->get_subcommands({}))
+        candidates.push_back(sub->get_name());
+    if (last.starts_with('-')) {
+        for (const auto* from : {command, &app})
+            for (const auto* option : from->get_options())
+                if (!option->get_lnames().empty())
+                    candidates.push_back("--" + option->get_lnames().front());
+    } else if (candidates.empty()) {
+        const bool takesName = std::ranges::any_of(command->get_options(), [](const CLI::Option* option) {
+            const auto name = option->get_name(true);
+            return name == "NAME" || name == "OLD" || name == "WORDS";
+        });
+        if (takesName && TryReach(kManagerServerName, options.TimeoutOr(kConnectTimeout)))
+            candidates = Manager(options).Instances();
+    }
+    std::erase_if(candidates, [&](const auto& candidate) { return !candidate.starts_with(last); });
+    return candidates;
+}
+
+void AddHelp(CLI::App& app) {
+    auto* command = app.add_subcommand("help", "Explains a command");
+    auto words = std::make_shared<std::vector<std::string>>();
+    command->add_option("COMMAND", *words, "The command; without it, all of them");
+    command->callback([words, &app] {
+        const CLI::App* found = &app;
+        std::string path;
+        for (const auto& word : *words) {
+            const auto* next = FindCommand(*found, word);
+            if (!next)
+                throw Failure(kWrongUsage, "There is no command \"" + word + "\".");
+            path += (path.empty() ? "kivctl" : " " + found->get_name());
+            found = next;
+        }
+        Print(found->help(path));
+    });
+}
+
+}  // namespace
+
+void PrintCompletions(const CLI::App& app, const std::vector<std::string>& words, const Options& options) {
+    for (const auto& candidate : Candidates(app, words, options))
+        PrintUtf8(ToUtf8(candidate) + "\n");
+}
+
+void AddHelpCommands(CLI::App& app) {
+    AddHelp(app);
+    auto* command = app.add_subcommand("completion", "Prints a script that completes commands and names in a shell");
+    auto shell = std::make_shared<std::string>();
+    command->add_option("SHELL", *shell, "powershell or bash")
+        ->required()
+        ->check(CLI::IsMember({"powershell", "bash"}));
+    command->callback([shell] { Print(*shell == "bash" ? kBash : kPowershell); });
+}
+
+}  // namespace kivctl

@@ -1,0 +1,36 @@
+// A log file that other programs write, rename and delete while it is read.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kivctl {
+
+class LogFile {
+  public:
+    /// Empty when there is no such file or it cannot be read.
+    static std::unique_ptr<LogFile> Open(const std::string& path);
+    virtual ~LogFile() = default;
+
+    /// What has come behind what was read before.
+    virtual std::string ReadOn() = 0;
+    /// Passes over what is there.
+    virtual void SkipToEnd() = 0;
+    /// Whether the path still names this file.
+    virtual bool IsAt(const std::string& path) const = 0;
+};
+
+/// The files of the log at that path, the oldest first: PATH.2, PATH.1, PATH.
+std::vector<std::string> LogFiles(const std::string& path);
+
+struct LogFileCondition {
+    std::string problem;  // why nobody can write to it; empty when this user can
+    std::optional<std::uint64_t> size = std::nullopt;
+    std::uint64_t idleSeconds = 0;  // since its last line
+};
+LogFileCondition LookAtLogFile(const std::string& path);
+
+}  // namespace kivctl

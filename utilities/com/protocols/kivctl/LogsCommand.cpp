@@ -1,0 +1,187 @@
+// logs: the last lines of the log, of everything or of one instance, and those that come.
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+
+#include "protocols/kivctl/Arguments.h"
+#include "protocols/kivctl/Commands.h"
+#include "protocols/kivctl/Connection.h"
+#include "protocols/kivctl/Console.h"
+#include "protocols/kivctl/Interrupt.h"
+#include "protocols/kivctl/LogFile.h"
+#include "protocols/kivctl/LogHistory.h"
+#include "protocols/kivctl/Manager.h"
+#include "utils/logging/LogSettings.h"
+
+namespace kivctl {
+
+namespace {
+
+struct LogsOptions {
+    std::string name;
+    std::size_t count = 20;
+    bool follow = false;
+    bool errors = false;
+    bool warnings = false;
+    bool all = false;
+    std::string since;  // as the log writes times
+};
+
+/// "1h" ago, or a time: "2024-03-05 14:07:09", "2024-03-05", "14:07" of today.
+std::string SinceTime(const std::string& word) {
+    const auto now = LocalTime();
+    constexpr std::size_t dateSize = sizeof "2024-03-05" - 1;
+    std::string time;
+    if (word.find(':') == word.npos && word.find('-') == word.npos)
+        time = LocalTime(ParseTime(word, kOneSecond));
+    else if (word.find('-') == word.npos)
+        time = now.substr(0, dateSize + 1) + word;
+    else
+        time = word;
+    if (time.size() > dateSize)
+        time[dateSize] = 'T';
+    // Digits where the log has them, as far as the word goes.
+    const std::string form = "0000-00-00T00:00:00.000";
+    const bool fits = time.size() >= dateSize && time.size() <= form.size() &&
+                      std::equal(time.begin(), time.end(), form.begin(), [](char letter, char place) {
+                          return place == '0' ? letter >= '0' && letter <= '9' : letter == place;
+                      });
+    if (!fits)
+        throw Failure(kWrongUsage, "\"" + word + "\" is no time; write 10m, 1h, 14:07 or \"2024-03-05 14:07\".");
+    return time;
+}
+
+/// Chooses the lines that were asked for. Shown all lines in their order.
+class Filter {
+  public:
+    Filter(const LogsOptions& wanted, std::vector<std::string> others) : wanted_(wanted) {
+        if (!wanted.name.empty())
+            lines_.emplace(wanted.name, std::move(others));
+    }
+
+    void Learn(const LogEntryText& entry) {
+        if (lines_)
+            lines_->Learn(entry);
+    }
+    bool Wants(const LogEntryText& entry) const {
+        const bool isError = entry.level == 'E' || entry.level == 'F';
+        const bool isLevel = wanted_.warnings ? isError || entry.level == 'W' : !wanted_.errors || isError;
+        return isLevel && entry.time >= wanted_.since && (wanted_.all || !IsOfFramework(entry)) &&
+               (!lines_ || lines_->Has(entry));
+    }
+
+  private:
+    const LogsOptions& wanted_;
+    std::optional<InstanceLines> lines_;
+};
+
+void PrintEntry(const LogEntryText& entry, const Options& options) {
+    if (options.json)
+        PrintUtf8(LogJson(entry).dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+    else
+        PrintLine(LogText(entry), LevelColour(entry.level));
+}
+
+/// Reads a log as it grows, also over its rotations.
+class Tail {
+  public:
+    /// From the log's end on.
+    explicit Tail(std::string path) : path_(std::move(path)), file_(LogFile::Open(path_)) {
+        if (file_)
+            file_->SkipToEnd();
+    }
+
+    /// The whole lines that have come.
+    std::string ReadOn() {
+        if (!file_ && !(file_ = LogFile::Open(path_)))
+            return "";
+        std::string text = std::exchange(rest_, "");
+        // First whether it was put aside and then what it has: what came before it was put aside is in it.
+        const bool isOld = !file_->IsAt(path_);
+        text += file_->ReadOn();
+        if (isOld) {
+            file_ = LogFile::Open(path_);
+            text += file_ ? file_->ReadOn() : "";
+        }
+        const auto end = text.rfind('\n') + 1;  // 0 when there is none
+        rest_ = text.substr(end);
+        return text.substr(0, end);
+    }
+
+  private:
+    const std::string path_;
+    std::unique_ptr<LogFile> file_;
+    std::string rest_;  // the beginning of a line
+};
+
+void Follow(Tail& tail, Filter& filter, const Options& options) {
+    constexpr std::uint32_t interval = 250;  // ms
+    for (; !IsInterrupted(); PauseUnlessInterrupted(interval)) {
+        for (const auto& entry : ParseLog(tail.ReadOn())) {
+            filter.Learn(entry);
+            if (filter.Wants(entry))
+                PrintEntry(entry, options);
+        }
+        Flush();
+    }
+}
+
+/// The other instances' names, as far as somebody tells: the log is read with the manager down, too.
+std::vector<std::string> OtherNames(const std::string& name, const Options& options) {
+    std::vector<std::string> names;
+    if (!name.empty() && TryReach(kManagerServerName, options.TimeoutOr(kConnectTimeout)))
+        names = Manager(options).Instances();
+    std::erase(names, name);
+    return names;
+}
+
+void ShowLogs(const LogsOptions& wanted, const Options& options) {
+    const auto settings = Logging::LogSettings::Read();
+    if (settings.type != Logging::kFileType)
+        throw Failure(kRefused, "The programs do not log to a file; kivctl log set file PATH has them do so.");
+    Filter filter(wanted, OtherNames(wanted.name, options));
+    Tail tail(
+        settings.File());  // before the log is read: a line that comes meanwhile may be told twice, none is missing
+    auto log = ReadLog();
+    if (log.empty() && !wanted.follow)
+        throw Failure(kRefused, "There is no line in the log file " + settings.File() + ".");
+    for (const auto& entry : log)
+        filter.Learn(entry);
+    std::erase_if(log, [&](const auto& entry) { return !filter.Wants(entry); });
+    if (log.size() > wanted.count)
+        log.erase(log.begin(), log.end() - static_cast<std::ptrdiff_t>(wanted.count));
+    if (options.json && !wanted.follow) {
+        auto list = Json::array();
+        std::ranges::transform(log, std::back_inserter(list), LogJson);
+        return PrintJson(list);
+    }
+    for (const auto& entry : log)
+        PrintEntry(entry, options);
+    Flush();
+    if (wanted.follow) {
+        CatchInterrupt();
+        Follow(tail, filter, options);
+    }
+}
+
+}  // namespace
+
+void AddLogsCommand(CLI::App& app, const Options& options) {
+    auto* command = app.add_subcommand("logs", "Prints the log's last lines, about everything or about one instance");
+    auto wanted = std::make_shared<LogsOptions>();
+    command->add_option("NAME", wanted->name, "What is said about this instance, and what its processes say")
+        ->check(FitsRequest());
+    command->add_option("-n,--lines", wanted->count, "How many lines")->capture_default_str();
+    command->add_flag("-f,--follow", wanted->follow, "Goes on with what comes, until Ctrl-C; with --json a line each");
+    auto* errors = command->add_flag("--errors", wanted->errors, "Only errors");
+    command->add_flag("--warnings", wanted->warnings, "Only warnings and errors")->excludes(errors);
+    command->add_flag("--all", wanted->all, "Also the lines of the framework that carries the messages");
+    command->add_option_function<std::string>(
+        "--since", [wanted](const std::string& word) { wanted->since = SinceTime(word); },
+        "Only since then: 10m, 1h, 14:07, \"2024-03-05 14:07\"");
+    command->footer("Reads the log file and the older ones beside it; the service need not run.");
+    command->callback([=, &options] { ShowLogs(*wanted, options); });
+}
+
+}  // namespace kivctl

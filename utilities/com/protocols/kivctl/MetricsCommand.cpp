@@ -1,0 +1,70 @@
+// metrics: the state of everything for a collector that reads text files.
+
+#include <functional>
+
+#include "protocols/kivctl/Commands.h"
+#include "protocols/kivctl/Connection.h"
+#include "protocols/kivctl/Console.h"
+#include "protocols/kivctl/Views.h"
+#include "protocols/kivctl/Words.h"
+
+#include <CLI/CLI.hpp>
+
+namespace kivctl {
+
+namespace {
+
+std::string Label(const std::string& narrow) {
+    std::string text;
+    for (const char letter : ToUtf8(narrow)) {
+        if (letter == '\\' || letter == '"')
+            text += '\\';
+        text += letter == '\n' ? "\\n" : std::string(1, letter);
+    }
+    return "\"" + text + "\"";
+}
+
+void PrintHead(const std::string& name, const std::string& help) {
+    PrintUtf8("# HELP " + name + " " + help + "\n# TYPE " + name + " gauge\n");
+}
+
+void PrintMetric(const std::vector<InstanceView>& views, const std::string& name, const std::string& help,
+                 const std::function<std::uint64_t(const InstanceView&)>& value) {
+    if (!views.empty())
+        PrintHead(name, help);
+    for (const auto& view : views)
+        PrintUtf8(name + "{instance=" + Label(view.name) + ",type=" + Label(TypeName(view.type)) + "} " +
+                  std::to_string(value(view)) + "\n");
+}
+
+void PrintMetrics(const Options& options) {
+    const bool isUp = TryReach(kManagerServerName, options.TimeoutOr(kConnectTimeout)) != nullptr;
+    PrintHead("kiv_manager_up", "Whether the manager answers.");
+    PrintUtf8(std::string("kiv_manager_up ") + (isUp ? "1" : "0") + "\n");
+    const auto views = isUp ? ViewAll(options) : std::vector<InstanceView>();
+    PrintMetric(views, "kiv_instance_up", "Whether the instance runs and answers.",
+                [](const auto& view) { return view.IsRunning() ? 1u : 0u; });
+    PrintMetric(views, "kiv_instance_enabled", "Whether the instance may be started.",
+                [](const auto& view) { return view.enabled.value_or(0) != 0 ? 1u : 0u; });
+    PrintMetric(views, "kiv_instance_uptime_seconds", "Seconds since the instance's process came up.",
+                [](const auto& view) { return std::uint64_t{view.status.upTime}; });
+    PrintMetric(views, "kiv_instance_clients", "Connections to the instance's process, the manager's included.",
+                [](const auto& view) { return std::uint32_t{view.status.clientCount}; });
+    PrintMetric(views, "kiv_instance_last_error", "The error that the instance's protocol reported at its last start.",
+                [](const auto& view) { return view.LastError(); });
+    PrintUtf8("# EOF\n");
+}
+
+}  // namespace
+
+void AddMetricsCommand(CLI::App& app, const Options& options) {
+    auto* command = app.add_subcommand("metrics", "Prints the state of everything as OpenMetrics text");
+    command->footer("A manager that is not reachable is an answer too: kiv_manager_up 0, with exit code 0.");
+    command->callback([&options] {
+        if (options.json)
+            throw Failure(kWrongUsage, "Metrics are text; kivctl --json status tells the same as JSON.");
+        PrintMetrics(options);
+    });
+}
+
+}  // namespace kivctl
