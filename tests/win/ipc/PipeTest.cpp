@@ -1,8 +1,17 @@
+#include <windows.h>
+// After <windows.h>, which they need.
+#include <aclapi.h>
+#include <sddl.h>
+
 #include <array>
 #include <atomic>
 
+#include "IPC/transport/PipeName.h"
 #include "IPC/transport/ServerTransport.h"
+#include "IPC/transport/impl/win/PipeAccess.h"
 #include "unit/ipc/Peers.h"
+#include "utils/platform/impl/win/Handle.h"
+#include "utils/registry/RegistryKey.h"
 
 namespace {
 
@@ -101,6 +110,61 @@ TEST_F(PipeTest, PoolOutlivesClientsThatVanish) {
     RawPeer one("pipe"), another("pipe");  // both pipes wait again
     EXPECT_NE(server->Accept(kPatienceMs), nullptr);
     EXPECT_NE(server->Accept(kPatienceMs), nullptr);
+}
+
+/// Who has which rights on a pipe of a new server, in the system's short writing.
+std::string Access() {
+    const auto server = ServerTransport::Make("guarded");
+    const UniqueHandle pipe(
+        CreateFileA(PipeName("guarded").c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (GetSecurityInfo(pipe.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, &list, nullptr,
+                        &descriptor) != ERROR_SUCCESS)
+        return "unreadable";
+    std::string access;
+    for (DWORD index = 0; list != nullptr && index < list->AceCount; ++index) {
+        void* entry = nullptr;
+        EXPECT_TRUE(GetAce(list, index, &entry));
+        auto* const allowed = static_cast<ACCESS_ALLOWED_ACE*>(entry);
+        EXPECT_EQ(allowed->Header.AceType, ACCESS_ALLOWED_ACE_TYPE);
+        GENERIC_MAPPING ofFiles{FILE_GENERIC_READ, FILE_GENERIC_WRITE, FILE_GENERIC_EXECUTE, FILE_ALL_ACCESS};
+        MapGenericMask(&allowed->Mask, &ofFiles);
+        char* sid = nullptr;
+        EXPECT_TRUE(ConvertSidToStringSidA(&allowed->SidStart, &sid));
+        access += std::string(sid) + (allowed->Mask == FILE_ALL_ACCESS ? ":all " : ":") +
+                  (allowed->Mask == (FILE_GENERIC_READ | FILE_GENERIC_WRITE) ? "use " : "");
+        LocalFree(sid);
+    }
+    LocalFree(descriptor);
+    return access;
+}
+
+TEST(PipeAccess, IsForEveryoneUnlessAGroupIsNamed) {
+    const LogCapture log;
+    EXPECT_EQ(Access(), "S-1-1-0:use S-1-5-32-544:all ");
+    const auto product = VexaUtils::RegistryKey::OpenOrCreate("Software\\Quenlar");
+    const auto tuning =
+        product->CreateSubkey("Torvik")->CreateSubkey("runtime")->CreateSubkey("settings")->CreateSubkey("vexa");
+    char* own = nullptr;
+    auto ownSid = OwnAccountSid();
+    ASSERT_TRUE(ConvertSidToStringSidA(ownSid.data(), &own));
+    const std::string always = "S-1-5-18:all S-1-5-32-544:all " + std::string(own) + ":all ";
+    LocalFree(own);
+    for (const auto* group : {"Users", "S-1-5-32-545"}) {
+        tuning->SetText(kAccessGroupValue, group);
+        EXPECT_EQ(Access(), "S-1-5-32-545:use " + always) << group;
+    }
+    EXPECT_EQ(log->Messages(), std::vector<std::string>());
+    for (const auto* nobody : {"no such group", "", "S-1-x"}) {
+        tuning->SetText(kAccessGroupValue, nobody);
+        EXPECT_EQ(Access(), always);
+        EXPECT_TRUE(log->Contains("Cannot find accessgroup \"" + std::string(nobody) +
+                                  "\", administrators alone may connect server:guarded"));
+    }
+    tuning->SetNumber(kAccessGroupValue, 1);
+    EXPECT_EQ(Access(), always);
+    product->DeleteSubkey("Torvik");
 }
 
 }  // namespace
