@@ -1,5 +1,5 @@
 # The ZIP archive and the installer (CPack; the installer needs makensis). scripts/package.sh makes both.
-install(FILES README.md DESTINATION . COMPONENT programs)
+install(FILES README.md CHANGELOG.md DESTINATION . COMPONENT programs)
 install(FILES docs/operations.md docs/wire-protocol.md docs/protocol.json DESTINATION docs COMPONENT programs)
 install(FILES packaging/windows/install.ps1 packaging/windows/uninstall.ps1 DESTINATION . COMPONENT programs)
 
