@@ -112,58 +112,48 @@ TEST_F(PipeTest, PoolOutlivesClientsThatVanish) {
     EXPECT_NE(server->Accept(kPatienceMs), nullptr);
 }
 
-/// Who has which rights on a pipe of a new server, in the system's short writing.
+/// Who has which rights on a pipe of a new server, as the system writes it.
 std::string Access() {
     const auto server = ServerTransport::Make("guarded");
     const UniqueHandle pipe(
         CreateFileA(PipeName("guarded").c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-    PACL list = nullptr;
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    if (GetSecurityInfo(pipe.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, &list, nullptr,
-                        &descriptor) != ERROR_SUCCESS)
+    char* written = nullptr;
+    GetSecurityInfo(pipe.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr, nullptr,
+                    &descriptor);
+    if (!ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION,
+                                                              &written, nullptr))
         return "unreadable";
-    std::string access;
-    for (DWORD index = 0; list != nullptr && index < list->AceCount; ++index) {
-        void* entry = nullptr;
-        EXPECT_TRUE(GetAce(list, index, &entry));
-        auto* const allowed = static_cast<ACCESS_ALLOWED_ACE*>(entry);
-        EXPECT_EQ(allowed->Header.AceType, ACCESS_ALLOWED_ACE_TYPE);
-        GENERIC_MAPPING ofFiles{FILE_GENERIC_READ, FILE_GENERIC_WRITE, FILE_GENERIC_EXECUTE, FILE_ALL_ACCESS};
-        MapGenericMask(&allowed->Mask, &ofFiles);
-        char* sid = nullptr;
-        EXPECT_TRUE(ConvertSidToStringSidA(&allowed->SidStart, &sid));
-        access += std::string(sid) + (allowed->Mask == FILE_ALL_ACCESS ? ":all " : ":") +
-                  (allowed->Mask == (FILE_GENERIC_READ | FILE_GENERIC_WRITE) ? "use " : "");
-        LocalFree(sid);
-    }
+    std::string access = written;
+    LocalFree(written);
     LocalFree(descriptor);
     return access;
 }
 
 TEST(PipeAccess, IsForEveryoneUnlessAGroupIsNamed) {
     const LogCapture log;
-    EXPECT_EQ(Access(), "S-1-1-0:use S-1-5-32-544:all ");
+    EXPECT_EQ(Access(), "D:(A;;0x12019f;;;WD)(A;;FA;;;BA)");
     const auto product = VexaUtils::RegistryKey::OpenOrCreate("Software\\Quenlar");
     const auto tuning =
         product->CreateSubkey("Torvik")->CreateSubkey("runtime")->CreateSubkey("settings")->CreateSubkey("vexa");
     char* own = nullptr;
     auto ownSid = OwnAccountSid();
     ASSERT_TRUE(ConvertSidToStringSidA(ownSid.data(), &own));
-    const std::string always = "S-1-5-18:all S-1-5-32-544:all " + std::string(own) + ":all ";
+    const std::string always = "(A;;FA;;;SY)(A;;FA;;;BA)(A;;FA;;;" + std::string(own) + ")";
     LocalFree(own);
     for (const auto* group : {"Users", "S-1-5-32-545"}) {
         tuning->SetText(kAccessGroupValue, group);
-        EXPECT_EQ(Access(), "S-1-5-32-545:use " + always) << group;
+        EXPECT_EQ(Access(), "D:(A;;0x12019f;;;BU)" + always) << group;
     }
     EXPECT_EQ(log->Messages(), std::vector<std::string>());
     for (const auto* nobody : {"no such group", "", "S-1-x"}) {
         tuning->SetText(kAccessGroupValue, nobody);
-        EXPECT_EQ(Access(), always);
+        EXPECT_EQ(Access(), "D:" + always);
         EXPECT_TRUE(log->Contains("Cannot find accessgroup \"" + std::string(nobody) +
                                   "\", administrators alone may connect server:guarded"));
     }
     tuning->SetNumber(kAccessGroupValue, 1);
-    EXPECT_EQ(Access(), always);
+    EXPECT_EQ(Access(), "D:" + always);
     product->DeleteSubkey("Torvik");
 }
 
