@@ -21,7 +21,7 @@ void AddWatchCommands(CLI::App& app, const Options& options);
 void AddDatabaseCommands(CLI::App& app, const Options& options);
 /// log show, set
 void AddLogCommands(CLI::App& app, const Options& options);
-/// service install, uninstall, start, stop, status
+/// service install, uninstall, start, stop, restart, status
 void AddServiceCommands(CLI::App& app, const Options& options);
 
 }  // namespace kivctl

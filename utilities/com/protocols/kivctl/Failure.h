@@ -7,7 +7,8 @@
 
 namespace kivctl {
 
-enum ExitCode : int { kDone = 0, kRefused = 1, kWrongUsage = 2, kNotReachable = 3 };
+/// The same for every command; docs/operations.md and the program's help tell them.
+enum ExitCode : int { kDone = 0, kRefused = 1, kWrongUsage = 2, kNotReachable = 3, kNotRunning = 4 };
 
 /// Ends the command: main prints the message, a sentence for the operator, and exits with the code.
 class Failure : public std::runtime_error {
@@ -22,6 +23,11 @@ class Failure : public std::runtime_error {
   private:
     ExitCode code_;
     std::int32_t result_;
+};
+
+/// Ends a command that has printed all that there is to say, with that exit code.
+struct Exit {
+    ExitCode code;
 };
 
 /// Throws the Failure of what the manager or the database refused: "Refused: REASON (RESULT)" and the rest, which may

@@ -66,6 +66,8 @@ int main() {
         if (error.get_exit_code() != 0 && options.json)
             return Report(Failure(kWrongUsage, error.what()), options);
         return app.exit(error) == 0 ? kDone : kWrongUsage;
+    } catch (const Exit& exit) {
+        return exit.code;
     } catch (const Failure& failure) {
         return Report(failure, options);
     }
