@@ -87,7 +87,7 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
     }
     ExpectAll({{"wait \"Line 2\" running", 0, ""}, {"stop \"Line 2\"", 0, "Stopped"}, {"remove M", 0, "Removed"}});
     for (const char* command : {"list", "clients \"Line 2\"", "get \"Line 2\" emultype", "ping", "db instances",
-                                "db settings \"Line 2\"", "db get \"Line 2\" type", "log show"}) {
+                                "db settings \"Line 2\"", "db get \"Line 2\" type", "log show", "access show"}) {
         const auto result = Kivctl(std::string("--json ") + command);
         EXPECT_TRUE(result.exitCode == 0 && nlohmann::json::accept(result.output)) << command << "\n" << result.output;
     }
@@ -118,6 +118,22 @@ TEST(Kivctl, WatchTellsWhatHappensUntilItIsEnded) {
     manager = std::make_unique<ManagerRun>();
     EXPECT_TRUE(Eventually([&] { return tells("back      "); }));
     EXPECT_EQ(manager->Stop(), 0);
+}
+
+TEST(Kivctl, WhoMayConnectIsShownAndSet) {
+    PrepareMachine();
+    ExpectAll({{"access show", 0, "every process"},
+               {"access set nosuchgroup", 1, "knows no group"},
+               {"access set S-1-5-32-x", 1, "knows no group"},
+               {"access show", 0, "every process"},
+               {"access set Users", 0, "\"Users\" may connect"},
+               {"access show", 0, "\"Users\" may connect"},
+               {"access set S-1-5-32-544", 0, "next start"}});
+    EXPECT_EQ(ReadValue("", "accessgroup"), "S-1-5-32-544");
+    ExpectAll({{"access set everyone", 0, "every process"}, {"access set everyone", 0, ""}});
+    EXPECT_EQ(ReadValue("", "accessgroup"), "");
+    PrepareMachine({{"accessgroup", std::string("gone")}});
+    ExpectAll({{"access show", 0, "does not know \"gone\""}});
 }
 
 TEST(Kivctl, AnExportImportedIntoAnEmptyDatabaseGivesTheSame) {

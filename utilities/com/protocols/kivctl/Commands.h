@@ -23,5 +23,7 @@ void AddDatabaseCommands(CLI::App& app, const Options& options);
 void AddLogCommands(CLI::App& app, const Options& options);
 /// service install, uninstall, start, stop, restart, status
 void AddServiceCommands(CLI::App& app, const Options& options);
+/// access show, set
+void AddAccessCommands(CLI::App& app, const Options& options);
 
 }  // namespace kivctl

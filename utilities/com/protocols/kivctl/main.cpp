@@ -53,6 +53,7 @@ int main() {
     AddDatabaseCommands(app, options);
     AddLogCommands(app, options);
     AddServiceCommands(app, options);
+    AddAccessCommands(app, options);
     try {
         auto arguments = Arguments();
         options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();

@@ -1,7 +1,5 @@
 #include "IPC/transport/impl/win/PipeAccess.h"
 
-#include <optional>
-
 #include "utils/logging/Logger.h"
 #include "utils/registry/Registry.h"
 
@@ -9,7 +7,8 @@ namespace {
 
 constexpr DWORD kClientRights = GENERIC_READ | GENERIC_WRITE;
 
-/// Nothing when everyone may connect. A value that is no text, or too long, names nobody.
+}  // namespace
+
 std::optional<std::string> AccessGroup() {
     const auto tuning = VexaUtils::Registry::Make(VexaUtils::kTuningKey);
     if (tuning->Open() != 0 || !tuning->ValueExists(kAccessGroupValue))
@@ -17,8 +16,6 @@ std::optional<std::string> AccessGroup() {
     std::string name;
     return tuning->GetString(kAccessGroupValue, name) == 0 ? name : std::string();
 }
-
-}  // namespace
 
 std::vector<AccessGrant> PipeAccess(const std::string& serverName) {
     const auto group = AccessGroup();
