@@ -120,6 +120,27 @@ TEST(Kivctl, WatchTellsWhatHappensUntilItIsEnded) {
     EXPECT_EQ(manager->Stop(), 0);
 }
 
+TEST(Kivctl, EachServiceCommandPrintsOneDocument) {
+    PrepareMachine();
+    const auto service = [](const std::string& verb, std::int32_t exitCode = 0) {
+        const auto result = Kivctl("--json service " + verb);
+        EXPECT_EQ(result.exitCode, exitCode) << verb;
+        return nlohmann::json::parse(result.output, nullptr, false);
+    };
+    EXPECT_TRUE(service("restart", 1).contains("error"));
+    EXPECT_EQ(service("stop")["state"], "not installed");
+    // Those that the machine had stay, and are not told.
+    EXPECT_EQ(service("install")["values"],
+              nlohmann::json({{"logmaxsize", 10}, {"logkeep", 5}, {"loglevel", "info"}, {"restartdelay", 1000}}));
+    EXPECT_EQ(ReadValue("", "logtype") + ReadValue("", "restartdelay"), "file1000");
+    EXPECT_EQ(service("status", 1)["state"], "stopped");
+    EXPECT_EQ(service("start")["state"], "running");
+    EXPECT_EQ(service("restart")["state"], "running");
+    EXPECT_EQ(service("install")["isNew"], false);
+    EXPECT_EQ(service("uninstall")["removed"], true);
+    EXPECT_EQ(service("status", 4)["state"], "not installed");
+}
+
 TEST(Kivctl, WhoMayConnectIsShownAndSet) {
     PrepareMachine();
     ExpectAll({{"access show", 0, "every process"},
