@@ -80,6 +80,11 @@ kill "$watch" || fail "kivctl watch did not outlive the upgrade"
 kivctl wait Installed running --timeout 60 || fail "the instance does not run after the upgrade"
 expect "$environment" PATH "$path$installed;"
 
+# One that is refused, because users may write to the folder, does not stop what ran.
+chmod o+w "$folder"
+exits 2 "$wine" "$installer" /S
+exits 0 kivctl service status
+
 # The uninstaller goes on as a copy of itself, so its end shows in what it removes.
 "$wine" "$folder/Uninstall.exe" /S
 for ((waited = 0; waited < 120; ++waited)); do

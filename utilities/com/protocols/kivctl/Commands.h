@@ -1,6 +1,6 @@
 // The commands of kivctl, by theme. Each function adds its commands to the program; a command's action stands beside
-// its declaration and runs while the command line is parsed. An action ends normally or throws Failure. The options
-// must outlive the parsing.
+// its declaration and runs while the command line is parsed. An action ends normally or throws Failure or Exit. The
+// options must outlive the parsing.
 #pragma once
 
 #include "protocols/kivctl/Options.h"
