@@ -1,7 +1,7 @@
-# The ZIP archive and the installer (CPack; the installer needs makensis). scripts/package.sh makes both.
-install(FILES README.md DESTINATION . COMPONENT programs)
-install(FILES docs/operations.md docs/wire-protocol.md DESTINATION docs COMPONENT programs)
-install(FILES packaging/windows/install.ps1 packaging/windows/uninstall.ps1 DESTINATION . COMPONENT programs)
+# The ZIP archive and the installer, with the same files (CPack; the installer needs makensis). scripts/package.sh makes both.
+configure_file(packaging/windows/README.txt README.txt @ONLY NEWLINE_STYLE WIN32)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/README.txt CHANGELOG.md DESTINATION . COMPONENT programs)
+install(FILES docs/operations.md docs/wire-protocol.md docs/protocol.json DESTINATION docs COMPONENT programs)
 
 set(CPACK_GENERATOR ZIP NSIS)
 set(CPACK_PACKAGE_NAME KivProtocolManager)
@@ -9,17 +9,24 @@ set(CPACK_PACKAGE_VENDOR KivProtocolManager)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Runs the industrial-protocol instances of a machine")
 set(CPACK_PACKAGE_FILE_NAME KivProtocolManager-${PROJECT_VERSION}-win64)
 set(CPACK_PACKAGE_INSTALL_DIRECTORY KivProtocolManager)
+set(CPACK_PACKAGE_INSTALL_REGISTRY_KEY KivProtocolManager)
 set(CPACK_MONOLITHIC_INSTALL ON)
 set(CPACK_STRIP_FILES ON)
 
-# A 64-bit installer for the 64-bit system that its programs need.
-set(CPACK_NSIS_DEFINES "Target amd64-unicode")
+# A 64-bit installer for the 64-bit system that its programs need. The variable: what the state of the service was before,
+# as the exit code of `kivctl service status` says it.
+set(CPACK_NSIS_DEFINES "Target amd64-unicode\nVar KivBefore")
 set(CPACK_NSIS_DISPLAY_NAME "KivProtocolManager ${PROJECT_VERSION}")
 set(CPACK_NSIS_PACKAGE_NAME KivProtocolManager)
+# The programs have no icon.
+set(CPACK_NSIS_INSTALLED_ICON_NAME Uninstall.exe)
 # An upgrade in place: what runs lets go of its files first, and is started again with the new ones. Labels instead of
 # relative jumps, because a call of a plug-in is more than one instruction.
 set(CPACK_NSIS_EXTRA_PREINSTALL_COMMANDS [[
+    StrCpy $KivBefore ''
     IfFileExists '$INSTDIR\\kivctl.exe' 0 kiv_stopped
+    nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service status'
+    Pop $KivBefore
     nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service stop'
     Pop $0
     StrCmp $0 0 kiv_stopped
@@ -37,21 +44,39 @@ set(CPACK_NSIS_EXTRA_PREINSTALL_COMMANDS [[
     kiv_busy:
     Rename '$INSTDIR\\KivProtocol.exe.old' '$INSTDIR\\KivProtocol.exe'
     Rename '$INSTDIR\\kivctl.exe.old' '$INSTDIR\\kivctl.exe'
+    StrCmp $KivBefore 0 0 kiv_left
     nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service start'
     Pop $0
+    kiv_left:
     SetErrorLevel 2
     Abort
     kiv_free:
 ]])
+# What ran before runs again, also when the service manager refuses the new programs; what was stopped stays so. A service
+# that ran from another folder is restarted. SHCTX is where the uninstall entry's other values are.
 set(CPACK_NSIS_EXTRA_INSTALL_COMMANDS [[
+    StrCpy $0 'Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\KivProtocolManager'
+    WriteRegStr SHCTX $0 InstallLocation '$INSTDIR'
+    WriteRegStr SHCTX $0 QuietUninstallString '\"$INSTDIR\\Uninstall.exe\" /S'
     Delete '$INSTDIR\\*.exe.old'
+    StrCmp $KivBefore '' 0 kiv_known
+    nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service status'
+    Pop $KivBefore
+    kiv_known:
     nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service install'
     Pop $0
     StrCmp $0 0 kiv_installed
     SetErrorLevel 2
+    StrCmp $KivBefore 0 kiv_start
+    Abort
     kiv_installed:
-    nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service start'
+    StrCmp $KivBefore 1 kiv_done
+    kiv_start:
+    nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service restart'
     Pop $0
+    StrCmp $0 0 kiv_done
+    SetErrorLevel 2
+    kiv_done:
 ]])
 # The settings stay in the registry: an uninstalled service that comes back finds its instances again.
 set(CPACK_NSIS_EXTRA_UNINSTALL_COMMANDS [[

@@ -46,7 +46,7 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                {"metrics", 0, "kiv_manager_up 0\n# EOF"},
                {"add X nosuch", 2, "no protocol type"},
                {"start --help", 0, "NAME"},
-               {"service status", 0, "not installed"},
+               {"service status", 4, "not installed"},
                {"service start", 1, "kivctl service install"}});
     ManagerRun manager;
     ExpectAll({{"list", 1, ""},
@@ -128,7 +128,7 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                                 "db settings \"Line 2\"",
                                 "db get \"Line 2\" type",
                                 "log show",
-                                "service status"}) {
+                                "access show"}) {
         const auto result = Kivctl(std::string("--json ") + command);
         EXPECT_TRUE(nlohmann::json::accept(result.output)) << command << "\n" << result.output;
     }
@@ -241,6 +241,43 @@ TEST(Kivctl, LogsShowsTheLastLinesAndFollowsOverARotation) {
     ExpectAll({{"log set file C:\\gone\\x.txt", 0, ""}});
     EXPECT_TRUE(RemoveDirectoryA("C:\\gone"));
     ExpectAll({{"log show", 0, "cannot be written"}, {"status", 3, "cannot be written"}});
+}
+
+TEST(Kivctl, EachServiceCommandPrintsOneDocument) {
+    PrepareMachine();
+    const auto service = [](const std::string& verb, std::int32_t exitCode = 0) {
+        const auto result = Kivctl("--json service " + verb);
+        EXPECT_EQ(result.exitCode, exitCode) << verb;
+        return nlohmann::json::parse(result.output, nullptr, false);
+    };
+    EXPECT_TRUE(service("restart", 1).contains("error"));
+    EXPECT_EQ(service("stop")["state"], "not installed");
+    // Those that the machine had stay, and are not told.
+    EXPECT_EQ(service("install")["values"],
+              nlohmann::json({{"logmaxsize", 10}, {"logkeep", 5}, {"loglevel", "info"}, {"restartdelay", 1000}}));
+    EXPECT_EQ(ReadValue("", "logtype") + ReadValue("", "restartdelay"), "file1000");
+    EXPECT_EQ(service("status", 1)["state"], "stopped");
+    EXPECT_EQ(service("start")["state"], "running");
+    EXPECT_EQ(service("restart")["state"], "running");
+    EXPECT_EQ(service("install")["isNew"], false);
+    EXPECT_EQ(service("uninstall")["removed"], true);
+    EXPECT_EQ(service("status", 4)["state"], "not installed");
+}
+
+TEST(Kivctl, WhoMayConnectIsShownAndSet) {
+    PrepareMachine();
+    ExpectAll({{"access show", 0, "every process"},
+               {"access set nosuchgroup", 1, "knows no group"},
+               {"access set S-1-5-32-x", 1, "knows no group"},
+               {"access show", 0, "every process"},
+               {"access set Users", 0, "\"Users\" may connect"},
+               {"access show", 0, "\"Users\" may connect"},
+               {"access set S-1-5-32-544", 0, "next start"}});
+    EXPECT_EQ(ReadValue("", "accessgroup"), "S-1-5-32-544");
+    ExpectAll({{"access set everyone", 0, "every process"}, {"access set everyone", 0, ""}});
+    EXPECT_EQ(ReadValue("", "accessgroup"), "");
+    PrepareMachine({{"accessgroup", std::string("gone")}});
+    ExpectAll({{"access show", 0, "does not know \"gone\""}});
 }
 
 TEST(Kivctl, AnExportImportedIntoAnEmptyDatabaseGivesTheSame) {

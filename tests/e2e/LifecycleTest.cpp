@@ -173,27 +173,41 @@ TEST(CommandLine, TextsAndExitCodes) {
 }
 
 TEST(ServiceControl, StartsRunsAndStopsWithoutLeavingAnything) {
-    PrepareMachine();
+    PrepareMachine({{"starttimeout", 9000u}});
     WriteTable("0", "served", Sample("1"));
-    const auto service = [](const std::string& verb) {
-        const auto result = RunProgram(ProgramFolder() + "kivctl.exe service " + verb);
-        EXPECT_EQ(result.exitCode, 0) << verb << ": " << result.output;
+    WriteTable("1", "slow", Sample("2"));
+    // Beside the child that misbehaves: the slow one takes its time to stop.
+    const auto kivctl = ProgramFolder() + "faulty\\kivctl.exe";
+    ASSERT_TRUE(CopyFileA((ProgramFolder() + "kivctl.exe").c_str(), kivctl.c_str(), FALSE));
+    const auto command = "\"" + kivctl + "\" service ";
+    const auto service = [&command](const std::string& verb, std::int32_t exitCode = 0) {
+        const auto result = RunProgram(command + verb);
+        EXPECT_EQ(result.exitCode, exitCode) << verb << ": " << result.output;
         return result.output;
     };
     service("install");
     service("start");
     EXPECT_EQ(service("status"), "KivProtocolManager is running\n");
     EXPECT_TRUE(WaitForStatus("served", kRunning));
+    EXPECT_TRUE(WaitForStatus("slow", kRunning));
     const auto child = Status("served").processId;
     const auto manager = IPCClient::GetClient(kManagerServerName, true)->ServerPid();
     EXPECT_TRUE(IsAlive(manager));
-    service("stop");
-    EXPECT_EQ(service("status"), "KivProtocolManager is stopped\n");
+    {
+        Program stop(command + "stop");
+        EXPECT_TRUE(WaitForLog("Received stop request"));
+        EXPECT_EQ(service("status", 1), "KivProtocolManager is stopping\n");
+        WriteTable("1", "slow", Sample("2", {{"enabled", 0u}}));
+        EXPECT_EQ(service("start"), "Running\n") << "it waits for the stop";
+        EXPECT_EQ(stop.WaitForExit(), 0);
+    }
     EXPECT_FALSE(IsAlive(manager));
     EXPECT_FALSE(IsAlive(child));
-    EXPECT_TRUE(LogHas("Received stop request"));
     EXPECT_TRUE(LogHas("End of KivProtocolManager")) << "the process did not come to its own end";
+    service("stop");
+    EXPECT_EQ(service("status", 1), "KivProtocolManager is stopped\n");
     service("uninstall");
+    std::remove(kivctl.c_str());
 }
 
 }  // namespace

@@ -1,16 +1,31 @@
 #!/usr/bin/env bash
-# Installs the installer silently in a Wine prefix of its own, uses the service it registered, upgrades in place,
-# uninstalls. Usage: installer.sh BUILD_FOLDER
+# The installer and the archive in a Wine prefix of their own: installs, uses the service, upgrades in place, uninstalls.
+# Usage: installer.sh BUILD_FOLDER
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 build=$(cd "$1" && pwd)
 packages="$build/packages"
 export WINEPREFIX="$build/installer-prefix"
 wine="$root/scripts/wine.sh"
+umask 022 # Wine makes the permissions of files from it
+settings='HKLM\Software\Quenlar\Torvik\Runtime\Settings\vexa'
+environment='HKLM\System\CurrentControlSet\Control\Session Manager\Environment'
+uninstall='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\KivProtocolManager'
+service='HKLM\System\CurrentControlSet\Services\KivProtocolManager'
 
 fail() {
     echo "installer test: $*" >&2
     exit 1
+}
+exits() { # CODE COMMAND...
+    local code=0
+    "${@:2}" || code=$?
+    [ "$code" -eq "$1" ] || fail "${*:2} ended with $code, not $1"
+}
+expect() { # KEY VALUE_NAME TEXT
+    local found
+    found=$("$wine" reg query "$1" /v "$2" | tr -d '\r' | sed -n "s/^ *$2 *REG_[A-Z_]* *//p")
+    [ "$found" = "$3" ] || fail "$2 is \"$found\", not \"$3\""
 }
 finish() {
     kill "$holder" 2>/dev/null || true
@@ -20,7 +35,7 @@ finish() {
 rm -rf "$packages" "$WINEPREFIX"
 (cd "$build" && cpack -B packages >/dev/null)
 installer=$(ls "$packages"/*.exe)
-[ -s "$(ls "$packages"/*.zip)" ] || fail "no archive"
+archive=$(ls "$packages"/*.zip)
 
 "$wine"
 # Services live as long as an ordinary program of the prefix does.
@@ -28,34 +43,81 @@ installer=$(ls "$packages"/*.exe)
 holder=$!
 trap finish EXIT
 
+path='%SystemRoot%\system32;%SystemRoot%;"C:\a;b";' # as text, for those that it holds have to stay
+"$wine" reg add "$environment" /v PATH /t REG_EXPAND_SZ /d "$path" /f
+"$wine" reg add "$settings" /v logkeep /t REG_DWORD /d 9 /f
 "$wine" "$installer" /S
 folder="$WINEPREFIX/drive_c/Program Files/KivProtocolManager"
+installed='C:\Program Files\KivProtocolManager'
 kivctl() { "$wine" "$folder/kivctl.exe" "$@"; }
-[ -e "$folder/KivProtocolManager.exe" ] || fail "the manager is not installed"
 kivctl --version | grep -q "$(sed -n 's/^project(KivProtocolManager VERSION \([0-9.]*\).*/\1/p' "$root/CMakeLists.txt")" ||
     fail "kivctl says another version"
+grep -q "kivctl service install" "$folder/README.txt" || fail "no README"
+expect "$settings" logtype file
+expect "$settings" logfile 'C:\ProgramData\Quenlar Imaging\log\zebcom.log'
+expect "$settings" logcolor 0x0
+expect "$settings" logmaxsize 0xa
+expect "$settings" logkeep 0x9
+expect "$settings" loglevel info
+expect "$settings" restartdelay 0x3e8
+expect "$environment" PATH "$path$installed;"
+expect "$uninstall" DisplayIcon "$installed\\Uninstall.exe"
+expect "$uninstall" InstallLocation "$installed"
+expect "$uninstall" QuietUninstallString "\"$installed\\Uninstall.exe\" /S"
 
-kivctl service start
-kivctl service status | grep -q running || fail "the service does not run"
+exits 0 kivctl service status
 kivctl add Installed sampleprotocol
 kivctl start Installed
-kivctl status Installed | grep -q running || fail "the instance does not run"
+kivctl service restart
+kivctl wait Installed running --timeout 60 || fail "the instance does not run after the restart"
+[ -s "$WINEPREFIX/drive_c/ProgramData/Quenlar Imaging/log/zebcom.log" ] || fail "nothing is logged"
 
 # An upgrade in place: the same installer over a running service, and while somebody watches.
-kivctl watch </dev/null >/dev/null 2>&1 &
+"$wine" "$folder/kivctl.exe" watch </dev/null >/dev/null 2>&1 &
+watch=$!
 "$wine" "$installer" /S
-[ -e "$folder/kivctl.exe" ] || fail "the upgrade left no kivctl"
-kivctl service start
+kill "$watch" || fail "kivctl watch did not outlive the upgrade"
 kivctl wait Installed running --timeout 60 || fail "the instance does not run after the upgrade"
+expect "$environment" PATH "$path$installed;"
+
+# One that is refused, because users may write to the folder, does not stop what ran.
+chmod o+w "$folder"
+exits 2 "$wine" "$installer" /S
+exits 0 kivctl service status
 
 # The uninstaller goes on as a copy of itself, so its end shows in what it removes.
 "$wine" "$folder/Uninstall.exe" /S
 for ((waited = 0; waited < 120; ++waited)); do
-    [ -e "$folder/KivProtocolManager.exe" ] || break
+    [ -e "$folder" ] || break
     sleep 0.5
 done
-[ ! -e "$folder/KivProtocolManager.exe" ] || fail "the manager is still there"
+[ ! -e "$folder" ] || fail "left behind: $(ls "$folder")"
 "$wine" sc query KivProtocolManager >/dev/null 2>&1 && fail "the service is still registered"
-"$wine" reg query 'HKLM\Software\Quenlar\Torvik\Runtime\Settings\vexa\0' /v _kiv_name | grep -q Installed ||
-    fail "the settings did not stay"
+expect "$settings\\0" _kiv_name Installed
+expect "$environment" PATH "$path"
+
+# The archive, for a service that was set to manual start; users must not write to its folder.
+cd "$WINEPREFIX/drive_c"
+cmake -E tar xf "$archive"
+unpacked=$(basename "$archive" .zip)
+[ -z "$(find "$unpacked" -name '*.ps1')" ] || fail "a script in the archive"
+"$wine" sc create KivProtocolManager binPath= C:\\nowhere.exe start= demand
+chmod o+w "$unpacked"
+exits 1 "$wine" "$unpacked/kivctl.exe" service install
+exits 0 "$wine" "$unpacked/kivctl.exe" service install --any-folder
+chmod o-w "$unpacked"
+exits 0 "$wine" "$unpacked/kivctl.exe" service install
+expect "$service" ImagePath "\"C:\\$unpacked\\KivProtocolManager.exe\" --service"
+expect "$environment" PATH "${path}C:\\$unpacked;"
+
+# An upgrade of a service that does not run, and from another folder.
+"$wine" "$installer" /S
+exits 1 kivctl service status
+expect "$service" Start 0x3
+expect "$service" ImagePath "\"$installed\\KivProtocolManager.exe\" --service"
+expect "$environment" PATH "$path$installed;"
+exits 0 kivctl service start
+exits 0 kivctl service uninstall
+exits 4 kivctl service status
+expect "$environment" PATH "$path"
 echo "installer test: passed"

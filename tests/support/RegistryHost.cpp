@@ -87,6 +87,13 @@ class RegistryKeyHost : public RegistryKey {
     std::int32_t SetText(const std::string& name, const std::string& text) override {
         return Set(name, {ValueKind::Text, 0, tree_.Carried(text)});
     }
+    std::int32_t DeleteValue(const std::string& name) override {
+        const std::lock_guard guard(tree_.lock);
+        if (!Writable())
+            return -1;
+        node_->values.erase(name);
+        return 0;
+    }
     std::shared_ptr<RegistryKey> OpenSubkey(const std::string& name) override {
         const std::lock_guard guard(tree_.lock);
         const bool found = Readable() && node_->subkeys.contains(name);

@@ -13,6 +13,7 @@
 #include "utils/logging/FileSink.h"
 #include "utils/logging/FunctionName.h"
 #include "utils/logging/LogFile.h"
+#include "utils/logging/LogFiles.h"
 #include "utils/logging/LogLine.h"
 #include "utils/logging/LogSettings.h"
 #include "utils/platform/Platform.h"
@@ -116,6 +117,69 @@ TEST(FileSink, ThoseWhoShareAFileWriteWholeLines) {
     EXPECT_EQ(lines, 400);
 }
 
+/// What is in the log's files, the oldest first. They are gone then.
+std::string TakeLog(const std::string& path) {
+    std::ostringstream text;
+    for (const auto& file : Logging::LogFiles(path)) {
+        text << std::ifstream(file).rdbuf();
+        std::filesystem::remove_all(file);
+    }
+    return text.str();
+}
+
+TEST(FileSink, AFullFileIsRotatedAndNoLineIsLost) {
+    const OwnFile file;
+    const auto path = file.path;
+    const auto write = [](Logging::FileSink& sink, const std::string& text) {
+        sink.Write(std::make_shared<LogEntry>(Logging::Info, text.c_str(), "f.cpp", 1, "A::B"));
+    };
+    const auto count = [](const std::string& log, const std::string& text) {
+        int found = 0;
+        for (auto at = log.find(text); at != std::string::npos; at = log.find(text, at + 1))
+            ++found;
+        return found;
+    };
+    std::vector<std::thread> threads;
+    for (int writer = 0; writer < 4; ++writer) {
+        threads.emplace_back([&, writer] {
+            Logging::FileSink sink(path, false, {2000, Logging::kMostOlderLogFiles});
+            for (int i = 0; i < 100; ++i)
+                write(sink, "from " + std::to_string(writer));
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_GT(Logging::LogFiles(path).size(), 20u);
+    const auto all = TakeLog(path);
+    EXPECT_EQ(count(all, "\n"), 400);
+    for (int writer = 0; writer < 4; ++writer)
+        EXPECT_EQ(count(all, "[I] from " + std::to_string(writer) + "\n"), 100);
+
+    Logging::FileSink sink(path, false, {1, 2});
+    const std::vector<std::string> three = {path + ".2", path + ".1", path};
+    for (const auto* text : {"a", "b", "c", "d"})
+        write(sink, text);
+    EXPECT_EQ(Logging::LogFiles(path), three) << "the oldest is gone";
+    std::filesystem::remove(path + ".2");
+    std::filesystem::create_directories(path + ".2/in the way");
+    write(sink, "e");
+    EXPECT_EQ(Logging::LogFiles(path), three) << "all as they were";
+    std::filesystem::remove_all(path + ".2");
+    std::filesystem::rename(path + ".1", path + ".2");
+    const auto mutex = kivsync::Mutex::OpenNamed("vexa-logger-file-mutex");
+    EXPECT_EQ(mutex->Lock(), 0);
+    std::thread([&] { write(sink, "f"); }).join();
+    EXPECT_FALSE(std::filesystem::exists(path + ".1")) << "who has not the mutex does not rotate";
+    EXPECT_EQ(mutex->Unlock(), 0);
+    write(sink, "g");
+    EXPECT_EQ(Logging::LogFiles(path), three) << "the gap is filled, and the oldest kept";
+    const auto log = TakeLog(path);
+    std::string texts;
+    for (auto at = log.find("[I] "); at != std::string::npos; at = log.find("[I] ", at + 1))
+        texts += log[at + 4];
+    EXPECT_EQ(texts, "cdefg");
+}
+
 /// Does everything a sink must not do to its caller.
 class RudeSink : public CaptureSink {
   public:
@@ -169,8 +233,28 @@ TEST(Logger, TakesItsSinkFromTheTuningValues) {
         tuning->SetText("logtype", type);
         Logger().Log(Logging::Error, "f.cpp", 1, "A::B", "%s", type);
     }
+    tuning->SetNumber("logcolor", 0);
+    tuning->SetNumber("logmaxsize", 1);
+    tuning->SetNumber("logkeep", 5);
+    tuning->SetText("logfile", path + ".sized");
+    std::ofstream(path + ".sized") << std::string(1024 * 1024, ' ');
+    for (const char* level : {"warning", "error", "info", "Warning"}) {
+        tuning->SetText("loglevel", level);
+        Logger logger;
+        for (const auto kind : {Logging::Info, Logging::Notice, Logging::Warning, Logging::Error, Logging::Fatal})
+            logger.Log(kind, "f.cpp", 1, "A::B", "%s", level);
+    }
     product->DeleteSubkey("Torvik");
-    const auto lines = (std::ostringstream() << std::ifstream(path).rdbuf()).str();
+    EXPECT_EQ(Logging::LogFiles(path + ".sized").size(), 2u);
+    std::string kept;
+    std::istringstream rotated(TakeLog(path + ".sized").substr(1024 * 1024));
+    for (std::string line; std::getline(rotated, line);)
+        kept += line.substr(line.rfind('[')) + ";";
+    EXPECT_EQ(
+        kept,
+        "[W] warning;[E] warning;[F] warning;[E] error;[F] error;[I] info;[!] info;[W] info;[E] info;[F] info;"
+        "[W] Unknown loglevel Warning, info is used;[I] Warning;[!] Warning;[W] Warning;[E] Warning;[F] Warning;");
+    const auto lines = TakeLog(path);
     EXPECT_EQ(lines.find("[E] File"), std::string::npos);
     EXPECT_TRUE(lines.ends_with("\033[31m[E] file\033[0m\n")) << "with colours unless told otherwise";
     EXPECT_TRUE(Logging::LogSettings().File().ends_with("\\Quenlar Imaging\\log\\zebcom.log"));

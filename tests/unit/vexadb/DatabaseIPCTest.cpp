@@ -110,24 +110,27 @@ TEST_F(DatabaseIPC, EveryMessageHasItsBytes) {
         };
         EXPECT_EQ(passed[i].first, message("\0\0\0\x80"s, exchange.request)) << exchange.command;
         EXPECT_EQ(passed[i].second, message(good, exchange.reply)) << exchange.command;
-        // A byte short of its fields, or empty, it does nothing, and fails with the reply of its command.
+        // A byte short of its fields, or empty, or with a text without its end, it does nothing, and fails with the
+        // reply of its command.
         if (exchange.request.empty())
             continue;
+        const auto valid = good + good + exchange.request.substr(8);
+        std::vector<std::string> refused{valid.substr(0, valid.size() - 1), ""};
+        for (auto offset = exchange.command == kDatabaseAddInstance ? 12u : 8u; offset + 50 <= valid.size();
+             offset += 50)
+            refused.push_back(std::string(valid).replace(offset, 50, 50, 'y'));
         const bool isList =
             exchange.command == kDatabaseGetInstances || exchange.command == kDatabaseGetInstanceSettings;
         const auto replySize = isList ? 2 * good.size() : exchange.reply.size();
-        for (const auto size : {exchange.request.size() - 1, std::size_t{0}}) {
-            const auto request = IPC::Request(exchange.command, IPCPayload(size));
-            EXPECT_EQ(Bytes(handlers.Handle(request)->Payload()), bad + std::string(replySize - bad.size(), '\0'));
+        for (const auto& payload : refused) {
+            const auto request = IPC::Request(exchange.command, {payload.begin(), payload.end()});
+            EXPECT_EQ(Bytes(handlers.Handle(request)->Payload()), bad + std::string(replySize - bad.size(), '\0'))
+                << exchange.command << " " << &payload - refused.data();
         }
     }
     EXPECT_EQ(Logged(), Lines{});
     EXPECT_EQ(Dump(), Lines{"n=16909060"});
 
-    // A text field without a terminator ends at its 50 bytes.
-    const auto unended = "\0\0\0\0\0\0\0\0\2\0\0\0"s + std::string(50, 'y');
-    EXPECT_EQ(handlers.Handle(IPC::Request(501, {unended.begin(), unended.end()}))->Payload(), IPCPayload(4));
-    EXPECT_TRUE(server->IsInstanceExist(0, std::string(50, 'y')));
     // What is no database command comes back as it is.
     const auto unknown = IPC::Request(517, {1, 2, 3});
     EXPECT_EQ(handlers.Handle(unknown), unknown);

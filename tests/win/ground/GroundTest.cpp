@@ -1,10 +1,10 @@
 // What the ground stands on in Windows: the event-tracing provider, named objects, the start and end of a process.
 #include <gtest/gtest.h>
 #include <windows.h>
-// After <windows.h>, which it needs.
-#include <sddl.h>
 
 #include <array>
+#include <fstream>
+#include <map>
 #include <optional>
 #include <semaphore>
 #include <thread>
@@ -12,12 +12,14 @@
 #include "support/Patience.h"
 #include "utils/class/Process.h"
 #include "utils/class/impl/win/ProcessWin.h"
+#include "utils/logging/FileSink.h"
+#include "utils/logging/LogFiles.h"
 #include "utils/logging/Logger.h"
 #include "utils/logging/impl/win/ConsoleSink.h"
 #include "utils/logging/impl/win/EtwSink.h"
+#include "utils/platform/Platform.h"
 #include "utils/platform/impl/win/Handle.h"
 #include "utils/sync/Mutex.h"
-#include "utils/sync/impl/win/SecurityAttributes.h"
 
 namespace {
 
@@ -71,6 +73,53 @@ TEST(ConsoleSink, WritesAlsoWhileASuspendedProcessHoldsItsMutex) {
     EXPECT_EQ(std::string(text.data(), size), "one\ntwo\n");
 }
 
+TEST(FileSink, ProcessesThatShareALogRotateItWithoutLosingALine) {
+    const std::string path = "ground-rotated-" + std::to_string(GetCurrentProcessId()) + ".log";
+    constexpr int kProcesses = 4, kLines = 100;
+    const auto own = platform::ModulePath(), child = own.substr(0, own.rfind('\\') + 1) + "KivProtocol.exe";
+    std::string command = "KivProtocol.exe " + path + " " + std::to_string(kLines);
+    std::vector<UniqueHandle> processes;
+    for (int i = 0; i < kProcesses; ++i) {
+        STARTUPINFOA startup{};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION process{};
+        ASSERT_TRUE(CreateProcessA(child.c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                                   &startup, &process));
+        CloseHandle(process.hThread);
+        processes.emplace_back(process.hProcess);
+    }
+    for (const auto& process : processes)
+        EXPECT_EQ(WaitForSingleObject(process.Get(), kPatienceMs), WAIT_OBJECT_0);
+    const auto files = Logging::LogFiles(path);
+    EXPECT_GT(files.size(), 10u);
+    std::map<std::string, int> nextLine;  // of each process and thread
+    for (const auto& file : files) {
+        std::ifstream text(file);
+        for (std::string line; std::getline(text, line);) {
+            const auto writer = line.substr(line.find('|'), 12);
+            EXPECT_TRUE(line.ends_with("|[I] " + std::to_string(nextLine[writer]++))) << line;
+        }
+    }
+    EXPECT_EQ(nextLine.size(), static_cast<std::size_t>(kProcesses));
+    for (const auto& [writer, next] : nextLine)
+        EXPECT_EQ(next, kLines) << writer;
+
+    Logging::FileSink sink(path, false, {1, Logging::kMostOlderLogFiles});
+    const auto writeLine = [&] {
+        sink.Write(std::make_shared<Logging::LogEntry>(Logging::Info, "m", "f.cpp", 1, "A::B"));
+    };
+    UniqueHandle reader(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                    OPEN_EXISTING, 0, nullptr));
+    const auto size = GetFileSize(reader.Get(), nullptr);
+    writeLine();
+    EXPECT_GT(GetFileSize(reader.Get(), nullptr), size) << "the reader lets nobody rename the file";
+    reader.Reset();
+    writeLine();
+    EXPECT_EQ(Logging::LogFiles(path).size(), files.size() + 1);
+    for (const auto& file : Logging::LogFiles(path))
+        EXPECT_TRUE(DeleteFileA(file.c_str()));
+}
+
 TEST(Mutex, HasOneCreatorAndIsTakenOverFromADeadHolder) {
     const auto mutex = kivsync::Mutex::MakeNamed("ground", false);
     ASSERT_NE(mutex, nullptr);
@@ -81,15 +130,6 @@ TEST(Mutex, HasOneCreatorAndIsTakenOverFromADeadHolder) {
     EXPECT_EQ(mutex->Close(), -1);
     EXPECT_EQ(mutex->Destroy(), 0);
     EXPECT_EQ(kivsync::Mutex::OpenNamed("ground"), nullptr);
-}
-
-TEST(SecurityAttributes, GrantTheirRightsToTwoGroups) {
-    SecurityAttributes attributes(SYNCHRONIZE, MUTEX_ALL_ACCESS);
-    char* text = nullptr;
-    ASSERT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorA(
-        attributes.Get()->lpSecurityDescriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr));
-    EXPECT_STREQ(text, "D:(A;;0x100000;;;WD)(A;;0x1f0001;;;BA)");
-    LocalFree(text);
 }
 
 /// A process and what its monitor was told.

@@ -1,8 +1,17 @@
+#include <windows.h>
+// After <windows.h>, which they need.
+#include <aclapi.h>
+#include <sddl.h>
+
 #include <array>
 #include <atomic>
 
+#include "IPC/transport/PipeName.h"
 #include "IPC/transport/ServerTransport.h"
+#include "IPC/transport/impl/win/PipeAccess.h"
 #include "unit/ipc/Peers.h"
+#include "utils/platform/impl/win/Handle.h"
+#include "utils/registry/RegistryKey.h"
 
 namespace {
 
@@ -101,6 +110,51 @@ TEST_F(PipeTest, PoolOutlivesClientsThatVanish) {
     RawPeer one("pipe"), another("pipe");  // both pipes wait again
     EXPECT_NE(server->Accept(kPatienceMs), nullptr);
     EXPECT_NE(server->Accept(kPatienceMs), nullptr);
+}
+
+/// Who has which rights on a pipe of a new server, as the system writes it.
+std::string Access() {
+    const auto server = ServerTransport::Make("guarded");
+    const UniqueHandle pipe(
+        CreateFileA(PipeName("guarded").c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    char* written = nullptr;
+    GetSecurityInfo(pipe.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr, nullptr,
+                    &descriptor);
+    if (!ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION,
+                                                              &written, nullptr))
+        return "unreadable";
+    std::string access = written;
+    LocalFree(written);
+    LocalFree(descriptor);
+    return access;
+}
+
+TEST(PipeAccess, IsForEveryoneUnlessAGroupIsNamed) {
+    const LogCapture log;
+    EXPECT_EQ(Access(), "D:(A;;0x12019f;;;WD)(A;;FA;;;BA)");
+    const auto product = VexaUtils::RegistryKey::OpenOrCreate("Software\\Quenlar");
+    const auto tuning =
+        product->CreateSubkey("Torvik")->CreateSubkey("runtime")->CreateSubkey("settings")->CreateSubkey("vexa");
+    char* own = nullptr;
+    auto ownSid = OwnAccountSid();
+    ASSERT_TRUE(ConvertSidToStringSidA(ownSid.data(), &own));
+    const std::string always = "(A;;FA;;;SY)(A;;FA;;;BA)(A;;FA;;;" + std::string(own) + ")";
+    LocalFree(own);
+    for (const auto* group : {"Users", "S-1-5-32-545"}) {
+        tuning->SetText(kAccessGroupValue, group);
+        EXPECT_EQ(Access(), "D:(A;;0x12019f;;;BU)" + always) << group;
+    }
+    EXPECT_EQ(log->Messages(), std::vector<std::string>());
+    for (const auto* nobody : {"no such group", "", "S-1-x"}) {
+        tuning->SetText(kAccessGroupValue, nobody);
+        EXPECT_EQ(Access(), "D:" + always);
+        EXPECT_TRUE(log->Contains("Cannot find accessgroup \"" + std::string(nobody) +
+                                  "\", administrators alone may connect server:guarded"));
+    }
+    tuning->SetNumber(kAccessGroupValue, 1);
+    EXPECT_EQ(Access(), "D:" + always);
+    product->DeleteSubkey("Torvik");
 }
 
 }  // namespace

@@ -64,22 +64,38 @@ class Name {
     Name(const std::string& text) : Name(std::string_view(text)) {}  // NOLINT(google-explicit-constructor)
 
     /// Up to the first zero byte; a field without one ends at its 50 bytes.
-    std::string Text() const { return {bytes_.begin(), std::find(bytes_.begin(), bytes_.end(), '\0')}; }
+    std::string Text() const { return {bytes_.data(), End()}; }
+    /// Whether there is a zero byte.
+    bool IsEnded() const { return End() != bytes_.data() + kSize; }
 
   private:
+    const char* End() const { return std::find(bytes_.data(), bytes_.data() + kSize, '\0'); }
+
     std::array<char, kSize> bytes_{};
 };
 
 template <class Record>
 concept WireRecord = std::is_trivially_copyable_v<Record> && alignof(Record) == 1;
 
-/// The record at `offset` of the bytes; nothing when they are too short for it.
+/// A request with text fields: HasEndedTexts tells whether each of them has its zero byte. What was accepted without
+/// one could not be named by any reply or event.
+template <class Record>
+concept WithTexts = requires(const Record& record) {
+    record.HasEndedTexts();
+};
+
+/// The record at `offset` of the bytes; nothing when they are too short for it, or a text field of a request has no
+/// end.
 template <WireRecord Record>
 std::optional<Record> Decode(std::span<const std::uint8_t> bytes, std::size_t offset = 0) {
     if (offset > bytes.size() || bytes.size() - offset < sizeof(Record))
         return std::nullopt;
     Record record;
     std::memcpy(&record, bytes.data() + offset, sizeof(Record));
+    if constexpr (WithTexts<Record>) {
+        if (!record.HasEndedTexts())
+            return std::nullopt;
+    }
     return record;
 }
 

@@ -52,12 +52,14 @@ enum InstanceStatus : std::uint32_t { kRunning = 1, kStopped = 2, kStoppedWorkin
 struct ipc_mngctrl_add_request {
     wire::u32 protocolType;  // offset 0, size 4: 0 to 7
     wire::Name instance;     // offset 4, size 50
+    bool HasEndedTexts() const { return instance.IsEnded(); }
 };
 static_assert(sizeof(ipc_mngctrl_add_request) == 54 && offsetof(ipc_mngctrl_add_request, instance) == 4);
 
 /// Requests that carry one instance name: remove, start, stop, restart, status, get clients.
 struct ipc_mngctrl_instance_request {
     wire::Name instance;  // offset 0, size 50
+    bool HasEndedTexts() const { return instance.IsEnded(); }
 };
 static_assert(sizeof(ipc_mngctrl_instance_request) == 50);
 using ipc_mngctrl_remove_request = ipc_mngctrl_instance_request;
@@ -71,6 +73,7 @@ using ipc_mngctrl_get_clients_request = ipc_mngctrl_instance_request;
 struct ipc_mngctrl_get_property_request {
     wire::Name instance;  // offset 0, size 50
     wire::Name property;  // offset 50, size 50
+    bool HasEndedTexts() const { return instance.IsEnded() && property.IsEnded(); }
 };
 static_assert(sizeof(ipc_mngctrl_get_property_request) == 100);
 using ipc_mngctrl_get_str_property_request = ipc_mngctrl_get_property_request;
@@ -80,6 +83,7 @@ struct ipc_mngctrl_set_str_property_request {
     wire::Name instance;  // offset 0, size 50
     wire::Name property;  // offset 50, size 50
     wire::Name value;     // offset 100, size 50
+    bool HasEndedTexts() const { return instance.IsEnded() && property.IsEnded() && value.IsEnded(); }
 };
 static_assert(sizeof(ipc_mngctrl_set_str_property_request) == 150);
 
@@ -87,6 +91,7 @@ struct ipc_mngctrl_set_num_property_request {
     wire::Name instance;  // offset 0, size 50
     wire::Name property;  // offset 50, size 50
     wire::u32 value;      // offset 100, size 4
+    bool HasEndedTexts() const { return instance.IsEnded() && property.IsEnded(); }
 };
 static_assert(sizeof(ipc_mngctrl_set_num_property_request) == 104);
 
@@ -98,6 +103,7 @@ static_assert(sizeof(ipc_mngctrl_list_request) == 4);
 struct ipc_mngctrl_rename_request {
     wire::Name oldName;  // offset 0, size 50
     wire::Name newName;  // offset 50, size 50
+    bool HasEndedTexts() const { return oldName.IsEnded() && newName.IsEnded(); }
 };
 static_assert(sizeof(ipc_mngctrl_rename_request) == 100);
 

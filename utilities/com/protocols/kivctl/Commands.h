@@ -1,6 +1,6 @@
 // The commands of kivctl, by theme. Each function adds its commands to the program; a command's action stands beside
-// its declaration and runs while the command line is parsed. An action ends normally or throws Failure. The options
-// must outlive the parsing.
+// its declaration and runs while the command line is parsed. An action ends normally or throws Failure or Exit. The
+// options must outlive the parsing.
 #pragma once
 
 #include <string>
@@ -38,7 +38,9 @@ void AddMetricsCommand(CLI::App& app, const Options& options);
 void AddHelpCommands(CLI::App& app);
 /// Prints the words that may stand for the last of `words`, behind those before it, for the shells that complete them.
 void PrintCompletions(const CLI::App& app, const std::vector<std::string>& words, const Options& options);
-/// service install, uninstall, start, stop, status
+/// service install, uninstall, start, stop, restart, status
 void AddServiceCommands(CLI::App& app, const Options& options);
+/// access show, set
+void AddAccessCommands(CLI::App& app, const Options& options);
 
 }  // namespace kivctl

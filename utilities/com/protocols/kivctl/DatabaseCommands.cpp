@@ -185,7 +185,7 @@ Json ChangesJson(const std::vector<ImportChange>& changes) {
 void MakeLogFolder(const std::vector<ImportChange>& changes) {
     for (const auto& change : changes)
         if (change.instance.empty() && VexaDB::IsSameSetting(change.setting, Logging::kLogFileValue))
-            MakeFolderOf(ValueText(change.to));
+            RequireFolderOf(ValueText(change.to));
 }
 
 /// Has the manager take up what the import added; one that it cannot take up stays "not loaded".

@@ -76,7 +76,7 @@ void AddSet(CLI::App& log, const Options& options) {
             throw Failure(kWrongUsage, "The path has " + std::to_string(file->size()) + " characters; at most " +
                                            std::to_string(kPathMaximum) + " are possible.");
         if (*type == kFileType)
-            MakeFolderOf(file->empty() ? LogSettings::Read().File() : *file);
+            RequireFolderOf(file->empty() ? LogSettings::Read().File() : *file);
         const auto key = VexaUtils::RegistryKey::OpenOrCreate(VexaUtils::TuningKeyPath());
         const bool written = key && key->SetText(kLogTypeValue, *type) == 0 &&
                              (file->empty() || key->SetText(kLogFileValue, *file) == 0) &&

@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace kivctl {
 
@@ -22,9 +21,6 @@ class LogFile {
     /// Whether the path still names this file.
     virtual bool IsAt(const std::string& path) const = 0;
 };
-
-/// The files of the log at that path, the oldest first: PATH.2, PATH.1, PATH.
-std::vector<std::string> LogFiles(const std::string& path);
 
 struct LogFileCondition {
     std::string problem;  // why nobody can write to it; empty when this user can

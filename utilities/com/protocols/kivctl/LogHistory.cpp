@@ -184,7 +184,7 @@ std::vector<LogEntryText> ReadLog() {
     std::vector<LogEntryText> entries;
     if (settings.type != Logging::kFileType)
         return entries;
-    for (const auto& path : LogFiles(settings.File()))
+    for (const auto& path : Logging::LogFiles(settings.File()))
         if (const auto file = LogFile::Open(path))
             std::ranges::move(ParseLog(file->ReadOn()), std::back_inserter(entries));
     return entries;

@@ -21,14 +21,17 @@ std::string AbsolutePath(const std::string& file) {
     return *narrow;
 }
 
-void MakeFolderOf(const std::string& file) {
+std::string MakeFolderOf(const std::string& file) {
     const auto folder = PathOf(file).parent_path();
     std::error_code error;
     if (!folder.empty())
         std::filesystem::create_directories(folder, error);  // no error when it is there
-    if (error)
-        throw Failure(kRefused, "Nothing was set: the folder of the log file " + file +
-                                    " cannot be made: " + error.message() + ".");
+    return error ? "the folder of the log file " + file + " cannot be made: " + error.message() : "";
+}
+
+void RequireFolderOf(const std::string& file) {
+    if (const auto problem = MakeFolderOf(file); !problem.empty())
+        throw Failure(kRefused, "Nothing was set: " + problem + ".");
 }
 
 std::string SystemReason() {

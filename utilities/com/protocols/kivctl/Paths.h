@@ -9,9 +9,11 @@ namespace kivctl {
 std::filesystem::path PathOf(const std::string& narrow);
 /// The same file for whatever folder a program runs in.
 std::string AbsolutePath(const std::string& file);
-/// Makes the folder of the file, since the programs do not make that of their log file and log nothing without it.
-/// Throws Failure when that is not possible.
-void MakeFolderOf(const std::string& file);
+/// Makes the folder of a log file, since the programs do not and log nothing without it. Says why that is not possible;
+/// nothing when the folder is there.
+std::string MakeFolderOf(const std::string& file);
+/// The same; throws Failure instead.
+void RequireFolderOf(const std::string& file);
 /// The system's words for why the last operation of the C library failed.
 std::string SystemReason();
 

@@ -92,6 +92,7 @@ int main() {
     AddLogsCommand(app, options);
     AddMetricsCommand(app, options);
     AddServiceCommands(app, options);
+    AddAccessCommands(app, options);
     AddHelpCommands(app);
     app.footer(kFooter);  // after the commands were added, which would have it too
     try {

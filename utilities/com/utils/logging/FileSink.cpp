@@ -4,7 +4,6 @@
 #include <optional>
 #include <utility>
 
-#include "utils/logging/LogFile.h"
 #include "utils/logging/LogLine.h"
 
 namespace Logging {
@@ -27,14 +26,24 @@ std::shared_ptr<kivsync::Mutex> CreateOrOpenMutex() {
 
 }  // namespace
 
-FileSink::FileSink(std::string path, bool color) : path_(std::move(path)), mutex_(CreateOrOpenMutex()) {
+FileSink::FileSink(std::string path, bool color, LogRotation rotation)
+    : path_(std::move(path)), rotation_(rotation), mutex_(CreateOrOpenMutex()) {
     SetColorMode(color ? ColorMode::Force : ColorMode::Off);
+}
+
+bool FileSink::IsFull(const LogFile& file) const {
+    return rotation_.maxBytes != 0 && rotation_.keep != 0 && file.Size() >= rotation_.maxBytes;
 }
 
 void FileSink::Write(const std::shared_ptr<LogEntry>& entry) {
     const std::string line = FormatLine(*entry, UsesColor(std::nullopt)) + '\n';
     const std::lock_guard guard(mutex_);
-    if (const auto file = LogFile::Open(path_))
+    auto file = LogFile::Open(path_);
+    if (file && mutex_.IsHeld() && IsFull(*file) && RotateLogFiles(path_, rotation_.keep)) {
+        if (auto next = LogFile::Open(path_))
+            file = std::move(next);  // or else the line goes into the renamed one
+    }
+    if (file)
         file->Append(line);
 }
 

@@ -22,7 +22,7 @@ std::shared_ptr<ISink> MakeSink(const LogSettings& settings) {
     if (settings.type == kConsoleType)
         return MakeConsoleSink();
     if (settings.type == kFileType)
-        return std::make_shared<FileSink>(settings.File(), settings.UsesColor());
+        return std::make_shared<FileSink>(settings.File(), settings.UsesColor(), settings.Rotation());
     return MakeEventTracingSink();
 }
 
@@ -67,10 +67,17 @@ namespace {
 }  // namespace
 
 Logger::Logger() : state_(std::make_shared<State>()) {
-    state_->sink = MakeSink(LogSettings::Read());
+    const auto settings = LogSettings::Read();
+    const auto levels = settings.Levels();
+    state_->sink = MakeSink(settings);
     if (state_->sink == nullptr)
         state_->enabledLevels = {Error};
+    else if (levels)
+        state_->enabledLevels = *levels;
     state_->Update();
+    if (!levels)
+        Log(Warning, __FILE__, __LINE__, KIV_FUNCTION_NAME, "Unknown %s %s, info is used", kLogLevelValue,
+            settings.level->c_str());
 }
 
 void Logger::Log(std::uint32_t level, const char* file, std::uint32_t line, const char* function, const char* format,

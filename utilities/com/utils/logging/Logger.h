@@ -30,8 +30,8 @@ namespace Logging {
 /// Any thread may call Log and GetInstance. The setters belong to start-up and to tests.
 class Logger {
   public:
-    /// The process's logger, made on first use with the sink that the registry values "logtype", "logfile" and
-    /// "logcolor" choose. Never empty.
+    /// The process's logger, made on first use with the sink and the levels that the tuning values choose (see
+    /// LogSettings). Never empty.
     static std::shared_ptr<Logger> GetInstance();
 
     Logger();

@@ -26,6 +26,8 @@ class SinkMutex {
         if (taken_)
             mutex_->Unlock();
     }
+    /// Between lock and unlock: false when the mutex was passed over.
+    bool IsHeld() const { return taken_; }
 
   private:
     const std::shared_ptr<kivsync::Mutex> mutex_;

@@ -38,6 +38,8 @@ class RegistryKey {
     virtual Reading Query(const std::string& name, RegistryValue& value) = 0;
     [[nodiscard]] virtual std::int32_t SetNumber(const std::string& name, std::uint32_t number) = 0;
     [[nodiscard]] virtual std::int32_t SetText(const std::string& name, const std::string& text) = 0;
+    /// Success also when there is no such value.
+    [[nodiscard]] virtual std::int32_t DeleteValue(const std::string& name) = 0;
 
     /// Opens a subkey; empty when it is missing.
     virtual std::shared_ptr<RegistryKey> OpenSubkey(const std::string& name) = 0;

@@ -11,7 +11,7 @@ namespace {
 constexpr std::int64_t kLongCommandNanoseconds = 50'000'000'000;
 
 /// The reply to a command that is answered with its result alone: `carryOut` (the request's fields to result) is not
-/// called when the payload is shorter than them.
+/// called when the payload is shorter than them, or a text field has no end.
 template <class Request, class CarryOut>
 IPCPayload ResultReply(const IPC& request, CarryOut carryOut) {
     const auto fields = wire::Decode<Request>(request.Payload());
@@ -19,7 +19,7 @@ IPCPayload ResultReply(const IPC& request, CarryOut carryOut) {
 }
 
 /// The reply to a command on a property: `carryOut` (the request's fields, the reply to fill in, to result) is not
-/// called when the payload is shorter than the fields.
+/// called when the payload is shorter than the fields, or a text field has no end.
 template <class Request, class Reply, class CarryOut>
 IPCPayload PropertyReply(const IPC& request, CarryOut carryOut) {
     Reply reply;
@@ -28,7 +28,7 @@ IPCPayload PropertyReply(const IPC& request, CarryOut carryOut) {
     return wire::Encode(reply);
 }
 
-/// The instance that a request names, or nothing when the payload is too short to name one.
+/// The instance that a request names, or nothing when the payload does not name one.
 std::optional<std::string> NamedInstance(const IPC& request) {
     const auto fields = wire::Decode<ipc_mngctrl_instance_request>(request.Payload());
     return fields ? std::optional(fields->instance.Text()) : std::nullopt;

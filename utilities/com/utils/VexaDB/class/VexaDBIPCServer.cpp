@@ -9,7 +9,7 @@ namespace VexaDB {
 
 VexaDBIPCServer::Handlers VexaDBIPCServer::MakeHandlers(VexaDBServerInterface& database) {
     Handlers handlers;
-    // `call` fills the reply and gives its status. Too short a request leaves the reply empty but for its status.
+    // `call` fills the reply and gives its status. What cannot be decoded leaves it empty but for its status.
     const auto add = [&](auto command, Turn turn, auto call) {
         handlers[command] = {turn, [call](const IPCPayload& payload) {
                                  typename decltype(command)::RequestType request;

@@ -31,24 +31,28 @@ static_assert(sizeof(ipc_vexadb_session_request) == 8);
 struct ipc_vexadb_add_instance_request : ipc_vexadb_session_request {
     wire::u32 type;       // offset 8, size 4
     wire::Name instance;  // offset 12, size 50
+    bool HasEndedTexts() const { return instance.IsEnded(); }
 };
 static_assert(sizeof(ipc_vexadb_add_instance_request) == 62);
 
 /// One instance: remove, list of settings, existence.
 struct ipc_vexadb_instance_request : ipc_vexadb_session_request {
     wire::Name instance;  // offset 8, size 50: empty for the database-wide settings
+    bool HasEndedTexts() const { return instance.IsEnded(); }
 };
 static_assert(sizeof(ipc_vexadb_instance_request) == 58);
 
 struct ipc_vexadb_rename_instance_request : ipc_vexadb_session_request {
     wire::Name oldName;  // offset 8, size 50
     wire::Name newName;  // offset 58, size 50
+    bool HasEndedTexts() const { return oldName.IsEnded() && newName.IsEnded(); }
 };
 static_assert(sizeof(ipc_vexadb_rename_instance_request) == 108);
 
 /// One setting.
 struct ipc_vexadb_get_setting_request : ipc_vexadb_instance_request {
     wire::Name setting;  // offset 58, size 50
+    bool HasEndedTexts() const { return ipc_vexadb_instance_request::HasEndedTexts() && setting.IsEnded(); }
 };
 static_assert(sizeof(ipc_vexadb_get_setting_request) == 108);
 
@@ -59,6 +63,7 @@ static_assert(sizeof(ipc_vexadb_set_setting_num32_request) == 112);
 
 struct ipc_vexadb_set_setting_str_request : ipc_vexadb_get_setting_request {
     wire::Name value;  // offset 108, size 50
+    bool HasEndedTexts() const { return ipc_vexadb_get_setting_request::HasEndedTexts() && value.IsEnded(); }
 };
 static_assert(sizeof(ipc_vexadb_set_setting_str_request) == 158);
 
@@ -171,7 +176,7 @@ IPCPayload Encode(const ListReply<Entry>& reply) {
     return payload;
 }
 
-/// Reads what Encode wrote; false when the payload is too short. A list is there only with the status 0.
+/// Reads what Encode wrote; false when it cannot be decoded. A list is there only with the status 0.
 template <wire::WireRecord Record>
 bool DecodePayload(std::span<const std::uint8_t> payload, Record& record) {
     const auto decoded = wire::Decode<Record>(payload);

@@ -13,9 +13,9 @@ constexpr std::int32_t kFailed = -1;
 
 }  // namespace
 
-ServerWinPipeInstance::ServerWinPipeInstance(std::string serverName)
+ServerWinPipeInstance::ServerWinPipeInstance(std::string serverName, SECURITY_ATTRIBUTES* securityAttributes)
     : serverName_(std::move(serverName)),
-      securityAttributes_(GENERIC_READ | GENERIC_WRITE, GENERIC_ALL),
+      securityAttributes_(securityAttributes),
       waitEvent_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
     if (!waitEvent_)
         KIV_LOG(Logging::Error, "Cannot create wait event server:%s", serverName_.c_str());
@@ -43,7 +43,7 @@ void ServerWinPipeInstance::CreatePipe() {
     pipe_.Reset(CreateNamedPipeA(PipeName(serverName_).c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED,
                                  PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS,
                                  PIPE_UNLIMITED_INSTANCES, kBufferSize, kBufferSize, kDefaultTimeoutMs,
-                                 securityAttributes_.Get()));
+                                 securityAttributes_));
     if (!pipe_)
         KIV_LOG(Logging::Error, "CreateNamedPipe failed server:%s", serverName_.c_str());
 }

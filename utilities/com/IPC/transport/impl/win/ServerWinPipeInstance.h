@@ -6,13 +6,13 @@
 #include <string>
 
 #include "utils/platform/impl/win/Handle.h"
-#include "utils/sync/impl/win/SecurityAttributes.h"
 
 /// Not for two threads at once. An instance whose pipe could not be made, or whose client was gone at once, waits for
 /// nobody until MakeReady succeeds.
 class ServerWinPipeInstance {
   public:
-    explicit ServerWinPipeInstance(std::string serverName);
+    /// Every pipe is made with the attributes, which outlive the instance.
+    ServerWinPipeInstance(std::string serverName, SECURITY_ATTRIBUTES* securityAttributes);
     /// Cancels the wait.
     ~ServerWinPipeInstance();
     ServerWinPipeInstance(const ServerWinPipeInstance&) = delete;
@@ -33,7 +33,7 @@ class ServerWinPipeInstance {
     [[nodiscard]] std::int32_t StartFailed(const char* step);
 
     const std::string serverName_;
-    SecurityAttributes securityAttributes_;
+    SECURITY_ATTRIBUTES* const securityAttributes_;
     const UniqueHandle waitEvent_;
     OVERLAPPED overlapped_{};
     UniqueHandle pipe_;

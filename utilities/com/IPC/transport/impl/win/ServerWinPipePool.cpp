@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "IPC/transport/impl/win/PipeAccess.h"
 #include "utils/logging/Logger.h"
 #include "utils/platform/Deadline.h"
 
@@ -13,9 +14,11 @@ constexpr std::uint32_t kRetryMs = 250;  // between two attempts to make a lost 
 }  // namespace
 
 ServerWinPipePool::ServerWinPipePool(std::string serverName, std::size_t count)
-    : serverName_(std::move(serverName)), interruptEvent_(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {
+    : serverName_(std::move(serverName)),
+      securityAttributes_(PipeAccess(serverName_)),
+      interruptEvent_(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {
     while (instances_.size() < count)
-        instances_.push_back(std::make_unique<ServerWinPipeInstance>(serverName_));
+        instances_.push_back(std::make_unique<ServerWinPipeInstance>(serverName_, securityAttributes_.Get()));
 }
 
 std::int32_t ServerWinPipePool::Init() {

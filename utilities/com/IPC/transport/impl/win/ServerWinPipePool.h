@@ -10,6 +10,7 @@
 
 #include "IPC/transport/impl/win/ServerWinPipeInstance.h"
 #include "utils/platform/impl/win/Handle.h"
+#include "utils/sync/impl/win/SecurityAttributes.h"
 
 /// Accept is called by one thread at a time; Interrupt by any.
 class ServerWinPipePool {
@@ -28,6 +29,7 @@ class ServerWinPipePool {
     UniqueHandle TakeConnection(const ServerWinPipeInstance& instance);
 
     const std::string serverName_;
+    SecurityAttributes securityAttributes_;
     std::vector<std::unique_ptr<ServerWinPipeInstance>> instances_;
     std::vector<ServerWinPipeInstance*> ready_;  // those that wait
     const UniqueHandle interruptEvent_;          // auto reset

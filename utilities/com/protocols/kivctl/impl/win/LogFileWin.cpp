@@ -55,16 +55,6 @@ std::unique_ptr<LogFile> LogFile::Open(const std::string& path) {
     return file ? std::make_unique<LogFileWin>(std::move(file)) : nullptr;
 }
 
-std::vector<std::string> LogFiles(const std::string& path) {
-    std::vector<std::string> files{path};
-    for (int number = 1;; ++number) {
-        const auto older = path + "." + std::to_string(number);
-        if (GetFileAttributesA(older.c_str()) == INVALID_FILE_ATTRIBUTES)
-            return files;
-        files.insert(files.begin(), older);
-    }
-}
-
 LogFileCondition LookAtLogFile(const std::string& path) {
     LogFileCondition condition;
     if (!OpenShared(path, FILE_APPEND_DATA)) {

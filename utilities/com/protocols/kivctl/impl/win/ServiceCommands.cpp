@@ -3,13 +3,20 @@
 #include <windows.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
 #include "protocols/kivctl/Failure.h"
+#include "protocols/kivctl/InitialSettings.h"
+#include "protocols/kivctl/Paths.h"
+#include "protocols/kivctl/impl/win/FolderAccess.h"
+#include "protocols/kivctl/impl/win/MachinePath.h"
+#include "utils/logging/LogSettings.h"
 #include "utils/platform/Deadline.h"
 #include "utils/platform/LastErrorKeeper.h"
 #include "utils/platform/Platform.h"
@@ -22,7 +29,10 @@ namespace {
 constexpr const char* kServiceName = "KivProtocolManager";
 constexpr const char* kDisplayName = "KivProtocolManager";
 constexpr const char* kProgram = "KivProtocolManager.exe";
+constexpr const char* kProgramsBesideIt[] = {"KivProtocol.exe", "kivctl.exe"};
 constexpr wchar_t kDescription[] = L"Runs the industrial-protocol instances of this machine.";
+
+constexpr const char* kNotInstalled = "not installed";  // in place of a state
 
 constexpr DWORD kRestartDelayMs = 5000;            // before the service is started again after a failure
 constexpr DWORD kFailureResetSeconds = 24 * 3600;  // without a failure until the count of failures starts anew
@@ -36,6 +46,43 @@ struct ScmHandleCloser {
     }
 };
 using ScmHandle = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, ScmHandleCloser>;
+
+/// What a command did and found: told line by line, or with --json as the one document of the command, at its end.
+class Outcome {
+  public:
+    explicit Outcome(const Options& options) : isJson_(options.json) {}
+
+    void Say(const std::string& line, Colour colour = Colour::Plain) {
+        if (isJson_)
+            message_ += (message_.empty() ? "" : "\n") + line;
+        else
+            PrintLine(line, colour);
+    }
+    /// What the operator should know though the command succeeds.
+    void Note(const std::string& line) {
+        if (isJson_)
+            notes_.push_back(ToUtf8(line));
+        else
+            PrintLine("Note: " + line, Colour::Warning);
+    }
+    /// A field of the document. The last one of a name counts.
+    void Set(const char* name, Json value) { fields_[name] = std::move(value); }
+
+    void Print() {
+        if (!isJson_)
+            return;
+        fields_["message"] = ToUtf8(message_);
+        if (!notes_.empty())
+            fields_["notes"] = notes_;
+        PrintJson(fields_);
+    }
+
+  private:
+    const bool isJson_;
+    Json fields_{{"service", kServiceName}};
+    std::string message_;
+    Json notes_ = Json::array();
+};
 
 [[noreturn]] void Refuse(const std::string& what) {
     const auto error = GetLastError();
@@ -81,18 +128,6 @@ const char* StateName(DWORD state) {
     }
 }
 
-/// Waits for the state; throws when it does not come in time, or when the service ended instead of running.
-void Await(const ScmHandle& service, DWORD wanted, std::uint32_t timeoutMs) {
-    const platform::Deadline deadline(timeoutMs);
-    for (auto state = State(service); state != wanted; state = State(service)) {
-        const bool gaveUp = wanted == SERVICE_RUNNING && state == SERVICE_STOPPED;
-        if (gaveUp || deadline.LeftMs() == 0)
-            throw Failure(kRefused, std::string("The service is ") + StateName(state) + ", not " + StateName(wanted) +
-                                        "; its log says why");
-        Sleep(kPollMs);
-    }
-}
-
 /// The process that the service runs in, for waiting; empty when there is none or it cannot be opened.
 UniqueHandle ServiceProcess(const ScmHandle& service) {
     SERVICE_STATUS_PROCESS status{};
@@ -104,100 +139,285 @@ UniqueHandle ServiceProcess(const ScmHandle& service) {
     return UniqueHandle(OpenProcess(SYNCHRONIZE, FALSE, status.dwProcessId));
 }
 
-std::string InstalledProgram() {
-    const auto own = platform::ModulePath();
-    return own.substr(0, own.find_last_of("\\/") + 1) + kProgram;
+[[noreturn]] void FailIn(DWORD state, const char* wanted) {
+    throw Failure(kRefused,
+                  std::string("The service is ") + StateName(state) + ", not " + wanted + "; its log says why");
 }
 
-/// Registers the service, or brings one that is registered up to date.
-void Install() {
-    const auto program = InstalledProgram();
-    if (GetFileAttributesA(program.c_str()) == INVALID_FILE_ATTRIBUTES)
-        throw Failure(kRefused, "There is no " + program);
-    const auto commandLine = "\"" + program + "\" --service";
-    const auto manager = OpenManager(SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE);
+/// Asks the service to stop. One that is starting does not listen yet, and is asked again.
+void RequestStop(const ScmHandle& service, const platform::Deadline& deadline) {
+    SERVICE_STATUS status{};
+    // The control returns when every instance is stopped, or with a time-out of the system's; the state tells.
+    while (!ControlService(service.get(), SERVICE_CONTROL_STOP, &status)) {
+        const auto error = GetLastError();
+        if (error == ERROR_SERVICE_NOT_ACTIVE || error == ERROR_SERVICE_REQUEST_TIMEOUT)
+            return;
+        if (error != ERROR_SERVICE_CANNOT_ACCEPT_CTRL)
+            Refuse("Cannot stop the service");
+        if (State(service) != SERVICE_START_PENDING || deadline.LeftMs() == 0)
+            return;
+        Sleep(kPollMs);
+    }
+}
+
+/// Waits for the end of the service, and of the process that it ran in: its files are free only then, a moment later.
+void AwaitStopped(const ScmHandle& service, const UniqueHandle& process, const platform::Deadline& deadline) {
+    const auto hasEnded = [&process](DWORD timeoutMs) {
+        return process && WaitForSingleObject(process.Get(), timeoutMs) == WAIT_OBJECT_0;
+    };
+    // One that somebody starts again at once is never seen to be stopped.
+    for (auto state = State(service); state != SERVICE_STOPPED && !hasEnded(0); state = State(service)) {
+        if (deadline.LeftMs() == 0)
+            FailIn(state, "stopped");
+        Sleep(kPollMs);
+    }
+    hasEnded(kProcessEndMs);
+}
+
+/// Throws also when the service ended instead of running.
+void AwaitRunning(const ScmHandle& service, std::uint32_t timeoutMs) {
+    const platform::Deadline deadline(timeoutMs);
+    for (auto state = State(service); state != SERVICE_RUNNING; state = State(service)) {
+        if (state == SERVICE_STOPPED || deadline.LeftMs() == 0)
+            FailIn(state, "running");
+        Sleep(kPollMs);
+    }
+}
+
+/// Without a backslash at its end.
+std::string FolderOf(const std::string& program) {
+    return program.substr(0, program.find_last_of("\\/"));
+}
+
+/// The folder of the program that the service is registered with; empty when that cannot be told.
+std::string RegisteredFolder(const ScmHandle& service) {
+    DWORD size = 0;
+    QueryServiceConfigA(service.get(), nullptr, 0, &size);
+    std::vector<BYTE> buffer(size);
+    auto* const configuration = reinterpret_cast<QUERY_SERVICE_CONFIGA*>(buffer.data());
+    if (size == 0 || !QueryServiceConfigA(service.get(), configuration, size, &size))
+        return {};
+    const std::string commandLine = configuration->lpBinaryPathName;
+    const auto end = commandLine.find('"', 1);
+    const bool isQuoted = commandLine.starts_with('"') && end != std::string::npos;
+    return isQuoted ? FolderOf(commandLine.substr(1, end - 1)) : std::string();
+}
+
+std::string Joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const auto& word : words)
+        text += (text.empty() ? "" : ", ") + word;
+    return text;
+}
+
+/// Refuses a folder in which ordinary users could replace what the service runs; only notes it when `isAllowed`.
+void CheckWhoMayWrite(const std::string& folder, const std::vector<std::string>& programs, bool isAllowed,
+                      Outcome& outcome) {
+    auto paths = programs;
+    paths.insert(paths.begin(), folder);
+    std::string list;
+    for (const auto& [path, groups] : FindOpenToUsers(paths))
+        list += (list.empty() ? "" : "; ") + path + " (" + Joined(groups) + ")";
+    if (list.empty())
+        return;
+    const auto danger =
+        "Ordinary users may change " + list + ". Whoever replaces a program there runs it with the service's rights.";
+    if (!isAllowed)
+        throw Failure(kRefused, "Nothing was installed. " + danger +
+                                    " Choose a folder that only administrators may write to, such as one in "
+                                    "C:\\Program Files, or repeat with --any-folder.");
+    outcome.Note(danger);
+}
+
+/// Registers the service anew.
+ScmHandle Register(const ScmHandle& manager, const std::string& commandLine, Outcome& outcome) {
     ScmHandle service(CreateServiceA(manager.get(), kServiceName, kDisplayName, SERVICE_ALL_ACCESS,
                                      SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START, SERVICE_ERROR_NORMAL,
                                      commandLine.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
-    if (!service && GetLastError() == ERROR_SERVICE_EXISTS) {
-        service.reset(OpenServiceA(manager.get(), kServiceName, SERVICE_ALL_ACCESS));
-        if (service &&
-            !ChangeServiceConfigA(service.get(), SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START, SERVICE_ERROR_NORMAL,
-                                  commandLine.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr, kDisplayName))
-            service.reset();
-    }
     if (!service)
-        Refuse("Cannot register the service");
-
-    std::wstring description = kDescription;
-    SERVICE_DESCRIPTIONW text{description.data()};
+        return service;
     SERVICE_DELAYED_AUTO_START_INFO delayed{TRUE};
     SC_ACTION restart{SC_ACTION_RESTART, kRestartDelayMs};
     SERVICE_FAILURE_ACTIONSW failure{};
     failure.dwResetPeriod = kFailureResetSeconds;
     failure.cActions = 1;
     failure.lpsaActions = &restart;
-    const std::pair<DWORD, void*> configurations[] = {{SERVICE_CONFIG_DESCRIPTION, &text},
-                                                      {SERVICE_CONFIG_DELAYED_AUTO_START_INFO, &delayed},
-                                                      {SERVICE_CONFIG_FAILURE_ACTIONS, &failure}};
-    for (const auto& [level, configuration] : configurations) {
+    const auto configure = [&](DWORD level, void* configuration, const char* what) {
         if (!ChangeServiceConfig2W(service.get(), level, configuration))
-            PrintLine("Note: the service control manager did not take setting " + std::to_string(level) + ", error " +
-                          std::to_string(GetLastError()),
-                      Colour::Warning);
-    }
-    PrintLine("Installed: " + commandLine);
+            outcome.Note(std::string("the system did not take ") + what + ": error " + std::to_string(GetLastError()));
+    };
+    configure(SERVICE_CONFIG_DELAYED_AUTO_START_INFO, &delayed, "the delayed start");
+    configure(SERVICE_CONFIG_FAILURE_ACTIONS, &failure, "the restart after a failure");
+    return service;
 }
 
-void Stop(const Options& options) {
+/// Brings a registered service up to date with these programs. How it starts, under which account, and what follows a
+/// failure is the operator's, and stays.
+ScmHandle Update(const ScmHandle& manager, const std::string& folder, const std::string& commandLine,
+                 Outcome& outcome) {
+    ScmHandle service(
+        OpenServiceA(manager.get(), kServiceName, SERVICE_CHANGE_CONFIG | SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS));
+    if (!service)
+        return service;
+    const auto before = RegisteredFolder(service);
+    if (!ChangeServiceConfigA(service.get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                              commandLine.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr, kDisplayName))
+        return {};
+    // Otherwise PATH would lead to the kivctl of a folder that is no longer in use.
+    if (!before.empty() && lstrcmpiA(before.c_str(), folder.c_str()) != 0 &&
+        RemoveFromMachinePath(before) == PathChange::Made)
+        outcome.Say("PATH no longer names " + before);
+    return service;
+}
+
+void Describe(const ScmHandle& service, Outcome& outcome) {
+    std::wstring text = kDescription;
+    SERVICE_DESCRIPTIONW description{text.data()};
+    if (!ChangeServiceConfig2W(service.get(), SERVICE_CONFIG_DESCRIPTION, &description))
+        outcome.Note("the system did not take the description: error " + std::to_string(GetLastError()));
+}
+
+void InstallSettings(Outcome& outcome) {
+    auto values = Json::object();
+    for (const auto& [name, value] : WriteInitialSettings()) {
+        const bool isText = value.kind == VexaUtils::ValueKind::Text;
+        values[name] = isText ? Json(ToUtf8(value.text)) : Json(value.number);
+        outcome.Say("Set " + name + " to " + (isText ? value.text : std::to_string(value.number)));
+    }
+    outcome.Set("values", std::move(values));
+    const auto log = Logging::LogSettings::Read();
+    const auto problem = log.type == Logging::kFileType ? MakeFolderOf(log.File()) : "";
+    if (!problem.empty())
+        outcome.Note(problem + "; without it nothing is logged");
+}
+
+void InstallPath(const std::string& folder, Outcome& outcome) {
+    const auto change = AddToMachinePath(folder);
+    if (change == PathChange::Made)
+        outcome.Say("PATH names " + folder + " now: consoles opened from now on find kivctl");
+    if (change == PathChange::Failed)
+        outcome.Note("the machine's PATH could not be given " + folder + ", so kivctl is found in that folder only");
+    outcome.Set("path", {{"folder", ToUtf8(folder)}, {"added", change == PathChange::Made}});
+}
+
+/// Registers the service with the programs of this folder, or brings one that is registered up to date.
+void Install(bool anyFolder, Outcome& outcome) {
+    const auto folder = FolderOf(platform::ModulePath());
+    const auto program = folder + "\\" + kProgram;
+    std::vector<std::string> programs = {program};
+    for (const auto* name : kProgramsBesideIt)
+        programs.push_back(folder + "\\" + name);
+    for (const auto& path : programs)
+        if (GetFileAttributesA(path.c_str()) == INVALID_FILE_ATTRIBUTES)
+            throw Failure(kRefused, "There is no " + path);
+    CheckWhoMayWrite(folder, programs, anyFolder, outcome);
+
+    const auto commandLine = "\"" + program + "\" --service";
+    const auto manager = OpenManager(SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE);
+    auto service = Register(manager, commandLine, outcome);
+    const bool isNew = service != nullptr;
+    if (!isNew && GetLastError() == ERROR_SERVICE_EXISTS)
+        service = Update(manager, folder, commandLine, outcome);
+    if (!service)
+        Refuse("Cannot register the service");
+    Describe(service, outcome);
+    outcome.Say((isNew ? "Installed: " : "Updated: ") + commandLine);
+    InstallSettings(outcome);
+    InstallPath(folder, outcome);
+    const auto state = State(service);
+    if (!isNew && state == SERVICE_RUNNING)
+        outcome.Note("the service runs the programs that it was started with; kivctl service restart starts these");
+    outcome.Set("isNew", isNew);
+    outcome.Set("program", ToUtf8(program));
+    outcome.Set("state", StateName(state));
+}
+
+/// False when the service is not installed.
+bool Stop(const Options& options, Outcome& outcome) {
     const auto service = OpenInstalled(SERVICE_STOP | SERVICE_QUERY_STATUS);
     if (!service && GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST) {
-        PrintLine("Not installed");
-        return;
+        outcome.Say("Not installed");
+        outcome.Set("state", kNotInstalled);
+        return false;
     }
     if (!service)
         Refuse("Cannot stop the service");
     const auto process = ServiceProcess(service);
-    SERVICE_STATUS status{};
-    // The control returns when every instance is stopped, or with a time-out of the system's; the state tells.
-    if (!ControlService(service.get(), SERVICE_CONTROL_STOP, &status)) {
+    const platform::Deadline deadline(options.TimeoutOr(kShutdownTimeout));
+    RequestStop(service, deadline);
+    AwaitStopped(service, process, deadline);
+    outcome.Say("Stopped");
+    outcome.Set("state", StateName(SERVICE_STOPPED));
+    return true;
+}
+
+/// Starts a service that is not running. Until its stop has ended, one that is stopping counts as running.
+void StartOnceStopped(const ScmHandle& service, std::uint32_t timeoutMs) {
+    const platform::Deadline deadline(timeoutMs);
+    while (!StartServiceA(service.get(), 0, nullptr)) {
         const auto error = GetLastError();
-        if (error != ERROR_SERVICE_NOT_ACTIVE && error != ERROR_SERVICE_CANNOT_ACCEPT_CTRL &&
-            error != ERROR_SERVICE_REQUEST_TIMEOUT)
-            Refuse("Cannot stop the service");
+        if (error != ERROR_SERVICE_ALREADY_RUNNING && error != ERROR_SERVICE_CANNOT_ACCEPT_CTRL)
+            Refuse("Cannot start the service");
+        const auto state = State(service);
+        if (state != SERVICE_STOP_PENDING && state != SERVICE_STOPPED)
+            return;
+        if (deadline.LeftMs() == 0)
+            FailIn(state, "running");
+        Sleep(kPollMs);
     }
-    Await(service, SERVICE_STOPPED, options.TimeoutOr(kShutdownTimeout));
-    // Its files are free only when its process has ended, a moment after the service counts as stopped.
-    if (process)
-        WaitForSingleObject(process.Get(), kProcessEndMs);
-    PrintLine("Stopped");
 }
 
-void Start(const Options& options) {
+void Start(const Options& options, Outcome& outcome) {
     const auto service = OpenInstalled(SERVICE_START | SERVICE_QUERY_STATUS);
-    if (!service || (!StartServiceA(service.get(), 0, nullptr) && GetLastError() != ERROR_SERVICE_ALREADY_RUNNING))
+    if (!service)
         Refuse("Cannot start the service");
-    Await(service, SERVICE_RUNNING, options.TimeoutOr(kStartTimeout));
-    PrintLine("Running");
+    StartOnceStopped(service, options.TimeoutOr(kShutdownTimeout));
+    AwaitRunning(service, options.TimeoutOr(kStartTimeout));
+    outcome.Say("Running");
+    outcome.Set("state", StateName(SERVICE_RUNNING));
 }
 
-void Uninstall(const Options& options) {
-    Stop(options);
-    const auto service = OpenInstalled(DELETE);
-    if (!service && GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST)
-        return;
-    if (!service || !DeleteService(service.get()))
-        Refuse("Cannot remove the service");
-    PrintLine("Removed; its settings stay in the registry");
+void Restart(const Options& options, Outcome& outcome) {
+    if (!OpenInstalled(SERVICE_START | SERVICE_STOP | SERVICE_QUERY_STATUS))
+        Refuse("Cannot restart the service");
+    Stop(options, outcome);
+    Start(options, outcome);
 }
 
-void Show(const Options& options) {
+void Uninstall(const Options& options, Outcome& outcome) {
+    auto folder = FolderOf(platform::ModulePath());
+    const bool isInstalled = Stop(options, outcome);
+    if (isInstalled) {
+        const auto service = OpenInstalled(DELETE | SERVICE_QUERY_CONFIG);
+        if (!service)
+            Refuse("Cannot remove the service");
+        if (const auto registered = RegisteredFolder(service); !registered.empty())
+            folder = registered;
+        if (!DeleteService(service.get()))
+            Refuse("Cannot remove the service");
+        outcome.Say("Removed; its settings stay in the registry");
+        outcome.Set("state", kNotInstalled);
+    }
+    const auto change = RemoveFromMachinePath(folder);
+    if (change == PathChange::Made)
+        outcome.Say("PATH no longer names " + folder);
+    if (change == PathChange::Failed)
+        outcome.Note(folder + " could not be taken out of the machine's PATH");
+    outcome.Set("removed", isInstalled);
+    outcome.Set("path", {{"folder", ToUtf8(folder)}, {"removed", change == PathChange::Made}});
+}
+
+ExitCode Show(Outcome& outcome) {
     const auto service = OpenInstalled(SERVICE_QUERY_STATUS);
-    const std::string state = service ? StateName(State(service)) : "not installed";
-    if (options.json)
-        PrintJson({{"service", kServiceName}, {"state", state}});
-    else
-        PrintLine(std::string(kServiceName) + " is " + state);
+    if (!service && GetLastError() != ERROR_SERVICE_DOES_NOT_EXIST)
+        Refuse("Cannot ask for the service's state");
+    const auto state = service ? State(service) : SERVICE_STOPPED;
+    const std::string name = service ? StateName(state) : kNotInstalled;
+    outcome.Say(std::string(kServiceName) + " is " + name);
+    outcome.Set("state", name);
+    if (!service)
+        return kNotRunning;
+    return state == SERVICE_STOPPED || state == SERVICE_STOP_PENDING ? kRefused : kDone;
 }
 
 }  // namespace
@@ -205,20 +425,38 @@ void Show(const Options& options) {
 void AddServiceCommands(CLI::App& app, const Options& options) {
     auto* service = app.add_subcommand("service", "The manager as a Windows service");
     service->require_subcommand(1);
-    service
-        ->add_subcommand("install",
-                         "Registers the service (delayed automatic start, restarted after a failure), "
-                         "or updates it")
-        ->callback([] { Install(); });
-    service->add_subcommand("uninstall", "Stops and removes the service; the settings stay")->callback([&options] {
-        Uninstall(options);
-    });
-    service->add_subcommand("start", "Starts the service")->callback([&options] { Start(options); });
-    service->add_subcommand("stop", "Stops the service and with it every instance")->callback([&options] {
-        Stop(options);
-    });
-    service->add_subcommand("status", "Whether the service is installed and running")->callback([&options] {
-        Show(options);
+    const auto add = [service, &options](const char* name, const char* description, auto run) {
+        auto* command = service->add_subcommand(name, description);
+        command->callback([&options, run] {
+            Outcome outcome(options);
+            run(outcome);
+            outcome.Print();
+        });
+        return command;
+    };
+    auto anyFolder = std::make_shared<bool>(false);
+    add("install",
+        "Registers the service with the programs of this folder (delayed automatic start, restarted after a failure), "
+        "or updates it; gives the machine the settings that it lacks, and a place on PATH to this folder",
+        [anyFolder](Outcome& outcome) { Install(*anyFolder, outcome); })
+        ->add_flag("--any-folder", *anyFolder, "Also from a folder that ordinary users may write to");
+    add("uninstall", "Stops and removes the service, and takes its folder out of PATH; the settings stay",
+        [&options](Outcome& outcome) { Uninstall(options, outcome); });
+    add("start", "Starts the service, once a stop that is under way has ended",
+        [&options](Outcome& outcome) { Start(options, outcome); });
+    add("stop", "Stops the service and with it every instance",
+        [&options](Outcome& outcome) { Stop(options, outcome); });
+    add("restart", "Stops the service and starts it again",
+        [&options](Outcome& outcome) { Restart(options, outcome); });
+    auto* status = service->add_subcommand(
+        "status",
+        "Whether the service runs; exit code 0 when it does, 1 when it is stopped, 4 when it is not installed");
+    status->callback([&options] {
+        Outcome outcome(options);
+        const auto code = Show(outcome);
+        outcome.Print();
+        if (code != kDone)
+            throw Exit{code};
     });
 }
 

@@ -150,6 +150,11 @@ std::int32_t RegistryKeyWin::SetText(const std::string& name, const std::string&
                                  static_cast<DWORD>(size)));
 }
 
+std::int32_t RegistryKeyWin::DeleteValue(const std::string& name) {
+    const auto status = RegDeleteValueW(key_.Get(), Wide(name).c_str());
+    return status == ERROR_FILE_NOT_FOUND ? 0 : Result(status);
+}
+
 std::shared_ptr<RegistryKey> RegistryKeyWin::OpenSubkey(const std::string& name) {
     auto subkey = std::make_shared<RegistryKeyWin>();
     return subkey->Open(key_.Get(), name) == ERROR_SUCCESS ? subkey : nullptr;

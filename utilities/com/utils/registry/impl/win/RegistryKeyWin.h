@@ -22,6 +22,7 @@ class RegistryKeyWin : public RegistryKey {
     Reading Query(const std::string& name, RegistryValue& value) override;
     std::int32_t SetNumber(const std::string& name, std::uint32_t number) override;
     std::int32_t SetText(const std::string& name, const std::string& text) override;
+    std::int32_t DeleteValue(const std::string& name) override;
     std::shared_ptr<RegistryKey> OpenSubkey(const std::string& name) override;
     std::shared_ptr<RegistryKey> CreateSubkey(const std::string& name) override;
     std::int32_t RenameSubkey(const std::string& oldName, const std::string& newName) override;

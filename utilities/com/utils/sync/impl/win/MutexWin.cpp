@@ -53,7 +53,7 @@ std::int32_t MutexWin::Lock() {
 }
 
 std::int32_t MutexWin::Create() {
-    SecurityAttributes attributes(SYNCHRONIZE, MUTEX_ALL_ACCESS);
+    SecurityAttributes attributes({{EveryoneSid(), SYNCHRONIZE}, {AdministratorsSid(), MUTEX_ALL_ACCESS}});
     SetLastError(ERROR_SUCCESS);
     handle_.Reset(CreateMutexA(attributes.Get(), FALSE, name_.c_str()));
     // The system hands out a handle to a mutex that existed already, too, and tells by the last error only.

@@ -1,30 +1,88 @@
 #include "utils/sync/impl/win/SecurityAttributes.h"
 
-// Needs <windows.h> first.
+// Need <windows.h> first.
 #include <aclapi.h>
-
-#include <array>
+#include <sddl.h>
 
 #include "utils/platform/LastErrorKeeper.h"
+#include "utils/platform/impl/win/Handle.h"
 
 namespace {
 
-EXPLICIT_ACCESS_W Entry(PSID trustee, TRUSTEE_TYPE type, DWORD rights) {
+Sid WellKnownSid(WELL_KNOWN_SID_TYPE type) {
+    Sid sid(SECURITY_MAX_SID_SIZE);
+    DWORD size = SECURITY_MAX_SID_SIZE;
+    sid.resize(CreateWellKnownSid(type, nullptr, sid.data(), &size) ? size : 0);
+    return sid;
+}
+
+Sid CopyOf(PSID sid) {
+    const auto* const bytes = static_cast<const BYTE*>(sid);
+    return {bytes, bytes + GetLengthSid(sid)};
+}
+
+EXPLICIT_ACCESS_W Entry(AccessGrant& grant) {
     EXPLICIT_ACCESS_W entry{};
-    entry.grfAccessPermissions = rights;
+    entry.grfAccessPermissions = grant.rights;
     entry.grfAccessMode = SET_ACCESS;
     entry.grfInheritance = NO_INHERITANCE;
     entry.Trustee.TrusteeForm = TRUSTEE_IS_SID;
-    entry.Trustee.TrusteeType = type;
-    entry.Trustee.ptstrName = static_cast<LPWSTR>(trustee);
+    entry.Trustee.TrusteeType = TRUSTEE_IS_UNKNOWN;
+    entry.Trustee.ptstrName = reinterpret_cast<LPWSTR>(grant.sid.data());
     return entry;
 }
 
 }  // namespace
 
-SecurityAttributes::SecurityAttributes(DWORD everyonesRights, DWORD administratorsRights) {
+Sid EveryoneSid() {
+    return WellKnownSid(WinWorldSid);
+}
+
+Sid AdministratorsSid() {
+    return WellKnownSid(WinBuiltinAdministratorsSid);
+}
+
+Sid SystemSid() {
+    return WellKnownSid(WinLocalSystemSid);
+}
+
+Sid OwnAccountSid() {
+    HANDLE opened = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened))
+        return {};
+    const UniqueHandle token(opened);
+    DWORD size = 0;
+    GetTokenInformation(token.Get(), TokenUser, nullptr, 0, &size);
+    std::vector<BYTE> user(size);
+    if (size == 0 || !GetTokenInformation(token.Get(), TokenUser, user.data(), size, &size))
+        return {};
+    return CopyOf(reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid);
+}
+
+Sid FindSid(const std::string& name) {
+    PSID written = nullptr;
+    // The two-letter abbreviations that this would take, too, may be names of accounts.
+    if (name.starts_with("S-1-") && ConvertStringSidToSidA(name.c_str(), &written)) {
+        auto sid = CopyOf(written);
+        LocalFree(written);
+        return sid;
+    }
+    constexpr DWORD kLongestDomain = 256;  // with its end
+    Sid sid(SECURITY_MAX_SID_SIZE);
+    std::vector<char> domain(kLongestDomain);
+    DWORD size = SECURITY_MAX_SID_SIZE, domainSize = kLongestDomain;
+    SID_NAME_USE use = SidTypeUnknown;
+    // The empty name, which stands for a domain, is nobody's; neither is that of a computer or of a deleted account.
+    if (name.empty() ||
+        !LookupAccountNameA(nullptr, name.c_str(), sid.data(), &size, domain.data(), &domainSize, &use) ||
+        (use != SidTypeUser && use != SidTypeGroup && use != SidTypeAlias && use != SidTypeWellKnownGroup))
+        return {};
+    return CopyOf(sid.data());
+}
+
+SecurityAttributes::SecurityAttributes(std::vector<AccessGrant> grants) {
     const platform::LastErrorKeeper lastError;
-    if (!Build(everyonesRights, administratorsRights))
+    if (!Build(grants))
         Free();
 }
 
@@ -33,16 +91,13 @@ SecurityAttributes::~SecurityAttributes() {
     Free();
 }
 
-bool SecurityAttributes::Build(DWORD everyonesRights, DWORD administratorsRights) {
-    SID_IDENTIFIER_AUTHORITY world = SECURITY_WORLD_SID_AUTHORITY;
-    SID_IDENTIFIER_AUTHORITY nt = SECURITY_NT_AUTHORITY;
-    if (!AllocateAndInitializeSid(&world, 1, SECURITY_WORLD_RID, 0, 0, 0, 0, 0, 0, 0, &everyone_) ||
-        !AllocateAndInitializeSid(&nt, 2, SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS, 0, 0, 0, 0, 0, 0,
-                                  &administrators_))
-        return false;
-
-    std::array entries = {Entry(everyone_, TRUSTEE_IS_WELL_KNOWN_GROUP, everyonesRights),
-                          Entry(administrators_, TRUSTEE_IS_GROUP, administratorsRights)};
+bool SecurityAttributes::Build(std::vector<AccessGrant>& grants) {
+    std::vector<EXPLICIT_ACCESS_W> entries;
+    for (auto& grant : grants) {
+        if (grant.sid.empty())
+            return false;
+        entries.push_back(Entry(grant));
+    }
     if (SetEntriesInAclW(static_cast<ULONG>(entries.size()), entries.data(), nullptr, &list_) != ERROR_SUCCESS)
         return false;
 
@@ -58,14 +113,8 @@ bool SecurityAttributes::Build(DWORD everyonesRights, DWORD administratorsRights
 }
 
 void SecurityAttributes::Free() {
-    if (everyone_ != nullptr)
-        FreeSid(everyone_);
-    if (administrators_ != nullptr)
-        FreeSid(administrators_);
     LocalFree(list_);
     LocalFree(descriptor_);
-    everyone_ = nullptr;
-    administrators_ = nullptr;
     list_ = nullptr;
     descriptor_ = nullptr;
 }
