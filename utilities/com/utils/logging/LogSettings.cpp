@@ -36,7 +36,7 @@ std::string LogSettings::File() const {
 }
 
 LogRotation LogSettings::Rotation() const {
-    constexpr std::uint64_t kMebibyte = 1024 * 1024;
+    constexpr std::uint64_t kMebibyte = 1'048'576;
     return {maxSize.value_or(0) * kMebibyte, std::min(keep.value_or(0), kMostOlderLogFiles)};
 }
 
