@@ -1,4 +1,5 @@
-# The ZIP archive and the installer, with the same files (CPack; the installer needs makensis). scripts/package.sh makes both.
+# The ZIP archive and the installer, with the same files (CPack; the installer needs makensis). scripts/package.sh makes
+# both.
 configure_file(packaging/windows/README.txt README.txt @ONLY NEWLINE_STYLE WIN32)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/README.txt CHANGELOG.md DESTINATION . COMPONENT programs)
 install(FILES docs/operations.md docs/wire-protocol.md docs/protocol.json DESTINATION docs COMPONENT programs)

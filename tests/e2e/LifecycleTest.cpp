@@ -195,14 +195,14 @@ TEST(ServiceControl, StartsRunsAndStopsWithoutLeavingAnything) {
     EXPECT_TRUE(IsAlive(manager));
     {
         Program stop(command + "stop");
-        EXPECT_TRUE(WaitForLog("Received stop request"));
-        EXPECT_EQ(service("status", 1), "KivProtocolManager is stopping\n");
+        EXPECT_TRUE(Eventually([&command] { return RunProgram(command + "status").exitCode == 1; }));
         WriteTable("1", "slow", Sample("2", {{"enabled", 0u}}));
         EXPECT_EQ(service("start"), "Running\n") << "it waits for the stop";
         EXPECT_EQ(stop.WaitForExit(), 0);
     }
     EXPECT_FALSE(IsAlive(manager));
     EXPECT_FALSE(IsAlive(child));
+    EXPECT_TRUE(LogHas("Received stop request"));
     EXPECT_TRUE(LogHas("End of KivProtocolManager")) << "the process did not come to its own end";
     service("stop");
     EXPECT_EQ(service("status", 1), "KivProtocolManager is stopped\n");
