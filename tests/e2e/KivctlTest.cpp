@@ -4,6 +4,7 @@
 
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "e2e/ManagerRun.h"
 #include "support/RawClient.h"
@@ -168,6 +169,14 @@ TEST(Kivctl, AFailedStartSaysWhyAndAHungProcessHidesNobody) {
                    {"start stubborn", 0, ""}});
         EXPECT_EQ(Kivctl("logs well").output.find("dies"), std::string::npos);
         EXPECT_EQ(Kivctl("status --failed").output.find("well"), std::string::npos);
+        SetEnvironmentVariableA("COLUMNS", "60");
+        std::istringstream narrow(Kivctl("status").output);
+        SetEnvironmentVariableA("COLUMNS", nullptr);
+        std::string line;
+        EXPECT_TRUE(std::getline(narrow, line) && line.starts_with("NAME ") && line.ends_with("UPTIME    NOTE"))
+            << line;
+        while (std::getline(narrow, line) && !line.starts_with("6 instances"))
+            EXPECT_LE(line.size(), 60u) << line;
         RawClient("stubborn").Send(kRequest, 1, 200, {});  // from now on it answers nothing
         ExpectAll({{"status", 0, "busy"},
                    {"status", 0, "1 running"},

@@ -1,11 +1,25 @@
 // KivProtocolManager: the service that owns the machine's industrial-protocol instances.
 
+#include <filesystem>
 #include <memory>
 #include <utility>
 
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
 #include "protocols/KivProtocolManager/class/ServiceHost.h"
+#include "utils/logging/LogFile.h"
+#include "utils/logging/LogSettings.h"
 #include "utils/logging/Logger.h"
+
+namespace {
+
+/// A log that cannot be written says so nowhere else.
+void WarnOfLog(ServiceHost& host) {
+    const auto log = Logging::LogSettings::Read();
+    if (log.type == Logging::kFileType && !Logging::LogFile::Open(log.File()))
+        host.PrintMessage(L"The log file cannot be opened: " + std::filesystem::path(log.File()).wstring() + L"\n");
+}
+
+}  // namespace
 
 int wmain(int argc, wchar_t** argv) {
     KIV_LOG(Logging::Info, "Start of KivProtocolManager");
@@ -23,7 +37,10 @@ int wmain(int argc, wchar_t** argv) {
     callbacks.extraUsage = [&host] {
         host->Print(L"--monitorwait:[NUMBER]  Specifies the time to wait before monitoring protocols \n");
     };
-    callbacks.init = [&manager](std::int32_t& exitCode) { return manager->Init(exitCode); };
+    callbacks.init = [&manager, &host](std::int32_t& exitCode) {
+        WarnOfLog(*host);
+        return manager->Init(exitCode);
+    };
     host->Wire(std::move(callbacks));
 
     const auto exitCode = host->Run();

@@ -25,6 +25,10 @@ std::string Meaning(const LogSettings& settings) {
     return "event tracing, where EtwVexaProviderX64.dll is installed; nothing is logged without it";
 }
 
+std::string Text(const std::optional<std::uint32_t>& number) {
+    return number ? std::to_string(*number) : "";
+}
+
 void AddShow(CLI::App& log, const Options& options) {
     auto* command = log.add_subcommand("show", "Shows where the programs log to, and whether they can");
     command->callback([&options] {
@@ -35,6 +39,9 @@ void AddShow(CLI::App& log, const Options& options) {
             return PrintJson({{kLogTypeValue, settings.type ? Json(ToUtf8(*settings.type)) : Json()},
                               {kLogFileValue, settings.file ? Json(ToUtf8(*settings.file)) : Json()},
                               {kLogColorValue, settings.color ? Json(*settings.color) : Json()},
+                              {kLogLevelValue, settings.level ? Json(ToUtf8(*settings.level)) : Json()},
+                              {kLogMaxSizeValue, settings.maxSize ? Json(*settings.maxSize) : Json()},
+                              {kLogKeepValue, settings.keep ? Json(*settings.keep) : Json()},
                               {"meaning", ToUtf8(Meaning(settings))},
                               {"problem", file.problem.empty() ? Json() : Json(ToUtf8(file.problem))},
                               {"bytes", file.size ? Json(*file.size) : Json()},
@@ -50,7 +57,10 @@ void AddShow(CLI::App& log, const Options& options) {
         Table table({"VALUE", "SET TO"});
         table.AddRow({kLogTypeValue, settings.type.value_or("")});
         table.AddRow({kLogFileValue, settings.file.value_or("")});
-        table.AddRow({kLogColorValue, settings.color ? std::to_string(*settings.color) : ""});
+        table.AddRow({kLogColorValue, Text(settings.color)});
+        table.AddRow({kLogLevelValue, settings.level.value_or("")});
+        table.AddRow({kLogMaxSizeValue, Text(settings.maxSize)});
+        table.AddRow({kLogKeepValue, Text(settings.keep)});
         table.Print();
     });
 }
