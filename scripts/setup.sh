@@ -10,6 +10,7 @@ packages=(
     googletest                                 # the tests' framework, as source
     libcli11-dev nlohmann-json3-dev            # headers that kivctl uses
     nsis                                       # the installer
+    prometheus                                 # promtool, which checks the metrics that kivctl prints
     clang libclang-rt-14-dev llvm              # native tests and fuzz targets, and functions' names in their reports
     clang-tidy cppcheck                        # static analysis
 )

@@ -72,6 +72,15 @@ kivctl service restart
 kivctl wait Installed running --timeout 60 || fail "the instance does not run after the restart"
 [ -s "$WINEPREFIX/drive_c/ProgramData/Quenlar Imaging/log/zebcom.log" ] || fail "nothing is logged"
 
+# What a collector of metrics gets, and a shell that completes words.
+kivctl metrics >"$packages/metrics.txt"
+grep -q 'kiv_instance_up{instance="Installed",type="sample"} 1' "$packages/metrics.txt" || fail "metrics lack the instance"
+promtool check metrics <"$packages/metrics.txt" || fail "promtool does not like the metrics"
+eval "$(kivctl completion bash)"
+COMP_WORDS=(kivctl start Inst) COMP_CWORD=2
+_kivctl
+[ "${COMPREPLY[*]}" = Installed ] || fail "completed to ${COMPREPLY[*]}"
+
 # An upgrade in place: the same installer over a running service, and while somebody watches.
 "$wine" "$folder/kivctl.exe" watch </dev/null >/dev/null 2>&1 &
 watch=$!

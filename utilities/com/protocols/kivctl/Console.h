@@ -20,6 +20,8 @@ enum class Colour { Plain, Good, Warning, Bad };
 void Print(std::string_view text, Colour colour = Colour::Plain);
 /// Text in UTF-8.
 void PrintUtf8(std::string_view text);
+/// The same for programs that want a line feed alone at the end of a line.
+void PrintUnix(std::string_view text);
 /// Goes to the standard error output.
 void PrintError(std::string_view text);
 void PrintLine(std::string_view text, Colour colour = Colour::Plain);

@@ -20,7 +20,7 @@ constexpr const char* kBash = R"script(# Completion of kivctl in bash: source <(
 _kivctl() {
     local IFS=$'\n' word=${COMP_WORDS[COMP_CWORD]}
     word=${word#[\"\']}
-    COMPREPLY=($("${COMP_WORDS[0]}" __complete "${COMP_WORDS[@]:1:COMP_CWORD-1}" "$word" 2>/dev/null | tr -d '\r'))
+    COMPREPLY=($("${COMP_WORDS[0]}" __complete "${COMP_WORDS[@]:1:COMP_CWORD-1}" "$word" 2>/dev/null))
     local i
     for i in "${!COMPREPLY[@]}"; do
         [[ ${COMP_WORDS[COMP_CWORD]} == [\"\']* ]] || COMPREPLY[i]=$(printf %q "${COMPREPLY[i]}")
@@ -98,7 +98,7 @@ void AddHelp(CLI::App& app) {
 
 void PrintCompletions(const CLI::App& app, const std::vector<std::string>& words, const Options& options) {
     for (const auto& candidate : Candidates(app, words, options))
-        PrintUtf8(ToUtf8(candidate) + "\n");
+        PrintUnix(ToUtf8(candidate) + "\n");
 }
 
 void AddHelpCommands(CLI::App& app) {
@@ -108,7 +108,7 @@ void AddHelpCommands(CLI::App& app) {
     command->add_option("SHELL", *shell, "powershell or bash")
         ->required()
         ->check(CLI::IsMember({"powershell", "bash"}));
-    command->callback([shell] { Print(*shell == "bash" ? kBash : kPowershell); });
+    command->callback([shell] { PrintUnix(*shell == "bash" ? kBash : kPowershell); });
 }
 
 }  // namespace kivctl

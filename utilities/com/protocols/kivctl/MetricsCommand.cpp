@@ -25,7 +25,7 @@ std::string Label(const std::string& narrow) {
 }
 
 void PrintHead(const std::string& name, const std::string& help) {
-    PrintUtf8("# HELP " + name + " " + help + "\n# TYPE " + name + " gauge\n");
+    PrintUnix("# HELP " + name + " " + help + "\n# TYPE " + name + " gauge\n");
 }
 
 void PrintMetric(const std::vector<InstanceView>& views, const std::string& name, const std::string& help,
@@ -33,14 +33,14 @@ void PrintMetric(const std::vector<InstanceView>& views, const std::string& name
     if (!views.empty())
         PrintHead(name, help);
     for (const auto& view : views)
-        PrintUtf8(name + "{instance=" + Label(view.name) + ",type=" + Label(TypeName(view.type)) + "} " +
+        PrintUnix(name + "{instance=" + Label(view.name) + ",type=" + Label(TypeName(view.type)) + "} " +
                   std::to_string(value(view)) + "\n");
 }
 
 void PrintMetrics(const Options& options) {
     const bool isUp = TryReach(kManagerServerName, options.TimeoutOr(kConnectTimeout)) != nullptr;
     PrintHead("kiv_manager_up", "Whether the manager answers.");
-    PrintUtf8(std::string("kiv_manager_up ") + (isUp ? "1" : "0") + "\n");
+    PrintUnix(std::string("kiv_manager_up ") + (isUp ? "1" : "0") + "\n");
     const auto views = isUp ? ViewAll(options) : std::vector<InstanceView>();
     PrintMetric(views, "kiv_instance_up", "Whether the instance runs and answers.",
                 [](const auto& view) { return view.IsRunning() ? 1u : 0u; });
@@ -52,7 +52,7 @@ void PrintMetrics(const Options& options) {
                 [](const auto& view) { return std::uint32_t{view.status.clientCount}; });
     PrintMetric(views, "kiv_instance_last_error", "The error that the instance's protocol reported at its last start.",
                 [](const auto& view) { return view.LastError(); });
-    PrintUtf8("# EOF\n");
+    PrintUnix("# EOF\n");
 }
 
 }  // namespace

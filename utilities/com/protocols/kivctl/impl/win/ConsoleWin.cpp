@@ -1,6 +1,8 @@
 #include <windows.h>
 
 // After <windows.h>, which it needs.
+#include <fcntl.h>
+#include <io.h>
 #include <shellapi.h>
 
 #include <algorithm>
@@ -95,6 +97,14 @@ void Print(std::string_view text, Colour colour) {
 
 void PrintUtf8(std::string_view text) {
     Write(STD_OUTPUT_HANDLE, stdout, CP_UTF8, text);
+}
+
+void PrintUnix(std::string_view text) {
+    Flush();
+    const auto mode = _setmode(_fileno(stdout), _O_BINARY);
+    PrintUtf8(text);
+    Flush();
+    _setmode(_fileno(stdout), mode);
 }
 
 void PrintError(std::string_view text) {
