@@ -182,6 +182,19 @@ TEST(Kivctl, AFailedStartSaysWhyAndAHungProcessHidesNobody) {
                    {"status", 0, "1 running"},
                    {"--timeout 20s clients stubborn", 3, "does not answer"}});
     }
+    // While the manager starts its instances one after another.
+    PrepareMachine();
+    WriteTable("0", "slow", Sample("1"));
+    WriteTable("1", "well", Sample("2"));
+    {
+        ManagerRun manager("faulty\\");
+        ExpectAll({{"status", 0, "to come"}, {"wait slow well running", 0, "2 done"}});
+        const Program watch(KivctlCommand("status --watch 100ms"));
+        EXPECT_TRUE(Eventually([&] {
+            const auto output = watch.Output();
+            return output.find("2 running.") != output.rfind("2 running.");
+        }));
+    }
     // Without the children's program.
     const auto folder = ProgramFolder() + "alone\\";
     CreateDirectoryA(folder.c_str(), nullptr);

@@ -14,9 +14,10 @@ namespace kivctl {
 
 namespace {
 
-/// A database-wide number of ms; what counts without it when it is not set or cannot be read.
+/// A database-wide number of ms; `byDefault` when it is not set or cannot be read.
 std::uint32_t GlobalMs(const Options& options, const char* setting, std::uint32_t byDefault) {
-    return VexaDB::VexaDBSession(ReachDatabase(options)).ReadNumber("", setting).value_or(byDefault);
+    VexaDB::VexaDBSession(ReachDatabase(options)).GetUint32("", setting, byDefault);
+    return byDefault;
 }
 
 /// How long the manager takes at most, for whoever watches.

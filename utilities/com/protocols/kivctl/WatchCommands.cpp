@@ -7,6 +7,7 @@
 #include "protocols/kivctl/Arguments.h"
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
+#include "protocols/kivctl/Database.h"
 #include "protocols/kivctl/Interrupt.h"
 #include "protocols/kivctl/Manager.h"
 #include "protocols/kivctl/ProcessInfo.h"
@@ -253,13 +254,15 @@ void AwaitState(Manager& manager, const std::string& name, const std::string& st
     const std::uint32_t wanted = state == StatusName(kRunning) ? kRunning : kStopped;
     while (true) {
         const auto status = manager.Status(name, std::max(deadline.LeftMs(), kRequestTimeout));
-        if (status.result != 0)
+        const bool isLoaded = status.result == 0;
+        // The manager takes it up in time, when it is at its start, say.
+        if (!isLoaded && !VexaDB::VexaDBSession(ReachDatabase(manager.GetOptions())).IsInstanceExist(name))
             RefuseUnknown(manager, name, status.result);
-        if (status.status == wanted)
+        if (isLoaded && status.status == wanted)
             return;
         if (deadline.LeftMs() == 0)
-            throw Failure(kRefused,
-                          "After " + limit + " " + name + " is " + StatusName(status.status) + ", not " + state + ".");
+            throw Failure(kRefused, "After " + limit + " " + name + " is " +
+                                        (isLoaded ? StatusName(status.status) : "not loaded") + ", not " + state + ".");
         manager.Client().TakeNotice(std::min(interval, deadline.LeftMs()));
     }
 }
