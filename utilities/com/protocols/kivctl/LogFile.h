@@ -16,8 +16,9 @@ class LogFile {
 
     /// What has come behind what was read before.
     virtual std::string ReadOn() = 0;
-    /// Passes over what is there.
-    virtual void SkipToEnd() = 0;
+    /// Goes on reading with the last `bytes` of the file, or with all of it when it has fewer. Returns how many these
+    /// are.
+    virtual std::uint64_t SkipToLast(std::uint64_t bytes) = 0;
     /// Whether the path still names this file.
     virtual bool IsAt(const std::string& path) const = 0;
 };

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 #include <iterator>
+#include <limits>
 #include <ranges>
 #include <string_view>
 #include <utility>
@@ -179,15 +180,27 @@ bool InstanceLines::Names(const std::string& text) const {
     return false;
 }
 
-std::vector<LogEntryText> ReadLog() {
+LogReading ReadLog(std::uint64_t mostBytes) {
     const auto settings = Logging::LogSettings::Read();
-    std::vector<LogEntryText> entries;
+    LogReading reading;
     if (settings.type != Logging::kFileType)
-        return entries;
-    for (const auto& path : Logging::LogFiles(settings.File()))
-        if (const auto file = LogFile::Open(path))
-            std::ranges::move(ParseLog(file->ReadOn()), std::back_inserter(entries));
-    return entries;
+        return reading;
+    auto paths = Logging::LogFiles(settings.File());
+    std::ranges::reverse(paths);  // the youngest first
+    std::vector<std::string> texts;
+    for (const auto& path : paths) {
+        const auto file = LogFile::Open(path);
+        if (!file)
+            continue;
+        const auto whole = file->SkipToLast(std::numeric_limits<std::uint64_t>::max());
+        const auto part = file->SkipToLast(mostBytes);
+        texts.push_back(file->ReadOn());
+        mostBytes -= part;
+        reading.isWhole = reading.isWhole && part == whole;
+    }
+    for (const auto& text : std::views::reverse(texts))
+        std::ranges::move(ParseLog(text), std::back_inserter(reading.entries));
+    return reading;
 }
 
 Trouble FindTrouble(const std::vector<LogEntryText>& log, InstanceLines lines, const std::string& name,

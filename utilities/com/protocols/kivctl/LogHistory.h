@@ -51,8 +51,17 @@ class InstanceLines {
     std::map<std::uint64_t, bool> processes_;  // by id: whether it is one of the instance's
 };
 
-/// The log of this machine as its file, and the older ones beside it, hold it; empty when the programs log elsewhere.
-std::vector<LogEntryText> ReadLog();
+inline constexpr std::uint64_t kMebibyte = 1'048'576;
+/// Of a log: enough for what happened lately, and read in a moment.
+inline constexpr std::uint64_t kRecentLog = 16 * kMebibyte;
+
+struct LogReading {
+    std::vector<LogEntryText> entries;
+    bool isWhole = true;  // false: there are older ones
+};
+/// The last `mostBytes` of this machine's log, of its file and the older ones beside it; nothing when the programs log
+/// elsewhere.
+LogReading ReadLog(std::uint64_t mostBytes = kRecentLog);
 
 /// What the log tells of an instance's starts and ends.
 struct Trouble {

@@ -89,7 +89,7 @@ class Tail {
     /// From the log's end on.
     explicit Tail(std::string path) : path_(std::move(path)), file_(LogFile::Open(path_)) {
         if (file_)
-            file_->SkipToEnd();
+            file_->SkipToLast(0);
     }
 
     /// The whole lines that have come.
@@ -136,6 +136,23 @@ std::vector<std::string> OtherNames(const std::string& name, const Options& opti
     return names;
 }
 
+/// The last entries that are wanted. A log may be long, and they mostly stand at its end.
+std::vector<LogEntryText> LastEntries(const LogsOptions& wanted, Filter& filter) {
+    constexpr std::uint64_t most = 1024 * kMebibyte;
+    constexpr std::uint64_t factor = 8;
+    for (auto bytes = kRecentLog;; bytes *= factor) {
+        auto [log, isWhole] = ReadLog(bytes);
+        for (const auto& entry : log)
+            filter.Learn(entry);
+        std::erase_if(log, [&](const auto& entry) { return !filter.Wants(entry); });
+        if (log.size() < wanted.count && !isWhole && bytes < most)
+            continue;
+        if (log.size() > wanted.count)
+            log.erase(log.begin(), log.end() - static_cast<std::ptrdiff_t>(wanted.count));
+        return log;
+    }
+}
+
 void ShowLogs(const LogsOptions& wanted, const Options& options) {
     const auto settings = Logging::LogSettings::Read();
     if (settings.type != Logging::kFileType)
@@ -143,14 +160,7 @@ void ShowLogs(const LogsOptions& wanted, const Options& options) {
     Filter filter(wanted, OtherNames(wanted.name, options));
     Tail tail(
         settings.File());  // before the log is read: a line that comes meanwhile may be told twice, none is missing
-    auto log = ReadLog();
-    if (log.empty() && !wanted.follow)
-        throw Failure(kRefused, "There is no line in the log file " + settings.File() + ".");
-    for (const auto& entry : log)
-        filter.Learn(entry);
-    std::erase_if(log, [&](const auto& entry) { return !filter.Wants(entry); });
-    if (log.size() > wanted.count)
-        log.erase(log.begin(), log.end() - static_cast<std::ptrdiff_t>(wanted.count));
+    const auto log = LastEntries(wanted, filter);
     if (options.json && !wanted.follow) {
         auto list = Json::array();
         std::ranges::transform(log, std::back_inserter(list), LogJson);

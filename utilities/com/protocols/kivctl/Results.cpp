@@ -16,7 +16,16 @@ namespace kivctl {
 
 namespace {
 
-/// The instance of the same type that the manager finds in the way of this one's port; empty when there is none.
+bool IsTypeDisabled(Manager& manager, std::uint32_t type) {
+    std::istringstream list(VexaDB::VexaDBSession(ReachDatabase(manager.GetOptions())).Text("", "disabledprotocols"));
+    for (std::string piece; std::getline(list, piece, ';');)
+        if (piece == std::to_string(type))
+            return true;
+    return false;
+}
+
+}  // namespace
+
 std::string PortOwner(Manager& manager, const std::string& instance, std::uint32_t type) {
     const auto text = [&](const std::string& of, const char* property) {
         return manager.GetString(of, property).value_or("");
@@ -36,16 +45,6 @@ std::string PortOwner(Manager& manager, const std::string& instance, std::uint32
     std::erase(owners, instance);
     return owners.empty() ? "" : owners.front();
 }
-
-bool IsTypeDisabled(Manager& manager, std::uint32_t type) {
-    std::istringstream list(VexaDB::VexaDBSession(ReachDatabase(manager.GetOptions())).Text("", "disabledprotocols"));
-    for (std::string piece; std::getline(list, piece, ';');)
-        if (piece == std::to_string(type))
-            return true;
-    return false;
-}
-
-}  // namespace
 
 void CheckResult(Manager& manager, const std::string& instance, std::int32_t result) {
     if (result == 0)
@@ -77,7 +76,7 @@ Disabled WhyDisabled(Manager& manager, const std::string& instance) {
 }
 
 Trouble TroubleOf(Manager& manager, const std::string& instance) {
-    return FindTrouble(ReadLog(), InstanceLines(instance, manager.Instances()), instance,
+    return FindTrouble(ReadLog().entries, InstanceLines(instance, manager.Instances()), instance,
                        ProgramPathOf(manager.Client().ServerPid()));
 }
 

@@ -21,6 +21,10 @@ struct Disabled {
 };
 Disabled WhyDisabled(Manager& manager, const std::string& instance);
 
+/// The instance of the same type that stands in the way of this one's port, by the manager's rule; empty when none
+/// does.
+std::string PortOwner(Manager& manager, const std::string& instance, std::uint32_t type);
+
 /// What the log tells of the instance.
 struct Trouble;
 Trouble TroubleOf(Manager& manager, const std::string& instance);

@@ -74,7 +74,7 @@ void AddStop(CLI::App& app, const Options& options) {
                        const Progress progress(options, name + " stopping", limits.stopMs);
                        CheckResult(manager, name, manager.Stop(name));
                    }
-                   const bool forced = WasEndedByForce(ReadLog(), name, begin);
+                   const bool forced = WasEndedByForce(ReadLog().entries, name, begin);
                    return {
                        "Stopped " + name + (forced ? "; its process did not end in time and was ended by force." : "."),
                        {{"forced", forced}}};

@@ -152,8 +152,8 @@ void PrintPage(Manager& manager, const Page& page) {
             (page.trouble.lastExitCode ? "; the last exit code is " + std::to_string(*page.trouble.lastExitCode) +
                                              ", at " + page.trouble.lastExitTime
                                        : ""));
-    row("Port",
-        page.port.value_or("") + (view.owner == 1u ? (page.port ? ", which it owns" : "none, which it owns") : ""));
+    const auto owner = view.owner == 1u ? view.name : PortOwner(manager, view.name, view.type);
+    row("Port", page.port.value_or("none") + (owner.empty() ? "" : ", owned by " + owner));
     row("Enabled", view.enabled.value_or(0) != 0 ? "yes" : "no");
     std::string clients;
     for (const auto& client : page.clients)

@@ -52,7 +52,8 @@ void Ask(std::vector<InstanceView>& views, std::atomic<std::size_t>& next, const
 /// Whether the manager is still at its first round of starts, as far as the log tells.
 bool IsStarting(std::uint64_t managerPid) {
     bool starting = false;
-    for (const auto& entry : ReadLog())
+    const auto log = ReadLog();
+    for (const auto& entry : log.entries)
         if (entry.processId == managerPid)
             starting =
                 (starting || entry.text == "Starting Protocols services") && entry.text != "Monitor Protocols services";

@@ -1,5 +1,6 @@
 #include <windows.h>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -31,7 +32,16 @@ class LogFileWin : public LogFile {
         return text;
     }
 
-    void SkipToEnd() override { SetFilePointerEx(file_.Get(), {}, nullptr, FILE_END); }
+    std::uint64_t SkipToLast(std::uint64_t bytes) override {
+        LARGE_INTEGER size{};
+        if (!GetFileSizeEx(file_.Get(), &size))
+            return 0;
+        const auto all = static_cast<std::uint64_t>(size.QuadPart);
+        LARGE_INTEGER position{};
+        position.QuadPart = static_cast<LONGLONG>(all - std::min(all, bytes));
+        SetFilePointerEx(file_.Get(), position, nullptr, FILE_BEGIN);
+        return std::min(all, bytes);
+    }
 
     bool IsAt(const std::string& path) const override {
         const auto other = OpenShared(path, FILE_READ_ATTRIBUTES);
