@@ -1,7 +1,6 @@
 #include "IPC/class/IPC.h"
 
 #include <atomic>
-#include <cstring>
 #include <utility>
 
 #include "utils/platform/Platform.h"
@@ -45,23 +44,15 @@ std::shared_ptr<IPC> IPC::Notice(std::uint32_t command, IPCPayload payload) {
 }
 
 std::shared_ptr<IPC> IPC::Reply(const IPC& request, IPCPayload payload) {
-    auto reply = std::make_shared<IPC>();
-    reply->header_ = request.header_;
+    auto reply = std::make_shared<IPC>(request);
     reply->MarkReply();
-    reply->SetOrigin(request.clientId_, request.pid_);
-    reply->connection_ = request.connection_;
     reply->SetPayload(std::move(payload));
-    reply->timing_ = request.timing_;
     return reply;
 }
 
 void IPC::EnableMeasurement() {
     AddFlags(kFlagTiming);
     SetPayload(std::move(payload_));
-}
-
-void IPC::EnableMeasurementLog() {
-    AddFlags(kFlagLogMeasurement);
 }
 
 void IPC::SetPayload(IPCPayload payload) {

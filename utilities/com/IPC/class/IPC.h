@@ -51,17 +51,12 @@ struct ipc_timing {
 };
 static_assert(sizeof(ipc_timing) == 32 && offsetof(ipc_timing, spareTime) == 24);
 
-/// Payload of the request of command 3.
+/// Payload of the requests of commands 3 and 4.
 struct ipc_get_state_request {
     wire::u8 unused;  // offset 0, size 1
 };
 static_assert(sizeof(ipc_get_state_request) == 1);
-
-/// Payload of the request of command 4.
-struct ipc_get_client_count_request {
-    wire::u8 unused;  // offset 0, size 1
-};
-static_assert(sizeof(ipc_get_client_count_request) == 1);
+using ipc_get_client_count_request = ipc_get_state_request;
 
 /// Payload of the replies to commands 3 (value: the state) and 4 (value: the client count).
 struct ipc_value_reply {
@@ -113,7 +108,7 @@ class IPC {
 
     /// Asks for the timing block, and for a log line of each measurement.
     void EnableMeasurement();
-    void EnableMeasurementLog();
+    void EnableMeasurementLog() { AddFlags(kFlagLogMeasurement); }
     /// Clears the request bit.
     void MarkReply() { header_.flags = Flags() & ~kFlagRequest; }
 

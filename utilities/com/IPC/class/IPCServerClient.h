@@ -28,8 +28,6 @@ class IPCServerClient : public RequestMonitor,
                     RequestMonitor& requests, DisconnectMonitor& disconnects);
     /// Closes, and waits for the connection's threads.
     ~IPCServerClient() override;
-    IPCServerClient(const IPCServerClient&) = delete;
-    IPCServerClient& operator=(const IPCServerClient&) = delete;
 
     /// Starts the handshake and then the reading; -1 when no thread is to be had.
     [[nodiscard]] std::int32_t Start();

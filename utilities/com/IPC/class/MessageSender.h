@@ -30,7 +30,7 @@ struct IPCPeer {
 class MessageSender {
   public:
     using Message = std::shared_ptr<const IPCPayload>;
-    enum class [[nodiscard]] Result {
+    enum class [[nodiscard]] Result{
         Sent,     // or queued
         Gone,     // the client has ended the connection
         Refused,  // the client cannot take it; the log says why
@@ -44,8 +44,6 @@ class MessageSender {
     MessageSender(ClientTransport& transport, const IPCPeer& peer, std::function<void()> failed);
     /// Waits for the writing thread. The transport must be closed by then.
     ~MessageSender();
-    MessageSender(const MessageSender&) = delete;
-    MessageSender& operator=(const MessageSender&) = delete;
 
     /// Takes 5 ms at most. After a result other than Sent the connection must end: nothing may follow a message that
     /// was cut short.

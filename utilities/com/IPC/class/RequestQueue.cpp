@@ -59,12 +59,10 @@ void RequestQueue::Done(const IPC& request) {
 }
 
 void RequestQueue::Close() {
-    {
-        auto state = state_.Lock();
-        state->closed = true;
-        state->lanes.clear();
-        state->changes.clear();
-    }
+    auto state = state_.Lock();
+    state->closed = true;
+    state->lanes.clear();
+    state->changes.clear();
     state_.NotifyAll();
 }
 

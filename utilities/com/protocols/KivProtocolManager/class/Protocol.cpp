@@ -59,10 +59,6 @@ std::shared_ptr<Process> CProtocol::SetName(const std::string& newName) {
     return CreateProcessObject();
 }
 
-std::string CProtocol::Name() {
-    return state_.Lock()->name;
-}
-
 std::int32_t CProtocol::Start(std::uint32_t timeoutMs) {
     const auto name = Name();
     if (db_.Number(name, "enabled") == 0 || typeDisabled_)
@@ -263,10 +259,6 @@ void CProtocol::EndChange() {
         SettleKnown(*state);
 }
 
-void CProtocol::Settle() {
-    SettleKnown(*state_.Lock());
-}
-
 void CProtocol::SettleKnown(State& state) {
     const bool running = state.process->IsRunning();
     if (!running) {
@@ -280,10 +272,6 @@ void CProtocol::SettleKnown(State& state) {
 
 bool CProtocol::NeedsChild(State& state) {
     return state.changes == 0 && !state.stopped && state.client && state.process->IsRunning();
-}
-
-bool CProtocol::IsAnsweredAtOnce() {
-    return !NeedsChild(*state_.Lock());
 }
 
 CProtocol::Condition CProtocol::Ask(Question question) {
@@ -359,14 +347,6 @@ CProtocol::Use CProtocol::GetUse() {
         clients.empty() || (clients.size() == 1 && clients.front().processId == platform::CurrentProcessId());
     state_.Lock()->settled.clients = std::move(clients);
     return isFree ? Use::Free : Use::Others;
-}
-
-std::uint32_t CProtocol::GetLastErrorCode() {
-    return IsRunning() ? 0 : 0 - db_.Number(Name(), "lasterror");
-}
-
-bool CProtocol::IsFullEmulation() {
-    return db_.Text(Name(), "emultype") == "full";
 }
 
 bool CProtocol::IsTypeDisabled(std::uint32_t type) {

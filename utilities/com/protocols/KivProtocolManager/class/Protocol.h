@@ -44,7 +44,7 @@ class CProtocol {
         Change(const Change&) = delete;
         Change& operator=(const Change&) = delete;
         /// Before an event tells others of what has been done so far.
-        void Settle() { instance_.Settle(); }
+        void Settle() { SettleKnown(*instance_.state_.Lock()); }
 
       private:
         CProtocol& instance_;
@@ -62,7 +62,7 @@ class CProtocol {
     /// for a report of a child's end, so the caller drops it when it holds no lock.
     [[nodiscard]] std::shared_ptr<Process> SetName(const std::string& newName);
 
-    std::string Name();
+    std::string Name() { return state_.Lock()->name; }
     const std::string& Protocol() const { return protocol_; }
     std::uint32_t Type() const { return type_; }
     /// The instance is not meant to run: the monitor leaves it alone.
@@ -85,7 +85,7 @@ class CProtocol {
     /// Takes one general IPC time-out at most. Those who ask one child at the same time share one exchange with it.
     Condition Ask(Question question);
     /// The child need not be asked just now.
-    bool IsAnsweredAtOnce();
+    bool IsAnsweredAtOnce() { return !NeedsChild(*state_.Lock()); }
 
     bool IsRunning();
     /// The child answers the alive check.
@@ -100,8 +100,8 @@ class CProtocol {
     };
     Use GetUse();
     /// 0 while running, else the negated value that the child last wrote to "lasterror".
-    std::uint32_t GetLastErrorCode();
-    bool IsFullEmulation();
+    std::uint32_t GetLastErrorCode() { return IsRunning() ? 0 : 0 - db_.Number(Name(), "lasterror"); }
+    bool IsFullEmulation() { return db_.Text(Name(), "emultype") == "full"; }
     /// Whole seconds since that start; 0 for one that is 0.
     static std::uint64_t GetUptime(std::int64_t startTime);
 
@@ -135,7 +135,6 @@ class CProtocol {
     /// Waits for the exchange under way, one general IPC time-out at most.
     void BeginChange();
     void EndChange();
-    void Settle();
     /// The parts of the settled condition that need no child. With the lock held.
     static void SettleKnown(State& state);
     static bool NeedsChild(State& state);

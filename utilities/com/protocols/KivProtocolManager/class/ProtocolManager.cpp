@@ -4,6 +4,7 @@
 #include <cwchar>
 #include <cwctype>
 #include <limits>
+#include <string_view>
 #include <utility>
 
 #include "protocols/KivProtocolManager/class/SettingsRules.h"
@@ -27,10 +28,11 @@ constexpr int kMissingAttempts = 100;  // for an instance that the database has 
 constexpr std::uint32_t kMissingPauseMs = 10;
 constexpr std::uint32_t kShortestMonitorWaitMs = 100;  // a shorter one would keep every child busy with answering
 
-bool HasPrefixIgnoringCase(const wchar_t* text, std::wstring_view prefix) {
-    return std::all_of(prefix.begin(), prefix.end(), [&text](wchar_t expected) {
-        return std::towlower(static_cast<std::wint_t>(*text++)) == std::towlower(static_cast<std::wint_t>(expected));
-    });
+/// Of an argument's first characters alone, without regard to case.
+bool IsMonitorWait(std::wstring_view argument) {
+    const auto lower = [](wchar_t c) { return std::towlower(static_cast<std::wint_t>(c)); };
+    return std::ranges::equal(argument.substr(0, kComparedArgumentCharacters),
+                              kMonitorWaitArgument.substr(0, kComparedArgumentCharacters), {}, lower, lower);
 }
 
 std::uint32_t DecimalValue(const std::wstring& text) {
@@ -46,10 +48,6 @@ CProtocolManager::CProtocolManager(IServiceHost& host)
       stopRequestEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)),
       stoppedEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)),
       clock_(platform::MonotonicNanoseconds) {}
-
-CProtocolManager::~CProtocolManager() {
-    Release();
-}
 
 bool CProtocolManager::Init(std::int32_t& exitCode) {
     KIV_LOG(Logging::Info, "Init of Protocol service manager");
@@ -77,7 +75,7 @@ bool CProtocolManager::ClaimMachine() {
 
 bool CProtocolManager::ParseArguments(const wchar_t* const* arguments, std::int32_t count, std::int32_t& badIndex) {
     for (std::int32_t index = 1; index < count; ++index) {
-        if (!HasPrefixIgnoringCase(arguments[index], kMonitorWaitArgument.substr(0, kComparedArgumentCharacters))) {
+        if (!IsMonitorWait(arguments[index])) {
             badIndex = index;
             return false;
         }
@@ -101,9 +99,7 @@ std::int32_t CProtocolManager::InternalMain() {
         host_.SignalReady();
     }
     ListNamesToCome();  // before a client can add an instance that is not to be started
-    ipcThread_ = kivsync::Thread::Start([this] { ProcessIPC(); });
-    if (!ipcThread_)
-        KIV_LOG(Logging::Error, "Cannot start the thread of the control server %s", kManagerServerName);
+    ProcessIPC();
 
     StartProtocols();
     MonitorProtocol();
@@ -131,11 +127,7 @@ void CProtocolManager::Release() {
             server_->RemoveObserver(self);
         server_.reset();
     }
-    if (ipcThread_) {
-        ipcServer_.Stop();
-        ipcThread_->Join();
-        ipcThread_.reset();
-    }
+    ipcServer_.Stop();
     table_.Clear();
     onlyManager_.reset();
 }

@@ -8,7 +8,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "IPC/class/IPC.h"
@@ -22,7 +21,6 @@
 #include "utils/sync/Event.h"
 #include "utils/sync/Line.h"
 #include "utils/sync/Mutex.h"
-#include "utils/sync/Thread.h"
 
 /// Held by shared ownership. Threads: the host's main or console thread runs InternalMain; the control server's crew
 /// carries out the requests; the service control thread calls InternalMainStop; the observer operations arrive on
@@ -43,7 +41,7 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
 
     /// `host` outlives the manager.
     explicit CProtocolManager(IServiceHost& host);
-    ~CProtocolManager() override;
+    ~CProtocolManager() override { Release(); }
 
     /// Makes sure that this is the machine's only manager. False when it is not; `exitCode` is then the program's.
     bool Init(std::int32_t& exitCode);
@@ -71,11 +69,11 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     [[nodiscard]] std::int32_t RenameProtocol(const std::string& oldName, const std::string& newName);
 
     // VexaDBServerOpObserver
-    void InstanceTypeChanged(std::string instance, std::uint32_t type) override;
-    void InstanceRemoved(std::string instance) override;
+    void InstanceTypeChanged(std::string, std::uint32_t) override {}
+    /// Only noted, as a rename: to follow it takes long.
+    void InstanceRemoved(std::string instance) override { table_.NoteRemoved(instance); }
     void InstanceRenamed(std::string oldName, std::string newName) override;
-    void Uint32Changed(std::string instance, std::string setting, std::uint32_t oldValue,
-                       std::uint32_t newValue) override;
+    void Uint32Changed(std::string, std::string, std::uint32_t, std::uint32_t) override {}
     void StringChanged(std::string instance, std::string setting, std::string oldValue, std::string newValue) override;
     void Follow() override;
 
@@ -115,9 +113,9 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     void FollowNoteOf(const std::string& name);
 
     // The commands (ProtocolManagerCommands.cpp).
+    /// Starts the control server, whose crew carries the commands out.
     void ProcessIPC();
     IPCServer::Turn TurnOf(const IPC& request);
-    std::shared_ptr<IPC> HandleRequest(const IPC& request);
     std::optional<IPCPayload> Handle(const IPC& request);
     IPCPayload HandleList(const IPC& request);
     IPCPayload HandleStatus(const IPC& request);
@@ -138,8 +136,6 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     void RenameProtocolNotify(const std::string& oldName, const std::string& newName);
     std::int32_t StartProtocolNotify(const std::string& name);
     void StopProtocolNotify(const std::string& name);
-    [[nodiscard]] std::int32_t ChangeStrPropertyNotify(const std::string& instance, const std::string& property,
-                                                       const std::string& oldValue, const std::string& newValue);
 
     IServiceHost& host_;
     const std::shared_ptr<kivsync::Event> stopRequestEvent_;
@@ -154,5 +150,4 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     std::shared_ptr<VexaDB::VexaDBServer> server_;
     std::unique_ptr<VexaDB::VexaDBSession> db_;
     IPCServer ipcServer_;
-    std::unique_ptr<kivsync::Thread> ipcThread_;
 };

@@ -25,8 +25,6 @@ class VexaDBSession {
   public:
     explicit VexaDBSession(std::shared_ptr<VexaDBServerInterface> database);
     ~VexaDBSession();
-    VexaDBSession(const VexaDBSession&) = delete;
-    VexaDBSession& operator=(const VexaDBSession&) = delete;
 
     [[nodiscard]] std::int32_t AddInstance(const std::string& instance, std::uint32_t type) {
         return Run([&](SessionId session) { return database_->AddInstance(session, instance, type); });
