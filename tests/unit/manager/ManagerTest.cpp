@@ -77,6 +77,59 @@ TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
     EXPECT_EQ(Connect()->CheckAlive(), 0);
 }
 
+TEST_F(ManagerTest, ARestartIsPlannedLaterEachTimeUntilTheChildRanForAMinute) {
+    constexpr std::uint32_t kHour = 3'600'000;  // ms: what the test itself takes does not count
+    constexpr std::uint32_t kPassInMs = 7;
+    struct Dead : FakeChild {
+        Dead() { End(1); }
+    };
+    std::atomic<std::int64_t> now{0}, runs{0};
+    std::atomic<int> plans{0};
+    children["dies"] = [&] {
+        now += runs;
+        return std::make_shared<Dead>();
+    };
+    Add("dies", "1");
+    CProtocol dies("dies", {}, {kHour, 5 * kHour, [&] { return now.load(); }, [&] { ++plans; }});
+    const auto hoursAfterStart = [&] {
+        const int before = plans;
+        EXPECT_EQ(dies.Start(CProtocol::kDefaultStartTimeout), -1);
+        EXPECT_TRUE(Eventually([&] { return plans > before; }));
+        return (dies.CheckInMs(kPassInMs) + kHour / 2) / kHour;
+    };
+    EXPECT_EQ(dies.CheckInMs(kPassInMs), kPassInMs);
+    for (const auto hours : {1u, 2u, 4u, 5u, 5u})
+        EXPECT_EQ(hoursAfterStart(), hours);
+    for (const auto hours : {1u, 2u}) {
+        runs = 60'000'000'000 - (hours - 1);
+        EXPECT_EQ(hoursAfterStart(), hours);
+    }
+    EXPECT_EQ(dies.Stop(), 0);
+    EXPECT_EQ(dies.CheckInMs(kPassInMs), kPassInMs);
+    EXPECT_EQ(hoursAfterStart(), 4u);
+    const auto before = dies.SetName("renamed");
+    EXPECT_EQ(dies.CheckInMs(kPassInMs), kPassInMs);
+}
+
+TEST_F(ManagerTest, WhatEndsByItselfNeedNotWaitForThePass) {
+    Set("monitorwaittime", 3'600'000);
+    Set("restartdelay", 10);
+    for (const char* name : {"off", "one", "stopped"})
+        Add(name, name);
+    RunAndWait();
+    RawClient c(kManagerServerName);
+    EXPECT_EQ(Result(c, kManagerStop, Names("stopped")), 0);
+    Db()->SetUint32(kSession, "off", "enabled", 0);
+    for (const auto& [name, status] : {std::pair("off", kStoppedWorking), {"one", kRunning}, {"one", kRunning}}) {
+        log->Clear();
+        EXPECT_EQ(IPCClient::GetClient(name, true)->Stop(), 0);
+        EXPECT_TRUE(log->WaitFor("Protocol " + std::string(name) + " has stopped working", kPatienceMs));
+        EXPECT_TRUE(Eventually([&, name = name, status = status] { return StatusOf(c, name) == status; }));
+    }
+    EXPECT_EQ(StatusOf(c, "stopped"), kStopped);
+    EXPECT_EQ(TakeTableEvents(c), Lines{"154:stopped"});
+}
+
 TEST_F(ManagerTest, SwappedNamesRunAgainAndChangesArriveInTheirOrder) {
     Add("A", "1");
     Add("B", "2");

@@ -23,10 +23,10 @@ constexpr std::uint32_t kTakeOverMs = 5000;  // for a manager before this one to
 constexpr std::uint32_t kTakeOverPollMs = 50;
 constexpr std::wstring_view kMonitorWaitArgument = L"--monitorwait:";
 constexpr std::size_t kComparedArgumentCharacters = 6;
+constexpr std::uint32_t kShortestMonitorWaitMs = 100;  // a shorter one would keep every child busy with answering
 constexpr std::uint32_t kProfinetDelayMs = 7000;
 constexpr int kMissingAttempts = 100;  // for an instance that the database has not any more, and does not tell why
 constexpr std::uint32_t kMissingPauseMs = 10;
-constexpr std::uint32_t kShortestMonitorWaitMs = 100;  // a shorter one would keep every child busy with answering
 
 /// Of an argument's first characters alone, without regard to case.
 bool IsMonitorWait(std::wstring_view argument) {
@@ -46,6 +46,7 @@ std::uint32_t DecimalValue(const std::wstring& text) {
 CProtocolManager::CProtocolManager(IServiceHost& host)
     : host_(host),
       stopRequestEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)),
+      monitorEvent_(kivsync::Event::Make(kivsync::Reset::Auto, kivsync::Initially::Clear)),
       stoppedEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)),
       clock_(platform::MonotonicNanoseconds) {}
 
@@ -93,6 +94,8 @@ std::int32_t CProtocolManager::InternalMain() {
     db_ = std::make_unique<VexaDB::VexaDBSession>(server_);
     // The database's value wins over the command line's.
     db_->GetUint32("", "monitorwaittime", monitorWaitTime_);
+    monitorWaitTime_ = std::max(monitorWaitTime_, kShortestMonitorWaitMs);
+    db_->GetUint32("", "restartdelay", restartDelay_);
 
     if (host_.InServiceMode()) {
         host_.SetState(ServiceState::Running);
@@ -113,7 +116,7 @@ std::int32_t CProtocolManager::InternalMain() {
 
 std::int32_t CProtocolManager::InternalMainStop() {
     KIV_LOG(Logging::Info, "Received stop request");
-    stopRequestEvent_->Set();
+    RequestStop();
     stoppedEvent_->Wait();
     host_.SetState(ServiceState::Stopped);
     host_.ResetReady();
@@ -134,7 +137,8 @@ void CProtocolManager::Release() {
 
 CProtocolManager::InstancePtr CProtocolManager::MakeInstance(const std::string& name) {
     return std::make_shared<CProtocol>(
-        name, [this](auto processId, const auto& itsName) { return table_.IsOwnedByAnother(processId, itsName); });
+        name, [this](auto processId, const auto& itsName) { return table_.IsOwnedByAnother(processId, itsName); },
+        RestartRule{restartDelay_, monitorWaitTime_, clock_, [event = monitorEvent_] { event->Set(); }});
 }
 
 /// The list must lack no rename that was told before it was set: so it is read until it stays as it was set.
@@ -208,20 +212,33 @@ void CProtocolManager::AwaitProfinetHardware() {
 
 void CProtocolManager::MonitorProtocol() {
     KIV_LOG(Logging::Info, "Monitor Protocols services");
-    while (stopRequestEvent_->Wait(std::max(monitorWaitTime_, kShortestMonitorWaitMs)) != 0) {
+    for (platform::Deadline pass(monitorWaitTime_); !StopRequested();) {
+        const auto passInMs = pass.LeftMs();
+        auto waitMs = passInMs;
+        auto instances = table_.All();
+        for (const auto& instance : instances)
+            waitMs = std::min(waitMs, instance->CheckInMs(passInMs));
+        if (waitMs > 0) {
+            monitorEvent_->Wait(waitMs);
+            continue;
+        }
+        std::erase_if(instances, [=](const auto& instance) { return instance->CheckInMs(passInMs) > 0; });
         if (!table_.Noted(InstanceTable::Which::All).empty()) {
             const kivsync::Turn turn(changes_);
             FollowNotes(InstanceTable::Which::All);
         }
-        for (const auto& instance : table_.All()) {
+        for (const auto& instance : instances) {
             if (StopRequested())
                 break;  // what would be restarted now would be stopped at once
             CheckInstance(instance);
         }
+        if (passInMs == 0)
+            pass = platform::Deadline(monitorWaitTime_);
     }
 }
 
 void CProtocolManager::CheckInstance(const InstancePtr& instance) {
+    instance->ForgetRestart();
     const auto changeCount = instance->ChangeCount();
     if (instance->IsStopped() || instance->Ask(CProtocol::Question::Status).status == kRunning)
         return;

@@ -95,6 +95,10 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     InstancePtr TakeUp(const std::string& name);
     void AwaitProfinetHardware();
     void CheckInstance(const InstancePtr& instance);
+    void RequestStop() {
+        stopRequestEvent_->Set();
+        monitorEvent_->Set();
+    }
     bool StopRequested() { return stopRequestEvent_->Wait(0) == 0; }
     InstancePtr MakeInstance(const std::string& name);
 
@@ -139,6 +143,7 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
 
     IServiceHost& host_;
     const std::shared_ptr<kivsync::Event> stopRequestEvent_;
+    const std::shared_ptr<kivsync::Event> monitorEvent_;  // a stop is requested, or a restart planned
     const std::shared_ptr<kivsync::Event> stoppedEvent_;
     std::shared_ptr<kivsync::Mutex> onlyManager_;  // held from Init to Release, or to the end of the process
 
@@ -146,6 +151,7 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     InstanceTable table_;
 
     std::uint32_t monitorWaitTime_ = 300000;  // ms
+    std::uint32_t restartDelay_ = 0;          // ms; 0: what has died is restarted by the monitor's next pass
     Clock clock_;
     std::shared_ptr<VexaDB::VexaDBServer> server_;
     std::unique_ptr<VexaDB::VexaDBSession> db_;

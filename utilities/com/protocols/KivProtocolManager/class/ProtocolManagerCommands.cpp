@@ -45,7 +45,7 @@ void CProtocolManager::ProcessIPC() {
                 if (request.Command() != kIpcStop)
                     return;
                 IPCServer::AwaitWritten(request);  // the stop closes the connection: the answer goes first
-                stopRequestEvent_->Set();
+                RequestStop();
             },
     };
     if (ipcServer_.Start(kManagerServerName, duty) != 0)
