@@ -21,26 +21,14 @@ double Seconds(std::int64_t from, std::int64_t to, std::int64_t frequency) {
 
 }  // namespace
 
-std::shared_ptr<IPC> IPC::Request(std::uint32_t command, IPCPayload payload, std::uint32_t aux) {
+std::shared_ptr<IPC> IPC::Make(std::uint32_t flags, std::uint32_t command, IPCPayload payload, std::uint32_t aux) {
     auto request = std::make_shared<IPC>();
-    request->AddFlags(kFlagRequest);
+    request->AddFlags(flags);
     request->header_.requestId = NextRequestId();
     request->header_.aux = aux;
     request->header_.command = command;
     request->SetPayload(std::move(payload));
     return request;
-}
-
-std::shared_ptr<IPC> IPC::Terminate() {
-    auto request = Request(kIpcTerminate);
-    request->AddFlags(kFlagTerminate);
-    return request;
-}
-
-std::shared_ptr<IPC> IPC::Notice(std::uint32_t command, IPCPayload payload) {
-    auto notice = Request(command, std::move(payload));
-    notice->AddFlags(kFlagNoReply);
-    return notice;
 }
 
 std::shared_ptr<IPC> IPC::Reply(const IPC& request, IPCPayload payload) {

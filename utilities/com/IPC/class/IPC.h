@@ -98,11 +98,15 @@ class IPC {
     static constexpr std::uint32_t kFlagTiming = 1u << 0;
 
     /// A request with an id of its own (one counter per process, from 0). `aux` travels back in the reply.
-    static std::shared_ptr<IPC> Request(std::uint32_t command, IPCPayload payload = {}, std::uint32_t aux = 0);
+    static std::shared_ptr<IPC> Request(std::uint32_t command, IPCPayload payload = {}, std::uint32_t aux = 0) {
+        return Make(kFlagRequest, command, std::move(payload), aux);
+    }
     /// The request that ends a connection.
-    static std::shared_ptr<IPC> Terminate();
+    static std::shared_ptr<IPC> Terminate() { return Make(kFlagRequest | kFlagTerminate, kIpcTerminate, {}, 0); }
     /// A notice: a request that expects no reply.
-    static std::shared_ptr<IPC> Notice(std::uint32_t command, IPCPayload payload = {});
+    static std::shared_ptr<IPC> Notice(std::uint32_t command, IPCPayload payload = {}) {
+        return Make(kFlagRequest | kFlagNoReply, command, std::move(payload), 0);
+    }
     /// The reply to a request: its id, aux, command, flags (less the request bit), origin and timing values.
     static std::shared_ptr<IPC> Reply(const IPC& request, IPCPayload payload = {});
 
@@ -146,6 +150,7 @@ class IPC {
     static void PrintStats(bool force);
 
   private:
+    static std::shared_ptr<IPC> Make(std::uint32_t flags, std::uint32_t command, IPCPayload payload, std::uint32_t aux);
     void AddFlags(std::uint32_t flags) { header_.flags = Flags() | flags; }
     /// Replaces the payload and sets the header's size to match.
     void SetPayload(IPCPayload payload);

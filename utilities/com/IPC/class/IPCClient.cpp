@@ -18,13 +18,9 @@ struct NamedClient {
     std::weak_ptr<IPCClient> client;
 };
 
-std::shared_ptr<NamedClient> FindNamedClient(const std::string& serverName) {
-    static kivsync::Guarded<std::map<std::string, std::shared_ptr<NamedClient>>> table;
-    auto clients = table.Lock();
-    auto& entry = (*clients)[serverName];
-    if (!entry)
-        entry = std::make_shared<NamedClient>();
-    return entry;
+NamedClient& FindNamedClient(const std::string& serverName) {
+    static kivsync::Guarded<std::map<std::string, NamedClient>> table;
+    return (*table.Lock())[serverName];  // it stays where it is
 }
 
 /// The status that a reply of the framework's commands 3 to 5 begins with.
@@ -52,9 +48,9 @@ std::int32_t ReplyValue(const IPC& reply, std::uint32_t& value) {
 }  // namespace
 
 std::shared_ptr<IPCClient> IPCClient::GetClient(const std::string& serverName, bool useListener) {
-    const auto entry = FindNamedClient(serverName);
-    const std::scoped_lock guard(entry->lock);
-    auto client = entry->client.lock();
+    auto& entry = FindNamedClient(serverName);
+    const std::scoped_lock guard(entry.lock);
+    auto client = entry.client.lock();
     if (client && client->IsConnected())
         return client;
     if (client) {
@@ -62,7 +58,7 @@ std::shared_ptr<IPCClient> IPCClient::GetClient(const std::string& serverName, b
         client->Disconnect();
     } else {
         client = std::make_shared<IPCClient>(useListener);
-        entry->client = client;
+        entry.client = client;
     }
     static_cast<void>(client->Connect(serverName));  // whoever asked sees whether it is connected
     return client;

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <exception>
 #include <thread>
-#include <utility>
 
 #include "IPC/class/IPCServerClient.h"
 #include "utils/logging/Logger.h"
@@ -33,12 +32,10 @@ std::int32_t IPCServer::Start(const std::string& serverName, Duty duty) {
     serverName_ = serverName;
     duty_ = std::move(duty);
     stopping_ = false;
-    {
-        auto state = state_.Lock();
-        state->transport = transport;
-        state->queue = std::make_shared<RequestQueue>();
-        state->lastClientId = 0;
-    }
+    State state;
+    state.transport = transport;
+    state.queue = std::make_shared<RequestQueue>();
+    *state_.Lock() = std::move(state);
     if (!duty_.carryOut || AddThread())
         acceptThread_ = kivsync::Thread::Start([this, transport] { AcceptClients(transport); });
     if (acceptThread_)
@@ -127,7 +124,7 @@ void IPCServer::OnDisconnect(std::uint64_t connectionId) {
     WakeAcceptThread();
 }
 
-IPCServer::Released IPCServer::ReleaseEndedClients() {
+std::pair<std::size_t, std::size_t> IPCServer::ReleaseEndedClients() {
     ClientList finished;  // destroyed after the lock was released
     auto state = state_.Lock();
     const auto runs = [](const auto& client) { return !client->HasFinished(); };
@@ -168,7 +165,7 @@ std::int32_t IPCServer::OnRequest(const std::shared_ptr<IPC>& request) {
         CarryOut(request);
         return IPCServerClient::kCarriedOut;
     }
-    queue->Push(request, turn == Turn::Change ? RequestQueue::Kind::Change : RequestQueue::Kind::Question);
+    queue->Push(request, turn == Turn::Change);
     if (duty_.carryOut && queue->WantsThread())
         AddThread();
     return kIpcSuccess;

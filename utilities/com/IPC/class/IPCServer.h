@@ -20,6 +20,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "IPC/class/IPC.h"
@@ -109,11 +110,8 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
     void AcceptClients(const std::shared_ptr<ServerTransport>& transport);
     void WakeAcceptThread();
     void AddCLient(const std::shared_ptr<ClientTransport>& connection);  // spelt as the log names it
-    struct Released {
-        std::size_t count, left;
-    };
-    /// Lets go of the ended connections whose threads have ended; waits for none.
-    Released ReleaseEndedClients();
+    /// Lets go of the ended connections whose threads have ended, and waits for none: how many went, and how many stay.
+    std::pair<std::size_t, std::size_t> ReleaseEndedClients();
     ClientList ServingClients();
     std::shared_ptr<RequestQueue> Queue() { return state_.Lock()->queue; }
 

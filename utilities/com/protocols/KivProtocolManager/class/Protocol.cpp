@@ -20,7 +20,6 @@ constexpr const char* kStart = "CProtocol::Start";  // bears the lines of its pa
 constexpr const char* kChildProgram = "tools/KivProtocol";
 // The child's command line is "KivProtocol --key:NAME" and has to fit the 70 bytes that starting a process has for it.
 constexpr std::size_t kLongestStartableName = 51;
-constexpr const char* kTooLongName = "its name is longer than 51 characters";
 constexpr std::uint32_t kCreateResultTimeoutMs = 500;
 constexpr int kConnectAttempts = 5;  // each sends one stranger that serves under the instance's name away
 constexpr std::int64_t kNanosecondsPerMs = 1'000'000;
@@ -82,7 +81,7 @@ std::int32_t CProtocol::Start(std::uint32_t timeoutMs) {
     const auto readyPipe = isTooLong || isReserved ? nullptr : ServerTransport::Make(name + kReadyPipeSuffix);
     if (!readyPipe) {
         KIV_LOG(Logging::Error, "Cannot start instance %s: %s", name.c_str(),
-                isTooLong    ? kTooLongName
+                isTooLong    ? "its name is longer than 51 characters"
                 : isReserved ? "the manager itself serves under this name"
                              : "its ready pipe cannot be made");
         return -1;

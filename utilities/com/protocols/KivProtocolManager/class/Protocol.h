@@ -44,8 +44,6 @@ class CProtocol {
     /// Reads the instance's kind and type from the settings database.
     explicit CProtocol(std::string name, OwnerCheck isOwnedByAnother = {}, RestartRule restartRule = {});
     ~CProtocol();
-    CProtocol(const CProtocol&) = delete;
-    CProtocol& operator=(const CProtocol&) = delete;
 
     /// The scope of a change; scopes of one thread may be nested. What it did shows in the answers to questions when it
     /// ends, or when it settles.

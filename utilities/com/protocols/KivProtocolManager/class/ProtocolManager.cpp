@@ -12,7 +12,6 @@
 #include "utils/class/GlobalSettings.h"
 #include "utils/logging/Logger.h"
 #include "utils/platform/Deadline.h"
-#include "utils/platform/Platform.h"
 #include "utils/registry/Registry.h"
 
 namespace {
@@ -42,13 +41,6 @@ std::uint32_t DecimalValue(const std::wstring& text) {
 }
 
 }  // namespace
-
-CProtocolManager::CProtocolManager(IServiceHost& host)
-    : host_(host),
-      stopRequestEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)),
-      monitorEvent_(kivsync::Event::Make(kivsync::Reset::Auto, kivsync::Initially::Clear)),
-      stoppedEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)),
-      clock_(platform::MonotonicNanoseconds) {}
 
 bool CProtocolManager::Init(std::int32_t& exitCode) {
     KIV_LOG(Logging::Info, "Init of Protocol service manager");
@@ -164,7 +156,7 @@ void CProtocolManager::StartProtocols() {
             AwaitProfinetHardware();
         {
             const kivsync::Turn turn(changes_);
-            if (StartProtocol(instance) == 0 || missing > kMissingAttempts || IsInDatabase(*name).value_or(true)) {
+            if (StartProtocol(instance) == 0 || missing > kMissingAttempts || db_->ReadExists(*name).value_or(true)) {
                 missing = 0;
                 continue;
             }
@@ -174,13 +166,6 @@ void CProtocolManager::StartProtocols() {
         }
         stopRequestEvent_->Wait(kMissingPauseMs);
     }
-}
-
-std::optional<bool> CProtocolManager::IsInDatabase(const std::string& name) {
-    std::vector<std::string> names;
-    if (db_->GetInstances(names) != 0)
-        return std::nullopt;
-    return std::find(names.begin(), names.end(), name) != names.end();
 }
 
 /// Puts the next instance of the database into the table, unless a client has added it already; empty when it is not

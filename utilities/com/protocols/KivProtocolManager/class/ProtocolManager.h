@@ -18,6 +18,7 @@
 #include "utils/VexaDB/class/VexaDBServer.h"
 #include "utils/VexaDB/class/VexaDBServerOpObserver.h"
 #include "utils/VexaDB/class/VexaDBSession.h"
+#include "utils/platform/Platform.h"
 #include "utils/sync/Event.h"
 #include "utils/sync/Line.h"
 #include "utils/sync/Mutex.h"
@@ -40,7 +41,7 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     using Clock = std::function<std::int64_t()>;
 
     /// `host` outlives the manager.
-    explicit CProtocolManager(IServiceHost& host);
+    explicit CProtocolManager(IServiceHost& host) : host_(host) {}
     ~CProtocolManager() override { Release(); }
 
     /// Makes sure that this is the machine's only manager. False when it is not; `exitCode` is then the program's.
@@ -81,6 +82,8 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     void SetClock(Clock clock) { clock_ = std::move(clock); }
 
   private:
+    using EventPtr = std::shared_ptr<kivsync::Event>;
+
     /// Takes the mutex of the machine's only manager; somebody else's handle to it means nothing. A manager that
     /// reported its stop may still be closing its servers: it is waited for.
     bool ClaimMachine();
@@ -90,8 +93,6 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     void MonitorProtocol();
     void StopProtocols();
     void ListNamesToCome();
-    /// Nothing when that cannot be read just now.
-    std::optional<bool> IsInDatabase(const std::string& name);
     InstancePtr TakeUp(const std::string& name);
     void AwaitProfinetHardware();
     void CheckInstance(const InstancePtr& instance);
@@ -142,9 +143,10 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     void StopProtocolNotify(const std::string& name);
 
     IServiceHost& host_;
-    const std::shared_ptr<kivsync::Event> stopRequestEvent_;
-    const std::shared_ptr<kivsync::Event> monitorEvent_;  // a stop is requested, or a restart planned
-    const std::shared_ptr<kivsync::Event> stoppedEvent_;
+    const EventPtr stopRequestEvent_ = kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
+    const EventPtr stoppedEvent_ = kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
+    // A stop is requested, or a restart planned.
+    const EventPtr monitorEvent_ = kivsync::Event::Make(kivsync::Reset::Auto, kivsync::Initially::Clear);
     std::shared_ptr<kivsync::Mutex> onlyManager_;  // held from Init to Release, or to the end of the process
 
     kivsync::Line changes_;  // taken before every other lock
@@ -152,7 +154,7 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
 
     std::uint32_t monitorWaitTime_ = 300000;  // ms
     std::uint32_t restartDelay_ = 0;          // ms; 0: what has died is restarted by the monitor's next pass
-    Clock clock_;
+    Clock clock_ = platform::MonotonicNanoseconds;
     std::shared_ptr<VexaDB::VexaDBServer> server_;
     std::unique_ptr<VexaDB::VexaDBSession> db_;
     IPCServer ipcServer_;
