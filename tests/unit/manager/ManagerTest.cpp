@@ -32,6 +32,31 @@ TEST_F(ManagerTest, AStopDuringAHandshakeWaitsForItAndEndsTheChild) {
     manager->InternalMainStop();  // twice, and after the end
 }
 
+TEST_F(ManagerTest, AStrangerOnTheReadyPipeIsTurnedAway) {
+    const auto stranger = ClientTransport::Make("one-ready");
+    hooks["one"].onStart = [&] {
+        transport_host::ConnectNextAs(4711);
+        EXPECT_EQ(stranger->Connect(kPatienceMs), 0);
+        static_cast<void>(stranger->Write("\1", 1, kPatienceMs));  // it did not come up, says it, if anybody listens
+    };
+    Add("one", "1");
+    RunAndWait();
+    EXPECT_TRUE(log->Contains("Process 4711 is not the child of instance one, its ready connection is refused"));
+    EXPECT_EQ(manager->GetProtocol("one")->GetStatus(), kRunning);
+}
+
+TEST_F(ManagerTest, TheManagerOwnsTheMutexWhoeverHasAHandleToIt) {
+    const auto outlived = kivsync::Mutex::MakeNamed("KivProtocolManager", false);
+    std::int32_t exitCode = 0;
+    EXPECT_TRUE(manager->Init(exitCode));
+    EXPECT_EQ(exitCode, -1);
+    const auto next = std::make_shared<CProtocolManager>(host);
+    auto claim = std::async(std::launch::async, [&next, exitCode]() mutable { return next->Init(exitCode); });
+    manager->Release();
+    EXPECT_TRUE(claim.get());
+    EXPECT_EQ(outlived->Lock(0), -1) << "the next one has it now";
+}
+
 TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
     using transport_host::Operation;
     class ThrowingSink : public CaptureSink {
