@@ -200,22 +200,21 @@ void CProtocolManager::MonitorProtocol() {
     for (platform::Deadline pass(monitorWaitTime_); !StopRequested();) {
         const auto passInMs = pass.LeftMs();
         auto waitMs = passInMs;
-        auto instances = table_.All();
-        for (const auto& instance : instances)
+        for (const auto& instance : table_.All())
             waitMs = std::min(waitMs, instance->CheckInMs(passInMs));
         if (waitMs > 0) {
             monitorEvent_->Wait(waitMs);
             continue;
         }
-        std::erase_if(instances, [=](const auto& instance) { return instance->CheckInMs(passInMs) > 0; });
         if (!table_.Noted(InstanceTable::Which::All).empty()) {
             const kivsync::Turn turn(changes_);
             FollowNotes(InstanceTable::Which::All);
         }
-        for (const auto& instance : instances) {
+        for (const auto& instance : table_.All()) {
             if (StopRequested())
                 break;  // what would be restarted now would be stopped at once
-            CheckInstance(instance);
+            if (instance->CheckInMs(passInMs) == 0)
+                CheckInstance(instance);
         }
         if (passInMs == 0)
             pass = platform::Deadline(monitorWaitTime_);
