@@ -212,9 +212,8 @@ void IPCServer::CarryOut(const std::shared_ptr<IPC>& request) {
     const auto begin = duty_.clock();
     const auto command = static_cast<int>(request->Command());
     try {
-        const bool expectsReply = request->ExpectsReply();
         const auto reply = duty_.carryOut(request);
-        if (reply && expectsReply)
+        if (reply && request->ExpectsReply())
             SendReply(reply);
         if (duty_.answered)
             duty_.answered(*request);

@@ -173,11 +173,9 @@ IPCPayload CProtocolManager::HandleStatus(const IPC& request) {
 
 IPCPayload CProtocolManager::HandleGetClients(const IPC& request) {
     const auto name = NamedInstance(request);
-    if (!name)
-        return EncodeUnknownClientsReply(kManagerFailure);
-    const auto instance = GetProtocol(*name);
+    const auto instance = name ? GetProtocol(*name) : nullptr;
     if (!instance)
-        return EncodeUnknownClientsReply(kManagerUnknownInstance);
+        return EncodeUnknownClientsReply(name ? kManagerUnknownInstance : kManagerFailure);
     const auto condition = instance->Ask(CProtocol::Question::Clients);
     return EncodeClientsReply(condition.clientCount, condition.clients);
 }

@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr DWORD kWaitHintMs = 30000;
 constexpr wchar_t kOwnProcessServiceName[] = L"";  // a service that has its process to itself needs no name
 
 std::weak_ptr<ServiceHost> theHost;  // the process's one; the system gives the service-main entry no context
@@ -104,10 +103,6 @@ ServiceHost::ServiceHost(int argc, wchar_t** argv, const wchar_t* serviceName)
         else
             arguments_.push_back(argv[i]);
     }
-    status_.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
-    status_.dwCurrentState = SERVICE_START_PENDING;
-    status_.dwControlsAccepted = SERVICE_ACCEPT_STOP;
-    status_.dwWaitHint = kWaitHintMs;
 }
 
 ServiceHost::~ServiceHost() {

@@ -54,6 +54,7 @@ struct ServiceCallbacks {
 /// One per process. Constructed and destroyed by the program's entry point; outlives everything it calls.
 class ServiceHost : public IServiceHost {
   public:
+    static constexpr DWORD kWaitHintMs = 30000;
     static constexpr std::int32_t kNotWired = -1;
     static constexpr std::int32_t kArgumentsUnhandled = -3;
     static constexpr std::int32_t kArgumentRejected = -4;
@@ -100,7 +101,7 @@ class ServiceHost : public IServiceHost {
     bool usageRequested_ = false;
     ServiceCallbacks callbacks_;
     mutable std::mutex statusLock_;  // guards the record and the handle; the system is told with it held
-    SERVICE_STATUS status_{};
+    SERVICE_STATUS status_{SERVICE_WIN32_OWN_PROCESS, SERVICE_START_PENDING, SERVICE_ACCEPT_STOP, 0, 0, 0, kWaitHintMs};
     SERVICE_STATUS_HANDLE statusHandle_ = nullptr;
     HDEVNOTIFY deviceNotification_ = nullptr;
     std::int32_t exitCode_ = 0;
