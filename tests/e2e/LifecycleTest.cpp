@@ -15,7 +15,7 @@ namespace {
 const Settings kQuick = {{"ipctimeout", 500u}, {"stoptimeout", 1500u}, {"starttimeout", 1500u}};
 
 TEST(Lifecycle, StartsWhatIsEnabledRestartsWhatDiesStopsAllOnRequest) {
-    PrepareMachine({{"monitorwaittime", 700u}, {"disabledprotocols", std::string("3;6")}});
+    PrepareMachine({{"restartdelay", 50u}, {"disabledprotocols", std::string("3;6")}});
     WriteTable("0", "line 1", Sample("1"));
     WriteTable("1", "off", Sample("2", {{"enabled", 0u}}));
     WriteTable("2", "opc", Sample("3", {{"type", 6u}, {"protocol", std::string("OpcuaProtocol")}}));

@@ -28,6 +28,9 @@ enum class Operation { Open, Accept, Connect, Read, Write, SlowRead, SlowWrite }
 /// until the one that was to fail: 0 when it has failed.
 int FailOperation(Operation operation, int nth);
 
+/// The server takes the next connection that is made for one of this process.
+void ConnectNextAs(std::uint64_t processId);
+
 /// Whether a write that stays pending ends with the thread that began it, as the system does it: it then fails, and
 /// what it had moved before stays moved. Off at first.
 void CancelWritesOfEndedThreads(bool cancel);

@@ -28,6 +28,7 @@ struct End {
 
 struct Connection {
     std::shared_ptr<End> own, peer;
+    std::uint64_t peerProcessId;  // 0: cannot be told
 };
 
 struct Listener {
@@ -48,6 +49,7 @@ struct World {
     std::map<std::string, std::weak_ptr<Listener>> servers;
     std::map<Operation, int> failures;  // operations until the one that fails
     bool cancelsWrites = false;         // of ended threads
+    std::uint64_t nextProcessId = 0;    // of the next connection
 };
 
 World& world = *new World;  // never destroyed: static clients may close while the process ends
@@ -68,7 +70,10 @@ class HostClientTransport : public ClientTransport {
   public:
     explicit HostClientTransport(std::string serverName) : serverName_(std::move(serverName)) {}
     explicit HostClientTransport(Connection accepted)
-        : isServerEnd_(true), own_(std::move(accepted.own)), peer_(std::move(accepted.peer)) {}
+        : isServerEnd_(true),
+          own_(std::move(accepted.own)),
+          peer_(std::move(accepted.peer)),
+          peerProcessId_(accepted.peerProcessId) {}
     ~HostClientTransport() override { HostClientTransport::Close(); }
 
     std::int32_t Connect(std::uint32_t) override {
@@ -77,7 +82,7 @@ class HostClientTransport : public ClientTransport {
         if (own_->closed || (!peer_ && (!listener || world.Fails(Operation::Connect))))
             return -1;
         if (!peer_)
-            listener->waiting.push_back({peer_ = std::make_shared<End>(), own_});
+            listener->waiting.push_back({peer_ = std::make_shared<End>(), own_, std::exchange(world.nextProcessId, 0)});
         world.changed.notify_all();
         return 0;
     }
@@ -122,7 +127,7 @@ class HostClientTransport : public ClientTransport {
         Guard guard(world.lock);
         return std::max(Transfer(guard, timeoutMs), -1);
     }
-    std::uint64_t PeerProcessId() override { return 0; }
+    std::uint64_t PeerProcessId() override { return peerProcessId_; }
     bool HasPeerClosed() override {
         const Guard guard(world.lock);
         return isServerEnd_ && !own_->closed && peer_->closed;
@@ -152,7 +157,8 @@ class HostClientTransport : public ClientTransport {
     const std::string serverName_;
     const bool isServerEnd_ = false;
     const std::shared_ptr<End> own_ = std::make_shared<End>();
-    std::shared_ptr<End> peer_;           // empty: not connected
+    std::shared_ptr<End> peer_;  // empty: not connected
+    const std::uint64_t peerProcessId_ = 0;
     const std::uint8_t* next_ = nullptr;  // of the write under way
     std::int32_t size_ = 0;
     std::int32_t left_ = 0;
@@ -215,6 +221,11 @@ std::shared_ptr<ServerTransport> ServerTransport::Make(const std::string& server
 int transport_host::FailOperation(Operation operation, int nth) {
     const Guard guard(world.lock);
     return std::exchange(world.failures[operation], nth);
+}
+
+void transport_host::ConnectNextAs(std::uint64_t processId) {
+    const Guard guard(world.lock);
+    world.nextProcessId = processId;
 }
 
 void transport_host::CancelWritesOfEndedThreads(bool cancel) {

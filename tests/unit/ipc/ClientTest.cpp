@@ -129,6 +129,14 @@ TEST(Client, WaitsEndWithTheTimeOutOrTheConnection) {
     running = std::make_unique<RunningServer>("waits");
     ASSERT_EQ(client.Connect("waits"), 0);
     endedBy([&] { EXPECT_EQ(client.Disconnect(), 0); });
+
+    const auto shared = IPCClient::GetClient("waits", true);
+    running.reset();
+    EXPECT_TRUE(Eventually([&] { return !shared->IsConnected(); }));
+    running = std::make_unique<RunningServer>("waits");
+    EXPECT_EQ(IPCClient::GetClient("waits", true), shared);
+    EXPECT_EQ(log->Count("Reconnect IPCClient"), 1u);
+    EXPECT_EQ(shared->CheckAlive(), 0);
 }
 
 }  // namespace

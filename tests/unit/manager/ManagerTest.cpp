@@ -32,6 +32,31 @@ TEST_F(ManagerTest, AStopDuringAHandshakeWaitsForItAndEndsTheChild) {
     manager->InternalMainStop();  // twice, and after the end
 }
 
+TEST_F(ManagerTest, AStrangerOnTheReadyPipeIsTurnedAway) {
+    const auto stranger = ClientTransport::Make("one-ready");
+    hooks["one"].onStart = [&] {
+        transport_host::ConnectNextAs(4711);
+        EXPECT_EQ(stranger->Connect(kPatienceMs), 0);
+        static_cast<void>(stranger->Write("\1", 1, kPatienceMs));  // it did not come up, says it, if anybody listens
+    };
+    Add("one", "1");
+    RunAndWait();
+    EXPECT_TRUE(log->Contains("Process 4711 is not the child of instance one, its ready connection is refused"));
+    EXPECT_EQ(manager->GetProtocol("one")->GetStatus(), kRunning);
+}
+
+TEST_F(ManagerTest, TheManagerOwnsTheMutexWhoeverHasAHandleToIt) {
+    const auto outlived = kivsync::Mutex::MakeNamed("KivProtocolManager", false);
+    std::int32_t exitCode = 0;
+    EXPECT_TRUE(manager->Init(exitCode));
+    EXPECT_EQ(exitCode, -1);
+    const auto next = std::make_shared<CProtocolManager>(host);
+    auto claim = std::async(std::launch::async, [&next, exitCode]() mutable { return next->Init(exitCode); });
+    manager->Release();
+    EXPECT_TRUE(claim.get());
+    EXPECT_EQ(outlived->Lock(0), -1) << "the next one has it now";
+}
+
 TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
     using transport_host::Operation;
     class ThrowingSink : public CaptureSink {
@@ -75,6 +100,59 @@ TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
     Logging::Logger::GetInstance()->SetSink(std::make_shared<ThrowingSink>());
     EXPECT_EQ(manager->StopProtocol("one"), 0);
     EXPECT_EQ(Connect()->CheckAlive(), 0);
+}
+
+TEST_F(ManagerTest, ARestartIsPlannedLaterEachTimeUntilTheChildRanForAMinute) {
+    constexpr std::uint32_t kHour = 3'600'000;  // ms: what the test itself takes does not count
+    constexpr std::uint32_t kPassInMs = 7;
+    struct Dead : FakeChild {
+        Dead() { End(1); }
+    };
+    std::atomic<std::int64_t> now{0}, runs{0};
+    std::atomic<int> plans{0};
+    children["dies"] = [&] {
+        now += runs;
+        return std::make_shared<Dead>();
+    };
+    Add("dies", "1");
+    CProtocol dies("dies", {}, {kHour, 5 * kHour, [&] { return now.load(); }, [&] { ++plans; }});
+    const auto hoursAfterStart = [&] {
+        const int before = plans;
+        EXPECT_EQ(dies.Start(CProtocol::kDefaultStartTimeout), -1);
+        EXPECT_TRUE(Eventually([&] { return plans > before; }));
+        return (dies.CheckInMs(kPassInMs) + kHour / 2) / kHour;
+    };
+    EXPECT_EQ(dies.CheckInMs(kPassInMs), kPassInMs);
+    for (const auto hours : {1u, 2u, 4u, 5u, 5u})
+        EXPECT_EQ(hoursAfterStart(), hours);
+    for (const auto hours : {1u, 2u}) {
+        runs = 60'000'000'000 - (hours - 1);
+        EXPECT_EQ(hoursAfterStart(), hours);
+    }
+    EXPECT_EQ(dies.Stop(), 0);
+    EXPECT_EQ(dies.CheckInMs(kPassInMs), kPassInMs);
+    EXPECT_EQ(hoursAfterStart(), 4u);
+    const auto before = dies.SetName("renamed");
+    EXPECT_EQ(dies.CheckInMs(kPassInMs), kPassInMs);
+}
+
+TEST_F(ManagerTest, WhatEndsByItselfNeedNotWaitForThePass) {
+    Set("monitorwaittime", 3'600'000);
+    Set("restartdelay", 10);
+    for (const char* name : {"off", "one", "stopped"})
+        Add(name, name);
+    RunAndWait();
+    RawClient c(kManagerServerName);
+    EXPECT_EQ(Result(c, kManagerStop, Names("stopped")), 0);
+    Db()->SetUint32(kSession, "off", "enabled", 0);
+    for (const auto& [name, status] : {std::pair("off", kStoppedWorking), {"one", kRunning}, {"one", kRunning}}) {
+        log->Clear();
+        EXPECT_EQ(IPCClient::GetClient(name, true)->Stop(), 0);
+        EXPECT_TRUE(log->WaitFor("Protocol " + std::string(name) + " has stopped working", kPatienceMs));
+        EXPECT_TRUE(Eventually([&, name = name, status = status] { return StatusOf(c, name) == status; }));
+    }
+    EXPECT_EQ(StatusOf(c, "stopped"), kStopped);
+    EXPECT_EQ(TakeTableEvents(c), Lines{"154:stopped"});
 }
 
 TEST_F(ManagerTest, SwappedNamesRunAgainAndChangesArriveInTheirOrder) {

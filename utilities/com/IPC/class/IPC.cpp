@@ -1,7 +1,6 @@
 #include "IPC/class/IPC.h"
 
 #include <atomic>
-#include <cstring>
 #include <utility>
 
 #include "utils/platform/Platform.h"
@@ -22,9 +21,9 @@ double Seconds(std::int64_t from, std::int64_t to, std::int64_t frequency) {
 
 }  // namespace
 
-std::shared_ptr<IPC> IPC::Request(std::uint32_t command, IPCPayload payload, std::uint32_t aux) {
+std::shared_ptr<IPC> IPC::Make(std::uint32_t flags, std::uint32_t command, IPCPayload payload, std::uint32_t aux) {
     auto request = std::make_shared<IPC>();
-    request->AddFlags(kFlagRequest);
+    request->AddFlags(flags);
     request->header_.requestId = NextRequestId();
     request->header_.aux = aux;
     request->header_.command = command;
@@ -32,36 +31,16 @@ std::shared_ptr<IPC> IPC::Request(std::uint32_t command, IPCPayload payload, std
     return request;
 }
 
-std::shared_ptr<IPC> IPC::Terminate() {
-    auto request = Request(kIpcTerminate);
-    request->AddFlags(kFlagTerminate);
-    return request;
-}
-
-std::shared_ptr<IPC> IPC::Notice(std::uint32_t command, IPCPayload payload) {
-    auto notice = Request(command, std::move(payload));
-    notice->AddFlags(kFlagNoReply);
-    return notice;
-}
-
 std::shared_ptr<IPC> IPC::Reply(const IPC& request, IPCPayload payload) {
-    auto reply = std::make_shared<IPC>();
-    reply->header_ = request.header_;
+    auto reply = std::make_shared<IPC>(request);
     reply->MarkReply();
-    reply->SetOrigin(request.clientId_, request.pid_);
-    reply->connection_ = request.connection_;
     reply->SetPayload(std::move(payload));
-    reply->timing_ = request.timing_;
     return reply;
 }
 
 void IPC::EnableMeasurement() {
     AddFlags(kFlagTiming);
     SetPayload(std::move(payload_));
-}
-
-void IPC::EnableMeasurementLog() {
-    AddFlags(kFlagLogMeasurement);
 }
 
 void IPC::SetPayload(IPCPayload payload) {

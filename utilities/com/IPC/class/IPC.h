@@ -51,17 +51,12 @@ struct ipc_timing {
 };
 static_assert(sizeof(ipc_timing) == 32 && offsetof(ipc_timing, spareTime) == 24);
 
-/// Payload of the request of command 3.
+/// Payload of the requests of commands 3 and 4.
 struct ipc_get_state_request {
     wire::u8 unused;  // offset 0, size 1
 };
 static_assert(sizeof(ipc_get_state_request) == 1);
-
-/// Payload of the request of command 4.
-struct ipc_get_client_count_request {
-    wire::u8 unused;  // offset 0, size 1
-};
-static_assert(sizeof(ipc_get_client_count_request) == 1);
+using ipc_get_client_count_request = ipc_get_state_request;
 
 /// Payload of the replies to commands 3 (value: the state) and 4 (value: the client count).
 struct ipc_value_reply {
@@ -103,17 +98,21 @@ class IPC {
     static constexpr std::uint32_t kFlagTiming = 1u << 0;
 
     /// A request with an id of its own (one counter per process, from 0). `aux` travels back in the reply.
-    static std::shared_ptr<IPC> Request(std::uint32_t command, IPCPayload payload = {}, std::uint32_t aux = 0);
+    static std::shared_ptr<IPC> Request(std::uint32_t command, IPCPayload payload = {}, std::uint32_t aux = 0) {
+        return Make(kFlagRequest, command, std::move(payload), aux);
+    }
     /// The request that ends a connection.
-    static std::shared_ptr<IPC> Terminate();
+    static std::shared_ptr<IPC> Terminate() { return Make(kFlagRequest | kFlagTerminate, kIpcTerminate, {}, 0); }
     /// A notice: a request that expects no reply.
-    static std::shared_ptr<IPC> Notice(std::uint32_t command, IPCPayload payload = {});
+    static std::shared_ptr<IPC> Notice(std::uint32_t command, IPCPayload payload = {}) {
+        return Make(kFlagRequest | kFlagNoReply, command, std::move(payload), 0);
+    }
     /// The reply to a request: its id, aux, command, flags (less the request bit), origin and timing values.
     static std::shared_ptr<IPC> Reply(const IPC& request, IPCPayload payload = {});
 
     /// Asks for the timing block, and for a log line of each measurement.
     void EnableMeasurement();
-    void EnableMeasurementLog();
+    void EnableMeasurementLog() { AddFlags(kFlagLogMeasurement); }
     /// Clears the request bit.
     void MarkReply() { header_.flags = Flags() & ~kFlagRequest; }
 
@@ -151,6 +150,7 @@ class IPC {
     static void PrintStats(bool force);
 
   private:
+    static std::shared_ptr<IPC> Make(std::uint32_t flags, std::uint32_t command, IPCPayload payload, std::uint32_t aux);
     void AddFlags(std::uint32_t flags) { header_.flags = Flags() | flags; }
     /// Replaces the payload and sets the header's size to match.
     void SetPayload(IPCPayload payload);

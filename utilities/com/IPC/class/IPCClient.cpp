@@ -18,13 +18,9 @@ struct NamedClient {
     std::weak_ptr<IPCClient> client;
 };
 
-std::shared_ptr<NamedClient> FindNamedClient(const std::string& serverName) {
-    static kivsync::Guarded<std::map<std::string, std::shared_ptr<NamedClient>>> table;
-    auto clients = table.Lock();
-    auto& entry = (*clients)[serverName];
-    if (!entry)
-        entry = std::make_shared<NamedClient>();
-    return entry;
+NamedClient& FindNamedClient(const std::string& serverName) {
+    static kivsync::Guarded<std::map<std::string, NamedClient>> table;
+    return (*table.Lock())[serverName];  // it stays where it is
 }
 
 /// The status that a reply of the framework's commands 3 to 5 begins with.
@@ -33,12 +29,9 @@ std::int32_t ReplyStatus(const IPC& reply) {
     return status ? static_cast<std::int32_t>(*status) : kIpcFailure;
 }
 
-std::shared_ptr<IPC> StateRequest() {
-    return IPC::Request(kIpcGetState, wire::Encode(ipc_get_state_request{}));
-}
-
-std::shared_ptr<IPC> ClientCountRequest() {
-    return IPC::Request(kIpcGetClientCount, wire::Encode(ipc_get_client_count_request{}));
+/// The request of command 3 or 4.
+std::shared_ptr<IPC> ValueRequest(std::uint32_t command) {
+    return IPC::Request(command, wire::Encode(ipc_get_state_request{}));
 }
 
 /// The status of a reply to command 3 or 4, and the value when that is 0.
@@ -55,9 +48,9 @@ std::int32_t ReplyValue(const IPC& reply, std::uint32_t& value) {
 }  // namespace
 
 std::shared_ptr<IPCClient> IPCClient::GetClient(const std::string& serverName, bool useListener) {
-    const auto entry = FindNamedClient(serverName);
-    const std::scoped_lock guard(entry->lock);
-    auto client = entry->client.lock();
+    auto& entry = FindNamedClient(serverName);
+    const std::scoped_lock guard(entry.lock);
+    auto client = entry.client.lock();
     if (client && client->IsConnected())
         return client;
     if (client) {
@@ -65,16 +58,10 @@ std::shared_ptr<IPCClient> IPCClient::GetClient(const std::string& serverName, b
         client->Disconnect();
     } else {
         client = std::make_shared<IPCClient>(useListener);
-        entry->client = client;
+        entry.client = client;
     }
     static_cast<void>(client->Connect(serverName));  // whoever asked sees whether it is connected
     return client;
-}
-
-IPCClient::IPCClient(bool) {}
-
-IPCClient::~IPCClient() {
-    Disconnect();
 }
 
 std::int32_t IPCClient::Connect(const std::string& serverName) {
@@ -145,10 +132,8 @@ void IPCClient::DropConnection() {
 }
 
 void IPCClient::SetConnected(bool connected) {
-    {
-        const auto inbox = inbox_.Lock();
-        connected_ = connected;
-    }
+    const auto inbox = inbox_.Lock();
+    connected_ = connected;
     inbox_.NotifyAll();
 }
 
@@ -189,10 +174,6 @@ std::shared_ptr<IPC> IPCClient::TakeNotice(std::uint32_t timeoutMs) {
     auto inbox = inbox_.Lock();
     inbox.Wait(timeoutMs, [&] { return !inbox->notices.empty() || !connected_; });
     return inbox->notices.empty() ? nullptr : inbox->RemoveOldest();
-}
-
-std::int32_t IPCClient::Send(const std::shared_ptr<IPC>& request) {
-    return SendTogether({request});
 }
 
 std::int32_t IPCClient::SendTogether(std::initializer_list<std::shared_ptr<IPC>> requests) {
@@ -270,26 +251,17 @@ std::int32_t IPCClient::Terminate() {
     return result;
 }
 
-std::int32_t IPCClient::AskValue(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs, std::uint32_t& value) {
+std::int32_t IPCClient::AskValue(std::uint32_t command, std::uint32_t timeoutMs, std::uint32_t& value) {
     std::shared_ptr<IPC> reply;
-    if (const auto result = Call(request, timeoutMs, reply); result != kIpcSuccess)
-        return result;
-    return ReplyValue(*reply, value);
-}
-
-std::int32_t IPCClient::GetState(std::uint32_t& state) {
-    return AskValue(StateRequest(), Timeout(), state);
-}
-
-std::int32_t IPCClient::GetClientCount(std::uint32_t& count) {
-    return AskValue(ClientCountRequest(), Timeout(), count);
+    const auto result = Call(ValueRequest(command), timeoutMs, reply);
+    return result == kIpcSuccess ? ReplyValue(*reply, value) : result;
 }
 
 IPCClient::Condition IPCClient::GetCondition(std::uint32_t timeoutMs) {
     const platform::Deadline deadline(timeoutMs);
     const auto alive = IPC::Request(kIpcAliveCheck);
-    const auto state = StateRequest();
-    const auto count = ClientCountRequest();
+    const auto state = ValueRequest(kIpcGetState);
+    const auto count = ValueRequest(kIpcGetClientCount);
     Condition condition;
     if (SendTogether({alive, state, count}) != kIpcSuccess)
         return condition;
@@ -309,7 +281,7 @@ std::int32_t IPCClient::GetClientsInfo(std::vector<ipc_client_info>& clients) {
 std::int32_t IPCClient::GetClientsInfo(std::vector<ipc_client_info>& clients, std::uint32_t& count,
                                        std::uint32_t timeoutMs) {
     const platform::Deadline deadline(timeoutMs);
-    if (const auto result = AskValue(ClientCountRequest(), timeoutMs, count); result != kIpcSuccess)
+    if (const auto result = AskValue(kIpcGetClientCount, timeoutMs, count); result != kIpcSuccess)
         return result;
     const std::uint64_t others = std::max(count, 1u) - 1u;
     const auto size = std::min<std::uint64_t>(others * ipc_get_clients_info_request::kUnit, kIpcMaximumSize);

@@ -36,12 +36,10 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     static std::shared_ptr<IPCClient> GetClient(const std::string& serverName, bool useListener);
 
     /// The settings of the process are those of this moment. `useListener` as above.
-    explicit IPCClient(bool useListener = true);
+    explicit IPCClient(bool /*useListener*/ = true) {}
     /// With settings of the caller's instead.
     explicit IPCClient(const GlobalSettings& settings) : settings_(settings) {}
-    ~IPCClient() override;
-    IPCClient(const IPCClient&) = delete;
-    IPCClient& operator=(const IPCClient&) = delete;
+    ~IPCClient() override { Disconnect(); }
 
     /// 0 when connected (also when it was before), -1 otherwise. A server that does not take the connection up within
     /// the client's time-out counts as not there.
@@ -52,7 +50,7 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
 
     /// Writes the request; 0 or kIpcCannotSend. With a reply expected, WaitReply must follow. A server that does not
     /// take the request within the client's time-out ends the connection, since what follows could not be told apart.
-    [[nodiscard]] std::int32_t Send(const std::shared_ptr<IPC>& request);
+    [[nodiscard]] std::int32_t Send(const std::shared_ptr<IPC>& request) { return SendTogether({request}); }
     /// The reply to that request, or empty after `timeoutMs` or when the connection ended.
     std::shared_ptr<IPC> WaitReply(std::uint64_t requestId, std::uint32_t timeoutMs);
     /// Send and WaitReply in one; `reply` is empty unless the result is 0.
@@ -62,8 +60,10 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     /// The framework's own requests, with this client's time-out. Outputs are written only when the result is 0.
     [[nodiscard]] std::int32_t CheckAlive();
     std::int32_t Stop();
-    [[nodiscard]] std::int32_t GetState(std::uint32_t& state);
-    [[nodiscard]] std::int32_t GetClientCount(std::uint32_t& count);
+    [[nodiscard]] std::int32_t GetState(std::uint32_t& state) { return AskValue(kIpcGetState, Timeout(), state); }
+    [[nodiscard]] std::int32_t GetClientCount(std::uint32_t& count) {
+        return AskValue(kIpcGetClientCount, Timeout(), count);
+    }
     /// Appends the server's clients to the list; `count` is what the server answered just before it sent them. Both
     /// questions together take `timeoutMs` at most.
     [[nodiscard]] std::int32_t GetClientsInfo(std::vector<ipc_client_info>& clients, std::uint32_t& count,
@@ -111,8 +111,8 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     bool Handshake(ClientTransport& transport);
     bool StartReader(const std::shared_ptr<ClientTransport>& transport);
     void DropConnection();
-    [[nodiscard]] std::int32_t AskValue(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs,
-                                        std::uint32_t& value);
+    /// Asks for the value of command 3 or 4.
+    [[nodiscard]] std::int32_t AskValue(std::uint32_t command, std::uint32_t timeoutMs, std::uint32_t& value);
     /// Send for several requests in one write: all of them, or none.
     [[nodiscard]] std::int32_t SendTogether(std::initializer_list<std::shared_ptr<IPC>> requests);
     void SetConnected(bool connected);

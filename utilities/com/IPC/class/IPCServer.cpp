@@ -4,7 +4,6 @@
 #include <chrono>
 #include <exception>
 #include <thread>
-#include <utility>
 
 #include "IPC/class/IPCServerClient.h"
 #include "utils/logging/Logger.h"
@@ -21,10 +20,6 @@ thread_local const IPCServer* servedHere = nullptr;
 
 }  // namespace
 
-IPCServer::~IPCServer() {
-    Stop();
-}
-
 std::int32_t IPCServer::Start(const std::string& serverName, Duty duty) {
     const std::scoped_lock guard(stopMutex_);
     if (acceptThread_)
@@ -37,27 +32,28 @@ std::int32_t IPCServer::Start(const std::string& serverName, Duty duty) {
     serverName_ = serverName;
     duty_ = std::move(duty);
     stopping_ = false;
-    {
-        auto state = state_.Lock();
-        state->transport = transport;
-        state->queue = std::make_shared<RequestQueue>();
-        state->lastClientId = 0;
-    }
-    acceptThread_ = kivsync::Thread::Start([this, transport] { AcceptClients(transport); });
+    State state;
+    state.transport = transport;
+    state.queue = std::make_shared<RequestQueue>();
+    *state_.Lock() = std::move(state);
+    if (!duty_.carryOut || AddThread())
+        acceptThread_ = kivsync::Thread::Start([this, transport] { AcceptClients(transport); });
     if (acceptThread_)
         return kIpcSuccess;
     KIV_LOG(Logging::Error, "Cannot start accepting thread for %s", serverName.c_str());
-    state_.Lock()->transport.reset();
+    TakeDown();
     return kIpcFailure;
 }
 
 void IPCServer::Stop() {
     const std::scoped_lock guard(stopMutex_);
+    TakeDown();
+}
+
+void IPCServer::TakeDown() {
     stopping_ = true;
     if (const auto queue = Queue())
         queue->Close();
-    if (!acceptThread_)
-        return;
     WakeAcceptThread();
     acceptThread_.reset();
 
@@ -128,7 +124,7 @@ void IPCServer::OnDisconnect(std::uint64_t connectionId) {
     WakeAcceptThread();
 }
 
-IPCServer::Released IPCServer::ReleaseEndedClients() {
+std::pair<std::size_t, std::size_t> IPCServer::ReleaseEndedClients() {
     ClientList finished;  // destroyed after the lock was released
     auto state = state_.Lock();
     const auto runs = [](const auto& client) { return !client->HasFinished(); };
@@ -169,9 +165,9 @@ std::int32_t IPCServer::OnRequest(const std::shared_ptr<IPC>& request) {
         CarryOut(request);
         return IPCServerClient::kCarriedOut;
     }
-    queue->Push(request, turn == Turn::Change ? RequestQueue::Kind::Change : RequestQueue::Kind::Question);
-    if (duty_.carryOut)
-        AddThreadIfWanted(*queue);
+    queue->Push(request, turn == Turn::Change);
+    if (duty_.carryOut && queue->WantsThread())
+        AddThread();
     return kIpcSuccess;
 }
 
@@ -187,43 +183,37 @@ std::shared_ptr<IPC> IPCServer::GetRequest() {
     return request;
 }
 
-void IPCServer::Serve() {
-    if (const auto queue = Queue())
-        Work(*queue);
-}
-
 void IPCServer::Work(RequestQueue& queue) {
     servedHere = this;
     while (const auto request = queue.Take()) {
-        AddThreadIfWanted(queue);
+        if (queue.WantsThread())
+            AddThread();
         if (const auto client = request->Connection().lock())
             client->RequestTaken(*request);
         CarryOut(request);
         queue.Done(*request);
     }
-    servedHere = nullptr;
 }
 
-void IPCServer::AddThreadIfWanted(RequestQueue& queue) {
-    if (!queue.WantsThread())
-        return;
+bool IPCServer::AddThread() {
     auto state = state_.Lock();
     if (stopping_ || state->crew.size() >= kMaximumCrew)
-        return;
-    auto thread = kivsync::Thread::Start([this, kept = state->queue] { Work(*kept); });
-    if (thread)
+        return false;
+    auto thread = kivsync::Thread::Start([this, queue = state->queue] { Work(*queue); });
+    const bool started = thread != nullptr;
+    if (started)
         state->crew.push_back(std::move(thread));
     else
         KIV_LOG(Logging::Error, "Cannot start another thread for %s", serverName_.c_str());
+    return started;
 }
 
 void IPCServer::CarryOut(const std::shared_ptr<IPC>& request) {
     const auto begin = duty_.clock();
     const auto command = static_cast<int>(request->Command());
     try {
-        const bool expectsReply = request->ExpectsReply();
         const auto reply = duty_.carryOut(request);
-        if (reply && expectsReply)
+        if (reply && request->ExpectsReply())
             SendReply(reply);
         if (duty_.answered)
             duty_.answered(*request);
@@ -273,10 +263,6 @@ std::int32_t IPCServer::Broadcast(const std::shared_ptr<IPC>& record) {
     return results;
 }
 
-std::uint32_t IPCServer::ClientCount() {
-    return static_cast<std::uint32_t>(ServingClients().size());
-}
-
 std::vector<ipc_client_info> IPCServer::Clients() {
     std::vector<ipc_client_info> clients;
     for (const auto& client : ServingClients())
@@ -285,15 +271,16 @@ std::vector<ipc_client_info> IPCServer::Clients() {
 }
 
 std::shared_ptr<IPC> IPCServer::AnswerBuiltIn(const IPC& request, std::uint32_t state) {
-    const auto value = [&request](bool complete, std::uint32_t answer) {
-        const auto reply = complete ? ipc_value_reply{kIpcSuccess, answer} : ipc_value_reply{kIpcFailure, 0};
+    const auto value = [&request](std::uint32_t answer) {
+        const bool isComplete = wire::Decode<ipc_get_state_request>(request.Payload()).has_value();
+        const auto reply = isComplete ? ipc_value_reply{kIpcSuccess, answer} : ipc_value_reply{kIpcFailure, 0};
         return IPC::Reply(request, wire::Encode(reply));
     };
     switch (request.Command()) {
         case kIpcGetState:
-            return value(wire::Decode<ipc_get_state_request>(request.Payload()).has_value(), state);
+            return value(state);
         case kIpcGetClientCount:
-            return value(wire::Decode<ipc_get_client_count_request>(request.Payload()).has_value(), ClientCount());
+            return value(ClientCount());
         case kIpcGetClientsInfo: {
             auto payload = wire::Encode(ipc_value_reply{kIpcSuccess, 0});  // the entries start at offset 8
             for (const auto& client : Clients())

@@ -7,10 +7,9 @@
 //     while (auto request = server.GetRequest())
 //         server.SendReply(IPC::Reply(*request, Handle(*request)));
 //
-// or leaves them to the server's crew, several threads that come as requests need them:
+// or leaves them to the server's crew, a thread at first, and others beside it as requests need them:
 //
 //     server.Start("protocolmanager", {.turnOf = ..., .carryOut = ..., ...});
-//     server.Serve();  // the calling thread is the first of the crew
 //
 // In both cases Stop, from another thread, ends it.
 #pragma once
@@ -21,6 +20,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "IPC/class/IPC.h"
@@ -58,18 +58,14 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
     };
 
     IPCServer() = default;
-    ~IPCServer() override;
-    IPCServer(const IPCServer&) = delete;
-    IPCServer& operator=(const IPCServer&) = delete;
+    ~IPCServer() override { Stop(); }
 
     /// Listens under `serverName`: the pipes exist when it returns 0. -1 when they cannot be made or no thread is to be
     /// had, or when it is started already.
     [[nodiscard]] std::int32_t Start(const std::string& serverName) { return Start(serverName, {}); }
-    /// The same, with a crew: Serve must follow.
+    /// The same, with a crew that carries the requests out. Its threads live until the server is stopped: what they
+    /// send to a slow client is still under way after they sent it.
     [[nodiscard]] std::int32_t Start(const std::string& serverName, Duty duty);
-    /// Carries requests out on the calling thread, with others beside it as requests need them, until the server is
-    /// stopped. The others live until then, too: what they send to a slow client is still under way after they sent it.
-    void Serve();
     /// Ends the accepting thread, every connection, the crew and the wait in GetRequest. Requests that wait are
     /// dropped; those that are being carried out are waited for. Safe to call twice and without Start; not on a thread
     /// of a connection or of the crew. The server can be started again.
@@ -79,8 +75,8 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
     std::shared_ptr<IPC> GetRequest();
     /// Sends the reply on the connection its request came from. 0; -1 when that connection is gone or fails.
     std::int32_t SendReply(const std::shared_ptr<IPC>& reply);
-    /// Returns when everything that was sent on the request's connection is written, or the connection has ended; within
-    /// the general IPC time-out.
+    /// Returns when everything that was sent on the request's connection is written, or the connection has ended;
+    /// within the general IPC time-out.
     static void AwaitWritten(const IPC& request);
     /// Sends the record to every connected client: the bitwise OR of the per-client results, 0 when all succeeded. A
     /// client whose connection ends before it or by it counts as 0. Every client gets the records in the same order.
@@ -92,7 +88,7 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
     /// -1 when there is no such client.
     std::int32_t RemoveClient(std::uint64_t connectionId);
     /// Connections whose handshake is complete and which have not ended.
-    std::uint32_t ClientCount();
+    std::uint32_t ClientCount() { return static_cast<std::uint32_t>(ServingClients().size()); }
     std::vector<ipc_client_info> Clients();
 
     std::int32_t OnRequest(const std::shared_ptr<IPC>& request) override;
@@ -106,7 +102,7 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
         ClientList clients;                          // from the accept to the end of the connection
         ClientList ended;                            // until their threads have ended
         std::uint64_t lastClientId = 0;
-        std::vector<std::unique_ptr<kivsync::Thread>> crew;  // without the thread that called Serve
+        std::vector<std::unique_ptr<kivsync::Thread>> crew;
 
         std::uint64_t NextClientId();
     };
@@ -114,11 +110,8 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
     void AcceptClients(const std::shared_ptr<ServerTransport>& transport);
     void WakeAcceptThread();
     void AddCLient(const std::shared_ptr<ClientTransport>& connection);  // spelt as the log names it
-    struct Released {
-        std::size_t count, left;
-    };
-    /// Lets go of the ended connections whose threads have ended; waits for none.
-    Released ReleaseEndedClients();
+    /// Lets go of the ended connections whose threads have ended, and waits for none: how many went, and how many stay.
+    std::pair<std::size_t, std::size_t> ReleaseEndedClients();
     ClientList ServingClients();
     std::shared_ptr<RequestQueue> Queue() { return state_.Lock()->queue; }
 
@@ -126,7 +119,10 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
     void CarryOut(const std::shared_ptr<IPC>& request);
     /// Where the calling thread may begin to write to a client.
     MessageSender::Begin BeginOfWrites() const;
-    void AddThreadIfWanted(RequestQueue& queue);
+    /// Adds a thread to the crew; false when none is to be had.
+    bool AddThread();
+    /// Stop, with its mutex held.
+    void TakeDown();
 
     std::mutex stopMutex_;       // serializes Start and Stop; taken before every other lock
     std::mutex broadcastMutex_;  // one order of the records for all clients; held for 5 ms a slow client at most

@@ -24,10 +24,6 @@ IPCServerClient::~IPCServerClient() {
     AwaitFinish();
 }
 
-std::int32_t IPCServerClient::Start() {
-    return reader_.StartListener([this] { return Handshake(); });
-}
-
 bool IPCServerClient::Handshake() {
     const std::array<wire::u64, 2> ids{peer_.connectionId, platform::CurrentProcessId()};
     if (transport_->Write(ids.data(), sizeof ids, platform::kInfinite) != static_cast<std::int32_t>(sizeof ids))

@@ -28,11 +28,11 @@ class IPCServerClient : public RequestMonitor,
                     RequestMonitor& requests, DisconnectMonitor& disconnects);
     /// Closes, and waits for the connection's threads.
     ~IPCServerClient() override;
-    IPCServerClient(const IPCServerClient&) = delete;
-    IPCServerClient& operator=(const IPCServerClient&) = delete;
 
     /// Starts the handshake and then the reading; -1 when no thread is to be had.
-    [[nodiscard]] std::int32_t Start();
+    [[nodiscard]] std::int32_t Start() {
+        return reader_.StartListener([this] { return Handshake(); });
+    }
     /// Ends the connection and tells the server, unless it has ended before. The result of closing the pipe.
     std::int32_t End();
     /// Ends the connection without telling the server or waiting for the connection's threads.

@@ -1,5 +1,6 @@
 // The running figures of the measured round trips of this process.
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "IPC/class/IPC.h"
@@ -32,11 +33,9 @@ struct IPCStatistics {
     }
 };
 
-struct RoundTripStatistics {
-    IPCStatistics request, reply, total;
-};
+constexpr std::array kTitles{"Request", "Reply  ", "Total  "};
 
-kivsync::Guarded<RoundTripStatistics> statistics;  // its lock is taken last
+kivsync::Guarded<std::array<IPCStatistics, kTitles.size()>> statistics;  // by title; its lock is taken last
 
 }  // namespace
 
@@ -45,21 +44,17 @@ void IPC::CalculateStats(double request, double reply, double total, bool log) {
         KIV_LOG(Logging::Info, "IPC measurement : request %fms - reply %fms - total %fms",
                 request * kMillisecondsPerSecond, reply * kMillisecondsPerSecond, total * kMillisecondsPerSecond);
     auto figures = statistics.Lock();
-    figures->request.Add(request);
-    figures->reply.Add(reply);
-    figures->total.Add(total);
+    for (std::size_t i = 0; const auto sample : {request, reply, total})
+        (*figures)[i++].Add(sample);
 }
 
 void IPC::PrintStats(bool force) {
-    const RoundTripStatistics now = *statistics.Lock();
-    const auto print = [force](const char* name, const IPCStatistics& figures) {
-        if (figures.count == 0 || (!force && figures.count % kPrintInterval != 0))
-            return;
-        KIV_LOG(Logging::Info, "%s : Cnt %u - Mean %fms - Min %fms - Max %fms - StdDev %fms", name, figures.count,
-                figures.mean * kMillisecondsPerSecond, figures.min * kMillisecondsPerSecond,
-                figures.max * kMillisecondsPerSecond, figures.stdDev * kMillisecondsPerSecond);
-    };
-    print("Request", now.request);
-    print("Reply  ", now.reply);
-    print("Total  ", now.total);
+    const auto now = *statistics.Lock();
+    for (std::size_t i = 0; const auto& [count, max, min, mean, sumSquares, stdDev] : now) {
+        const auto* const title = kTitles[i++];
+        if (count != 0 && (force || count % kPrintInterval == 0))
+            KIV_LOG(Logging::Info, "%s : Cnt %u - Mean %fms - Min %fms - Max %fms - StdDev %fms", title, count,
+                    mean * kMillisecondsPerSecond, min * kMillisecondsPerSecond, max * kMillisecondsPerSecond,
+                    stdDev * kMillisecondsPerSecond);
+    }
 }

@@ -16,11 +16,6 @@ constexpr std::uint32_t kTickMs = 20;                          // by which a wai
 MessageSender::MessageSender(ClientTransport& transport, const IPCPeer& peer, std::function<void()> failed)
     : transport_(transport), peer_(peer), failed_(std::move(failed)) {}
 
-MessageSender::~MessageSender() {
-    Close();
-    AwaitFinish();
-}
-
 MessageSender::Result MessageSender::Send(const Message& message, Begin begin) {
     {
         auto state = state_.Lock();

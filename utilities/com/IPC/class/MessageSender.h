@@ -26,11 +26,11 @@ struct IPCPeer {
     std::atomic<std::uint64_t> processId{0};  // from the handshake on
 };
 
-/// Member of a connection. Any thread may send.
+/// Member of a connection, which closes it before it goes. Any thread may send.
 class MessageSender {
   public:
     using Message = std::shared_ptr<const IPCPayload>;
-    enum class [[nodiscard]] Result {
+    enum class [[nodiscard]] Result{
         Sent,     // or queued
         Gone,     // the client has ended the connection
         Refused,  // the client cannot take it; the log says why
@@ -42,10 +42,6 @@ class MessageSender {
     /// `transport` and `peer` outlive the sender. `failed` is called on the writing thread when a message that was
     /// queued could not be written; the connection must then end.
     MessageSender(ClientTransport& transport, const IPCPeer& peer, std::function<void()> failed);
-    /// Waits for the writing thread. The transport must be closed by then.
-    ~MessageSender();
-    MessageSender(const MessageSender&) = delete;
-    MessageSender& operator=(const MessageSender&) = delete;
 
     /// Takes 5 ms at most. After a result other than Sent the connection must end: nothing may follow a message that
     /// was cut short.

@@ -60,20 +60,15 @@ void PipeReader::SignalStop() {
 
 void PipeReader::InternalListenerThread(const std::function<bool()>& greeting) {
     if (!IsStopped()) {
-        bool more = !greeting || greeting();
-        if (!more)
-            disconnectMonitor_.OnDisconnect(0);
         try {
-            while (more && !IsStopped()) {
-                const auto record = Read();
-                more = record && !record->IsTerminate();
-            }
+            for (bool more = !greeting || greeting(); more && !IsStopped();)
+                more = Read();
         } catch (const std::exception& error) {
             KIV_LOG(Logging::Error, "Connection ended, its messages cannot be read: %s id:%lld pid:%lld", error.what(),
                     static_cast<long long>(id_), static_cast<long long>(pid_));
             transport_->Close();
-            disconnectMonitor_.OnDisconnect(0);
         }
+        disconnectMonitor_.OnDisconnect(0);
         auto state = state_.Lock();
         state.Wait([&] { return state->stopped; });  // the owner decides when the reader ends
     }
@@ -81,20 +76,16 @@ void PipeReader::InternalListenerThread(const std::function<bool()>& greeting) {
     SignalStop();
 }
 
-std::shared_ptr<IPC> PipeReader::Read() {
-    auto record = ReadMessage();
-    if (!record) {
-        disconnectMonitor_.OnDisconnect(0);
-        return {};
-    }
+bool PipeReader::Read() {
+    const auto record = ReadMessage();
+    if (!record)
+        return false;
     record->SetOrigin(id_, pid_);
     if (record->IsRequest())
         requestMonitor_.OnRequest(record);
     else
         AddReply(record);
-    if (record->IsTerminate())
-        disconnectMonitor_.OnDisconnect(0);  // nothing follows it on the connection
-    return record;
+    return !record->IsTerminate();
 }
 
 std::shared_ptr<IPC> PipeReader::ReadMessage() {

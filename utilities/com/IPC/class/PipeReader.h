@@ -37,8 +37,6 @@ class PipeReader {
     PipeReader(std::shared_ptr<ClientTransport> transport, RequestMonitor& requests, DisconnectMonitor& disconnects);
     /// Stops.
     ~PipeReader();
-    PipeReader(const PipeReader&) = delete;
-    PipeReader& operator=(const PipeReader&) = delete;
 
     /// What every record read is marked with, and messages of the log name. Before the first message only.
     void SetIds(std::uint64_t id, std::uint64_t pid);
@@ -71,9 +69,8 @@ class PipeReader {
     };
 
     void InternalListenerThread(const std::function<bool()>& greeting);
-    /// Reads and dispatches one message, waiting for it without limit. Empty when there is no further one; the
-    /// disconnect monitor has then been told.
-    std::shared_ptr<IPC> Read();
+    /// Reads and dispatches one message, waiting for it without limit. False when no further one follows.
+    bool Read();
     std::shared_ptr<IPC> ReadMessage();
     bool ReadBody(IPCPayload& body, std::size_t size);
     /// The next `size` bytes of the stream, waiting for them without limit; false when it ends before.

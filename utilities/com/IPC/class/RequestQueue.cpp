@@ -3,8 +3,8 @@
 #include <algorithm>
 
 bool RequestQueue::State::IsReady(const Lane& lane) const {
-    const auto& first = lane.entries.front();
-    return !lane.busy && (first.kind == Kind::Question || first.number == *changes.begin());
+    const auto number = lane.entries.front().number;
+    return !lane.busy && (!changes.contains(number) || number == *changes.begin());
 }
 
 RequestQueue::Lane* RequestQueue::State::NextLane() {
@@ -16,15 +16,15 @@ RequestQueue::Lane* RequestQueue::State::NextLane() {
     return oldest;
 }
 
-void RequestQueue::Push(const std::shared_ptr<IPC>& request, Kind kind) {
+void RequestQueue::Push(const std::shared_ptr<IPC>& request, bool isChange) {
     {
         auto state = state_.Lock();
         if (state->closed)
             return;
         const auto number = state->next++;
-        if (kind == Kind::Change)
+        if (isChange)
             state->changes.insert(number);
-        state->lanes[request->Connection()].entries.push_back({request, number, kind});
+        state->lanes[request->Connection()].entries.push_back({request, number});
     }
     state_.NotifyOne();  // after the lock: the woken thread takes it at once
 }
@@ -59,12 +59,10 @@ void RequestQueue::Done(const IPC& request) {
 }
 
 void RequestQueue::Close() {
-    {
-        auto state = state_.Lock();
-        state->closed = true;
-        state->lanes.clear();
-        state->changes.clear();
-    }
+    auto state = state_.Lock();
+    state->closed = true;
+    state->lanes.clear();
+    state->changes.clear();
     state_.NotifyAll();
 }
 

@@ -21,10 +21,9 @@
 /// Any thread. One life of a server has one queue: a server that is started again begins with another one.
 class RequestQueue {
   public:
-    enum class Kind { Question, Change };
-
-    /// Adds a request of the connection that it names (IPC::Connection). After Close it is dropped.
-    void Push(const std::shared_ptr<IPC>& request, Kind kind);
+    /// Adds a request of the connection that it names (IPC::Connection), a change or a question. After Close it is
+    /// dropped.
+    void Push(const std::shared_ptr<IPC>& request, bool isChange);
     /// The oldest request that may be carried out now, waiting for one without limit; empty once the queue is closed.
     /// Done must follow.
     std::shared_ptr<IPC> Take();
@@ -43,7 +42,6 @@ class RequestQueue {
     struct Entry {
         std::shared_ptr<IPC> request;
         std::uint64_t number;  // in the order of reading
-        Kind kind;
     };
     struct Lane {
         std::deque<Entry> entries;

@@ -28,8 +28,7 @@ int wmain(int argc, wchar_t** argv) {
 
     ServiceCallbacks callbacks;
     callbacks.main = [&manager] { return manager->InternalMain(); };
-    callbacks.shutdown = [&manager](ControlCode) { manager->InternalMainStop(); };
-    callbacks.stop = callbacks.shutdown;
+    callbacks.stop = callbacks.shutdown = [&manager](ControlCode) { manager->InternalMainStop(); };
     callbacks.argumentHandler = [&manager](const wchar_t* const* arguments, std::int32_t count,
                                            std::int32_t& badIndex) {
         return manager->ParseArguments(arguments, count, badIndex);

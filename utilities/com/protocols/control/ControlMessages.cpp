@@ -3,9 +3,7 @@
 #include <algorithm>
 
 IPCPayload EncodeListReply(const std::vector<std::string>& names) {
-    ipc_mngctrl_list_reply head;
-    head.result = names.empty() ? kManagerFailure : 0;
-    head.count = static_cast<std::uint32_t>(names.size());
+    const ipc_mngctrl_list_reply head{names.empty() ? kManagerFailure : 0, static_cast<std::uint32_t>(names.size())};
     auto payload = wire::Encode(head);
     for (const auto& name : names)
         wire::Append(payload, wire::Name(name));
@@ -14,8 +12,7 @@ IPCPayload EncodeListReply(const std::vector<std::string>& names) {
 }
 
 IPCPayload EncodeClientsReply(std::uint32_t room, const std::vector<ipc_client_info>& clients) {
-    ipc_mngctrl_get_clients_reply head;
-    head.count = static_cast<std::uint32_t>(clients.size());
+    const ipc_mngctrl_get_clients_reply head{0, static_cast<std::uint32_t>(clients.size())};
     auto payload = wire::Encode(head);
     for (const auto& client : clients)
         wire::Append(payload, client);
@@ -27,9 +24,7 @@ IPCPayload EncodeClientsReply(std::uint32_t room, const std::vector<ipc_client_i
 }
 
 IPCPayload EncodeUnknownClientsReply(std::int32_t result) {
-    ipc_mngctrl_get_clients_reply head;
-    head.result = result;
-    auto payload = wire::Encode(head);
+    auto payload = wire::Encode(ipc_mngctrl_get_clients_reply{result, 0});
     payload.resize(kUnknownClientsReplySize);
     return payload;
 }

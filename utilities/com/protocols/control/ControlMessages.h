@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "IPC/class/IPC.h"
@@ -79,20 +80,22 @@ static_assert(sizeof(ipc_mngctrl_get_property_request) == 100);
 using ipc_mngctrl_get_str_property_request = ipc_mngctrl_get_property_request;
 using ipc_mngctrl_get_num_property_request = ipc_mngctrl_get_property_request;
 
-struct ipc_mngctrl_set_str_property_request {
+/// Requests that give a property of an instance another value.
+template <wire::WireRecord Value>
+struct ipc_mngctrl_set_property_request {
     wire::Name instance;  // offset 0, size 50
     wire::Name property;  // offset 50, size 50
-    wire::Name value;     // offset 100, size 50
-    bool HasEndedTexts() const { return instance.IsEnded() && property.IsEnded() && value.IsEnded(); }
+    Value value;          // offset 100
+    bool HasEndedTexts() const {
+        bool ended = instance.IsEnded() && property.IsEnded();
+        if constexpr (std::is_same_v<Value, wire::Name>)
+            ended = ended && value.IsEnded();
+        return ended;
+    }
 };
+using ipc_mngctrl_set_str_property_request = ipc_mngctrl_set_property_request<wire::Name>;
 static_assert(sizeof(ipc_mngctrl_set_str_property_request) == 150);
-
-struct ipc_mngctrl_set_num_property_request {
-    wire::Name instance;  // offset 0, size 50
-    wire::Name property;  // offset 50, size 50
-    wire::u32 value;      // offset 100, size 4
-    bool HasEndedTexts() const { return instance.IsEnded() && property.IsEnded(); }
-};
+using ipc_mngctrl_set_num_property_request = ipc_mngctrl_set_property_request<wire::u32>;
 static_assert(sizeof(ipc_mngctrl_set_num_property_request) == 104);
 
 struct ipc_mngctrl_list_request {
@@ -119,28 +122,28 @@ using ipc_mngctrl_stop_reply = ipc_mngctrl_result_reply;
 using ipc_mngctrl_restart_reply = ipc_mngctrl_result_reply;
 using ipc_mngctrl_rename_reply = ipc_mngctrl_result_reply;
 
-struct ipc_mngctrl_str_property_reply {
+/// Replies to the requests that get and set a property.
+template <wire::WireRecord Value>
+struct ipc_mngctrl_property_reply {
     wire::i32 result;  // offset 0, size 4
-    wire::Name value;  // offset 4, size 50: zero in the reply to a set
+    Value value;       // offset 4: zero in the reply to a set
 };
-static_assert(sizeof(ipc_mngctrl_str_property_reply) == 54);
-using ipc_mngctrl_get_str_property_reply = ipc_mngctrl_str_property_reply;
-using ipc_mngctrl_set_str_property_reply = ipc_mngctrl_str_property_reply;
+using ipc_mngctrl_get_str_property_reply = ipc_mngctrl_property_reply<wire::Name>;
+using ipc_mngctrl_set_str_property_reply = ipc_mngctrl_get_str_property_reply;
+static_assert(sizeof(ipc_mngctrl_get_str_property_reply) == 54);
+using ipc_mngctrl_get_num_property_reply = ipc_mngctrl_property_reply<wire::u32>;
+using ipc_mngctrl_set_num_property_reply = ipc_mngctrl_get_num_property_reply;
+static_assert(sizeof(ipc_mngctrl_get_num_property_reply) == 8);
 
-struct ipc_mngctrl_num_property_reply {
-    wire::i32 result;  // offset 0, size 4
-    wire::u32 value;   // offset 4, size 4: zero in the reply to a set
-};
-static_assert(sizeof(ipc_mngctrl_num_property_reply) == 8);
-using ipc_mngctrl_get_num_property_reply = ipc_mngctrl_num_property_reply;
-using ipc_mngctrl_set_num_property_reply = ipc_mngctrl_num_property_reply;
-
-/// Head of a list reply; `count` names of 50 bytes follow. The payload has room for at least one name.
+/// Head of a list reply: `count` names of 50 bytes follow, and there is room for at least one. Head of a clients reply:
+/// ipc_client_info entries follow; for an unknown instance the payload is 32 bytes.
 struct ipc_mngctrl_list_reply {
     wire::i32 result;  // offset 0, size 4
     wire::u32 count;   // offset 4, size 4
 };
 static_assert(sizeof(ipc_mngctrl_list_reply) == 8);
+using ipc_mngctrl_get_clients_reply = ipc_mngctrl_list_reply;
+inline constexpr std::size_t kUnknownClientsReplySize = 32;
 
 struct ipc_mngctrl_status_reply {
     wire::i32 result;        // offset 0, size 4
@@ -156,29 +159,14 @@ static_assert(sizeof(ipc_mngctrl_status_reply) == 40 && offsetof(ipc_mngctrl_sta
               offsetof(ipc_mngctrl_status_reply, processId) == 28 &&
               offsetof(ipc_mngctrl_status_reply, clientCount) == 36);
 
-/// Head of a clients reply; ipc_client_info entries follow. For an unknown instance the payload is 32 bytes.
-struct ipc_mngctrl_get_clients_reply {
-    wire::i32 result;  // offset 0, size 4
-    wire::u32 count;   // offset 4, size 4
-};
-static_assert(sizeof(ipc_mngctrl_get_clients_reply) == 8);
-inline constexpr std::size_t kUnknownClientsReplySize = 32;
-
 /// Events that carry one instance name: added, removed, started, stopped.
-struct ipc_mngctrl_instance_event {
-    wire::Name instance;  // offset 0, size 50
-};
-static_assert(sizeof(ipc_mngctrl_instance_event) == 50);
+using ipc_mngctrl_instance_event = ipc_mngctrl_instance_request;
 using ipc_mngctrl_add_event = ipc_mngctrl_instance_event;
 using ipc_mngctrl_remove_event = ipc_mngctrl_instance_event;
 using ipc_mngctrl_start_event = ipc_mngctrl_instance_event;
 using ipc_mngctrl_stop_event = ipc_mngctrl_instance_event;
 
-struct ipc_mngctrl_rename_event {
-    wire::Name oldName;  // offset 0, size 50
-    wire::Name newName;  // offset 50, size 50
-};
-static_assert(sizeof(ipc_mngctrl_rename_event) == 100);
+using ipc_mngctrl_rename_event = ipc_mngctrl_rename_request;
 
 struct ipc_mngctrl_change_str_property_event {
     wire::Name instance;  // offset 0, size 50

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <iterator>
 #include <limits>
-#include <ranges>
 #include <string_view>
 #include <utility>
 
@@ -46,13 +45,15 @@ std::optional<LogEntryText> ParseLine(const std::string& line) {
     const auto module = rest.find('|', process + 1);
     const auto function = rest.find('|', module + 1);
     const auto text = rest.find('|', function + 1);
-    if (process != kTimeSize || module == rest.npos || function == rest.npos || text == rest.npos)
+    if (process != kTimeSize || module == std::string_view::npos || function == std::string_view::npos ||
+        text == std::string_view::npos)
         return std::nullopt;
     auto block = rest.substr(text + 1);
-    if (!block.starts_with('[') && block.find("|[") != block.npos)
+    if (!block.starts_with('[') && block.find("|[") != std::string_view::npos)
         block = block.substr(block.find("|[") + 1);
     constexpr std::size_t markSize = sizeof "[I] " - 1;
-    if (block.size() < markSize || block[0] != '[' || block[2] != ']' || kLevels.find(block[1]) == kLevels.npos)
+    if (block.size() < markSize || block[0] != '[' || block[2] != ']' ||
+        kLevels.find(block[1]) == std::string_view::npos)
         return std::nullopt;
     LogEntryText entry;
     entry.time = rest.substr(0, process);
@@ -112,8 +113,10 @@ std::optional<std::string> Between(const std::string& text, const std::string& b
 
 std::vector<LogEntryText> ParseLog(const std::string& text) {
     std::vector<LogEntryText> entries;
-    for (const auto piece : std::views::split(text, '\n')) {
-        const auto line = WithoutColour(std::string_view(piece.begin(), piece.end()));
+    for (std::size_t begin = 0; begin < text.size();) {
+        const auto end = std::min(text.find('\n', begin), text.size());
+        const auto line = WithoutColour(std::string_view(text).substr(begin, end - begin));
+        begin = end + 1;
         if (auto entry = ParseLine(line))
             entries.push_back(std::move(*entry));
         else if (!entries.empty() && !line.empty())
@@ -167,7 +170,7 @@ bool InstanceLines::Has(const LogEntryText& entry) const {
 }
 
 bool InstanceLines::Names(const std::string& text) const {
-    for (auto at = text.find(instance_); at != text.npos; at = text.find(instance_, at + 1)) {
+    for (auto at = text.find(instance_); at != std::string_view::npos; at = text.find(instance_, at + 1)) {
         const auto end = at + instance_.size();
         const bool isWord =
             (at == 0 || !IsWordLetter(text[at - 1])) && (end == text.size() || !IsWordLetter(text[end]));
@@ -198,8 +201,8 @@ LogReading ReadLog(std::uint64_t mostBytes) {
         mostBytes -= part;
         reading.isWhole = reading.isWhole && part == whole;
     }
-    for (const auto& text : std::views::reverse(texts))
-        std::ranges::move(ParseLog(text), std::back_inserter(reading.entries));
+    for (auto text = texts.rbegin(); text != texts.rend(); ++text)
+        std::ranges::move(ParseLog(*text), std::back_inserter(reading.entries));
     return reading;
 }
 
@@ -243,7 +246,7 @@ Trouble FindTrouble(const std::vector<LogEntryText>& log, InstanceLines lines, c
         else if (const auto number = Between(text, "VexaDB SetUin32 instance " + name + " setting:", ""))
             trouble.changed.insert(number->substr(0, number->find(" value:")));
         const auto ended = text.find(" of instance " + name + " ended with exit code ");
-        if (text.starts_with("Process ") && ended != text.npos) {
+        if (text.starts_with("Process ") && ended != std::string_view::npos) {
             const auto code = Hexadecimal(std::string_view(text).substr(text.rfind(' ') + 1));
             trouble.lastExitCode = code;
             trouble.lastExitTime = entry.time;

@@ -33,9 +33,9 @@ std::string SinceTime(const std::string& word) {
     const auto now = LocalTime();
     constexpr std::size_t dateSize = sizeof "2024-03-05" - 1;
     std::string time;
-    if (word.find(':') == word.npos && word.find('-') == word.npos)
+    if (word.find(':') == std::string::npos && word.find('-') == std::string::npos)
         time = LocalTime(ParseTime(word, kOneSecond));
-    else if (word.find('-') == word.npos)
+    else if (word.find('-') == std::string::npos)
         time = now.substr(0, dateSize + 1) + word;
     else
         time = word;

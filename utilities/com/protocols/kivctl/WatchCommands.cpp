@@ -260,9 +260,11 @@ void AwaitState(Manager& manager, const std::string& name, const std::string& st
             RefuseUnknown(manager, name, status.result);
         if (isLoaded && status.status == wanted)
             return;
-        if (deadline.LeftMs() == 0)
-            throw Failure(kRefused, "After " + limit + " " + name + " is " +
-                                        (isLoaded ? StatusName(status.status) : "not loaded") + ", not " + state + ".");
+        if (deadline.LeftMs() == 0) {
+            const auto found = isLoaded ? StatusName(status.status) : "not loaded";
+            throw Failure(kRefused, std::string("After ").append(limit).append(" ").append(name).append(" is ") +
+                                        found + ", not " + state + ".");
+        }
         manager.Client().TakeNotice(std::min(interval, deadline.LeftMs()));
     }
 }

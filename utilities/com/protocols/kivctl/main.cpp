@@ -59,10 +59,10 @@ void CheckCommands(const CLI::App& app, const std::vector<std::string>& argument
 }
 
 std::string UsageText(const CLI::ParseError& error) {
-    const std::string text = error.what();
-    if (dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr)
-        return text;
-    return text + ". A name with a space goes in quotes: \"Line 1\".";
+    std::string text = error.what();
+    if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr)
+        text += ". A name with a space goes in quotes: \"Line 1\".";
+    return text;
 }
 
 }  // namespace

@@ -96,10 +96,11 @@ std::optional<InstanceTable::Note> InstanceTable::NoteOf(const InstancePtr& inst
     return entry != nullptr ? entry->note : std::nullopt;
 }
 
-InstanceTable::InstancePtr InstanceTable::FindNoted(const std::string& name) {
-    return InstanceOf(state_.Lock()->FindIf([&](const Entry& entry) {
-        return entry.note && (entry.note->name == name || entry.instance->Name() == name);
-    }));
+std::pair<InstanceTable::InstancePtr, bool> InstanceTable::FindNoted(const std::string& name) {
+    auto state = state_.Lock();
+    const auto* const entry = state->FindIf(
+        [&](const Entry& one) { return one.note && (one.note->name == name || one.instance->Name() == name); });
+    return {InstanceOf(entry), entry != nullptr && entry->note->removed};
 }
 
 void InstanceTable::SetTried(const InstancePtr& instance, const Note& note) {

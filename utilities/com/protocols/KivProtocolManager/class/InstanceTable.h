@@ -60,8 +60,9 @@ class InstanceTable {
     enum class Which { Untried, All };
     std::vector<InstancePtr> Noted(Which which);
     std::optional<Note> NoteOf(const InstancePtr& instance);
-    /// The instance that has a note, and has the name or is to get it; empty when there is none.
-    InstancePtr FindNoted(const std::string& name);
+    /// The instance that has a note, and has the name or is to get it, and whether it was removed; empty when there is
+    /// none.
+    std::pair<InstancePtr, bool> FindNoted(const std::string& name);
     /// Not if the database has told something else since.
     void SetTried(const InstancePtr& instance, const Note& note);
     /// The database has the removed instance's name again.

@@ -20,10 +20,10 @@ constexpr const char* kStart = "CProtocol::Start";  // bears the lines of its pa
 constexpr const char* kChildProgram = "tools/KivProtocol";
 // The child's command line is "KivProtocol --key:NAME" and has to fit the 70 bytes that starting a process has for it.
 constexpr std::size_t kLongestStartableName = 51;
-constexpr const char* kTooLongName = "its name is longer than 51 characters";
 constexpr std::uint32_t kCreateResultTimeoutMs = 500;
 constexpr int kConnectAttempts = 5;  // each sends one stranger that serves under the instance's name away
 constexpr std::int64_t kNanosecondsPerMs = 1'000'000;
+constexpr std::int64_t kSteadyNanoseconds = 60'000'000'000;  // of a child that ran so long the ends before do not count
 
 std::int64_t CalendarSeconds() {
     using std::chrono::system_clock;
@@ -32,8 +32,10 @@ std::int64_t CalendarSeconds() {
 
 }  // namespace
 
-CProtocol::CProtocol(std::string name, OwnerCheck isOwnedByAnother)
-    : db_(VexaDB::VexaDBServer::GetInstance()), isOwnedByAnother_(std::move(isOwnedByAnother)) {
+CProtocol::CProtocol(std::string name, OwnerCheck isOwnedByAnother, RestartRule restartRule)
+    : db_(VexaDB::VexaDBServer::GetInstance()),
+      isOwnedByAnother_(std::move(isOwnedByAnother)),
+      restartRule_(std::move(restartRule)) {
     protocol_ = db_.Text(name, "protocol");
     type_ = db_.Number(name, "type");
     typeDisabled_ = IsTypeDisabled(type_);
@@ -55,12 +57,9 @@ std::shared_ptr<Process> CProtocol::CreateProcessObject() {
 }
 
 std::shared_ptr<Process> CProtocol::SetName(const std::string& newName) {
+    ForgetRestart();
     state_.Lock()->name = newName;
     return CreateProcessObject();
-}
-
-std::string CProtocol::Name() {
-    return state_.Lock()->name;
 }
 
 std::int32_t CProtocol::Start(std::uint32_t timeoutMs) {
@@ -73,6 +72,8 @@ std::int32_t CProtocol::Start(std::uint32_t timeoutMs) {
         auto state = state_.Lock();
         state->startTime = 0;
         state->stopped = state->answers = false;
+        state->startedAt = restartRule_.clock();
+        state->restart.reset();
     }
     const bool isTooLong = name.size() > kLongestStartableName;
     const bool isReserved = IsReservedName(name);
@@ -80,7 +81,7 @@ std::int32_t CProtocol::Start(std::uint32_t timeoutMs) {
     const auto readyPipe = isTooLong || isReserved ? nullptr : ServerTransport::Make(name + kReadyPipeSuffix);
     if (!readyPipe) {
         KIV_LOG(Logging::Error, "Cannot start instance %s: %s", name.c_str(),
-                isTooLong    ? kTooLongName
+                isTooLong    ? "its name is longer than 51 characters"
                 : isReserved ? "the manager itself serves under this name"
                              : "its ready pipe cannot be made");
         return -1;
@@ -109,12 +110,33 @@ void CProtocol::ExpectEnd(Process& process) {
 
 void CProtocol::ChildEnded(std::uint64_t processId, std::uint32_t exitCode) {
     const bool expected = state_.Lock()->expectedEnds.erase(processId) != 0;
-    if (!expected)
+    if (!expected) {
         KIV_LOG(Logging::Error, "Process %llu of instance %s ended with exit code %X",
                 static_cast<unsigned long long>(processId), Name().c_str(), static_cast<unsigned>(exitCode));
+        PlanRestart();
+    }
     // Not through a copy of the pointer: a pipe that outlived its start would take the next child's connection.
     if (auto state = state_.Lock(); state->readyPipe)
         state->readyPipe->Interrupt();
+}
+
+void CProtocol::PlanRestart() {
+    const auto& [firstMs, mostMs, clock, planned] = restartRule_;
+    if (firstMs == 0)
+        return;
+    {
+        auto state = state_.Lock();
+        const bool isFirst = state->restartDelay == 0 || clock() - state->startedAt >= kSteadyNanoseconds;
+        const std::uint64_t delay = isFirst ? firstMs : std::uint64_t{state->restartDelay} * 2;
+        state->restartDelay = static_cast<std::uint32_t>(std::min<std::uint64_t>(delay, mostMs));
+        state->restart.emplace(state->restartDelay);
+    }
+    planned();
+}
+
+std::uint32_t CProtocol::CheckInMs(std::uint32_t passInMs) {
+    auto state = state_.Lock();
+    return state->restart ? state->restart->LeftMs() : passInMs;
 }
 
 std::shared_ptr<ClientTransport> CProtocol::AcceptChild(ServerTransport& readyPipe, std::uint32_t timeoutMs) {
@@ -198,6 +220,7 @@ void CProtocol::SetStopped() {
     auto state = state_.Lock();
     state->stopped = true;
     state->startTime = 0;
+    state->restart.reset();
 }
 
 std::int32_t CProtocol::Stop() {
@@ -263,10 +286,6 @@ void CProtocol::EndChange() {
         SettleKnown(*state);
 }
 
-void CProtocol::Settle() {
-    SettleKnown(*state_.Lock());
-}
-
 void CProtocol::SettleKnown(State& state) {
     const bool running = state.process->IsRunning();
     if (!running) {
@@ -280,10 +299,6 @@ void CProtocol::SettleKnown(State& state) {
 
 bool CProtocol::NeedsChild(State& state) {
     return state.changes == 0 && !state.stopped && state.client && state.process->IsRunning();
-}
-
-bool CProtocol::IsAnsweredAtOnce() {
-    return !NeedsChild(*state_.Lock());
 }
 
 CProtocol::Condition CProtocol::Ask(Question question) {
@@ -359,14 +374,6 @@ CProtocol::Use CProtocol::GetUse() {
         clients.empty() || (clients.size() == 1 && clients.front().processId == platform::CurrentProcessId());
     state_.Lock()->settled.clients = std::move(clients);
     return isFree ? Use::Free : Use::Others;
-}
-
-std::uint32_t CProtocol::GetLastErrorCode() {
-    return IsRunning() ? 0 : 0 - db_.Number(Name(), "lasterror");
-}
-
-bool CProtocol::IsFullEmulation() {
-    return db_.Text(Name(), "emultype") == "full";
 }
 
 bool CProtocol::IsTypeDisabled(std::uint32_t type) {

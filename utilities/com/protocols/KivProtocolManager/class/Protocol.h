@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -14,7 +15,18 @@
 #include "protocols/control/ControlMessages.h"
 #include "utils/VexaDB/class/VexaDBSession.h"
 #include "utils/class/Process.h"
+#include "utils/platform/Deadline.h"
+#include "utils/platform/Platform.h"
 #include "utils/sync/Guarded.h"
+
+/// When a child that has ended by itself is to be started again: after `firstMs`, then after twice that, and so on up
+/// to `mostMs`, all in ms; one that ran for a minute begins anew.
+struct RestartRule {
+    std::uint32_t firstMs = 0;  // 0: none is planned, the monitor's next pass sees to it
+    std::uint32_t mostMs = 0;
+    std::function<std::int64_t()> clock = &platform::MonotonicNanoseconds;
+    std::function<void()> planned = {};  // a restart was; called on a thread of the system's, waits for nothing
+};
 
 /// Held by shared ownership; the manager keeps one in its table for every instance. Whatever starts, stops or renames
 /// it does so within a Change, one thread at a time (the manager's line of changes sees to that). Questions come from
@@ -30,10 +42,8 @@ class CProtocol {
     using OwnerCheck = std::function<bool(std::uint64_t processId, const std::string& name)>;
 
     /// Reads the instance's kind and type from the settings database.
-    explicit CProtocol(std::string name, OwnerCheck isOwnedByAnother = {});
+    explicit CProtocol(std::string name, OwnerCheck isOwnedByAnother = {}, RestartRule restartRule = {});
     ~CProtocol();
-    CProtocol(const CProtocol&) = delete;
-    CProtocol& operator=(const CProtocol&) = delete;
 
     /// The scope of a change; scopes of one thread may be nested. What it did shows in the answers to questions when it
     /// ends, or when it settles.
@@ -44,7 +54,7 @@ class CProtocol {
         Change(const Change&) = delete;
         Change& operator=(const Change&) = delete;
         /// Before an event tells others of what has been done so far.
-        void Settle() { instance_.Settle(); }
+        void Settle() { SettleKnown(*instance_.state_.Lock()); }
 
       private:
         CProtocol& instance_;
@@ -62,12 +72,15 @@ class CProtocol {
     /// for a report of a child's end, so the caller drops it when it holds no lock.
     [[nodiscard]] std::shared_ptr<Process> SetName(const std::string& newName);
 
-    std::string Name();
+    std::string Name() { return state_.Lock()->name; }
     const std::string& Protocol() const { return protocol_; }
     std::uint32_t Type() const { return type_; }
     /// The instance is not meant to run: the monitor leaves it alone.
     bool IsStopped() { return state_.Lock()->stopped; }
     std::uint64_t ProcessId() { return CurrentProcess()->GetPid(); }
+    /// ms until the monitor is to look at the instance: at its next pass, or when a restart is planned, then.
+    std::uint32_t CheckInMs(std::uint32_t passInMs);
+    void ForgetRestart() { state_.Lock()->restart.reset(); }
     /// Grows whenever a change begins or ends.
     std::uint64_t ChangeCount() { return state_.Lock()->changeCount; }
 
@@ -85,7 +98,7 @@ class CProtocol {
     /// Takes one general IPC time-out at most. Those who ask one child at the same time share one exchange with it.
     Condition Ask(Question question);
     /// The child need not be asked just now.
-    bool IsAnsweredAtOnce();
+    bool IsAnsweredAtOnce() { return !NeedsChild(*state_.Lock()); }
 
     bool IsRunning();
     /// The child answers the alive check.
@@ -100,8 +113,8 @@ class CProtocol {
     };
     Use GetUse();
     /// 0 while running, else the negated value that the child last wrote to "lasterror".
-    std::uint32_t GetLastErrorCode();
-    bool IsFullEmulation();
+    std::uint32_t GetLastErrorCode() { return IsRunning() ? 0 : 0 - db_.Number(Name(), "lasterror"); }
+    bool IsFullEmulation() { return db_.Text(Name(), "emultype") == "full"; }
     /// Whole seconds since that start; 0 for one that is 0.
     static std::uint64_t GetUptime(std::int64_t startTime);
 
@@ -120,6 +133,9 @@ class CProtocol {
         std::int64_t startTime = 0;                  // calendar seconds; 0 when not running
         std::shared_ptr<ServerTransport> readyPipe;  // while a start waits for its child
         std::set<std::uint64_t> expectedEnds;        // processes that the manager asks to end, or ends
+        std::int64_t startedAt = 0;                  // by the rule's clock; of the last attempt
+        std::uint32_t restartDelay = 0;              // ms, of the last restart that was planned
+        std::optional<platform::Deadline> restart;   // planned, unless the instance is stopped or started before
         int changes = 0;                             // under way, one in another
         std::uint64_t changeCount = 0;
         Condition settled;
@@ -130,12 +146,12 @@ class CProtocol {
     [[nodiscard]] std::shared_ptr<Process> CreateProcessObject();
     bool IsTypeDisabled(std::uint32_t type);
     void ChildEnded(std::uint64_t processId, std::uint32_t exitCode);
+    void PlanRestart();
     void ExpectEnd(Process& process);
 
     /// Waits for the exchange under way, one general IPC time-out at most.
     void BeginChange();
     void EndChange();
-    void Settle();
     /// The parts of the settled condition that need no child. With the lock held.
     static void SettleKnown(State& state);
     static bool NeedsChild(State& state);
@@ -154,6 +170,7 @@ class CProtocol {
 
     VexaDB::VexaDBSession db_;
     const OwnerCheck isOwnedByAnother_;
+    const RestartRule restartRule_;
     std::string protocol_;
     std::uint32_t type_ = 0;
     bool typeDisabled_ = false;

@@ -4,6 +4,7 @@
 #include <cwchar>
 #include <cwctype>
 #include <limits>
+#include <string_view>
 #include <utility>
 
 #include "protocols/KivProtocolManager/class/SettingsRules.h"
@@ -11,7 +12,6 @@
 #include "utils/class/GlobalSettings.h"
 #include "utils/logging/Logger.h"
 #include "utils/platform/Deadline.h"
-#include "utils/platform/Platform.h"
 #include "utils/registry/Registry.h"
 
 namespace {
@@ -22,15 +22,16 @@ constexpr std::uint32_t kTakeOverMs = 5000;  // for a manager before this one to
 constexpr std::uint32_t kTakeOverPollMs = 50;
 constexpr std::wstring_view kMonitorWaitArgument = L"--monitorwait:";
 constexpr std::size_t kComparedArgumentCharacters = 6;
+constexpr std::uint32_t kShortestMonitorWaitMs = 100;  // a shorter one would keep every child busy with answering
 constexpr std::uint32_t kProfinetDelayMs = 7000;
 constexpr int kMissingAttempts = 100;  // for an instance that the database has not any more, and does not tell why
 constexpr std::uint32_t kMissingPauseMs = 10;
-constexpr std::uint32_t kShortestMonitorWaitMs = 100;  // a shorter one would keep every child busy with answering
 
-bool HasPrefixIgnoringCase(const wchar_t* text, std::wstring_view prefix) {
-    return std::all_of(prefix.begin(), prefix.end(), [&text](wchar_t expected) {
-        return std::towlower(static_cast<std::wint_t>(*text++)) == std::towlower(static_cast<std::wint_t>(expected));
-    });
+/// Of an argument's first characters alone, without regard to case.
+bool IsMonitorWait(std::wstring_view argument) {
+    const auto lower = [](wchar_t c) { return std::towlower(static_cast<std::wint_t>(c)); };
+    return std::ranges::equal(argument.substr(0, kComparedArgumentCharacters),
+                              kMonitorWaitArgument.substr(0, kComparedArgumentCharacters), {}, lower, lower);
 }
 
 std::uint32_t DecimalValue(const std::wstring& text) {
@@ -40,16 +41,6 @@ std::uint32_t DecimalValue(const std::wstring& text) {
 }
 
 }  // namespace
-
-CProtocolManager::CProtocolManager(IServiceHost& host)
-    : host_(host),
-      stopRequestEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)),
-      stoppedEvent_(kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear)),
-      clock_(platform::MonotonicNanoseconds) {}
-
-CProtocolManager::~CProtocolManager() {
-    Release();
-}
 
 bool CProtocolManager::Init(std::int32_t& exitCode) {
     KIV_LOG(Logging::Info, "Init of Protocol service manager");
@@ -77,7 +68,7 @@ bool CProtocolManager::ClaimMachine() {
 
 bool CProtocolManager::ParseArguments(const wchar_t* const* arguments, std::int32_t count, std::int32_t& badIndex) {
     for (std::int32_t index = 1; index < count; ++index) {
-        if (!HasPrefixIgnoringCase(arguments[index], kMonitorWaitArgument.substr(0, kComparedArgumentCharacters))) {
+        if (!IsMonitorWait(arguments[index])) {
             badIndex = index;
             return false;
         }
@@ -95,15 +86,15 @@ std::int32_t CProtocolManager::InternalMain() {
     db_ = std::make_unique<VexaDB::VexaDBSession>(server_);
     // The database's value wins over the command line's.
     db_->GetUint32("", "monitorwaittime", monitorWaitTime_);
+    monitorWaitTime_ = std::max(monitorWaitTime_, kShortestMonitorWaitMs);
+    db_->GetUint32("", "restartdelay", restartDelay_);
 
     if (host_.InServiceMode()) {
         host_.SetState(ServiceState::Running);
         host_.SignalReady();
     }
     ListNamesToCome();  // before a client can add an instance that is not to be started
-    ipcThread_ = kivsync::Thread::Start([this] { ProcessIPC(); });
-    if (!ipcThread_)
-        KIV_LOG(Logging::Error, "Cannot start the thread of the control server %s", kManagerServerName);
+    ProcessIPC();
 
     StartProtocols();
     MonitorProtocol();
@@ -117,7 +108,7 @@ std::int32_t CProtocolManager::InternalMain() {
 
 std::int32_t CProtocolManager::InternalMainStop() {
     KIV_LOG(Logging::Info, "Received stop request");
-    stopRequestEvent_->Set();
+    RequestStop();
     stoppedEvent_->Wait();
     host_.SetState(ServiceState::Stopped);
     host_.ResetReady();
@@ -131,18 +122,15 @@ void CProtocolManager::Release() {
             server_->RemoveObserver(self);
         server_.reset();
     }
-    if (ipcThread_) {
-        ipcServer_.Stop();
-        ipcThread_->Join();
-        ipcThread_.reset();
-    }
+    ipcServer_.Stop();
     table_.Clear();
     onlyManager_.reset();
 }
 
 CProtocolManager::InstancePtr CProtocolManager::MakeInstance(const std::string& name) {
     return std::make_shared<CProtocol>(
-        name, [this](auto processId, const auto& itsName) { return table_.IsOwnedByAnother(processId, itsName); });
+        name, [this](auto processId, const auto& itsName) { return table_.IsOwnedByAnother(processId, itsName); },
+        RestartRule{restartDelay_, monitorWaitTime_, clock_, [event = monitorEvent_] { event->Set(); }});
 }
 
 /// The list must lack no rename that was told before it was set: so it is read until it stays as it was set.
@@ -168,7 +156,7 @@ void CProtocolManager::StartProtocols() {
             AwaitProfinetHardware();
         {
             const kivsync::Turn turn(changes_);
-            if (StartProtocol(instance) == 0 || missing > kMissingAttempts || IsInDatabase(*name).value_or(true)) {
+            if (StartProtocol(instance) == 0 || missing > kMissingAttempts || db_->ReadExists(*name).value_or(true)) {
                 missing = 0;
                 continue;
             }
@@ -178,13 +166,6 @@ void CProtocolManager::StartProtocols() {
         }
         stopRequestEvent_->Wait(kMissingPauseMs);
     }
-}
-
-std::optional<bool> CProtocolManager::IsInDatabase(const std::string& name) {
-    std::vector<std::string> names;
-    if (db_->GetInstances(names) != 0)
-        return std::nullopt;
-    return std::find(names.begin(), names.end(), name) != names.end();
 }
 
 /// Puts the next instance of the database into the table, unless a client has added it already; empty when it is not
@@ -216,7 +197,15 @@ void CProtocolManager::AwaitProfinetHardware() {
 
 void CProtocolManager::MonitorProtocol() {
     KIV_LOG(Logging::Info, "Monitor Protocols services");
-    while (stopRequestEvent_->Wait(std::max(monitorWaitTime_, kShortestMonitorWaitMs)) != 0) {
+    for (platform::Deadline pass(monitorWaitTime_); !StopRequested();) {
+        const auto passInMs = pass.LeftMs();
+        auto waitMs = passInMs;
+        for (const auto& instance : table_.All())
+            waitMs = std::min(waitMs, instance->CheckInMs(passInMs));
+        if (waitMs > 0) {
+            monitorEvent_->Wait(waitMs);
+            continue;
+        }
         if (!table_.Noted(InstanceTable::Which::All).empty()) {
             const kivsync::Turn turn(changes_);
             FollowNotes(InstanceTable::Which::All);
@@ -224,12 +213,16 @@ void CProtocolManager::MonitorProtocol() {
         for (const auto& instance : table_.All()) {
             if (StopRequested())
                 break;  // what would be restarted now would be stopped at once
-            CheckInstance(instance);
+            if (instance->CheckInMs(passInMs) == 0)
+                CheckInstance(instance);
         }
+        if (passInMs == 0)
+            pass = platform::Deadline(monitorWaitTime_);
     }
 }
 
 void CProtocolManager::CheckInstance(const InstancePtr& instance) {
+    instance->ForgetRestart();
     const auto changeCount = instance->ChangeCount();
     if (instance->IsStopped() || instance->Ask(CProtocol::Question::Status).status == kRunning)
         return;

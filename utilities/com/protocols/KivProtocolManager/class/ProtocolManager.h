@@ -8,7 +8,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "IPC/class/IPC.h"
@@ -19,10 +18,10 @@
 #include "utils/VexaDB/class/VexaDBServer.h"
 #include "utils/VexaDB/class/VexaDBServerOpObserver.h"
 #include "utils/VexaDB/class/VexaDBSession.h"
+#include "utils/platform/Platform.h"
 #include "utils/sync/Event.h"
 #include "utils/sync/Line.h"
 #include "utils/sync/Mutex.h"
-#include "utils/sync/Thread.h"
 
 /// Held by shared ownership. Threads: the host's main or console thread runs InternalMain; the control server's crew
 /// carries out the requests; the service control thread calls InternalMainStop; the observer operations arrive on
@@ -42,8 +41,8 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     using Clock = std::function<std::int64_t()>;
 
     /// `host` outlives the manager.
-    explicit CProtocolManager(IServiceHost& host);
-    ~CProtocolManager() override;
+    explicit CProtocolManager(IServiceHost& host) : host_(host) {}
+    ~CProtocolManager() override { Release(); }
 
     /// Makes sure that this is the machine's only manager. False when it is not; `exitCode` is then the program's.
     bool Init(std::int32_t& exitCode);
@@ -71,11 +70,11 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     [[nodiscard]] std::int32_t RenameProtocol(const std::string& oldName, const std::string& newName);
 
     // VexaDBServerOpObserver
-    void InstanceTypeChanged(std::string instance, std::uint32_t type) override;
-    void InstanceRemoved(std::string instance) override;
+    void InstanceTypeChanged(std::string, std::uint32_t) override {}
+    /// Only noted, as a rename: to follow it takes long.
+    void InstanceRemoved(std::string instance) override { table_.NoteRemoved(instance); }
     void InstanceRenamed(std::string oldName, std::string newName) override;
-    void Uint32Changed(std::string instance, std::string setting, std::uint32_t oldValue,
-                       std::uint32_t newValue) override;
+    void Uint32Changed(std::string, std::string, std::uint32_t, std::uint32_t) override {}
     void StringChanged(std::string instance, std::string setting, std::string oldValue, std::string newValue) override;
     void Follow() override;
 
@@ -83,6 +82,8 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     void SetClock(Clock clock) { clock_ = std::move(clock); }
 
   private:
+    using EventPtr = std::shared_ptr<kivsync::Event>;
+
     /// Takes the mutex of the machine's only manager; somebody else's handle to it means nothing. A manager that
     /// reported its stop may still be closing its servers: it is waited for.
     bool ClaimMachine();
@@ -92,11 +93,13 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     void MonitorProtocol();
     void StopProtocols();
     void ListNamesToCome();
-    /// Nothing when that cannot be read just now.
-    std::optional<bool> IsInDatabase(const std::string& name);
     InstancePtr TakeUp(const std::string& name);
     void AwaitProfinetHardware();
     void CheckInstance(const InstancePtr& instance);
+    void RequestStop() {
+        stopRequestEvent_->Set();
+        monitorEvent_->Set();
+    }
     bool StopRequested() { return stopRequestEvent_->Wait(0) == 0; }
     InstancePtr MakeInstance(const std::string& name);
 
@@ -115,9 +118,9 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     void FollowNoteOf(const std::string& name);
 
     // The commands (ProtocolManagerCommands.cpp).
+    /// Starts the control server, whose crew carries the commands out.
     void ProcessIPC();
     IPCServer::Turn TurnOf(const IPC& request);
-    std::shared_ptr<IPC> HandleRequest(const IPC& request);
     std::optional<IPCPayload> Handle(const IPC& request);
     IPCPayload HandleList(const IPC& request);
     IPCPayload HandleStatus(const IPC& request);
@@ -138,21 +141,21 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     void RenameProtocolNotify(const std::string& oldName, const std::string& newName);
     std::int32_t StartProtocolNotify(const std::string& name);
     void StopProtocolNotify(const std::string& name);
-    [[nodiscard]] std::int32_t ChangeStrPropertyNotify(const std::string& instance, const std::string& property,
-                                                       const std::string& oldValue, const std::string& newValue);
 
     IServiceHost& host_;
-    const std::shared_ptr<kivsync::Event> stopRequestEvent_;
-    const std::shared_ptr<kivsync::Event> stoppedEvent_;
+    const EventPtr stopRequestEvent_ = kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
+    const EventPtr stoppedEvent_ = kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
+    // A stop is requested, or a restart planned.
+    const EventPtr monitorEvent_ = kivsync::Event::Make(kivsync::Reset::Auto, kivsync::Initially::Clear);
     std::shared_ptr<kivsync::Mutex> onlyManager_;  // held from Init to Release, or to the end of the process
 
     kivsync::Line changes_;  // taken before every other lock
     InstanceTable table_;
 
     std::uint32_t monitorWaitTime_ = 300000;  // ms
-    Clock clock_;
+    std::uint32_t restartDelay_ = 0;          // ms; 0: what has died is restarted by the monitor's next pass
+    Clock clock_ = platform::MonotonicNanoseconds;
     std::shared_ptr<VexaDB::VexaDBServer> server_;
     std::unique_ptr<VexaDB::VexaDBSession> db_;
     IPCServer ipcServer_;
-    std::unique_ptr<kivsync::Thread> ipcThread_;
 };

@@ -68,9 +68,7 @@ std::int32_t CProtocolManager::StartProtocol(const InstancePtr& instance) {
 std::int32_t CProtocolManager::StopProtocol(const std::string& name) {
     KIV_LOG(Logging::Warning, "Stop protocol %s", name.c_str());
     const kivsync::Turn turn(changes_);
-    const auto noted = table_.FindNoted(name);
-    const auto note = table_.NoteOf(noted);  // a notice may have taken it back just now
-    const bool isRemoved = note && note->removed;
+    const auto [noted, isRemoved] = table_.FindNoted(name);
     if (noted && FollowNote(noted) == 0 && isRemoved && !table_.Find(name))
         return 0;  // stopped, and dropped as the database wants it
     const auto instance = GetProtocol(name);
@@ -131,9 +129,7 @@ std::int32_t CProtocolManager::RestartProtocol(const std::string& name) {
 
 std::int32_t CProtocolManager::ProcessRemoveProtocol(const std::string& name) {
     const kivsync::Turn turn(changes_);
-    const auto noted = table_.FindNoted(name);
-    const auto note = table_.NoteOf(noted);  // a notice may have taken it back just now
-    const bool isRemoved = note && note->removed;
+    const auto [noted, isRemoved] = table_.FindNoted(name);
     if (noted && !isRemoved)
         FollowNote(noted);
     const auto instance = GetProtocol(name);
@@ -246,7 +242,7 @@ void CProtocolManager::FollowNotes(Which which) {
 }
 
 void CProtocolManager::FollowNoteOf(const std::string& name) {
-    if (const auto instance = table_.FindNoted(name))
+    if (const auto [instance, isRemoved] = table_.FindNoted(name); instance)
         FollowNote(instance);
 }
 
@@ -265,7 +261,7 @@ std::int32_t CProtocolManager::FollowNote(const InstancePtr& instance) {
 }
 
 std::int32_t CProtocolManager::FollowRemoval(const InstancePtr& instance, const InstanceTable::Note& note) {
-    const auto isThereAgain = IsInDatabase(note.name);
+    const auto isThereAgain = db_->ReadExists(note.name);
     if (!isThereAgain)
         return kManagerFailure;
     if (!*isThereAgain || table_.IsTaken(note.name, instance))

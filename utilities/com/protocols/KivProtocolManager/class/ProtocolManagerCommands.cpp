@@ -10,18 +10,11 @@ namespace {
 
 constexpr std::int64_t kLongCommandNanoseconds = 50'000'000'000;
 
-/// The reply to a command that is answered with its result alone: `carryOut` (the request's fields to result) is not
-/// called when the payload is shorter than them, or a text field has no end.
-template <class Request, class CarryOut>
-IPCPayload ResultReply(const IPC& request, CarryOut carryOut) {
-    const auto fields = wire::Decode<Request>(request.Payload());
-    return wire::Encode(ipc_mngctrl_result_reply{fields ? carryOut(*fields) : kManagerFailure});
-}
-
-/// The reply to a command on a property: `carryOut` (the request's fields, the reply to fill in, to result) is not
-/// called when the payload is shorter than the fields, or a text field has no end.
+/// The payload of the reply: `carryOut` (the request's fields, the reply to fill in, to result) is not called when the
+/// request is shorter than its fields, or a text of it
+/// has no end.
 template <class Request, class Reply, class CarryOut>
-IPCPayload PropertyReply(const IPC& request, CarryOut carryOut) {
+IPCPayload Answer(const IPC& request, CarryOut carryOut) {
     Reply reply;
     const auto fields = wire::Decode<Request>(request.Payload());
     reply.result = fields ? carryOut(*fields, reply) : kManagerFailure;
@@ -43,22 +36,21 @@ void CProtocolManager::ProcessIPC() {
         .longNanoseconds = kLongCommandNanoseconds,
         .clock = clock_,
         .turnOf = [this](const IPC& request) { return TurnOf(request); },
-        .carryOut = [this](const auto& request) { return HandleRequest(*request); },
+        .carryOut =
+            [this](const auto& request) {
+                const auto payload = Handle(*request);
+                return payload ? IPC::Reply(*request, *payload) : nullptr;
+            },
         .answered =
             [this](const IPC& request) {
                 if (request.Command() != kIpcStop)
                     return;
                 IPCServer::AwaitWritten(request);  // the stop closes the connection: the answer goes first
-                stopRequestEvent_->Set();
+                RequestStop();
             },
     };
-    if (ipcServer_.Start(kManagerServerName, duty) != 0) {
+    if (ipcServer_.Start(kManagerServerName, duty) != 0)
         KIV_LOG(Logging::Error, "Cannot start the control server %s", kManagerServerName);
-        return;
-    }
-    if (StopRequested())
-        ipcServer_.Stop();  // whoever stopped the manager may have come before the start
-    ipcServer_.Serve();
 }
 
 IPCServer::Turn CProtocolManager::TurnOf(const IPC& request) {
@@ -85,23 +77,18 @@ IPCServer::Turn CProtocolManager::TurnOf(const IPC& request) {
     }
 }
 
-std::shared_ptr<IPC> CProtocolManager::HandleRequest(const IPC& request) {
-    const auto payload = Handle(request);
-    return payload ? IPC::Reply(request, *payload) : nullptr;
-}
-
 /// The reply's payload; nothing for a number that is no command, for which no answer is agreed.
 std::optional<IPCPayload> CProtocolManager::Handle(const IPC& request) {
     const auto onInstance = [&](std::int32_t (CProtocolManager::*change)(const std::string&)) {
-        return ResultReply<ipc_mngctrl_instance_request>(
-            request, [&](const auto& fields) { return (this->*change)(fields.instance.Text()); });
+        return Answer<ipc_mngctrl_instance_request, ipc_mngctrl_result_reply>(
+            request, [&](const auto& fields, auto&) { return (this->*change)(fields.instance.Text()); });
     };
     switch (request.Command()) {
         case kIpcAliveCheck:
         case kIpcStop:
             return IPCPayload();
         case kManagerAdd:
-            return ResultReply<ipc_mngctrl_add_request>(request, [this](const auto& fields) {
+            return Answer<ipc_mngctrl_add_request, ipc_mngctrl_add_reply>(request, [this](const auto& fields, auto&) {
                 return AddProtocol(fields.instance.Text(), fields.protocolType);
             });
         case kManagerRemove:
@@ -113,11 +100,12 @@ std::optional<IPCPayload> CProtocolManager::Handle(const IPC& request) {
         case kManagerRestart:
             return onInstance(&CProtocolManager::RestartProtocol);
         case kManagerRename:
-            return ResultReply<ipc_mngctrl_rename_request>(request, [this](const auto& fields) {
-                return RenameProtocol(fields.oldName.Text(), fields.newName.Text());
-            });
+            return Answer<ipc_mngctrl_rename_request, ipc_mngctrl_rename_reply>(
+                request, [this](const auto& fields, auto&) {
+                    return RenameProtocol(fields.oldName.Text(), fields.newName.Text());
+                });
         case kManagerGetString:
-            return PropertyReply<ipc_mngctrl_get_str_property_request, ipc_mngctrl_get_str_property_reply>(
+            return Answer<ipc_mngctrl_get_str_property_request, ipc_mngctrl_get_str_property_reply>(
                 request, [this](const auto& fields, auto& reply) {
                     std::string value;
                     const auto result = OnProperty(fields, &VexaDB::VexaDBSession::GetString, value);
@@ -125,12 +113,12 @@ std::optional<IPCPayload> CProtocolManager::Handle(const IPC& request) {
                     return result;
                 });
         case kManagerSetString:
-            return PropertyReply<ipc_mngctrl_set_str_property_request, ipc_mngctrl_set_str_property_reply>(
+            return Answer<ipc_mngctrl_set_str_property_request, ipc_mngctrl_set_str_property_reply>(
                 request, [this](const auto& fields, auto&) {
                     return SetStrPropertyProtocol(fields.instance.Text(), fields.property.Text(), fields.value.Text());
                 });
         case kManagerGetNumber:
-            return PropertyReply<ipc_mngctrl_get_num_property_request, ipc_mngctrl_get_num_property_reply>(
+            return Answer<ipc_mngctrl_get_num_property_request, ipc_mngctrl_get_num_property_reply>(
                 request, [this](const auto& fields, auto& reply) {
                     std::uint32_t value = 0;
                     const auto result = OnProperty(fields, &VexaDB::VexaDBSession::GetUint32, value);
@@ -138,7 +126,7 @@ std::optional<IPCPayload> CProtocolManager::Handle(const IPC& request) {
                     return result;
                 });
         case kManagerSetNumber:
-            return PropertyReply<ipc_mngctrl_set_num_property_request, ipc_mngctrl_set_num_property_reply>(
+            return Answer<ipc_mngctrl_set_num_property_request, ipc_mngctrl_set_num_property_reply>(
                 request, [this](const auto& fields, auto&) {
                     const std::uint32_t value = fields.value;
                     return OnProperty(fields, &VexaDB::VexaDBSession::SetUint32, value);
@@ -186,11 +174,9 @@ IPCPayload CProtocolManager::HandleStatus(const IPC& request) {
 
 IPCPayload CProtocolManager::HandleGetClients(const IPC& request) {
     const auto name = NamedInstance(request);
-    if (!name)
-        return EncodeUnknownClientsReply(kManagerFailure);
-    const auto instance = GetProtocol(*name);
+    const auto instance = name ? GetProtocol(*name) : nullptr;
     if (!instance)
-        return EncodeUnknownClientsReply(kManagerUnknownInstance);
+        return EncodeUnknownClientsReply(name ? kManagerUnknownInstance : kManagerFailure);
     const auto condition = instance->Ask(CProtocol::Question::Clients);
     return EncodeClientsReply(condition.clientCount, condition.clients);
 }

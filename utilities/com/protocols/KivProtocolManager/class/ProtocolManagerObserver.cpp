@@ -11,25 +11,15 @@ thread_local std::int32_t* ownStringChange = nullptr;
 
 }  // namespace
 
-void CProtocolManager::InstanceTypeChanged(std::string /*instance*/, std::uint32_t /*type*/) {}
-
-// Removals and renames are only noted: to follow them takes long (see Follow).
-
-void CProtocolManager::InstanceRemoved(std::string instance) {
-    table_.NoteRemoved(instance);
-}
-
 void CProtocolManager::InstanceRenamed(std::string oldName, std::string newName) {
     if (table_.NoteRenamed(oldName, newName))
         RenameProtocolNotify(oldName, newName);
 }
 
-void CProtocolManager::Uint32Changed(std::string /*instance*/, std::string /*setting*/, std::uint32_t /*oldValue*/,
-                                     std::uint32_t /*newValue*/) {}
-
 void CProtocolManager::StringChanged(std::string instance, std::string setting, std::string oldValue,
                                      std::string newValue) {
-    const auto announce = [&] { return ChangeStrPropertyNotify(instance, setting, oldValue, newValue); };
+    const ipc_mngctrl_change_str_property_event event{instance, setting, oldValue, newValue};
+    const auto announce = [&] { return ipcServer_.Broadcast(IPC::Notice(kEventStringChanged, wire::Encode(event))); };
     announce();
     // A client's own change is announced twice, with nothing of another change between the two.
     if (ownStringChange != nullptr)
@@ -72,10 +62,4 @@ std::int32_t CProtocolManager::StartProtocolNotify(const std::string& name) {
 
 void CProtocolManager::StopProtocolNotify(const std::string& name) {
     ipcServer_.Broadcast(IPC::Notice(kEventStopped, wire::Encode(ipc_mngctrl_stop_event{name})));
-}
-
-std::int32_t CProtocolManager::ChangeStrPropertyNotify(const std::string& instance, const std::string& property,
-                                                       const std::string& oldValue, const std::string& newValue) {
-    const ipc_mngctrl_change_str_property_event event{instance, property, oldValue, newValue};
-    return ipcServer_.Broadcast(IPC::Notice(kEventStringChanged, wire::Encode(event)));
 }

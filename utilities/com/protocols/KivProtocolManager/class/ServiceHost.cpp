@@ -12,10 +12,9 @@
 
 namespace {
 
-constexpr DWORD kWaitHintMs = 30000;
 constexpr wchar_t kOwnProcessServiceName[] = L"";  // a service that has its process to itself needs no name
 
-ServiceHost* theHost = nullptr;  // for the service-main entry, which the system gives no context
+std::weak_ptr<ServiceHost> theHost;  // the process's one; the system gives the service-main entry no context
 
 std::wstring LocalTimestamp() {
     const auto now = std::time(nullptr);
@@ -49,6 +48,15 @@ void WriteToStandardOutput(const std::wstring& message) {
     std::fflush(stdout);
 }
 
+/// What a control results in whose callback is this one.
+template <class Callback, class... Arguments>
+DWORD Call(const Callback& callback, Arguments... arguments) {
+    if (!callback)
+        return ERROR_CALL_NOT_IMPLEMENTED;
+    callback(arguments...);
+    return NO_ERROR;
+}
+
 /// Keeps a click into the console from holding up everything that writes to it, until the program ends: also by Ctrl-C
 /// or with its window.
 class NoQuickEdit {
@@ -79,12 +87,9 @@ class NoQuickEdit {
 }  // namespace
 
 std::shared_ptr<ServiceHost> ServiceHost::Create(int argc, wchar_t** argv, const wchar_t* serviceName) {
-    static std::weak_ptr<ServiceHost> only;
-    auto host = only.lock();
-    if (!host) {
-        host.reset(new ServiceHost(argc, argv, serviceName));
-        only = host;
-    }
+    auto host = theHost.lock();
+    if (!host)
+        theHost = host = std::shared_ptr<ServiceHost>(new ServiceHost(argc, argv, serviceName));
     return host;
 }
 
@@ -98,17 +103,11 @@ ServiceHost::ServiceHost(int argc, wchar_t** argv, const wchar_t* serviceName)
         else
             arguments_.push_back(argv[i]);
     }
-    status_.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
-    status_.dwCurrentState = SERVICE_START_PENDING;
-    status_.dwControlsAccepted = SERVICE_ACCEPT_STOP;
-    status_.dwWaitHint = kWaitHintMs;
-    theHost = this;
 }
 
 ServiceHost::~ServiceHost() {
-    if (outputFile_)
-        std::fclose(outputFile_);
-    theHost = nullptr;
+    if (callbacks_.outputFile)
+        std::fclose(callbacks_.outputFile);
 }
 
 void ServiceHost::Wire(ServiceCallbacks callbacks) {
@@ -127,8 +126,7 @@ std::int32_t ServiceHost::Run() {
         PrintUsage();
         return 0;
     }
-    std::int32_t refusal = 0;
-    if (!AcceptArguments(refusal))
+    if (const auto refusal = AcceptArguments(); refusal != 0)
         return refusal;
     if (callbacks_.init && !callbacks_.init(exitCode_))
         return exitCode_;
@@ -142,28 +140,26 @@ void ServiceHost::PrintUsage() {
         callbacks_.extraUsage();
 }
 
-bool ServiceHost::AcceptArguments(std::int32_t& result) {
+std::int32_t ServiceHost::AcceptArguments() {
     const auto count = static_cast<std::int32_t>(arguments_.size());
     if (!callbacks_.argumentHandler) {
         if (count <= 1)
-            return true;
+            return 0;
         Print(L"The service received the following argument(s) but is not setup to handle them:\n ");
         for (std::int32_t i = 1; i < count; ++i)
             Print(L"%ls\n", arguments_[static_cast<std::size_t>(i)]);
-        result = kArgumentsUnhandled;
-        return false;
+        return kArgumentsUnhandled;
     }
 
     std::int32_t badIndex = -1;
     if (callbacks_.argumentHandler(arguments_.data(), count, badIndex))
-        return true;
+        return 0;
     Print(L"The service rejected the following argument:\n ");
     if (badIndex < 0 || badIndex >= count)
         Print(L"Badly formed arguments, please call with --usage\n");
     else
         Print(L"%ls\n", arguments_[static_cast<std::size_t>(badIndex)]);
-    result = kArgumentRejected;
-    return false;
+    return kArgumentRejected;
 }
 
 std::int32_t ServiceHost::RunInConsole() {
@@ -195,12 +191,13 @@ std::int32_t ServiceHost::RunAsService() {
     // the control that stopped it may still be at work on what the caller is about to destroy.
     if (serviceMainThread_)
         WaitForSingleObject(serviceMainThread_.Get(), INFINITE);
-    AwaitControls();
+    const std::scoped_lock noControl(controlLock_);
+    ended_ = true;
     return 0;
 }
 
 void WINAPI ServiceHost::ServiceMainEntry(DWORD /*argc*/, wchar_t** /*argv*/) {
-    theHost->ServiceMain();
+    theHost.lock()->ServiceMain();
 }
 
 void ServiceHost::ServiceMain() {
@@ -213,8 +210,8 @@ void ServiceHost::ServiceMain() {
     if (!handle)
         return;
     if (callbacks_.deviceEvent)
-        deviceNotification_ =
-            RegisterDeviceNotificationW(reinterpret_cast<HANDLE>(handle), deviceFilter_, DEVICE_NOTIFY_SERVICE_HANDLE);
+        deviceNotification_ = RegisterDeviceNotificationW(reinterpret_cast<HANDLE>(handle), callbacks_.deviceFilter,
+                                                          DEVICE_NOTIFY_SERVICE_HANDLE);
     {
         const std::lock_guard hold(statusLock_);
         statusHandle_ = handle;
@@ -229,29 +226,8 @@ void ServiceHost::ServiceMain() {
 
 DWORD WINAPI ServiceHost::ControlHandler(DWORD control, DWORD eventType, void* eventData, void* context) {
     auto& host = *static_cast<ServiceHost*>(context);
-    if (!host.BeginControl())
-        return ERROR_SERVICE_NOT_ACTIVE;
-    const auto result = host.HandleControl(control, eventType, eventData);
-    host.EndControl();
-    return result;
-}
-
-bool ServiceHost::BeginControl() {
-    auto controls = controls_.Lock();
-    if (!controls->ended)
-        ++controls->inProgress;
-    return !controls->ended;
-}
-
-void ServiceHost::EndControl() {
-    --controls_.Lock()->inProgress;
-    controls_.NotifyAll();
-}
-
-void ServiceHost::AwaitControls() {
-    auto controls = controls_.Lock();
-    controls.Wait([&] { return controls->inProgress == 0; });
-    controls->ended = true;
+    const std::shared_lock underWay(host.controlLock_);
+    return host.ended_ ? DWORD{ERROR_SERVICE_NOT_ACTIVE} : host.HandleControl(control, eventType, eventData);
 }
 
 DWORD ServiceHost::HandleControl(DWORD control, DWORD eventType, void* eventData) {
@@ -265,19 +241,12 @@ DWORD ServiceHost::HandleControl(DWORD control, DWORD eventType, void* eventData
         case SERVICE_CONTROL_SHUTDOWN:
             return Control(callbacks_.shutdown, ControlCode::Shutdown, SERVICE_STOP_PENDING);
         case SERVICE_CONTROL_INTERROGATE:
-            if (callbacks_.interrogate)
-                callbacks_.interrogate(ControlCode::Interrogate, eventData);
+            Call(callbacks_.interrogate, ControlCode::Interrogate, eventData);
             return NO_ERROR;
         case SERVICE_CONTROL_PRESHUTDOWN:
-            if (!callbacks_.preShutdown)
-                return ERROR_CALL_NOT_IMPLEMENTED;
-            callbacks_.preShutdown(ControlCode::PreShutdown, eventData);
-            return NO_ERROR;
+            return Call(callbacks_.preShutdown, ControlCode::PreShutdown, eventData);
         case SERVICE_CONTROL_DEVICEEVENT:
-            if (!callbacks_.deviceEvent)
-                return ERROR_CALL_NOT_IMPLEMENTED;
-            callbacks_.deviceEvent(eventType, eventData);
-            return NO_ERROR;
+            return Call(callbacks_.deviceEvent, eventType, eventData);
         default:
             return callbacks_.otherControl ? callbacks_.otherControl(control, eventType, eventData)
                                            : DWORD{ERROR_CALL_NOT_IMPLEMENTED};
@@ -285,15 +254,9 @@ DWORD ServiceHost::HandleControl(DWORD control, DWORD eventType, void* eventData
 }
 
 DWORD ServiceHost::Control(const std::function<void(ControlCode)>& callback, ControlCode code, DWORD pendingState) {
-    if (!callback)
-        return ERROR_CALL_NOT_IMPLEMENTED;
-    SetPlatformState(pendingState);
-    callback(code);
-    return NO_ERROR;
-}
-
-void ServiceHost::SetState(ServiceState state) {
-    SetPlatformState(static_cast<DWORD>(state));
+    if (callback)
+        SetPlatformState(pendingState);
+    return Call(callback, code);
 }
 
 void ServiceHost::SetPlatformState(DWORD state) {
@@ -326,13 +289,13 @@ void ServiceHost::Print(const wchar_t* format, ...) {
     std::wstring message = FormatWide(format, arguments);
     va_end(arguments);
 
-    if (timestampOutput_)
+    if (callbacks_.timestampOutput)
         message.insert(0, LocalTimestamp());
-    if (outputFile_) {
-        std::fwprintf(outputFile_, L"%ls", message.c_str());
-        std::fflush(outputFile_);
+    if (callbacks_.outputFile) {
+        std::fwprintf(callbacks_.outputFile, L"%ls", message.c_str());
+        std::fflush(callbacks_.outputFile);
     }
-    if (printOutput_) {
+    if (callbacks_.printOutput) {
         if (serviceMode_)
             OutputDebugStringW(message.c_str());
         else

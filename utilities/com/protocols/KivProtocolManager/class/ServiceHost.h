@@ -9,13 +9,13 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <vector>
 
 #include "protocols/KivProtocolManager/class/IServiceHost.h"
 #include "utils/platform/impl/win/Handle.h"
 #include "utils/sync/Event.h"
-#include "utils/sync/Guarded.h"
 
 /// What a control callback is told about why it is called.
 enum class ControlCode : std::int32_t {
@@ -27,8 +27,8 @@ enum class ControlCode : std::int32_t {
     Interrogate = 6
 };
 
-/// Callbacks of the host, each empty when the program has no use for it. `main` runs on a thread of its own, the
-/// controls on the dispatcher's thread; the rest on the thread that calls Run.
+/// What a program wires to the host. Each callback is empty when the program has no use for it. `main` runs on a thread
+/// of its own, the controls on the dispatcher's thread; the rest on the thread that calls Run.
 struct ServiceCallbacks {
     std::function<std::int32_t()> main;
     std::function<void(ControlCode)> stop;
@@ -45,11 +45,16 @@ struct ServiceCallbacks {
     std::function<bool(std::int32_t& exitCode)> init;
     std::function<void()> extraUsage;
     std::function<void(const std::wstring& message)> output;
+    bool timestampOutput = false;     // before each message
+    bool printOutput = true;          // messages are shown at all
+    std::FILE* outputFile = nullptr;  // gets every message, too; the host closes it at its end
+    void* deviceFilter = nullptr;     // what device events to hear of; stays the program's
 };
 
 /// One per process. Constructed and destroyed by the program's entry point; outlives everything it calls.
 class ServiceHost : public IServiceHost {
   public:
+    static constexpr DWORD kWaitHintMs = 30000;
     static constexpr std::int32_t kNotWired = -1;
     static constexpr std::int32_t kArgumentsUnhandled = -3;
     static constexpr std::int32_t kArgumentRejected = -4;
@@ -57,8 +62,6 @@ class ServiceHost : public IServiceHost {
     /// The process's host, made by the first call; the arguments of later calls do not matter.
     static std::shared_ptr<ServiceHost> Create(int argc, wchar_t** argv, const wchar_t* serviceName);
     ~ServiceHost() override;
-    ServiceHost(const ServiceHost&) = delete;
-    ServiceHost& operator=(const ServiceHost&) = delete;
 
     void Wire(ServiceCallbacks callbacks);
     /// Runs the program to its end and returns the exit code. When it returns, the thread that ran `main` has ended and
@@ -69,17 +72,11 @@ class ServiceHost : public IServiceHost {
     /// The extended control handler's decision: a platform error code.
     DWORD HandleControl(DWORD control, DWORD eventType, void* eventData);
 
-    void SetTimestampOutput(bool on) { timestampOutput_ = on; }
-    void SetPrintOutput(bool on) { printOutput_ = on; }
-    /// Also writes every message to the file, which the host closes at its end.
-    void SetOutputFile(std::FILE* file) { outputFile_ = file; }
-    /// What device events to hear of; stays the caller's, used when the service starts.
-    void SetDeviceFilter(void* filter) { deviceFilter_ = filter; }
     SERVICE_STATUS Status() const;
 
     // IServiceHost
     bool InServiceMode() const override { return serviceMode_; }
-    void SetState(ServiceState state) override;
+    void SetState(ServiceState state) override { SetPlatformState(static_cast<DWORD>(state)); }
     void SignalReady() override { readyEvent_->Set(); }
     void ResetReady() override { readyEvent_->Reset(); }
     void PrintMessage(const std::wstring& message) override { Print(L"%ls", message.c_str()); }
@@ -88,13 +85,11 @@ class ServiceHost : public IServiceHost {
     ServiceHost(int argc, wchar_t** argv, const wchar_t* serviceName);
 
     void PrintUsage();
-    bool AcceptArguments(std::int32_t& result);
+    /// 0, or what Run results in when an argument is refused.
+    [[nodiscard]] std::int32_t AcceptArguments();
     [[nodiscard]] std::int32_t RunInConsole();
     [[nodiscard]] std::int32_t RunAsService();
     void ServiceMain();
-    bool BeginControl();
-    void EndControl();
-    void AwaitControls();
     void SetPlatformState(DWORD state);
     void Report();
     DWORD Control(const std::function<void(ControlCode)>& callback, ControlCode code, DWORD pendingState);
@@ -103,25 +98,17 @@ class ServiceHost : public IServiceHost {
     static DWORD WINAPI ControlHandler(DWORD control, DWORD eventType, void* eventData, void* context);
 
     bool serviceMode_ = false;
-    bool printOutput_ = true;
     bool usageRequested_ = false;
-    bool timestampOutput_ = false;
     ServiceCallbacks callbacks_;
-    void* deviceFilter_ = nullptr;
     mutable std::mutex statusLock_;  // guards the record and the handle; the system is told with it held
-    SERVICE_STATUS status_{};
+    SERVICE_STATUS status_{SERVICE_WIN32_OWN_PROCESS, SERVICE_START_PENDING, SERVICE_ACCEPT_STOP, 0, 0, 0, kWaitHintMs};
     SERVICE_STATUS_HANDLE statusHandle_ = nullptr;
     HDEVNOTIFY deviceNotification_ = nullptr;
     std::int32_t exitCode_ = 0;
     const wchar_t* const serviceName_;
-    std::FILE* outputFile_ = nullptr;
     std::vector<const wchar_t*> arguments_;  // those that are not the host's own, the program's path included
     const std::shared_ptr<kivsync::Event> readyEvent_;
     UniqueHandle serviceMainThread_;
-
-    struct Controls {
-        std::uint32_t inProgress = 0;
-        bool ended = false;
-    };
-    kivsync::Guarded<Controls> controls_;
+    std::shared_mutex controlLock_;  // shared by the controls under way; taken whole when there are to be none any more
+    bool ended_ = false;             // guarded by controlLock_
 };

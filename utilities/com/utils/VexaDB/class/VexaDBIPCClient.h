@@ -86,7 +86,12 @@ class VexaDBIPCClient : public VexaDBServerInterface {
     }
 
     /// Connects, or connects anew; true when connected.
-    [[nodiscard]] virtual bool Connect();
+    [[nodiscard]] virtual bool Connect() {
+        auto client = client_.Lock();
+        if (!*client || !(*client)->IsConnected())
+            *client = IPCClient::GetClient(kDatabaseServerName, true);
+        return (*client)->IsConnected();
+    }
 
   private:
     // ms

@@ -91,9 +91,8 @@ VexaDBIPCServer::VexaDBIPCServer(VexaDBServerInterface& database, Clock clock)
     : clock_(std::move(clock)), handlers_(MakeHandlers(database)) {}
 
 std::int32_t VexaDBIPCServer::Start() {
-    if (server_)
+    if (started_)
         return 0;
-    server_ = std::make_unique<IPCServer>();
     constexpr std::int64_t kLongNanoseconds = 500'000'000;
     const IPCServer::Duty duty{
         .title = "VexaDB IPC",
@@ -108,21 +107,16 @@ std::int32_t VexaDBIPCServer::Start() {
         .carryOut = [this](const auto& request) { return Handle(request); },
         .answered = {},
     };
-    if (server_->Start(kDatabaseServerName, duty) == 0)
-        thread_ = kivsync::Thread::Start([this] { ProcessIPC(); });
-    if (thread_)
+    started_ = server_.Start(kDatabaseServerName, duty) == 0;
+    if (started_)
         return 0;
     KIV_LOG(Logging::Error, "Cannot start IPC server %s", kDatabaseServerName);
-    server_.reset();
     return -1;
 }
 
 void VexaDBIPCServer::Stop() {
-    if (!server_)
-        return;
-    server_->Stop();
-    thread_.reset();
-    server_.reset();
+    server_.Stop();
+    started_ = false;
 }
 
 std::shared_ptr<IPC> VexaDBIPCServer::Handle(const std::shared_ptr<IPC>& request) {

@@ -11,7 +11,6 @@
 #include "IPC/class/IPCServer.h"
 #include "utils/VexaDB/class/VexaDBServerInterface.h"
 #include "utils/platform/Platform.h"
-#include "utils/sync/Thread.h"
 
 namespace VexaDB {
 
@@ -24,8 +23,6 @@ class VexaDBIPCServer {
     /// `database` outlives this object.
     explicit VexaDBIPCServer(VexaDBServerInterface& database, Clock clock = &platform::MonotonicNanoseconds);
     ~VexaDBIPCServer() { Stop(); }
-    VexaDBIPCServer(const VexaDBIPCServer&) = delete;
-    VexaDBIPCServer& operator=(const VexaDBIPCServer&) = delete;
 
     /// Opens the server and starts its crew: 0, also when it was started already, or -1, which is logged.
     [[nodiscard]] std::int32_t Start();
@@ -45,12 +42,11 @@ class VexaDBIPCServer {
     using Handlers = std::map<std::uint32_t, Handler>;
 
     static Handlers MakeHandlers(VexaDBServerInterface& database);
-    void ProcessIPC() { server_->Serve(); }
 
     const Clock clock_;
-    const Handlers handlers_;                  // by command
-    std::unique_ptr<IPCServer> server_;        // while started
-    std::unique_ptr<kivsync::Thread> thread_;  // the first of the crew
+    const Handlers handlers_;  // by command
+    bool started_ = false;
+    IPCServer server_;  // last: its crew uses the others
 };
 
 }  // namespace VexaDB

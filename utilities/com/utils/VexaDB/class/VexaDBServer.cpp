@@ -49,32 +49,31 @@ std::int32_t VexaDBServer::Write(SessionId session, Body change) {
         KIV_LOG(Logging::Error, "An observer may not change the settings database while it is told of a change");
         return -1;
     }
-    Outbox outbox;
+    Notices notices;
+    Observers observers;
+    std::optional<kivsync::Line::Place> place;  // among the commits; drawn while the locks are held
     const auto result = WithSession(session, [&](Session& record) {
         auto database = database_.Lock();
         const auto status = change(record, database->store);
-        outbox.notices = std::exchange(*notices_.Lock(), {});
-        outbox.observers = database->observers;
-        if (!outbox.notices.list.empty())
-            outbox.place.emplace(commits_);
+        notices = std::exchange(*notices_.Lock(), {});
+        observers = database->observers;
+        if (!notices.list.empty())
+            place.emplace(commits_);
         return status;
     });
-    if (outbox.place)
-        Tell(outbox);
-    return result;
-}
-
-void VexaDBServer::Tell(Outbox& outbox) {
-    outbox.place->AwaitTurn();
-    for (const auto& notice : outbox.notices.list) {
-        for (const auto& observer : outbox.observers)
+    if (!place)
+        return result;
+    place->AwaitTurn();
+    for (const auto& notice : notices.list) {
+        for (const auto& observer : observers)
             notice(*observer);
     }
-    outbox.place.reset();
-    if (!outbox.notices.mustFollow)
-        return;
-    for (const auto& observer : outbox.observers)
-        observer->Follow();
+    place.reset();
+    for (const auto& observer : observers) {
+        if (notices.mustFollow)
+            observer->Follow();
+    }
+    return result;
 }
 
 std::int32_t VexaDBServer::CloseSession(SessionId session) {

@@ -152,12 +152,6 @@ class VexaDBServer : public VexaDBServerInterface,
         std::vector<std::function<void(VexaDBServerOpObserver&)>> list;
         bool mustFollow = false;  // an instance was removed or renamed
     };
-    /// What is told once the locks are released, and whom.
-    struct Outbox {
-        Notices notices;
-        Observers observers;
-        std::optional<kivsync::Line::Place> place;  // among the commits; drawn while the locks were held
-    };
 
     /// Runs `body` (Session& to result) under the session lock; -1 for a session that is not open.
     template <class Body>
@@ -177,7 +171,6 @@ class VexaDBServer : public VexaDBServerInterface,
     /// Runs `change` (Session&, persistent store, to result) under both locks and tells what came of it.
     template <class Body>
     std::int32_t Write(SessionId session, Body change);
-    static void Tell(Outbox& outbox);
     /// Keeps what an observer is to be told. Changes of the database-wide settings, the empty instance name, are
     /// nobody's business outside the database.
     template <class Operation, class... Arguments>

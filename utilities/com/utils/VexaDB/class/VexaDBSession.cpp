@@ -1,17 +1,19 @@
 #include "utils/VexaDB/class/VexaDBSession.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace VexaDB {
-
-VexaDBSession::VexaDBSession(std::shared_ptr<VexaDBServerInterface> database) : database_(std::move(database)) {
-    Open(*session_.Lock());
-}
 
 VexaDBSession::~VexaDBSession() {
     if (const auto session = *session_.Lock(); session != kInvalidSession)
         database_->CloseSession(session);
+}
+
+std::optional<bool> VexaDBSession::ReadExists(const std::string& instance) {
+    std::vector<std::string> instances;
+    if (GetInstances(instances) != 0)
+        return std::nullopt;
+    return std::ranges::find(instances, instance) != instances.end();
 }
 
 bool VexaDBSession::IsMissing(const std::string& instance, const std::string& setting, SettingKind kind) {
@@ -21,9 +23,7 @@ bool VexaDBSession::IsMissing(const std::string& instance, const std::string& se
         return found == nullptr || found->kind != kind;
     }
     // The instance itself may be missing. The database-wide settings always have their place.
-    std::vector<std::string> instances;
-    return !instance.empty() && GetInstances(instances) == 0 &&
-           std::ranges::find(instances, instance) == instances.end();
+    return !instance.empty() && ReadExists(instance) == false;
 }
 
 }  // namespace VexaDB

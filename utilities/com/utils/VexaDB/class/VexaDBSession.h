@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "IPC/class/IPC.h"
@@ -23,10 +24,10 @@ namespace VexaDB {
 /// untouched.
 class VexaDBSession {
   public:
-    explicit VexaDBSession(std::shared_ptr<VexaDBServerInterface> database);
+    explicit VexaDBSession(std::shared_ptr<VexaDBServerInterface> database) : database_(std::move(database)) {
+        Renew(kInvalidSession);
+    }
     ~VexaDBSession();
-    VexaDBSession(const VexaDBSession&) = delete;
-    VexaDBSession& operator=(const VexaDBSession&) = delete;
 
     [[nodiscard]] std::int32_t AddInstance(const std::string& instance, std::uint32_t type) {
         return Run([&](SessionId session) { return database_->AddInstance(session, instance, type); });
@@ -86,6 +87,8 @@ class VexaDBSession {
         return std::nullopt;
     }
 
+    [[nodiscard]] std::optional<bool> ReadExists(const std::string& instance);
+
   private:
     /// Whether the database was read and has no such setting of that kind.
     bool IsMissing(const std::string& instance, const std::string& setting, SettingKind kind);
@@ -105,18 +108,15 @@ class VexaDBSession {
     /// A session in place of the one that was lost; one only, however many threads noticed.
     SessionId Renew(SessionId lost) {
         auto session = session_.Lock();
-        if (*session == lost)  // else another thread renewed it already
-            Open(*session);
+        // Unless another thread renewed it already.
+        if (*session == lost && database_->OpenSession(*session) != 0)
+            *session = kInvalidSession;
         return *session;
     }
     void Forget(SessionId lost) {
         auto session = session_.Lock();
         if (*session == lost)
             *session = kInvalidSession;
-    }
-    void Open(SessionId& session) {
-        if (database_->OpenSession(session) != 0)
-            session = kInvalidSession;
     }
 
     const std::shared_ptr<VexaDBServerInterface> database_;

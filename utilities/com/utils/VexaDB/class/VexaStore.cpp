@@ -8,37 +8,29 @@
 namespace VexaDB {
 
 std::int32_t VexaStore::SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) {
-    if (IsNameOf(instance, setting))
-        return -1;
-    const auto old = Write(instance, {setting, SettingKind::Number, value, {}});
-    if (!old)
-        return -1;
-    return Notify(&VexaDBOpObserver::Uint32Changed, instance, setting, old->number, value);
+    const auto old = Replace(instance, {setting, SettingKind::Number, value, {}});
+    return old ? Notify(&VexaDBOpObserver::Uint32Changed, instance, setting, old->number, value) : -1;
 }
 
 std::int32_t VexaStore::SetString(const std::string& instance, const std::string& setting, const std::string& value) {
-    if (IsNameOf(instance, setting))
-        return -1;
-    const auto old = Write(instance, {setting, SettingKind::String, 0, value});
-    if (!old)
-        return -1;
-    return Notify(&VexaDBOpObserver::StringChanged, instance, setting, old->text, value);
+    const auto old = Replace(instance, {setting, SettingKind::String, 0, value});
+    return old ? Notify(&VexaDBOpObserver::StringChanged, instance, setting, old->text, value) : -1;
 }
 
 std::int32_t VexaStore::GetUint32(const std::string& instance, const std::string& setting, std::uint32_t& value) {
     const auto found = Find(instance, setting, SettingKind::Number);
-    if (!found)
-        return -1;
-    value = found->number;
-    return 0;
+    value = found ? found->number : value;
+    return found ? 0 : -1;
 }
 
 std::int32_t VexaStore::GetString(const std::string& instance, const std::string& setting, std::string& value) {
     const auto found = Find(instance, setting, SettingKind::String);
-    if (!found)
-        return -1;
-    value = found->text;
-    return 0;
+    value = found ? found->text : value;
+    return found ? 0 : -1;
+}
+
+std::optional<SettingEntry> VexaStore::Replace(const std::string& instance, const SettingEntry& setting) {
+    return IsNameOf(instance, setting.name) ? std::nullopt : Write(instance, setting);
 }
 
 std::optional<SettingEntry> VexaStore::Find(const std::string& instance, const std::string& setting, SettingKind kind) {

@@ -53,6 +53,8 @@ class VexaStore : public VexaDBInterface {
     }
 
   private:
+    /// Write, but for the instance's name.
+    std::optional<SettingEntry> Replace(const std::string& instance, const SettingEntry& setting);
     /// The setting when it has that kind, else nothing.
     std::optional<SettingEntry> Find(const std::string& instance, const std::string& setting, SettingKind kind);
 

@@ -10,7 +10,6 @@
 namespace {
 
 constexpr std::int32_t kFailed = -1;
-constexpr const char* kConnect = "ClientWinPipe::Connect";  // bears the lines of its parts
 constexpr std::uint32_t kBusyWaitSliceMs = 100;  // between two looks at whether the pipe was closed meanwhile
 
 HANDLE NewManualResetEvent(BOOL signalled) {
@@ -22,24 +21,15 @@ HANDLE NewManualResetEvent(BOOL signalled) {
 ClientWinPipe::Direction::Direction(const char* logFunction, const char* logOperation, const char* logProgress)
     : event(NewManualResetEvent(TRUE)), function(logFunction), operation(logOperation), progress(logProgress) {}
 
-ClientWinPipe::ClientWinPipe(std::string serverName)
-    : serverName_(std::move(serverName)), isClient_(true), closeEvent_(NewManualResetEvent(FALSE)) {}
-
 ClientWinPipe::ClientWinPipe(std::string serverName, UniqueHandle pipe)
     : serverName_(std::move(serverName)),
-      isClient_(false),
+      isClient_(!pipe),
       pipe_(std::move(pipe)),
       closeEvent_(NewManualResetEvent(FALSE)) {}
 
-ClientWinPipe::~ClientWinPipe() {
-    ClientWinPipe::Close();
-}
-
 std::int32_t ClientWinPipe::Connect(std::uint32_t timeoutMs) {
-    return isClient_ ? ConnectClient(timeoutMs) : 0;
-}
-
-std::int32_t ClientWinPipe::ConnectClient(std::uint32_t timeoutMs) {
+    if (!isClient_)
+        return 0;
     const std::string name = PipeName(serverName_);
     const platform::Deadline deadline(timeoutMs);
     UniqueHandle pipe;
@@ -50,15 +40,15 @@ std::int32_t ClientWinPipe::ConnectClient(std::uint32_t timeoutMs) {
         if (pipe)
             break;
         if (GetLastError() != ERROR_PIPE_BUSY) {
-            KIV_LOG_AS(kConnect, Logging::Error, "Cannot open client pipe server:%s", serverName_.c_str());
+            KIV_LOG(Logging::Error, "Cannot open client pipe server:%s", serverName_.c_str());
             return kFailed;
         }
         const bool isFree = WaitForFreePipe(name, deadline);
         if (closing_)
             return kFailed;
         if (!isFree) {
-            KIV_LOG_AS(kConnect, Logging::Error, "Timeout in open client pipe timeout:%d server:%s",
-                       static_cast<int>(timeoutMs), serverName_.c_str());
+            KIV_LOG(Logging::Error, "Timeout in open client pipe timeout:%d server:%s", static_cast<int>(timeoutMs),
+                    serverName_.c_str());
             return kFailed;
         }
     }
@@ -72,7 +62,7 @@ std::int32_t ClientWinPipe::ConnectClient(std::uint32_t timeoutMs) {
     }
     DWORD mode = PIPE_READMODE_BYTE;
     if (!SetNamedPipeHandleState(pipe_.Get(), &mode, nullptr, nullptr)) {
-        KIV_LOG_AS(kConnect, Logging::Error, "Cannot set client pipe state server:%s", serverName_.c_str());
+        KIV_LOG(Logging::Error, "Cannot set client pipe state server:%s", serverName_.c_str());
         return kFailed;
     }
     return 0;

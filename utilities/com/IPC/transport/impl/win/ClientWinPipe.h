@@ -16,13 +16,9 @@
 /// for, so that the system no longer writes to its buffer and OVERLAPPED when the call returns.
 class ClientWinPipe : public ClientTransport {
   public:
-    /// The client end of a connection to the named server.
-    explicit ClientWinPipe(std::string serverName);
-    /// The server end: takes over a connected pipe.
-    ClientWinPipe(std::string serverName, UniqueHandle pipe);
-    ~ClientWinPipe() override;
-    ClientWinPipe(const ClientWinPipe&) = delete;
-    ClientWinPipe& operator=(const ClientWinPipe&) = delete;
+    /// The client end of a connection to the named server; the server end takes over a connected pipe.
+    explicit ClientWinPipe(std::string serverName, UniqueHandle pipe = {});
+    ~ClientWinPipe() override { ClientWinPipe::Close(); }
 
     std::int32_t Connect(std::uint32_t timeoutMs) override;
     std::int32_t Close() override;
@@ -50,7 +46,6 @@ class ClientWinPipe : public ClientTransport {
         const char* const progress;
     };
 
-    [[nodiscard]] std::int32_t ConnectClient(std::uint32_t timeoutMs);
     bool WaitForFreePipe(const std::string& name, const platform::Deadline& deadline) const;
     [[nodiscard]] std::int32_t StartWrite(const void* buffer, std::int32_t size, std::uint32_t timeoutMs);
     OVERLAPPED* Prepare(Direction& direction, std::int32_t size) const;

@@ -22,33 +22,33 @@ ServerWinPipePool::ServerWinPipePool(std::string serverName, std::size_t count)
 }
 
 std::int32_t ServerWinPipePool::Init() {
-    MakeAllReady();
-    return interruptEvent_ && !ready_.empty() ? 0 : -1;
+    return interruptEvent_ && MakeReady() > 0 ? 0 : -1;
 }
 
-bool ServerWinPipePool::MakeAllReady() {
-    ready_.clear();
-    for (const auto& instance : instances_) {
-        if (instance->MakeReady())
-            ready_.push_back(instance.get());
-    }
-    return ready_.size() == instances_.size();
+std::size_t ServerWinPipePool::MakeReady() {
+    const auto isReady = [](const auto& instance) { return instance->MakeReady(); };
+    const auto end = std::stable_partition(instances_.begin(), instances_.end(), isReady);
+    return static_cast<std::size_t>(end - instances_.begin());
 }
 
 UniqueHandle ServerWinPipePool::Accept(std::uint32_t timeoutMs) {
     const platform::Deadline deadline(timeoutMs);
     for (;;) {
         const auto leftMs = deadline.LeftMs();
-        const std::uint32_t waitMs = MakeAllReady() ? leftMs : std::min(leftMs, kRetryMs);
+        const auto ready = MakeReady();
+        const std::uint32_t waitMs = ready == instances_.size() ? leftMs : std::min(leftMs, kRetryMs);
         std::vector<HANDLE> events;
-        for (const auto* instance : ready_)
-            events.push_back(instance->GetWaitEvent());
+        for (std::size_t i = 0; i < ready; ++i)
+            events.push_back(instances_[i]->GetWaitEvent());
         events.push_back(interruptEvent_.Get());  // last: of several signalled events the wait returns the first
         const DWORD index = WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(), FALSE, waitMs);
-        if (index < ready_.size()) {
-            if (auto pipe = TakeConnection(*ready_[index]))
+        if (index < ready) {
+            // The wait prefers the first of several: the next one is another's turn, so that no client is left waiting.
+            const auto taken = instances_.begin() + static_cast<std::ptrdiff_t>(index);
+            std::rotate(taken, taken + 1, instances_.end());
+            if (auto pipe = instances_.back()->TakeConnection())
                 return pipe;
-        } else if (index == ready_.size()) {
+        } else if (index == ready) {
             return {};
         } else if (index != WAIT_TIMEOUT || waitMs == leftMs) {
             KIV_LOG(Logging::Error, "Timeout in wait for client connect timeout:%d server:%s",
@@ -56,16 +56,4 @@ UniqueHandle ServerWinPipePool::Accept(std::uint32_t timeoutMs) {
             return {};
         }
     }
-}
-
-UniqueHandle ServerWinPipePool::TakeConnection(const ServerWinPipeInstance& instance) {
-    // The wait prefers the first of several: the next one is another's turn, so that no client is left waiting.
-    const auto taken = std::find_if(instances_.begin(), instances_.end(),
-                                    [&](const auto& candidate) { return candidate.get() == &instance; });
-    std::rotate(taken, taken + 1, instances_.end());
-    return instances_.back()->TakeConnection();
-}
-
-void ServerWinPipePool::Interrupt() {
-    SetEvent(interruptEvent_.Get());
 }

@@ -22,15 +22,14 @@ class ServerWinPipePool {
     UniqueHandle Accept(std::uint32_t timeoutMs);
     /// Makes the instances wait. 0; -1 when none of them could be made to wait.
     [[nodiscard]] std::int32_t Init();
-    void Interrupt();
+    void Interrupt() { SetEvent(interruptEvent_.Get()); }
 
   private:
-    bool MakeAllReady();
-    UniqueHandle TakeConnection(const ServerWinPipeInstance& instance);
+    /// Moves the instances that wait for a client to the front. Their number.
+    std::size_t MakeReady();
 
     const std::string serverName_;
     SecurityAttributes securityAttributes_;
     std::vector<std::unique_ptr<ServerWinPipeInstance>> instances_;
-    std::vector<ServerWinPipeInstance*> ready_;  // those that wait
-    const UniqueHandle interruptEvent_;          // auto reset
+    const UniqueHandle interruptEvent_;  // auto reset
 };
