@@ -149,7 +149,8 @@ Colour LevelColour(char level) {
 bool IsOfFramework(const LogEntryText& entry) {
     constexpr std::string_view classes[] = {"IPC",           "PipeReader",  "MessageSender", "ClientWinPipe",
                                             "ServerWinPipe", "RequestGate", "RequestQueue",  "ServerTransport"};
-    return std::ranges::any_of(classes, [&](auto name) { return entry.function.starts_with(name); });
+    const bool isSearch = entry.level == 'I' && entry.function.starts_with("VexaRegistryDB");  // one line an instance
+    return isSearch || std::ranges::any_of(classes, [&](auto name) { return entry.function.starts_with(name); });
 }
 
 void InstanceLines::Learn(const LogEntryText& entry) {
@@ -232,7 +233,7 @@ Trouble FindTrouble(const std::vector<LogEntryText>& log, InstanceLines lines, c
         const bool isRestart = text == "Protocol " + name + " has stopped working";
         if (isRestart)
             ++trouble.restarts;
-        if (isRestart || text == "Start protocol " + name)
+        if (isRestart || text == "Start protocol " + name || text == "Restart protocol " + name)
             startAnew(entry);
         if (text == "Starting Instance " + name)
             begin = entry.time;

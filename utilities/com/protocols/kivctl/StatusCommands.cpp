@@ -165,7 +165,7 @@ void PrintPage(Manager& manager, const Page& page) {
     if (running)
         row("Changed", changed.empty() ? "no setting since its start" : changed + " since its start");
     const auto lines = LastLines(page);
-    row("Log", lines.empty() ? "nothing about it" : "");
+    PrintLine(lines.empty() ? "  Log         nothing about it" : "  Log");
     for (const auto& line : lines)
         PrintLine("    " + LogText(line), LevelColour(line.level));
 }

@@ -285,7 +285,8 @@ void AddWait(CLI::App& app, const Options& options) {
         Manager manager(options);
         const auto names = selection->Names(manager);
         const platform::Deadline deadline(*timeout);  // for all of them
-        const auto limit = std::to_string(*timeout) + " ms";
+        const bool isWhole = *timeout % kOneSecond == 0;
+        const auto limit = isWhole ? std::to_string(*timeout / kOneSecond) + " s" : std::to_string(*timeout) + " ms";
         ForEach(names, options, [&](const std::string& name) -> Done {
             const Progress progress(options, "Waiting for " + name + " to be " + state, *timeout);
             AwaitState(manager, name, state, deadline, limit);
