@@ -5,7 +5,8 @@
 
 namespace VexaDB {
 
-VexaDBSession::VexaDBSession(std::shared_ptr<VexaDBServerInterface> database) : database_(std::move(database)) {
+VexaDBSession::VexaDBSession(std::shared_ptr<VexaDBServerInterface> database, WhenLost whenLost)
+    : database_(std::move(database)), whenLost_(whenLost) {
     Open(*session_.Lock());
 }
 
