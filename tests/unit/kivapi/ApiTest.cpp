@@ -65,7 +65,7 @@ TEST_F(ApiTest, AProtocolInCIsAnInstanceLikeAnyOther) {
     EXPECT_EQ(error, 0u) << "it was taken down";
 }
 
-/// A server under the manager's name that does as the test says.
+/// What a callback was told.
 struct Events {
     static void KIV_CALL Note(const kiv_event* event, void* context) {
         auto& self = *static_cast<Events*>(context);
@@ -83,13 +83,7 @@ TEST(ApiFaultTest, AServiceThatGoesAwayIsToldAndFoundAgain) {
     const auto reply = [](const IPC& request) -> std::shared_ptr<IPC> {
         return request.Command() == kManagerAdd ? IPC::Reply(request, {1}) : IPC::Reply(request, IPCPayload(4));
     };
-    std::promise<void> asked;
-    auto server = std::make_unique<RunningServer>(kManagerServerName, [&](const IPC& request) {
-        if (request.Command() != kManagerStart)
-            return reply(request);
-        asked.set_value();  // and the answer comes when nobody waits for it any more
-        return std::shared_ptr<IPC>();
-    });
+    auto server = std::make_unique<RunningServer>(kManagerServerName, reply);
     kiv_client* client = nullptr;
     kiv_client* watcher = nullptr;
     ASSERT_EQ(kiv_connect(kPatienceMs, &client), KIV_OK);
@@ -102,13 +96,20 @@ TEST(ApiFaultTest, AServiceThatGoesAwayIsToldAndFoundAgain) {
     EXPECT_TRUE(events.Await({KIV_EVENT_DISCONNECTED}));
     kiv_event event{};
     event.size = sizeof event;
+    EXPECT_EQ(kiv_next_event(client, kPatienceMs, &event), KIV_CONNECTION_LOST);
     EXPECT_EQ(kiv_next_event(client, 0, &event), KIV_NOT_CONNECTED);
     EXPECT_EQ(kiv_stop(client, "x"), KIV_NOT_CONNECTED);
     {
-        std::promise<void> hold;
+        std::promise<void> late;
+        std::promise<void> asked;
+        std::promise<void> closed;
         RunningServer next(kManagerServerName, [&](const IPC& request) {
             if (request.Command() == kManagerStart)
-                hold.get_future().wait();
+                late.get_future().wait();
+            if (request.Command() == kManagerRestart) {
+                asked.set_value();
+                closed.get_future().wait();
+            }
             return reply(request);
         });
         EXPECT_EQ(kiv_stop(client, "x"), KIV_OK) << "connects again";
@@ -116,12 +117,13 @@ TEST(ApiFaultTest, AServiceThatGoesAwayIsToldAndFoundAgain) {
         EXPECT_EQ(kiv_next_event(client, 0, &event), KIV_NO_EVENT);
         EXPECT_EQ(kiv_set_timeout(client, 20), KIV_OK);
         EXPECT_EQ(kiv_start(client, "x"), KIV_NO_ANSWER);
+        late.set_value();
         EXPECT_EQ(kiv_set_timeout(client, 0), KIV_OK);
-        auto call = std::async(std::launch::async, [&] { return kiv_stop(client, "x"); });
-        EXPECT_EQ(call.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+        auto call = std::async(std::launch::async, [&] { return kiv_restart(client, "x"); });
+        asked.get_future().wait();
         EXPECT_EQ(kiv_close(client), KIV_OK);
         EXPECT_EQ(call.get(), KIV_CONNECTION_LOST) << "a call under way ends with its handle";
-        hold.set_value();
+        closed.set_value();
     }
     EXPECT_EQ(kiv_close(watcher), KIV_OK);
     EXPECT_TRUE(events.kinds.Lock()->size() <= 3);

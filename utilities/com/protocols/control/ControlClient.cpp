@@ -48,8 +48,12 @@ Delivery ControlClient::Reach(std::shared_ptr<IPCClient>& client) {
         client = link->client;
     }
     const auto delivery = ConnectTo(*client, kManagerServerName);
-    if (!connection_.Lock()->closed)
+    if (!connection_.Lock()->closed) {
+        auto reading = reading_.Lock();
+        if (delivery == Delivery::Answered && !*reading)
+            *reading = client;
         return delivery;
+    }
     client->Disconnect();  // for a Close that found the client before it was connecting
     return Delivery::Lost;
 }
@@ -148,7 +152,7 @@ ControlAnswer<std::shared_ptr<IPC>> ControlClient::NextNotice(std::uint32_t time
         next.delivery = Reach(client);
         if (!next.IsAnswered())
             return next;
-        *reading_.Lock() = client;
+        *reading_.Lock() = client;  // also when it was connected before
     }
     next.value = client->TakeNotice(timeoutMs);
     if (next.value) {

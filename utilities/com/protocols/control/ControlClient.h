@@ -27,7 +27,7 @@ struct [[nodiscard]] ControlResult {
     bool IsDone() const { return IsAnswered() && result == 0; }
 };
 
-/// The same with what the manager told; the default value unless it is done.
+/// The same with what the manager told.
 template <class Value>
 struct [[nodiscard]] ControlAnswer : ControlResult {
     Value value{};
@@ -96,7 +96,8 @@ class ControlClient {
     /// Asks the manager to stop; it has not stopped yet on return.
     ControlResult StopService();
 
-    /// The next notice, waiting for one at most `timeoutMs`: Answered with it, or TimedOut. That the connection ended
+    /// The next notice, waiting for one at most `timeoutMs`: Answered with it, or TimedOut. They are kept from the
+    /// connecting on. That the connection ended
     /// is told once, as Lost, behind its last notice; the next call connects. One thread at a time.
     ControlAnswer<std::shared_ptr<IPC>> NextNotice(std::uint32_t timeoutMs);
     /// Ends a wait in NextNotice before its time, with a notice of kIpcTerminate, which no server sends.
