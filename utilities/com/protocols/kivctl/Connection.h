@@ -5,10 +5,15 @@
 #include <memory>
 #include <string>
 
-#include "IPC/class/IPCClient.h"
+#include "protocols/control/Asking.h"
 #include "protocols/kivctl/Failure.h"
 
 namespace kivctl {
+
+/// Throws the Failure of a server that was not reached or gave no answer to the command within `timeoutMs`. `result` is
+/// what the framework said.
+[[noreturn]] void FailToReach(Delivery delivery, const std::string& serverName, std::uint32_t command,
+                              std::uint32_t timeoutMs, std::int32_t result = 0);
 
 /// The client of that server; empty when nothing listens under the name. Throws Failure when a server listens but does
 /// not let the client in within `timeoutMs`.
@@ -18,14 +23,5 @@ std::shared_ptr<IPCClient> Reach(const std::string& serverName, std::uint32_t ti
 
 /// Sends the request and returns its reply; throws Failure when none comes within `timeoutMs`.
 std::shared_ptr<IPC> Ask(IPCClient& client, std::uint32_t command, IPCPayload payload, std::uint32_t timeoutMs);
-
-/// The record of a reply's payload; throws Failure when the payload is too short for it.
-template <wire::WireRecord Record>
-Record DecodeReply(const IPC& reply, std::size_t offset = 0) {
-    const auto record = wire::Decode<Record>(reply.Payload(), offset);
-    if (!record)
-        throw Failure(kNotReachable, "The answer to command " + std::to_string(reply.Command()) + " is too short.");
-    return *record;
-}
 
 }  // namespace kivctl

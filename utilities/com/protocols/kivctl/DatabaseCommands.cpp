@@ -210,7 +210,7 @@ void Import(const std::string& path, bool dryRun, const Options& options) {
     std::vector<std::string> loaded;
     if (!dryRun && !changes.empty()) {
         MakeLogFolder(changes);
-        ApplyImport(*database, changes);
+        ApplyImport(database, changes);
         // A commit does not say how far it came.
         const auto missing = PlanImport(session, file);
         if (!missing.empty()) {

@@ -1,6 +1,7 @@
 #include "protocols/kivctl/Import.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "protocols/control/ControlMessages.h"
 #include "protocols/kivctl/Failure.h"
@@ -52,29 +53,12 @@ void PlanSettings(const FileInstance& instance, const std::vector<Setting>& pres
     }
 }
 
-/// A session of its own rather than one that reopens itself: a batch must not go on outside its session.
-class BatchSession {
-  public:
-    explicit BatchSession(VexaDB::VexaDBServerInterface& database) : database_(database) {
-        CheckDatabaseResult(database_.OpenSession(session_), "The settings database gives no session");
-    }
-    ~BatchSession() { database_.CloseSession(session_); }
-    BatchSession(const BatchSession&) = delete;
-    BatchSession& operator=(const BatchSession&) = delete;
-
-    VexaDB::SessionId Id() const { return session_; }
-
-  private:
-    VexaDB::VexaDBServerInterface& database_;
-    VexaDB::SessionId session_ = VexaDB::kInvalidSession;
-};
-
-std::int32_t Apply(VexaDB::VexaDBServerInterface& database, VexaDB::SessionId session, const ImportChange& change) {
+std::int32_t Apply(VexaDB::VexaDBBatch& batch, const ImportChange& change) {
     if (change.setting.empty())
-        return database.AddInstance(session, change.instance, std::get<std::uint32_t>(change.to));
+        return batch.AddInstance(change.instance, std::get<std::uint32_t>(change.to));
     if (const auto* number = std::get_if<std::uint32_t>(&change.to))
-        return database.SetUint32(session, change.instance, change.setting, *number);
-    return database.SetString(session, change.instance, change.setting, std::get<std::string>(change.to));
+        return batch.SetUint32(change.instance, change.setting, *number);
+    return batch.SetString(change.instance, change.setting, std::get<std::string>(change.to));
 }
 
 }  // namespace
@@ -95,16 +79,16 @@ std::vector<ImportChange> PlanImport(VexaDB::VexaDBSession& database, const std:
     return plan;
 }
 
-void ApplyImport(VexaDB::VexaDBServerInterface& database, const std::vector<ImportChange>& changes) {
-    const BatchSession session(database);
-    CheckDatabaseResult(database.Batch(session.Id()), "The settings database takes no batch");
+void ApplyImport(std::shared_ptr<VexaDB::VexaDBServerInterface> database, const std::vector<ImportChange>& changes) {
+    VexaDB::VexaDBBatch batch(std::move(database));
+    CheckDatabaseResult(batch.Begin(), "The settings database takes no batch");
     for (const auto& change : changes)
-        if (const auto result = Apply(database, session.Id(), change); result != 0) {
-            database.Reset(session.Id());
+        if (const auto result = Apply(batch, change); result != 0) {
+            batch.Reset();
             CheckDatabaseResult(result, "Nothing was changed: " + change.instance +
                                             (change.setting.empty() ? "" : "." + change.setting) + " is refused");
         }
-    CheckDatabaseResult(database.Commit(session.Id()), "The commit failed");
+    CheckDatabaseResult(batch.Commit(), "The commit failed");
 }
 
 }  // namespace kivctl

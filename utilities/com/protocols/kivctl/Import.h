@@ -1,6 +1,7 @@
 // Bringing a settings file into the database: what differs, and applying it as one batch.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +23,6 @@ struct ImportChange {
 std::vector<ImportChange> PlanImport(VexaDB::VexaDBSession& database, const std::vector<FileInstance>& file);
 
 /// Applies the changes as one batch with one commit. Throws Failure when one is refused; nothing has changed then.
-void ApplyImport(VexaDB::VexaDBServerInterface& database, const std::vector<ImportChange>& changes);
+void ApplyImport(std::shared_ptr<VexaDB::VexaDBServerInterface> database, const std::vector<ImportChange>& changes);
 
 }  // namespace kivctl

@@ -149,7 +149,7 @@ Colour LevelColour(char level) {
 bool IsOfFramework(const LogEntryText& entry) {
     constexpr std::string_view classes[] = {"IPC",           "PipeReader",  "MessageSender", "ClientWinPipe",
                                             "ServerWinPipe", "RequestGate", "RequestQueue",  "ServerTransport"};
-    const bool isSearch = entry.level == 'I' && entry.function.starts_with("VexaRegistryDB");  // one line an instance
+    const bool isSearch = entry.function == "CProtocolManager::FindProtocol";  // a line for each instance it looks at
     return isSearch || std::ranges::any_of(classes, [&](auto name) { return entry.function.starts_with(name); });
 }
 

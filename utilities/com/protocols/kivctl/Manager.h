@@ -1,4 +1,4 @@
-// Manager: the control requests of the service, as calls.
+// Manager: the control requests of the service, as calls that end a command when they get no answer.
 #pragma once
 
 #include <cstdint>
@@ -7,75 +7,78 @@
 #include <string>
 #include <vector>
 
-#include "protocols/control/ControlMessages.h"
+#include "protocols/control/ControlClient.h"
 #include "protocols/kivctl/Connection.h"
 #include "protocols/kivctl/Options.h"
 
 namespace kivctl {
 
-/// Connected from construction on. Results are the manager's; a request that gets no answer throws Failure.
+/// Connected from construction on, and to no other manager later. Results are the manager's; a request that gets no
+/// answer throws Failure.
 class Manager {
   public:
     explicit Manager(const Options& options);
 
     [[nodiscard]] std::int32_t Add(const std::string& instance, std::uint32_t type) {
-        return Ask(kManagerAdd, ipc_mngctrl_add_request{type, instance}).result;
+        return Check(Control().Add(instance, type));
     }
-    [[nodiscard]] std::int32_t Remove(const std::string& instance) {
-        return Ask(kManagerRemove, ipc_mngctrl_remove_request{instance}, kStopTimeout).result;
-    }
-    [[nodiscard]] std::int32_t Start(const std::string& instance) {
-        return Ask(kManagerStart, ipc_mngctrl_start_request{instance}, kStartTimeout).result;
-    }
-    [[nodiscard]] std::int32_t Stop(const std::string& instance) {
-        return Ask(kManagerStop, ipc_mngctrl_stop_request{instance}, kStopTimeout).result;
-    }
-    [[nodiscard]] std::int32_t Restart(const std::string& instance) {
-        return Ask(kManagerRestart, ipc_mngctrl_restart_request{instance}, kRestartTimeout).result;
-    }
+    [[nodiscard]] std::int32_t Remove(const std::string& instance) { return Check(Control().Remove(instance)); }
+    [[nodiscard]] std::int32_t Start(const std::string& instance) { return Check(Control().Start(instance)); }
+    [[nodiscard]] std::int32_t Stop(const std::string& instance) { return Check(Control().Stop(instance)); }
+    [[nodiscard]] std::int32_t Restart(const std::string& instance) { return Check(Control().Restart(instance)); }
     /// Renames the running instance and the manager's table entry; the database keeps the old name.
     [[nodiscard]] std::int32_t RenameRunning(const std::string& oldName, const std::string& newName) {
-        return Ask(kManagerRename, ipc_mngctrl_rename_request{oldName, newName}, kRestartTimeout).result;
+        return Check(Control().RenameRunning(oldName, newName));
     }
 
     /// Empty when the manager has no such instance, or that no such property of that kind.
-    std::optional<std::string> GetString(const std::string& instance, const std::string& property);
-    std::optional<std::uint32_t> GetNumber(const std::string& instance, const std::string& property);
+    std::optional<std::string> GetString(const std::string& instance, const std::string& property) {
+        return Value(Control().GetString(instance, property));
+    }
+    std::optional<std::uint32_t> GetNumber(const std::string& instance, const std::string& property) {
+        return Value(Control().GetNumber(instance, property));
+    }
     [[nodiscard]] std::int32_t SetString(const std::string& instance, const std::string& property,
                                          const std::string& value) {
-        return Ask(kManagerSetString, ipc_mngctrl_set_str_property_request{instance, property, value}).result;
+        return Check(Control().SetString(instance, property, value));
     }
     [[nodiscard]] std::int32_t SetNumber(const std::string& instance, const std::string& property,
                                          std::uint32_t value) {
-        return Ask(kManagerSetNumber, ipc_mngctrl_set_num_property_request{instance, property, value}).result;
+        return Check(Control().SetNumber(instance, property, value));
     }
 
-    std::vector<std::string> Instances(std::uint32_t type);
+    std::vector<std::string> Instances(std::uint32_t type) {
+        return Value(Control().List(type)).value_or(std::vector<std::string>());
+    }
     /// Of every type, in the order of the types.
-    std::vector<std::string> Instances();
+    std::vector<std::string> Instances() { return Value(Control().List()).value_or(std::vector<std::string>()); }
     ipc_mngctrl_status_reply Status(const std::string& instance, std::uint32_t timeoutMs = kRequestTimeout) {
-        return Ask<ipc_mngctrl_status_reply>(kManagerStatus, ipc_mngctrl_status_request{instance}, timeoutMs);
+        const auto answer = Control().Status(instance, timeoutMs);
+        Check(answer);
+        return answer.value;
     }
     /// The connections to the instance's process; throws Failure when the manager refuses to tell.
     std::vector<ipc_client_info> Clients(const std::string& instance);
 
     /// Asks the manager to stop; it has not stopped yet on return.
-    void RequestShutdown() { Send(kIpcStop, {}); }
+    void RequestShutdown() { Check(Control().StopService()); }
 
     /// For notices and for the state of the connection.
-    IPCClient& Client() { return *client_; }
+    IPCClient& Client() { return *connection_; }
     const Options& GetOptions() const { return options_; }
 
   private:
-    /// Sends the request and returns its reply's payload as far as `Reply` goes.
-    template <wire::WireRecord Reply = ipc_mngctrl_result_reply, wire::WireRecord Request>
-    Reply Ask(ManagerCommand command, const Request& request, std::uint32_t timeoutMs = kRequestTimeout) {
-        return DecodeReply<Reply>(*Send(command, wire::Encode(request), timeoutMs));
+    /// Throws Failure when the connection has ended: a command goes on with the manager that it began with, or not.
+    ControlClient& Control();
+    static std::int32_t Check(const ControlResult& result);
+    template <class Told>
+    static std::optional<Told> Value(const ControlAnswer<Told>& answer) {
+        return Check(answer) == 0 ? std::optional(answer.value) : std::nullopt;
     }
-    std::shared_ptr<IPC> Send(std::uint32_t command, IPCPayload payload, std::uint32_t timeoutMs = kRequestTimeout);
 
     const Options& options_;
-    const std::shared_ptr<IPCClient> client_;
+    ControlClient client_;
+    std::shared_ptr<IPCClient> connection_;
 };
 
 }  // namespace kivctl

@@ -50,21 +50,9 @@ struct Logger::State {
     void Update() { active = sink != nullptr && !disabled; }
 };
 
-std::shared_ptr<Logger> Logger::GetInstance() {
-    // Never destroyed: static objects may log while the process ends.
-    static const auto& instance = *[] {
-        const platform::LastErrorKeeper lastError;
-        return new std::shared_ptr<Logger>(std::make_shared<Logger>());
-    }();
-    return instance;
+Logger::Logger(std::shared_ptr<ISink> sink) : state_(std::make_shared<State>()) {
+    SetSink(std::move(sink));
 }
-
-namespace {
-
-/// Makes the logger while the process starts, not within somebody's first log call.
-[[maybe_unused]] const bool madeAtStartUp = Logger::GetInstance() != nullptr;
-
-}  // namespace
 
 Logger::Logger() : state_(std::make_shared<State>()) {
     const auto settings = LogSettings::Read();

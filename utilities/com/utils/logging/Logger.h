@@ -35,6 +35,8 @@ class Logger {
     static std::shared_ptr<Logger> GetInstance();
 
     Logger();
+    /// With that sink, whatever the tuning values say; empty: nothing is logged.
+    explicit Logger(std::shared_ptr<ISink> sink);
 
     /// Formats the message (at most 511 bytes, cut beyond that) and hands it to the sink. Never throws, and leaves the
     /// calling thread's last-error code as it was. `file` and `function` are copied.

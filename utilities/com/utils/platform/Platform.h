@@ -20,6 +20,9 @@ void SetLastError(std::uint32_t code);
 /// Full path of the running executable, in the narrow code page; empty when the system does not tell.
 std::string ModulePath();
 
+/// The command line of this process as it was started, in the narrow code page.
+std::string CommandLine();
+
 /// Value of an environment variable; empty when it is not set.
 std::string EnvironmentVariable(const char* name);
 

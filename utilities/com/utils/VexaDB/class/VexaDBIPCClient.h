@@ -18,17 +18,19 @@
 
 namespace VexaDB {
 
-/// Any thread. Every operation waits at most 5000 ms for its reply, CloseSession 500 ms. Results: the reply's status;
-/// -1 before Connect; kIpcCannotSend or kIpcNoReply when the server does not answer. Names and texts are cut to 49
-/// characters.
+/// Any thread. Every operation waits at most 5000 ms for its reply, if not told otherwise, CloseSession 500 ms.
+/// Results: the reply's status; -1 before Connect; kIpcCannotSend or kIpcNoReply when the server does not answer. Names
+/// and texts are cut to 49 characters.
 class VexaDBIPCClient : public VexaDBServerInterface {
   public:
     using VexaDBServerInterface::GetString;
     using VexaDBServerInterface::GetUint32;
 
     VexaDBIPCClient() = default;
-    /// Over a connection to the database that the caller has made.
-    explicit VexaDBIPCClient(std::shared_ptr<IPCClient> connection) : client_(std::move(connection)) {}
+    /// Over a connection to the database that the caller has made, with its own time for each reply but
+    /// CloseSession's, in ms.
+    explicit VexaDBIPCClient(std::shared_ptr<IPCClient> connection, std::uint32_t replyTimeoutMs = kReplyTimeout)
+        : replyTimeoutMs_(replyTimeoutMs), client_(std::move(connection)) {}
 
     std::int32_t OpenSession(SessionId& session) override {
         return Call(kDatabaseOpenSession, {}, [&](const auto& reply) { session = reply.value; });
@@ -41,7 +43,7 @@ class VexaDBIPCClient : public VexaDBServerInterface {
     std::int32_t Reset(SessionId session) override { return Call(kDatabaseReset, {session}, kStatusOnly); }
     std::int32_t Change(SessionId session,
                         const std::shared_ptr<const Operation::VexaDBOperation>& operation) override {
-        return Send<ipc_vexadb_status_reply>(operation->Request(session), kReplyTimeout, kStatusOnly);
+        return Send<ipc_vexadb_status_reply>(operation->Request(session), replyTimeoutMs_, kStatusOnly);
     }
     std::int32_t GetUint32(SessionId session, const std::string& instance, const std::string& setting,
                            std::uint32_t& value) override {
@@ -103,7 +105,7 @@ class VexaDBIPCClient : public VexaDBServerInterface {
 
     template <class Request, class Reply, class Take>
     std::int32_t Call(Command<Request, Reply> command, const std::type_identity_t<Request>& request, Take take) {
-        const auto timeout = command == kDatabaseCloseSession ? kCloseSessionTimeout : kReplyTimeout;
+        const auto timeout = command == kDatabaseCloseSession ? kCloseSessionTimeout : replyTimeoutMs_;
         return Send<Reply>(IPC::Request(command, Encode(request)), timeout, take);
     }
     /// Sends the request and waits for its reply: its status, or why there is none. `take` is given a reply with the
@@ -129,6 +131,7 @@ class VexaDBIPCClient : public VexaDBServerInterface {
         return {{{session}, instance}, setting};
     }
 
+    const std::uint32_t replyTimeoutMs_ = kReplyTimeout;
     kivsync::Guarded<std::shared_ptr<IPCClient>> client_;
 };
 

@@ -19,14 +19,12 @@
 namespace VexaDB {
 
 /// Works over the server itself or over its IPC client. A session that is found no longer valid (the service was
-/// restarted, say) is opened anew and the operation tried once more. A batch would be lost with its session, so it is
-/// no business of this class. Any thread. Results as in VexaDBServerInterface; a failed read leaves its output
-/// untouched.
+/// restarted, say) is opened anew and the operation tried once more. A batch would be lost with its session: it is the
+/// business of VexaDBBatch. Any thread. Results as in VexaDBServerInterface; a failed read leaves its output untouched.
 class VexaDBSession {
   public:
-    explicit VexaDBSession(std::shared_ptr<VexaDBServerInterface> database) : database_(std::move(database)) {
-        Renew(kInvalidSession);
-    }
+    explicit VexaDBSession(std::shared_ptr<VexaDBServerInterface> database)
+        : VexaDBSession(std::move(database), WhenLost::OpenAnew) {}
     ~VexaDBSession();
 
     [[nodiscard]] std::int32_t AddInstance(const std::string& instance, std::uint32_t type) {
@@ -89,14 +87,20 @@ class VexaDBSession {
 
     [[nodiscard]] std::optional<bool> ReadExists(const std::string& instance);
 
-  private:
-    /// Whether the database was read and has no such setting of that kind.
-    bool IsMissing(const std::string& instance, const std::string& setting, SettingKind kind);
+  protected:
+    enum class WhenLost { OpenAnew, Fail };
+    VexaDBSession(std::shared_ptr<VexaDBServerInterface> database, WhenLost whenLost)
+        : database_(std::move(database)), whenLost_(whenLost) {
+        Renew(kInvalidSession);
+    }
+
     /// Calls `call` (session to result), once more with a new session when the one it used is no longer valid.
     template <class Call>
     std::int32_t Run(Call call) {
         const SessionId session = *session_.Lock();
         const auto result = call(session);
+        if (whenLost_ == WhenLost::Fail)
+            return result;
         // A lost session answers -1. What was not answered may have been done, and is not done again; but when nothing
         // can be sent, whoever serves next does not know the session.
         if (result == kIpcCannotSend)
@@ -105,6 +109,12 @@ class VexaDBSession {
             return result;
         return call(Renew(session));
     }
+
+    const std::shared_ptr<VexaDBServerInterface> database_;
+
+  private:
+    /// Whether the database was read and has no such setting of that kind.
+    bool IsMissing(const std::string& instance, const std::string& setting, SettingKind kind);
     /// A session in place of the one that was lost; one only, however many threads noticed.
     SessionId Renew(SessionId lost) {
         auto session = session_.Lock();
@@ -119,8 +129,31 @@ class VexaDBSession {
             *session = kInvalidSession;
     }
 
-    const std::shared_ptr<VexaDBServerInterface> database_;
+    const WhenLost whenLost_;
     kivsync::Guarded<SessionId> session_{kInvalidSession};  // its lock comes before the database's own locks
+};
+
+/// A session that records changes and makes them all together. It is never opened anew, since a batch must not go on
+/// outside its session: an operation in a session that was lost fails.
+class VexaDBBatch : public VexaDBSession {
+  public:
+    explicit VexaDBBatch(std::shared_ptr<VexaDBServerInterface> database)
+        : VexaDBSession(std::move(database), WhenLost::Fail) {}
+
+    /// Begins the batch; one that was begun before is dropped.
+    [[nodiscard]] std::int32_t Begin() {
+        return Run([&](SessionId session) { return database_->Batch(session); });
+    }
+    [[nodiscard]] std::int32_t Commit() {
+        return Run([&](SessionId session) { return database_->Commit(session); });
+    }
+    std::int32_t Reset() {
+        return Run([&](SessionId session) { return database_->Reset(session); });
+    }
+    /// Whether the database still knows the session.
+    bool IsValid() {
+        return Run([&](SessionId session) { return database_->IsSessionValid(session) ? 0 : -1; }) == 0;
+    }
 };
 
 }  // namespace VexaDB

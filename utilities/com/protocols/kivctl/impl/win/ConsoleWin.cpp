@@ -12,8 +12,10 @@
 
 #include "protocols/kivctl/Console.h"
 #include "protocols/kivctl/Failure.h"
+#include "utils/platform/CodePage.h"
 #include "utils/platform/Platform.h"
 #include "utils/platform/impl/win/ConsoleText.h"
+#include "utils/platform/impl/win/WideText.h"
 
 namespace kivctl {
 
@@ -66,22 +68,6 @@ class ColourConsole {
 void Write(DWORD standardHandle, std::FILE* stream, UINT codePage, std::string_view text) {
     if (!platform::WriteToConsole(GetStdHandle(standardHandle), codePage, text))
         std::fwrite(text.data(), 1, text.size(), stream);
-}
-
-std::wstring Widen(UINT codePage, DWORD flags, const std::string& text) {
-    const auto size = static_cast<int>(text.size());
-    const auto length = MultiByteToWideChar(codePage, flags, text.data(), size, nullptr, 0);
-    std::wstring wide(static_cast<std::size_t>(length), L'\0');
-    MultiByteToWideChar(codePage, flags, text.data(), size, wide.data(), length);
-    return wide;
-}
-
-std::string Narrow(UINT codePage, const std::wstring& wide) {
-    const auto size = static_cast<int>(wide.size());
-    const auto length = WideCharToMultiByte(codePage, 0, wide.data(), size, nullptr, 0, nullptr, nullptr);
-    std::string text(static_cast<std::size_t>(length), '\0');
-    WideCharToMultiByte(codePage, 0, wide.data(), size, text.data(), length, nullptr, nullptr);
-    return text;
 }
 
 }  // namespace
@@ -155,9 +141,9 @@ std::vector<std::string> Arguments() {
     std::vector<std::string> arguments;
     for (int i = 1; words && i < count; ++i) {
         const std::wstring wide = words.get()[i];
-        arguments.push_back(Narrow(CP_ACP, wide));
+        arguments.push_back(platform::Narrow(CP_ACP, wide));
         // A character that the code page lacks would come back as another one, and name something else.
-        if (Widen(CP_ACP, 0, arguments.back()) != wide)
+        if (platform::Widen(CP_ACP, 0, arguments.back()) != wide)
             throw Failure(kWrongUsage,
                           "\"" + arguments.back() + "\" has characters that this machine's code page lacks.");
     }
@@ -165,16 +151,11 @@ std::vector<std::string> Arguments() {
 }
 
 std::string ToUtf8(const std::string& narrow) {
-    return Narrow(CP_UTF8, Widen(CP_ACP, 0, narrow));
+    return platform::ToUtf8(narrow);
 }
 
 std::optional<std::string> FromUtf8(const std::string& utf8) {
-    const auto wide = Widen(CP_UTF8, MB_ERR_INVALID_CHARS, utf8);
-    const auto narrow = Narrow(CP_ACP, wide);
-    // A character that the code page lacks comes back as another one.
-    if (Widen(CP_ACP, 0, narrow) != wide || wide.empty() != utf8.empty())
-        return std::nullopt;
-    return narrow;
+    return platform::FromUtf8(utf8);
 }
 
 }  // namespace kivctl

@@ -52,6 +52,10 @@ std::string ModulePath() {
     return std::string(path.data(), length);
 }
 
+std::string CommandLine() {
+    return GetCommandLineA();
+}
+
 std::string EnvironmentVariable(const char* name) {
     std::string value;
     DWORD length = GetEnvironmentVariableA(name, nullptr, 0);
