@@ -38,6 +38,14 @@ done
 
 "$wine"
 trap finish EXIT
+settings='HKLM\Software\Quenlar\Torvik\Runtime\Settings\vexa'
+log="$WINEPREFIX/drive_c/kiv.log"
+"$wine" reg add "$settings" /v logtype /d file /f
+"$wine" reg add "$settings" /v logfile /d 'C:\kiv.log' /f
+cp "$sdk/bin/kivapi.dll" "$work/client-c"
+"$wine" "$work/client-c/client.exe" list 2>"$work/refused" && fail "a client without a service"
+grep -q "The service is not running" "$work/refused" || fail "it says: $(cat "$work/refused")"
+[ ! -e "$log" ] || fail "kivapi.dll logs: $(cat "$log")"
 for protocol in protocol-c protocol-cpp; do
     folder="$work/run-$protocol"
     mkdir "$folder"
@@ -59,4 +67,5 @@ for protocol in protocol-c protocol-cpp; do
     "$wine" "$folder/kivctl.exe" shutdown
     wait "$manager" || fail "the manager ended with $?"
 done
+grep -q "Echo protocol-cpp uses port 4840" "$log" || fail "the protocol in C++ logs nothing"
 echo "sdk test: passed"
