@@ -1,5 +1,5 @@
-# The ZIP archive and the installer, with the same files (CPack; the installer needs makensis). scripts/package.sh makes
-# both.
+# The ZIP archive and the installer, with the same files (CPack; the installer needs makensis), and the archive of the SDK,
+# which has a configuration of its own. scripts/package.sh makes all three.
 configure_file(packaging/windows/README.txt README.txt @ONLY NEWLINE_STYLE WIN32)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/README.txt CHANGELOG.md DESTINATION . COMPONENT programs)
 install(FILES docs/operations.md docs/wire-protocol.md docs/protocol.json DESTINATION docs COMPONENT programs)
@@ -12,6 +12,7 @@ set(CPACK_PACKAGE_FILE_NAME KivProtocolManager-${PROJECT_VERSION}-win64)
 set(CPACK_PACKAGE_INSTALL_DIRECTORY KivProtocolManager)
 set(CPACK_PACKAGE_INSTALL_REGISTRY_KEY KivProtocolManager)
 set(CPACK_MONOLITHIC_INSTALL ON)
+set(CPACK_INSTALL_CMAKE_PROJECTS ${CMAKE_BINARY_DIR} KivProtocolManager programs /)
 set(CPACK_STRIP_FILES ON)
 
 # A 64-bit installer for the 64-bit system that its programs need. The variable: what the state of the service was before,
@@ -90,3 +91,10 @@ set(CPACK_NSIS_EXTRA_UNINSTALL_COMMANDS [[
     Delete '$INSTDIR\\*.exe.old'
 ]])
 include(CPack)
+
+file(WRITE ${CMAKE_BINARY_DIR}/CPackSdkConfig.cmake "
+include(\"${CMAKE_BINARY_DIR}/CPackConfig.cmake\")
+set(CPACK_GENERATOR ZIP)
+set(CPACK_PACKAGE_FILE_NAME KivProtocolManager-${PROJECT_VERSION}-sdk)
+set(CPACK_INSTALL_CMAKE_PROJECTS \"${CMAKE_BINARY_DIR};KivProtocolManager;sdk;/\")
+")

@@ -1,4 +1,4 @@
-// A manager in long use, which holds afterwards what it held when it had warmed up.
+// A manager, and a client of the C library, in long use: they hold afterwards what they held when they had warmed up.
 #include <gtest/gtest.h>
 #include <windows.h>
 // After <windows.h>, which they need.
@@ -9,6 +9,7 @@
 #include "e2e/ManagerRun.h"
 #include "protocols/control/ControlMessages.h"
 #include "support/RawClient.h"
+#include "unit/kivapi/EveryFunction.h"
 #include "utils/VexaDB/class/VexaDBMessages.h"
 
 namespace e2e {
@@ -92,6 +93,39 @@ TEST(Soak, LeavesHandlesThreadsAndMemoryAsTheyWere) {
     EXPECT_LE(after.freshHandle, before.freshHandle + kHandleValueTolerance);
     EXPECT_LE(after.privateBytes, before.privateBytes + kMemoryTolerance);
     EXPECT_EQ(manager.Stop(), 0);
+}
+
+/// So many rounds of everything that opens a handle of the C library.
+void Connect(int rounds) {
+    for (int i = 0; i < rounds; ++i) {
+        kiv_client* client = nullptr;
+        kiv_database* database = nullptr;
+        ASSERT_EQ(kiv_connect(kPatienceMs, &client), KIV_OK);
+        ASSERT_EQ(kiv_on_event(
+                      client, [](const kiv_event*, void*) {}, nullptr),
+                  KIV_OK);
+        ASSERT_EQ(kiv_close(client), KIV_OK);
+        ASSERT_EQ(kiv_db_open(kPatienceMs, &database), KIV_OK);
+        ASSERT_EQ(kiv_db_batch(database), KIV_OK);
+        ASSERT_EQ(kiv_db_close(database), KIV_OK);
+    }
+}
+
+TEST(Soak, AClientOfTheCLibraryGetsBackWhatItTook) {
+    PrepareMachine();
+    ManagerRun manager;
+    const auto pid = GetCurrentProcessId();
+    const auto idleThreads = Measure(pid).threads;
+    Connect(50);
+    const auto before = Measure(pid);
+    Connect(1000);
+    EXPECT_TRUE(Eventually([&] { return Measure(pid).threads <= idleThreads; }));
+    const auto after = Measure(pid);
+    EXPECT_LE(after.freshHandle, before.freshHandle + kHandleValueTolerance);
+    EXPECT_LE(after.privateBytes, before.privateBytes + kMemoryTolerance);
+    EXPECT_STREQ(MisuseEveryFunction(nullptr, nullptr), nullptr);
+    EXPECT_STREQ(UseEveryFunction(), nullptr) << "which stops the manager";
+    EXPECT_EQ(manager.WaitForExit(), 0);
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ kiv_database* Protocol::Settings() {
 }
 
 void Protocol::CloseSettings() {
-    if (auto settings = settings_.Lock(); *settings != nullptr)
+    if (auto settings = settings_.Lock(); FindHandle(*settings))  // else the protocol has closed it
         RemoveHandle(*settings);
 }
 

@@ -107,7 +107,7 @@ typedef struct kiv_client kiv_client;
 
 /* Opens a handle with a connection to the service, waiting for it at most `timeout_ms`. When the connection ends later,
  * a call that is under way gives KIV_CONNECTION_LOST, and the next call connects again, within the same time.
- * KIV_NOT_CONNECTED: there is no handle. */
+ * KIV_NOT_CONNECTED: `*client` is null. */
 kiv_result KIV_CALL kiv_connect(uint32_t timeout_ms, kiv_client** client);
 
 /* Ends calls under way with KIV_CONNECTION_LOST and the callback as kiv_stop_events does, and closes the handle. */
@@ -208,7 +208,7 @@ typedef void(KIV_CALL* kiv_event_callback)(const kiv_event* event, void* context
  * tries every second to connect again. KIV_WRONG_STATE: there is a callback already, or a thread in kiv_next_event. */
 kiv_result KIV_CALL kiv_on_event(kiv_client* client, kiv_event_callback callback, void* context);
 /* Ends that. On return no call is under way and none will come; within the callback itself, none will come after this
- * one. KIV_OK also when there is none. */
+ * one. Two callbacks that stop each other wait for ever. KIV_OK also when there is none. */
 kiv_result KIV_CALL kiv_stop_events(kiv_client* client);
 
 /* ---- The settings database ------------------------------------------------------------------------------------- */
