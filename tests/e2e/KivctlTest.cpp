@@ -87,6 +87,7 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                {"set M enabled yes --string", 2, "keeps its kind"},
                {"db set --global ipctimeout 2500", 0, ""},
                {"db get --global ipctimeout", 0, "2500"},
+               {"db get --global monitorwaittime", 1, "without it 300000 counts"},
                {"db get M nothing", 1, "\"nothing\" (-1)"},
                {"db set M type text --string", 2, "keeps its kind"},
                {"db export C:\\nosuch\\file.json", 1, "cannot be written: No such file"},
@@ -160,6 +161,9 @@ TEST(Kivctl, AFailedStartSaysWhyAndAHungProcessHidesNobody) {
                    {"status dies", 0, "with exit code 3"},
                    {"start absent", 1, "it was not ready within its start time-out"},
                    {"start refuses", 1, "its server could not be started"},
+                   {"set well mode x", 0, "kivctl restart \"well\""},
+                   {"status well", 0, "Changed     mode since its start"},
+                   {"status well", 0, "KivProtocolManager.exe (the manager)"},
                    {"logs dies --errors", 0, "of instance dies ended with exit code 3"},
                    {"db set --global disabledprotocols 3", 0, "kivctl service restart"},
                    {"start \"of no type\"", 1, "disabledprotocols"},
@@ -263,6 +267,9 @@ TEST(Kivctl, LogsShowsTheLastLinesAndFollowsOverARotation) {
     ExpectAll({{"log set file C:\\gone\\x.txt", 0, ""}});
     EXPECT_TRUE(RemoveDirectoryA("C:\\gone"));
     ExpectAll({{"log show", 0, "cannot be written"}, {"status", 3, "cannot be written"}});
+    const Program manager("\"" + ProgramFolder() + "KivProtocolManager.exe\"");
+    EXPECT_TRUE(
+        Eventually([&] { return manager.Output().find("cannot be opened: C:\\gone\\x.txt") != std::string::npos; }));
 }
 
 TEST(Kivctl, EachServiceCommandPrintsOneDocument) {
@@ -318,6 +325,11 @@ TEST(Kivctl, AnExportImportedIntoAnEmptyDatabaseGivesTheSame) {
     ExpectAll({{import.c_str(), 0, "took up 2 new instances"}, {"list", 0, "two \"quoted\""}});
     EXPECT_EQ(ReadValue("0", "_kiv_name") + ReadValue("0", "port") + ReadValue("0", "enabled"), "one10");
     EXPECT_EQ(ReadValue("1", "_kiv_name") + ReadValue("1", "n"), "two \"quoted\"4294967295");
+
+    // Without its folder, the log that a file asks for would be silent.
+    std::ofstream(file) << R"({"format": "kiv-settings-1", "settings": {"logfile": "C:\\kivnew\\x.txt"}})";
+    ExpectAll({{import.c_str(), 0, "1."}});
+    EXPECT_TRUE(RemoveDirectoryA("C:\\kivnew"));
 
     // A broken file changes nothing, and the line is named.
     std::ofstream(file) << "{ \"format\": \"kiv-settings-1\", \"instances\": {\n"
