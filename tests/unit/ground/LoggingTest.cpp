@@ -226,6 +226,7 @@ TEST(Logger, TakesItsSinkFromTheTuningValues) {
     const OwnFile file;
     const auto path = file.path;
     const auto product = VexaUtils::RegistryKey::OpenOrCreate("Software\\Quenlar");
+    product->DeleteSubkey("Torvik");  // with what other tests of the machine have left
     const auto tuning =
         product->CreateSubkey("Torvik")->CreateSubkey("runtime")->CreateSubkey("settings")->CreateSubkey("vexa");
     tuning->SetText("logfile", path);
