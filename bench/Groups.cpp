@@ -14,6 +14,8 @@
 #include "IPC/class/IPCClient.h"
 #include "Measure.h"
 #include "Peers.h"
+#include "protocols/control/ControlClient.h"
+#include "protocols/kivapi/kivapi.h"
 #include "utils/VexaDB/class/ProtocolTypes.h"
 #include "utils/VexaDB/class/VexaDBIPCClient.h"
 #include "utils/VexaDB/class/VexaDBServer.h"
@@ -192,6 +194,23 @@ void MeasureBesideASlowInstance(Report& report) {
     }
 }
 
+/// One call of the C library, against the same call of the class that it stands on.
+void MeasureLibrary(Report& report, const std::string& instance, int rounds, int calls) {
+    ControlClient manager;
+    kiv_client* client = nullptr;
+    Require(manager.Connect().IsDone() && kiv_connect(kPatienceMs, &client) == KIV_OK, "connect to the manager");
+    kiv_status status{};
+    status.size = sizeof status;
+    const auto results =
+        MeasureInTurns({{"C++", [&] { return manager.Status(instance).IsDone(); }},
+                        {"kivapi", [&] { return kiv_get_status(client, instance.c_str(), &status) == KIV_OK; }}},
+                       rounds, calls);
+    report.Add("Status of a stopped instance, through the library", "ControlClient", "us", results[0]);
+    report.Add("Status of a stopped instance, through the library", "kiv_get_status", "us", results[1], results[0],
+               "ControlClient");
+    kiv_close(client);
+}
+
 void MeasureFootprint(Report& report, std::uint64_t pid) {
     const std::string group = "A manager at rest, with one instance";
     const UniqueHandle process(OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, static_cast<DWORD>(pid)));
@@ -249,6 +268,7 @@ void MeasureLatency(bool quick, Report& report) {
     };
     measure(calls, quick ? 5 : 15, quick ? 60 : 200);
     measure(pairs, quick ? 20 : 100, 1);
+    MeasureLibrary(report, stopped, quick ? 5 : 15, quick ? 60 : 200);
 }
 
 void MeasureFramework(bool quick, Report& report) {

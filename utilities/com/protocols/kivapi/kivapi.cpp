@@ -21,6 +21,11 @@ using kivapi::Narrow;
 using kivapi::Protocol;
 using kivapi::Required;
 
+// Programs were built with these layouts; a longer structure of a later version begins with the same fields.
+static_assert(sizeof(kiv_text) == 152 && sizeof(kiv_status) == 40 && sizeof(kiv_connection) == 24 &&
+              sizeof(kiv_event) == 768 && sizeof(kiv_setting) == 160 && sizeof(kiv_request) == 32 &&
+              sizeof(kiv_protocol_callbacks) == 40);
+
 namespace {
 
 constexpr const char* kLastErrorSetting = "lasterror";  // where the service looks for a protocol's last error

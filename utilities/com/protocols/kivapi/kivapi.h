@@ -9,8 +9,11 @@
  *     if (result != KIV_OK)
  *         fprintf(stderr, "%s\n", kiv_result_text(result));
  *
+ * Building. With CMake, find_package(KivProtocolManager) gives Kiv::api. Otherwise link with kivapi.lib, or with what
+ * your compiler makes of kivapi.def. kivapi.dll has to lie beside the program; it needs no other DLL than the system's.
+ *
  * It is C99, and stable: a function, its parameters and results, and the layout of a structure never change within one
- * major version.
+ * major version; before 1.0, within one second number.
  *
  * Results. Every function that can fail gives a kiv_result: KIV_OK, or a negative code. Nothing else is written then,
  * but where it is said. A null pointer where none is allowed, and a handle that is not open, give a code too.
@@ -30,8 +33,9 @@
  * all, also with KIV_TOO_SMALL, when only the first `capacity` are filled in. The array may be null when `capacity` is
  * 0.
  *
- * Threads. Any thread may call anything. Calls on one handle wait for each other; a thread that must not wait for
- * another's opens a handle of its own. No function throws, and no callback may let a C++ exception out.
+ * Threads. Any thread may call anything. Calls on one handle wait for each other, but for those about events; a
+ * thread that must not wait for another's opens a handle of its own. No function throws, and no callback may let a C++
+ * exception out.
  *
  * Times are in milliseconds; 0xFFFFFFFF is without limit.
  *
