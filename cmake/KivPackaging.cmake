@@ -61,6 +61,13 @@ set(CPACK_NSIS_EXTRA_INSTALL_COMMANDS [[
     WriteRegStr SHCTX $0 InstallLocation '$INSTDIR'
     WriteRegStr SHCTX $0 QuietUninstallString '\"$INSTDIR\\Uninstall.exe\" /S'
     Delete '$INSTDIR\\*.exe.old'
+    IfFileExists '$INSTDIR\\sdk\\*.*' kiv_sdk
+    MessageBox MB_YESNO|MB_DEFBUTTON2 'Install the SDK too, for authors of clients and protocols? It goes to the folder sdk.' /SD IDNO IDNO kiv_no_sdk
+    kiv_sdk:
+    SetOutPath '$INSTDIR\\sdk'
+    File /r '@CMAKE_BINARY_DIR@/sdk-stage/*.*'
+    SetOutPath '$INSTDIR'
+    kiv_no_sdk:
     StrCmp $KivBefore '' 0 kiv_known
     nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service status'
     Pop $KivBefore
@@ -80,6 +87,13 @@ set(CPACK_NSIS_EXTRA_INSTALL_COMMANDS [[
     SetErrorLevel 2
     kiv_done:
 ]])
+# The SDK is a choice, which a silent installation does not make; one that is there is brought up to date.
+string(CONFIGURE "${CPACK_NSIS_EXTRA_INSTALL_COMMANDS}" CPACK_NSIS_EXTRA_INSTALL_COMMANDS @ONLY)
+file(WRITE ${CMAKE_BINARY_DIR}/StageSdk.cmake "
+execute_process(COMMAND \"${CMAKE_COMMAND}\" --install \"${CMAKE_BINARY_DIR}\" --component sdk
+    --prefix \"${CMAKE_BINARY_DIR}/sdk-stage\" OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+")
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_BINARY_DIR}/StageSdk.cmake)
 # The settings stay in the registry: an uninstalled service that comes back finds its instances again.
 set(CPACK_NSIS_EXTRA_UNINSTALL_COMMANDS [[
     nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service uninstall'
@@ -89,6 +103,7 @@ set(CPACK_NSIS_EXTRA_UNINSTALL_COMMANDS [[
     Abort
     kiv_uninstalled:
     Delete '$INSTDIR\\*.exe.old'
+    RMDir /r '$INSTDIR\\sdk'
 ]])
 include(CPack)
 

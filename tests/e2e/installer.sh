@@ -84,7 +84,10 @@ _kivctl
 # An upgrade in place: the same installer over a running service, and while somebody watches.
 "$wine" "$folder/kivctl.exe" watch </dev/null >/dev/null 2>&1 &
 watch=$!
+[ ! -e "$folder/sdk" ] || fail "a silent installation chose the SDK"
+mkdir "$folder/sdk"
 "$wine" "$installer" /S
+[ -e "$folder/sdk/include/kivapi.h" ] || fail "the SDK that is there is not brought up to date"
 kill "$watch" || fail "kivctl watch did not outlive the upgrade"
 kivctl wait Installed running --timeout 60 || fail "the instance does not run after the upgrade"
 expect "$environment" PATH "$path$installed;"
