@@ -222,7 +222,7 @@ Trouble FindTrouble(const std::vector<LogEntryText>& log, InstanceLines lines, c
         lines.Learn(entry);
         const auto& text = entry.text;
         if (text == "Start process running:0" && entry.processId == manager && trouble.reason.empty()) {
-            const auto program = FolderOf(managerProgram) + std::string(kChildProgram);
+            const auto program = FolderOf(managerProgram) + "\\" + std::string(kChildProgram);
             trouble.reason = FileExists(program) ? "its program could not be started: " + program
                                                  : "its program is missing: " + program;
             trouble.lines.push_back(entry);

@@ -8,12 +8,12 @@ std::string ProgramPathOf(std::uint64_t processId) {
 }
 
 std::string FolderOf(const std::string& path) {
-    return path.substr(0, path.find_last_of("\\/") + 1);
+    return path.substr(0, path.find_last_of("\\/"));
 }
 
 std::string ProgramNameOf(std::uint64_t processId) {
     const auto path = ProgramPathOf(processId);
-    return path.substr(FolderOf(path).size());
+    return path.substr(path.find_last_of("\\/") + 1);
 }
 
 }  // namespace kivctl

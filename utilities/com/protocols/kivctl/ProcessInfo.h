@@ -28,7 +28,7 @@ class OpenedProcess {
 /// Path of that process's program, and its last part; empty when the system does not tell.
 std::string ProgramPathOf(std::uint64_t processId);
 std::string ProgramNameOf(std::uint64_t processId);
-/// The folder of a path, with its backslash.
+/// The folder of a full path, without a backslash at its end.
 std::string FolderOf(const std::string& path);
 
 bool FileExists(const std::string& path);

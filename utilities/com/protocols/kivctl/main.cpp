@@ -75,7 +75,7 @@ int main() {
     app.fallthrough();
     app.require_subcommand(0, 1);  // with 1 at least, an unknown command would be reported as none
     app.set_version_flag("--version", "kivctl " KIV_VERSION);
-    app.add_flag("--json", options.json, "Print data, and a failure, as JSON");
+    app.add_flag("--json", options.json, "Print one JSON document, of a failure too");
     AddTime(
         app, kTimeoutOption, options.timeoutMs, kOneMs,
         "How long to wait for each answer, in ms or as 500ms, 5s, 2m (20s, or longer where a child starts or stops)");

@@ -14,6 +14,8 @@
 #include "protocols/kivctl/Failure.h"
 #include "protocols/kivctl/InitialSettings.h"
 #include "protocols/kivctl/Paths.h"
+#include "protocols/kivctl/ProcessInfo.h"
+#include "protocols/kivctl/Progress.h"
 #include "protocols/kivctl/impl/win/FolderAccess.h"
 #include "protocols/kivctl/impl/win/MachinePath.h"
 #include "utils/logging/LogSettings.h"
@@ -184,11 +186,6 @@ void AwaitRunning(const ScmHandle& service, std::uint32_t timeoutMs) {
     }
 }
 
-/// Without a backslash at its end.
-std::string FolderOf(const std::string& program) {
-    return program.substr(0, program.find_last_of("\\/"));
-}
-
 /// The folder of the program that the service is registered with; empty when that cannot be told.
 std::string RegisteredFolder(const ScmHandle& service) {
     DWORD size = 0;
@@ -343,9 +340,13 @@ bool Stop(const Options& options, Outcome& outcome) {
     if (!service)
         Refuse("Cannot stop the service");
     const auto process = ServiceProcess(service);
-    const platform::Deadline deadline(options.TimeoutOr(kShutdownTimeout));
-    RequestStop(service, deadline);
-    AwaitStopped(service, process, deadline);
+    const auto timeout = options.TimeoutOr(kShutdownTimeout);
+    const platform::Deadline deadline(timeout);
+    {
+        const Progress progress(options, "The service stops its instances", timeout);
+        RequestStop(service, deadline);
+        AwaitStopped(service, process, deadline);
+    }
     outcome.Say("Stopped");
     outcome.Set("state", StateName(SERVICE_STOPPED));
     return true;
@@ -371,8 +372,11 @@ void Start(const Options& options, Outcome& outcome) {
     const auto service = OpenInstalled(SERVICE_START | SERVICE_QUERY_STATUS);
     if (!service)
         Refuse("Cannot start the service");
-    StartOnceStopped(service, options.TimeoutOr(kShutdownTimeout));
-    AwaitRunning(service, options.TimeoutOr(kStartTimeout));
+    {
+        const Progress progress(options, "The service starts", 0);
+        StartOnceStopped(service, options.TimeoutOr(kShutdownTimeout));
+        AwaitRunning(service, options.TimeoutOr(kStartTimeout));
+    }
     outcome.Say("Running");
     outcome.Set("state", StateName(SERVICE_RUNNING));
 }
