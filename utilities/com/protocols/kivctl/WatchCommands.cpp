@@ -247,6 +247,11 @@ void AddWatch(CLI::App& app, const Options& options) {
     command->callback([&options] { Watch(options); });
 }
 
+[[noreturn]] void FailWaiting(const std::string& name, const std::string& limit, const std::string& found,
+                              const std::string& wanted) {
+    throw Failure(kRefused, "After " + limit + " " + name + " is " + found + ", not " + wanted + ".");
+}
+
 void AwaitState(Manager& manager, const std::string& name, const std::string& state, const platform::Deadline& deadline,
                 const std::string& limit) {
     // A child that dies, and one that the manager starts again, cause no event: between events the state is asked for.
@@ -260,11 +265,8 @@ void AwaitState(Manager& manager, const std::string& name, const std::string& st
             RefuseUnknown(manager, name, status.result);
         if (isLoaded && status.status == wanted)
             return;
-        if (deadline.LeftMs() == 0) {
-            const auto found = isLoaded ? StatusName(status.status) : "not loaded";
-            throw Failure(kRefused, std::string("After ").append(limit).append(" ").append(name).append(" is ") +
-                                        found + ", not " + state + ".");
-        }
+        if (deadline.LeftMs() == 0)
+            FailWaiting(name, limit, isLoaded ? StatusName(status.status) : "not loaded", state);
         manager.Client().TakeNotice(std::min(interval, deadline.LeftMs()));
     }
 }
