@@ -41,9 +41,9 @@ std::uint32_t StatusOf(RawClient& client, const std::string& name) {
     return Take<std::uint32_t>(AskSoon(client, kManagerStatus, Names(name)), 4);
 }
 
-/// Asks all that can be asked about "other" and changes its settings, again and again for as long as a change of "slow"
-/// takes.
-void AskDuring(const std::function<void()>& change) {
+/// Asks all that can be asked about "other" and changes its settings, again and again for as long as `change` of
+/// another instance, `slow`, takes.
+void AskDuring(const std::string& slow, const std::function<void()>& change) {
     RawClient control(kManagerServerName);
     RawClient database(VexaDB::kDatabaseServerName);
     const std::string name = "other";
@@ -58,7 +58,7 @@ void AskDuring(const std::function<void()>& change) {
         AskSoon(control, kManagerList, wire::Encode(ipc_mngctrl_list_request{7}));
         AskSoon(control, kManagerGetClients, Names(name));
         EXPECT_EQ(StatusOf(control, name), kRunning);
-        EXPECT_NE(StatusOf(control, "slow"), kStoppedWorking) << "however long it takes";
+        EXPECT_NE(StatusOf(control, slow), kStoppedWorking) << "however long it takes";
         // Numbers: each text that is written is an event to the clients, and some of these do not read just now.
         AskSoon(database, VexaDB::kDatabaseGetString, InSession0(name, "port"));
         AskSoon(database, VexaDB::kDatabaseSetUint32, number);
@@ -66,9 +66,10 @@ void AskDuring(const std::function<void()>& change) {
 }
 
 TEST(Core, NobodyWaitsForASlowInstance) {
-    PrepareMachine();
+    PrepareMachine({{"monitorwaittime", 300u}});
     WriteTable("0", "slow", Sample("1"));
     WriteTable("1", "other", Sample("2"));
+    WriteTable("2", "absent", Sample("3", {{"enabled", 0u}}));
     ManagerRun manager("faulty\\");
     RawClient watching(kManagerServerName);
     ASSERT_TRUE(WaitForLog("Starting Instance slow"));
@@ -80,16 +81,38 @@ TEST(Core, NobodyWaitsForASlowInstance) {
     while (watching.Receive().body != Names("other")) {
     }  // the last event of the start
 
-    AskDuring([&] {
+    AskDuring("slow", [&] {
+        RawClient leaving(kManagerServerName);
+        leaving.Send(kRequest, 1, kManagerStop, Names("slow"));
+        leaving.Send(kTerminate, 2, 0, {});
+        EXPECT_EQ(leaving.Receive().id, 2u) << "a terminate overtakes what is carried out";
+        EXPECT_TRUE(leaving.HasEnded());
+        EXPECT_EQ(watching.Receive().command, kEventStopped) << "the stop was carried out";
+    });
+    AskDuring("slow", [&] {
         RawClient asking(kManagerServerName);
-        asking.Send(kRequest, 1, kManagerRestart, Names("slow"));
-        asking.Send(kRequest, 2, kManagerStatus, Names("slow"));
+        asking.Send(kRequest, 1, kManagerStart, Names("slow"));
+        asking.Send(kRequest, 2, kManagerRestart, Names("slow"));
+        asking.Send(kRequest, 3, kManagerStatus, Names("slow"));
+        EXPECT_EQ(watching.Receive().command, kEventStarted);
         EXPECT_EQ(watching.Receive().command, kEventStopped);
         EXPECT_EQ(StatusOf(watching, "slow"), kStopped) << "until it is started again";
-        for (const auto command : {kEventStopped, kEventStarted, kManagerRestart})
+        for (const auto command : {kEventStarted, kManagerStart, kEventStopped, kEventStarted, kManagerRestart})
             EXPECT_EQ(asking.Receive().command, command);
         EXPECT_EQ(Take<std::uint32_t>(asking.Receive().body, 4), kRunning) << "asked after the restart";
         EXPECT_EQ(watching.Receive().command, kEventStarted);
+    });
+    AskDuring("other", [&] {
+        RawClient database(VexaDB::kDatabaseServerName);
+        EXPECT_EQ(database.Ask(VexaDB::kDatabaseRemoveInstance, InSession0("slow")), Bytes(4));
+        EXPECT_EQ(watching.Receive().command, kEventRemoved);
+        // The monitor tries this one in every pass, for as long as a start may take.
+        EXPECT_EQ(watching.Ask(kManagerSetNumber, wire::Encode(ipc_mngctrl_set_num_property_request{
+                                                      std::string("absent"), std::string("enabled"), 1})),
+                  Bytes(8));
+        watching.Send(kRequest, 1, kManagerStart, Names("absent"));
+        EXPECT_TRUE(WaitForLog("Protocol absent has stopped working"));
+        EXPECT_EQ(watching.Receive().body, Bytes(4, 0xFF));
     });
     EXPECT_EQ(manager.Stop(), 0);
 }
