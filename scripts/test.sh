@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Every check there is: the unit tests natively under AddressSanitizer with UndefinedBehaviorSanitizer and under
-# ThreadSanitizer, a short run of the fuzz targets, all tests of the Windows build under Wine, and static analysis. Fifteen
+# ThreadSanitizer, a short run of the fuzz targets, all tests of the Windows build under Wine, and static analysis. Seventeen
 # minutes on two processors, from nothing. A build that fails ends it; of the checks each runs to its end. The last line
 # counts the test programs.
 set -euo pipefail
