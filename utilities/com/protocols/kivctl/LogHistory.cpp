@@ -159,8 +159,10 @@ void InstanceLines::Learn(const LogEntryText& entry) {
     // An id is given to another process in time, which names another instance then.
     if (Names(entry.text))
         processes_[entry.processId] = true;
-    else if (std::ranges::any_of(others_,
-                                 [&](const auto& name) { return InstanceLines(name, {instance_}).Names(entry.text); }))
+    else if (std::ranges::any_of(others_, [&](const auto& name) {
+                 return entry.text.find(name) != std::string::npos &&
+                        InstanceLines(name, {instance_}).Names(entry.text);
+             }))
         processes_[entry.processId] = false;
 }
 

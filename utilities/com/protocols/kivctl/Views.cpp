@@ -136,12 +136,12 @@ std::vector<InstanceView> ViewAll(const Options& options, std::optional<std::uin
                     views.push_back({.name = name, .type = each});
     }
     std::atomic<std::size_t> next{0};
-    std::vector<std::thread> askers;
-    for (std::size_t i = 1; i < std::min(kAskers, views.size()); ++i)
-        askers.emplace_back([&] { Ask(views, next, options); });
-    Ask(views, next, options);
-    for (auto& asker : askers)
-        asker.join();
+    {
+        std::vector<std::jthread> askers;
+        for (std::size_t i = 1; i < std::min(kAskers, views.size()); ++i)
+            askers.emplace_back([&] { Ask(views, next, options); });
+        Ask(views, next, options);
+    }
 
     VexaDB::VexaDBSession database(ReachDatabase(options));
     const auto stored = InstanceNames(database);
