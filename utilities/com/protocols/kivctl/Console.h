@@ -1,7 +1,7 @@
 // What kivctl prints: sentences, tables and JSON on the standard output.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,7 +39,8 @@ std::optional<std::string> FromUtf8(const std::string& utf8);
 
 /// What a command did: the sentence for a person, or with --json the command's one document, `fields` and the sentence
 /// as its "message".
-void Say(const Options& options, const std::string& sentence, Json fields = Json::object());
+void Say(const Options& options, const std::string& sentence);
+void Say(const Options& options, const std::string& sentence, const Json& fields);
 
 /// Whether a person watches the standard error output, and so may be told how far a command is.
 bool HasWatcher();

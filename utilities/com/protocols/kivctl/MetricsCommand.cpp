@@ -8,8 +8,6 @@
 #include "protocols/kivctl/Views.h"
 #include "protocols/kivctl/Words.h"
 
-#include <CLI/CLI.hpp>
-
 namespace kivctl {
 
 namespace {
@@ -57,10 +55,10 @@ void PrintMetrics(const Options& options) {
 
 }  // namespace
 
-void AddMetricsCommand(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("metrics", "Prints the state of everything as OpenMetrics text");
-    command->footer("A manager that is not reachable is an answer too: kiv_manager_up 0, with exit code 0.");
-    command->callback([&options] {
+void AddMetricsCommand(Command app, const Options& options) {
+    auto command = app.AddCommand("metrics", "Prints the state of everything as OpenMetrics text");
+    command.SetFooter("A manager that is not reachable is an answer too: kiv_manager_up 0, with exit code 0.");
+    command.OnRun([&options] {
         if (options.json)
             throw Failure(kWrongUsage, "Metrics are text; kivctl --json status tells the same as JSON.");
         PrintMetrics(options);

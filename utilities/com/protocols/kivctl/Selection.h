@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,7 @@ struct Selection {
 };
 
 /// Adds NAME..., --type and --all to the command; `label` says what the words are.
-std::shared_ptr<Selection> AddSelection(CLI::App& command, const std::string& label = "NAME",
+std::shared_ptr<Selection> AddSelection(Command command, const std::string& label = "NAME",
                                         const std::string& description = "The instances; * and ? stand for letters");
 
 /// What a command did with one instance.

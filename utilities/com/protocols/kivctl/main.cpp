@@ -1,6 +1,6 @@
 // kivctl: the operator's command line to the manager and its settings database.
-#include <CLI/CLI.hpp>
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "protocols/kivctl/Arguments.h"
@@ -34,54 +34,39 @@ int Report(const Failure& failure, const Options& options) {
 
 /// Throws Failure for a word that stands where a command has to, and is none. The parser would say less, or take a
 /// request for help instead.
-void CheckCommands(const CLI::App& app, const std::vector<std::string>& arguments) {
-    const auto* command = &app;
+void CheckCommands(Command app, const std::vector<std::string>& arguments) {
+    auto command = app;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
-        const auto subcommands = command->get_subcommands({});
-        if (subcommands.empty())
+        const auto names = command.CommandNames();
+        if (names.empty())
             return;
         const auto& word = arguments[i];
         if (word == kTimeoutOption)
             ++i;  // its value is no command
         if (word.starts_with('-'))
             continue;
-        const auto* next = FindCommand(*command, word);
+        const auto next = command.Find(word);
         if (!next) {
-            std::vector<std::string> names;
-            for (const auto* known : subcommands)
-                names.push_back(known->get_name());
             const auto hint = DidYouMean(word, names);
             throw Failure(kWrongUsage,
                           "There is no command \"" + word + "\"" + (hint.empty() ? "; kivctl help lists them." : hint));
         }
-        command = next;
+        command = *next;
     }
-}
-
-std::string UsageText(const CLI::ParseError& error) {
-    std::string text = error.what();
-    if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr)
-        text += ". A name with a space goes in quotes: \"Line 1\".";
-    return text;
 }
 
 }  // namespace
 
 int main() {
     Options options;
-    CLI::App app(kDescription, "kivctl");
-    // A value may begin with a slash.
-    app.allow_windows_style_options(false);
-    app.fallthrough();
-    app.require_subcommand(0, 1);  // with 1 at least, an unknown command would be reported as none
-    app.set_version_flag("--version", "kivctl " KIV_VERSION);
-    app.add_flag("--json", options.json, "Print one JSON document, of a failure too");
+    CommandLine line(kDescription, "kivctl", "kivctl " KIV_VERSION);
+    const auto app = line.Program();
+    app.AddFlag("--json", options.json, "Print one JSON document, of a failure too");
     AddTime(
         app, kTimeoutOption, options.timeoutMs, kOneMs,
         "How long to wait for each answer, in ms or as 500ms, 5s, 2m (20s, or longer where a child starts or stops)");
-    app.add_flag_callback(
-        "--verbose", [&options] { options.verbose = true; }, "Log as the manager does");
-    app.parse_complete_callback([&options] { Logging::Logger::GetInstance()->SetDisabled(!options.verbose); });
+    app.AddFlag("--verbose", options.verbose, "Log as the manager does");
+    line.OnOptions([&options] { Logging::Logger::GetInstance()->SetDisabled(!options.verbose); });
     AddStatusCommands(app, options);
     AddRunCommands(app, options);
     AddControlCommands(app, options);
@@ -94,7 +79,7 @@ int main() {
     AddServiceCommands(app, options);
     AddAccessCommands(app, options);
     AddHelpCommands(app);
-    app.footer(kFooter);  // after the commands were added, which would have it too
+    app.SetFooter(kFooter);  // after the commands were added, which would have it too
     try {
         auto arguments = Arguments();
         options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
@@ -104,16 +89,8 @@ int main() {
             return kDone;
         }
         CheckCommands(app, arguments);
-        std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
-        app.parse(arguments);
-        if (app.get_subcommands().empty())
-            throw Failure(kWrongUsage, "Name a command; kivctl --help lists them.");
+        line.Run(arguments);
         return kDone;
-    } catch (const CLI::ParseError& error) {
-        // Help and version come as errors whose code is 0.
-        if (error.get_exit_code() != 0)
-            return Report(Failure(kWrongUsage, UsageText(error)), options);
-        return app.exit(error);
     } catch (const Exit& exit) {
         return exit.code;
     } catch (const Failure& failure) {

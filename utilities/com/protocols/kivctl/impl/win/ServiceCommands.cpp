@@ -1,8 +1,8 @@
 // The Windows service: how the manager is registered with the service control manager, and by whom it is started.
 
 #include <windows.h>
+#include <nlohmann/json.hpp>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
 #include <string>
@@ -426,12 +426,12 @@ ExitCode Show(Outcome& outcome) {
 
 }  // namespace
 
-void AddServiceCommands(CLI::App& app, const Options& options) {
-    auto* service = app.add_subcommand("service", "The manager as a Windows service");
-    service->require_subcommand(1);
+void AddServiceCommands(Command app, const Options& options) {
+    auto service = app.AddCommand("service", "The manager as a Windows service");
+    service.NeedCommand();
     const auto add = [service, &options](const char* name, const char* description, auto run) {
-        auto* command = service->add_subcommand(name, description);
-        command->callback([&options, run] {
+        auto command = service.AddCommand(name, description);
+        command.OnRun([&options, run] {
             Outcome outcome(options);
             run(outcome);
             outcome.Print();
@@ -443,7 +443,7 @@ void AddServiceCommands(CLI::App& app, const Options& options) {
         "Registers the service with the programs of this folder (delayed automatic start, restarted after a failure), "
         "or updates it; gives the machine the settings that it lacks, and a place on PATH to this folder",
         [anyFolder](Outcome& outcome) { Install(*anyFolder, outcome); })
-        ->add_flag("--any-folder", *anyFolder, "Also from a folder that ordinary users may write to");
+        .AddFlag("--any-folder", *anyFolder, "Also from a folder that ordinary users may write to");
     add("uninstall", "Stops and removes the service, and takes its folder out of PATH; the settings stay",
         [&options](Outcome& outcome) { Uninstall(options, outcome); });
     add("start", "Starts the service, once a stop that is under way has ended",
@@ -452,10 +452,10 @@ void AddServiceCommands(CLI::App& app, const Options& options) {
         [&options](Outcome& outcome) { Stop(options, outcome); });
     add("restart", "Stops the service and starts it again",
         [&options](Outcome& outcome) { Restart(options, outcome); });
-    auto* status = service->add_subcommand(
+    auto status = service.AddCommand(
         "status",
         "Whether the service runs; exit code 0 when it does, 1 when it is stopped, 4 when it is not installed");
-    status->callback([&options] {
+    status.OnRun([&options] {
         Outcome outcome(options);
         const auto code = Show(outcome);
         outcome.Print();
