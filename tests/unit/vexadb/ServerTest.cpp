@@ -68,7 +68,7 @@ TEST_F(DatabaseServer, ABatchDoesWhatTheDatabaseDoesForItsSessionOnlyUntilCommit
     EXPECT_EQ(server->Batch(session), 0);
     const auto use = [&](SessionId in) {
         EXPECT_EQ(server->AddInstance(in, "A", kModbus), 0);
-        EXPECT_EQ(server->AddInstance(in, "a", kModbus), 0);  // names are compared exactly
+        EXPECT_EQ(server->AddInstance(in, "a", kModbus), 0);  // another name: letter case matters
         EXPECT_NE(server->AddInstance(in, "A", kModbus), 0);
         EXPECT_EQ(server->SetUint32(in, "global", 2), 0);
         EXPECT_NE(server->SetString(in, "A", "type", "a number's text"), 0);

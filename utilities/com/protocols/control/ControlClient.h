@@ -39,9 +39,9 @@ struct [[nodiscard]] ControlAnswer : ControlResult {
 /// code page and cut to 49 characters.
 class ControlClient {
   public:
-    // In ms, longer than the manager takes with its default settings. A question about a hung child takes 5 s. A
-    // request that starts or stops a child is answered when that is done: the child has 10 s to start, 50 s to stop and
-    // twice 5 s to answer. The changes that precede the request may take as long again.
+    // In ms, chosen for the manager's default settings: a question about a hung child takes 5 s. A request that starts
+    // or stops a child is answered when that is done: the child has 10 s to start, 50 s to stop and twice 5 s to
+    // answer. The changes that precede the request may take as long again.
     static constexpr std::uint32_t kConnectTimeout = 5'000;
     static constexpr std::uint32_t kRequestTimeout = 20'000;
     static constexpr std::uint32_t kStartTimeout = 60'000;
@@ -57,6 +57,7 @@ class ControlClient {
     /// The wait for each reply in ms. With 0, the default, each request has its own time-out.
     void SetTimeout(std::uint32_t timeoutMs) { timeoutMs_ = timeoutMs; }
 
+    /// `type` is a VexaDB::ProtocolType, 0 to 7.
     ControlResult Add(const std::string& instance, std::uint32_t type) {
         return Command(kManagerAdd, ipc_mngctrl_add_request{type, instance}, kRequestTimeout);
     }
@@ -114,7 +115,7 @@ class ControlClient {
     };
 
     std::uint32_t TimeoutOr(std::uint32_t ownMs) const { return timeoutMs_ != 0 ? timeoutMs_.load() : ownMs; }
-    /// Connects if there is no connection. `client` is then the connected client if the result is Answered.
+    /// Connects if there is no connection. With the result Answered, `client` is the connected client.
     Delivery Reach(std::shared_ptr<IPCClient>& client);
     /// Sends the request, fills `outcome` and returns the reply, which is empty unless Answered.
     std::shared_ptr<IPC> Send(std::uint32_t command, IPCPayload payload, std::uint32_t timeoutMs,

@@ -16,8 +16,8 @@ IPCPayload EncodeClientsReply(std::uint32_t room, const std::vector<ipc_client_i
     auto payload = wire::Encode(head);
     for (const auto& client : clients)
         wire::Append(payload, client);
-    // `room` is the count that the child reported before its list, and may be any number. This many clients at most
-    // are taken to have left between the two.
+    // `room` is the count that the child reported before its list, and may be any number. We assume that at most this
+    // many clients left in between.
     constexpr std::size_t kMostVacant = 64;
     const auto entries = std::max(clients.size(), std::min<std::size_t>(room, clients.size() + kMostVacant));
     payload.resize(sizeof head + entries * sizeof(ipc_client_info));

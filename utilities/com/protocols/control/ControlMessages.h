@@ -181,7 +181,7 @@ static_assert(sizeof(ipc_mngctrl_change_str_property_event) == 200);
 /// The payload of a list reply: result 0 with the names, or -1 when there are none.
 IPCPayload EncodeListReply(const std::vector<std::string>& names);
 
-/// The payload of a clients reply: the listed clients, then empty entries up to `room` entries, but at most 64 of them.
+/// The payload of a clients reply: all of `clients`, then vacant entries up to `room` entries in all, but at most 64.
 IPCPayload EncodeClientsReply(std::uint32_t room, const std::vector<ipc_client_info>& clients);
 /// The payload of a clients reply that refuses: -9 for an instance that does not exist.
 IPCPayload EncodeUnknownClientsReply(std::int32_t result);

@@ -1,4 +1,4 @@
-// The rule by which one owner of a port keeps an instance from owning it as well.
+// The rule that says which owners of a port keep another instance from owning it.
 #pragma once
 
 #include <algorithm>

@@ -16,6 +16,7 @@ class IServiceHost {
     /// Reports a state to the service control manager, with exit codes and checkpoint 0. Ignores the current state and,
     /// once a stop is pending, every state but Stopped.
     virtual void SetState(ServiceState state) = 0;
+    /// These two set and clear the host's ready event: the service is running.
     virtual void SignalReady() = 0;
     virtual void ResetReady() = 0;
     /// Shows a message to the person who started the program.

@@ -53,6 +53,7 @@ class InstanceTable {
     void Clear();
 
     // Called from the database's notices, in the order of its commits.
+    /// Notes the removal with the instance that has the name, and takes the name off those to come.
     void NoteRemoved(const std::string& name);
     /// True when the instance is still to come: its name there is changed, and the manager has nothing left to follow.
     bool NoteRenamed(const std::string& oldName, const std::string& newName);

@@ -166,7 +166,8 @@ class CProtocol {
     std::shared_ptr<ClientTransport> AcceptChild(ServerTransport& readyPipe, std::uint32_t timeoutMs);
     /// The client of the child's own server; empty when another process keeps serving under the name.
     std::shared_ptr<IPCClient> ConnectToChild(const std::string& name);
-    /// Waits for the create result on the ready pipe and connects to the child; true when it reported success.
+    /// Waits for the create result on the ready pipe and connects to the child's server. False when the start failed;
+    /// the log then gives the reason.
     bool AwaitChild(ServerTransport& readyPipe, std::uint32_t timeoutMs);
 
     std::shared_ptr<Process> CurrentProcess() { return state_.Lock()->process; }

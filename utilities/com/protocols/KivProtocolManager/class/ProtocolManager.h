@@ -63,7 +63,7 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
 
     /// The instance of exactly that name; empty when there is none.
     InstancePtr GetProtocol(const std::string& name) { return table_.Find(name); }
-    // Each of these waits for its turn in the line of changes.
+    // Each operation from here to RenameProtocol waits for its turn in the line of changes.
     [[nodiscard]] std::int32_t StartProtocol(const std::string& name);
     [[nodiscard]] std::int32_t StopProtocol(const std::string& name);
     [[nodiscard]] std::int32_t RestartProtocol(const std::string& name);
@@ -129,7 +129,8 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     IPCPayload HandleList(const IPC& request);
     IPCPayload HandleStatus(const IPC& request);
     IPCPayload HandleGetClients(const IPC& request);
-    /// Calls the database's `call` for a property of an instance; -1 for an instance that is not in the table.
+    /// Reads or writes a property through `call`, an operation of the database; -1 when the instance is not in the
+    /// table.
     template <class Fields, class Call, class Value>
     [[nodiscard]] std::int32_t OnProperty(const Fields& fields, Call call, Value& value) {
         const auto instance = fields.instance.Text();

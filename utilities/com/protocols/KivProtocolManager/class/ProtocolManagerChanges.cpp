@@ -144,8 +144,7 @@ std::int32_t CProtocolManager::ProcessRemoveProtocol(const std::string& name) {
     } else if (isRemoved && noted == instance) {
         result = RemoveProtocol(instance);  // the database has removed it already
     } else {
-        // The database reports the removal, which leaves a note. To follow that note removes the instance from the
-        // table.
+        // The database's notice of the removal leaves a note; FollowNotes then removes the instance from the table.
         result = db_->RemoveInstance(name);
         FollowNotes(Which::Untried);
     }
@@ -153,8 +152,7 @@ std::int32_t CProtocolManager::ProcessRemoveProtocol(const std::string& name) {
     return result;
 }
 
-/// Stops and drops an instance that the database no longer has. An instance in use keeps running and stays in the
-/// table.
+/// Stops and drops an instance that the database no longer has. One in use keeps running and stays in the table.
 std::int32_t CProtocolManager::RemoveProtocol(const InstancePtr& instance) {
     const Change change(*instance);
     const auto name = instance->Name();

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::int64_t kLongCommandNanoseconds = 50'000'000'000;
 
-/// The payload of the reply that `carryOut(fields, reply)` fills in and whose result it returns. When the request is
+/// The reply's payload. `carryOut(fields, reply)` fills in the reply and returns its result. When the request is
 /// shorter than its fields, or one of its texts has no zero byte, `carryOut` is not called and the result is -1.
 template <class Request, class Reply, class CarryOut>
 IPCPayload Answer(const IPC& request, CarryOut carryOut) {

@@ -1,7 +1,7 @@
 // VexaDB::VexaDBIPCServer: serves the settings database to other processes under the name "vexadbserver". Each request
-// becomes one call of the database. The thread that receives a read answers it; a thread of the server's crew makes
-// the other calls, because an observer may take seconds over a removed or renamed instance, and no other client may
-// wait for that.
+// becomes one call of the database. The thread that receives a short request, of which no observer is told, makes the
+// call itself; a thread of the server's crew makes the others, because an observer may take seconds over a removed or
+// renamed instance, and no other client may wait for that.
 #pragma once
 
 #include <cstdint>

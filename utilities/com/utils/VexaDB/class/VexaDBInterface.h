@@ -23,7 +23,7 @@ struct SettingEntry {
     std::string text;
 };
 
-/// Whether both names are the same setting's. As in the registry, letter case does not count, though only that of A-Z.
+/// Whether both names mean the same setting. As in the registry, letter case does not matter, here only for A to Z.
 inline bool IsSameSetting(std::string_view one, std::string_view other) {
     const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
     return std::ranges::equal(one, other, {}, lower, lower);

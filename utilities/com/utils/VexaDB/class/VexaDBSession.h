@@ -119,7 +119,8 @@ class VexaDBSession {
   private:
     /// True when the database could be read and has no setting of that name and kind.
     bool IsMissing(const std::string& instance, const std::string& setting, SettingKind kind);
-    /// Opens a session in place of the lost one, unless another thread has done so already. Returns the new session.
+    /// Opens a session in place of the lost one, unless another thread has done so already. Returns the new session,
+    /// kInvalidSession on failure.
     SessionId Renew(SessionId lost) {
         auto session = session_.Lock();
         if (*session == lost && database_->OpenSession(*session) != 0)

@@ -67,8 +67,8 @@ bool VexaRegistryDB::Refresh(Table& table) {
 }
 
 bool VexaRegistryDB::ReadTables() {
-    // A second attempt for a table that was deleted meanwhile or could not be read at that moment. A table that can
-    // never be read must not hide the others.
+    // Try again for a table that was deleted meanwhile or could not be read at that moment. A table that can never be
+    // read must not hide the others.
     for (int attempt = 0; attempt < 2; ++attempt) {
         state_ = IndexState::Unread;
         std::vector<std::string> ids;
