@@ -1,5 +1,5 @@
 #include <windows.h>
-// After <windows.h>, which they need.
+// These need <windows.h> first.
 #include <psapi.h>
 #include <tlhelp32.h>
 
@@ -36,25 +36,25 @@ std::string InstanceName(int number) {
     return "Sample " + std::to_string(number);
 }
 
-/// All of one length, so that the registry keeps their order.
+/// All ids have the same length, so that the registry keeps their order.
 std::string TableId(int number) {
     return std::to_string(10000 + number);
 }
 
-/// Sample instances number `first` to `last` - 1, each with a port of its own: two instances of a type on one port
-/// would disable each other.
+/// Writes the sample instances `first` to `last` - 1, each with a port of its own: of two instances of a type on one
+/// port, the second would be disabled.
 void WriteInstances(int first, int last, bool enabled) {
     for (int number = first; number < last; ++number)
         e2e::WriteTable(TableId(number), InstanceName(number),
                         e2e::Sample(TableId(number), {{"enabled", enabled ? 1u : 0u}}));
 }
 
-/// No settings, no log, and a manager that does not look at its instances while others ask.
+/// No settings and no log, and a monitor period that is longer than a measurement.
 void EmptyMachine() {
     e2e::PrepareMachine({{"monitorwaittime", 300000u}, {"logtype", std::string("none")}});
 }
 
-/// The same with few and with many: the first count is what the others are compared with.
+/// Measures the same for each count, and compares all counts with the first one.
 void MeasureGrowth(Report& report, const std::string& group, const std::string& what, const std::string& unit,
                    const std::vector<int>& counts, int rounds, const std::function<double(int count)>& measure) {
     std::vector<Samples> results(counts.size());
@@ -74,13 +74,13 @@ Clients Connect(int count) {
     for (int number = 0; number < count; ++number) {
         clients.push_back(std::make_unique<IPCClient>());
         Require(Eventually([&] { return clients.back()->Connect(kServerName) == 0; }), "connect to the peer");
-        // Events go to those whose handshake the server has completed, which it tells by answering.
+        // Events go only to clients whose handshake the server has completed; an answer shows that it has.
         Require(clients.back()->CheckAlive() == 0, "alive check of a new connection");
     }
     return clients;
 }
 
-/// Alive checks per second of that many clients together, each on a thread of its own.
+/// Alive checks per second of `count` clients together, each on a thread of its own.
 double Throughput(int count, int checks) {
     const auto clients = Connect(count);
     std::atomic<int> failures{0};
@@ -91,13 +91,13 @@ double Throughput(int count, int checks) {
                 for (int check = 0; check < each; ++check)
                     failures += connection->CheckAlive() == 0 ? 0 : 1;
             });
-        threads.clear();  // waits for them
+        threads.clear();  // joins them
         return failures == 0;
     };
     return checks / Measure({"alive checks of several clients", run}) * 1e6;
 }
 
-/// The median time from asking for an event until the last of the clients has it.
+/// The median time, in microseconds, from the request for an event until the last client has it.
 double Broadcast(int count, int calls) {
     constexpr std::uint32_t kTimeoutMs = 5000;
     const auto clients = Connect(count);
@@ -115,7 +115,7 @@ double Broadcast(int count, int calls) {
     return Quantile(samples, 0.5);
 }
 
-/// What is measured on a database as it stands, many times.
+/// Operations that leave the instances of the database as they are, so that each can run many times.
 std::vector<Operation> Reads(VexaDB::VexaDBServer& server, const std::string& instance, const std::string& table) {
     const auto bareRead = [table, key = VexaUtils::RegistryKey::OpenOrCreate(kDatabaseKey)] {
         VexaUtils::RegistryValue value;
@@ -137,7 +137,7 @@ std::vector<Operation> Reads(VexaDB::VexaDBServer& server, const std::string& in
             {"list the instances", list}};
 }
 
-/// What changes the state that the next one meets.
+/// Operations that change the state for the next one; each runs once per round.
 std::vector<Operation> Steps(VexaDB::VexaDBServer& server, const std::vector<Operation>& reads) {
     return {
         {"add an instance", [&] { return server.AddInstance(kServiceSession, kAdded, VexaDB::kSampleProtocol) == 0; }},
@@ -153,14 +153,14 @@ std::vector<Operation> Steps(VexaDB::VexaDBServer& server, const std::vector<Ope
     };
 }
 
-/// A manager on that many instances, the last of which runs.
+/// Starts a manager on `instances` instances, and waits until the last one runs.
 std::unique_ptr<e2e::ManagerRun> StartManager(int instances, const std::string& folder = "") {
     auto manager = std::make_unique<e2e::ManagerRun>(folder);
     Require(e2e::WaitForStatus(InstanceName(instances - 1), kRunning), "the last instance runs");
     return manager;
 }
 
-/// A control command on a connection of its own, so that the requests of another do not wait behind it.
+/// Sends a control command on a connection of its own, so that requests on other connections do not wait for it.
 std::int32_t ControlApart(std::uint32_t command, const std::string& instance) {
     IPCClient client;
     std::shared_ptr<IPC> reply;
@@ -170,15 +170,15 @@ std::int32_t ControlApart(std::uint32_t command, const std::string& instance) {
     return wire::Decode<ipc_mngctrl_result_reply>(reply->Payload())->result;
 }
 
-/// Status requests about other instances while one takes seconds to start, and to stop.
+/// Status requests about other instances while one instance takes seconds to start, and then to stop.
 void MeasureBesideASlowInstance(Report& report) {
     constexpr int kOthers = 5;
-    const std::string slow = "slow";  // the name that tells the child of this manager how to behave
+    const std::string slow = "slow";  // this name makes the test child start and stop slowly
     EmptyMachine();
     WriteInstances(0, kOthers, true);
     e2e::WriteTable(TableId(kOthers), slow, e2e::Sample(TableId(kOthers), {{"enabled", 0u}}));
     const auto manager = StartManager(kOthers, "faulty\\");
-    const auto connection = IPCClient::GetClient(kManagerServerName, true);  // kept open for what asks below
+    const auto connection = IPCClient::GetClient(kManagerServerName, true);  // e2e::Status below shares it
     e2e::WriteTable(TableId(kOthers), slow, {{"enabled", 1u}});
     for (const auto& [command, name] : {std::pair(kManagerStart, "starts"), {kManagerStop, "stops"}}) {
         auto change = std::async(std::launch::async, ControlApart, command, slow);
@@ -194,7 +194,7 @@ void MeasureBesideASlowInstance(Report& report) {
     }
 }
 
-/// One call of the C library, against the same call of the class that it stands on.
+/// One call of the C library, compared with the same call of the class that it uses.
 void MeasureLibrary(Report& report, const std::string& instance, int rounds, int calls) {
     ControlClient manager;
     kiv_client* client = nullptr;
@@ -283,7 +283,7 @@ void MeasureFramework(bool quick, Report& report) {
 void MeasureDatabase(bool quick, Report& report) {
     constexpr int kFew = 10;
     constexpr int kMany = 1000;
-    std::map<int, std::vector<Samples>> all;  // of each size, for every operation
+    std::map<int, std::vector<Samples>> all;  // for each size, the figures of every operation
     std::vector<std::string> names;
     for (int pass = 0; pass < (quick ? 2 : 5); ++pass) {
         EmptyMachine();

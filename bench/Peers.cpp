@@ -21,7 +21,7 @@ UniqueHandle NewEvent() {
     return UniqueHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr));
 }
 
-/// One read or write of a whole message, whichever `transfer` is.
+/// Reads or writes a whole message; `transfer` is ReadFile or WriteFile.
 template <class Transfer>
 bool Move(Transfer transfer, const UniqueHandle& pipe, Message& message, const UniqueHandle& event) {
     OVERLAPPED overlapped{};

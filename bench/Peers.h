@@ -1,4 +1,4 @@
-// The other process of a measurement: this program once more, in a role that it is started with.
+// The other process of a measurement: this program again, in the role that its command line names.
 #pragma once
 
 #include <functional>
@@ -11,16 +11,17 @@ namespace bench {
 inline constexpr const char* kEchoRole = "--serve-echo";
 inline constexpr const char* kServerRole = "--serve-framework";
 
-/// This program, serving under that name in the role; ended with the object.
+/// Starts this program in the role, as a server of that name. Destroying the object ends the process.
 e2e::Program StartPeer(const char* role, const char* name);
 
-/// The limit: a named pipe with nothing around it. Sends back what one client sends, until that client goes.
+/// The limit: a bare named pipe. Sends back what one client sends, until that client disconnects.
 void ServeEcho(const std::string& name);
-/// One message there and back over that pipe, of an alive check's size; whether it came back. Waits for the server.
+/// Connects to the echo pipe, waiting for its server. The function sends one message of the size of an alive check and
+/// reads it back; true when it came back.
 std::function<bool()> ConnectEcho(const std::string& name);
 
-/// Serves like a protocol instance until the process is ended. Asked for a broadcast, it sends all its clients an
-/// event.
+/// Serves like a protocol instance until the process is ended. On the request kPeerBroadcast it sends an event to all
+/// its clients.
 void ServeFramework(const std::string& name);
 inline constexpr unsigned kPeerBroadcast = 1000;
 

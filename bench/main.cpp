@@ -1,5 +1,5 @@
-// The benchmark: what calls through the framework, the manager and the database cost, measured against the bare pipe
-// and against themselves on a small scale.
+// The benchmark: the cost of calls through the framework, the manager and the database, compared with a bare pipe and
+// with the same calls on a small scale.
 //
 //     bench --erase-settings [--quick] [--json] [latency] [framework] [database] [manager]
 #include <gtest/gtest.h>
@@ -49,7 +49,7 @@ int Run(std::set<std::string> words) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    testing::FLAGS_gtest_throw_on_failure = true;  // what drives the manager is the tests' own
+    testing::FLAGS_gtest_throw_on_failure = true;  // the code that drives the manager is shared with the tests
     try {
         const std::vector<std::string> words(argv + 1, argv + argc);
         if (words.size() == 2 && words[0] == bench::kEchoRole)

@@ -1,7 +1,7 @@
-# kiv_headers: CLI11 and nlohmann/json, for the programs beside the service (the service itself depends on nothing).
+# kiv_headers: CLI11 and nlohmann/json, for the programs beside the service (the service itself has no dependencies).
 #
-# They are headers only, so a cross build may take those installed for the building machine; but none of the other
-# headers beside them, which are another system's. Hence the copies.
+# Both are header-only, so a cross build may use the ones that are installed on the build machine. It must not see the
+# other headers in that folder, which belong to another system: so these two are copied.
 add_library(kiv_headers INTERFACE)
 if(CMAKE_CROSSCOMPILING)
     foreach(headers CLI nlohmann)

@@ -1,5 +1,5 @@
-# The ZIP archive and the installer, with the same files (CPack; the installer needs makensis), and the archive of the SDK,
-# which has a configuration of its own. scripts/package.sh makes all three.
+# The ZIP archive and the installer, which contain the same files (CPack; the installer needs makensis), and the archive
+# of the SDK, which has a CPack configuration of its own. scripts/package.sh makes all three.
 configure_file(packaging/windows/README.txt README.txt @ONLY NEWLINE_STYLE WIN32)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/README.txt CHANGELOG.md DESTINATION . COMPONENT programs)
 install(FILES docs/operations.md docs/wire-protocol.md docs/protocol.json DESTINATION docs COMPONENT programs)
@@ -15,15 +15,15 @@ set(CPACK_MONOLITHIC_INSTALL ON)
 set(CPACK_INSTALL_CMAKE_PROJECTS ${CMAKE_BINARY_DIR} KivProtocolManager programs /)
 set(CPACK_STRIP_FILES ON)
 
-# A 64-bit installer for the 64-bit system that its programs need. The variable: what the state of the service was before,
-# as the exit code of `kivctl service status` says it.
+# A 64-bit installer, because the programs need a 64-bit system. KivBefore is the state of the service before the
+# installation: the exit code of `kivctl service status`.
 set(CPACK_NSIS_DEFINES "Target amd64-unicode\nVar KivBefore")
 set(CPACK_NSIS_DISPLAY_NAME "KivProtocolManager ${PROJECT_VERSION}")
 set(CPACK_NSIS_PACKAGE_NAME KivProtocolManager)
 # The programs have no icon.
 set(CPACK_NSIS_INSTALLED_ICON_NAME Uninstall.exe)
-# An upgrade in place: what runs lets go of its files first, and is started again with the new ones. Labels instead of
-# relative jumps, because a call of a plug-in is more than one instruction.
+# An upgrade in place: a running service is stopped first, so that its files are free, and is started again with the new
+# programs. Jumps use labels and not relative counts, because a plug-in call is more than one instruction.
 set(CPACK_NSIS_EXTRA_PREINSTALL_COMMANDS [[
     StrCpy $KivBefore ''
     IfFileExists '$INSTDIR\\kivctl.exe' 0 kiv_stopped
@@ -54,8 +54,9 @@ set(CPACK_NSIS_EXTRA_PREINSTALL_COMMANDS [[
     Abort
     kiv_free:
 ]])
-# What ran before runs again, also when the service manager refuses the new programs; what was stopped stays so. A service
-# that ran from another folder is restarted. SHCTX is where the uninstall entry's other values are.
+# A service that ran before is started again, even if the service manager refuses the new programs; a stopped one stays
+# stopped. A service that ran from another folder is restarted. SHCTX is the registry root that the other values of the
+# uninstall entry are in.
 set(CPACK_NSIS_EXTRA_INSTALL_COMMANDS [[
     StrCpy $0 'Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\KivProtocolManager'
     WriteRegStr SHCTX $0 InstallLocation '$INSTDIR'
@@ -87,14 +88,15 @@ set(CPACK_NSIS_EXTRA_INSTALL_COMMANDS [[
     SetErrorLevel 2
     kiv_done:
 ]])
-# The SDK is a choice, which a silent installation does not make; one that is there is brought up to date.
+# The user chooses whether to install the SDK; a silent installation does not install it. An SDK that is already there
+# is always updated.
 string(CONFIGURE "${CPACK_NSIS_EXTRA_INSTALL_COMMANDS}" CPACK_NSIS_EXTRA_INSTALL_COMMANDS @ONLY)
 file(WRITE ${CMAKE_BINARY_DIR}/StageSdk.cmake "
 execute_process(COMMAND \"${CMAKE_COMMAND}\" --install \"${CMAKE_BINARY_DIR}\" --component sdk
     --prefix \"${CMAKE_BINARY_DIR}/sdk-stage\" OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
 ")
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_BINARY_DIR}/StageSdk.cmake)
-# The settings stay in the registry: an uninstalled service that comes back finds its instances again.
+# The settings stay in the registry, so that a later installation finds its instances again.
 set(CPACK_NSIS_EXTRA_UNINSTALL_COMMANDS [[
     nsExec::ExecToLog '\"$INSTDIR\\kivctl.exe\" service uninstall'
     Pop $0

@@ -1,5 +1,6 @@
-# kiv_version_resource(TARGET FILE_NAME FILE_TYPE DESCRIPTION): the project's version in the file's version resource, and
-# as KIV_VERSION for its sources.
+# kiv_version_resource(TARGET FILE_NAME FILE_TYPE DESCRIPTION)
+#
+# Puts the project's version into the file's version resource, and defines KIV_VERSION for its sources.
 function(kiv_version_resource name file type description)
     set(KIV_PROGRAM_NAME ${name})
     set(KIV_FILE_NAME ${file})
@@ -12,7 +13,7 @@ endfunction()
 
 # kiv_program(NAME DESCRIPTION text SOURCES ... NEEDS ...)
 #
-# One executable of the product: with its version resource, and part of the installation.
+# Adds one executable of the product, with its version resource, to the build and to the installation.
 function(kiv_program name)
     cmake_parse_arguments(program "" "DESCRIPTION" "SOURCES;NEEDS" ${ARGN})
     add_executable(${name} ${program_SOURCES})

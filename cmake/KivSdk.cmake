@@ -1,5 +1,5 @@
-# The component "sdk": what programs of others are built with. kivapi for any language, and the rooms that a protocol in
-# C++ stands on, as one static library. find_package(KivProtocolManager) gives Kiv::api and Kiv::protocol.
+# The component "sdk", with which others build their programs: kivapi for any language and, as one static library, the
+# rooms that a protocol in C++ needs. find_package(KivProtocolManager) defines Kiv::api and Kiv::protocol.
 include(CMakePackageConfigHelpers)
 
 set(rooms kiv_platform kiv_sync kiv_registry kiv_logging kiv_class kiv_ipc kiv_vexadb kiv_control_messages
@@ -18,7 +18,7 @@ set(package lib/cmake/KivProtocolManager)
 install(TARGETS kivapi kiv_protocol EXPORT KivProtocolManagerConfig
     RUNTIME DESTINATION bin COMPONENT sdk ARCHIVE DESTINATION lib COMPONENT sdk)
 install(EXPORT KivProtocolManagerConfig NAMESPACE Kiv:: DESTINATION ${package} COMPONENT sdk)
-# Before 1.0.0 it is the second number that tells of a change that others notice.
+# Before 1.0.0, an incompatible change raises the second number.
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/KivProtocolManagerConfigVersion.cmake
     COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/KivProtocolManagerConfigVersion.cmake DESTINATION ${package} COMPONENT sdk)

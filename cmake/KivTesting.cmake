@@ -2,13 +2,13 @@
 include(GoogleTest)
 find_package(Threads REQUIRED)
 
-# Optimizing the tests' own code would double the time to compile it, and they wait most of the time.
+# Optimization would double the compile time of the tests, and they spend most of their run time waiting.
 if(NOT MSVC)
     set(kiv_test_options -O0)
 endif()
 
 if(EXISTS /usr/src/googletest/CMakeLists.txt)
-    # The source package: built with this tree's compiler, so it serves the cross build too.
+    # The source package is built with this tree's compiler, so it also works for the cross build.
     set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
     add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
     foreach(library gtest gtest_main)
@@ -21,9 +21,11 @@ else()
     find_package(GTest REQUIRED)
 endif()
 
-# kiv_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds])
-# One ctest entry a program: starting one costs more than running most of its cases. Windows programs share one
-# Wine prefix, and with it one registry and one set of pipe names, so they never overlap.
+# kiv_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [ARGUMENTS ...])
+#
+# Adds one test program, which is one ctest entry: starting a program takes longer than most of its cases. The default
+# timeout is 300 s. The Windows programs share one Wine prefix with its registry and pipe names, so ctest never runs two
+# of them at the same time.
 function(kiv_test name)
     cmake_parse_arguments(test "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS;ARGUMENTS" ${ARGN})
     add_executable(${name} ${test_SOURCES})

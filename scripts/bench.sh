@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Builds the programs and measures them in a Wine prefix of their own:
 #   scripts/bench.sh [--all-processors] [--quick] [--json] [latency] [framework] [database] [manager]
-# The figures are all that goes to the standard output. About a minute; --quick takes half of that.
-# All on one processor, Wine's server included, unless --all-processors is given: on several, a call into the server
-# takes 4 or 60 us, as the scheduler happens to place the two.
+# Only the figures go to the standard output. Takes about a minute; --quick takes half of that.
+# Everything, Wine's server included, runs on one processor, unless the first argument is --all-processors: on several
+# processors a call into the server takes 4 or 60 us, depending on where the scheduler places the two processes.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
@@ -21,7 +21,7 @@ if [ "${1:-}" = --all-processors ]; then
     on_processors=()
     shift
 fi
-# Wine's system processes would keep a pipe open, so everything goes through files.
+# Wine's system processes would keep a pipe open, so the output goes to files.
 wineserver -k || true
 output=$(mktemp)
 trap 'wineserver -k || true; rm -f "$output" "$output.log"' EXIT

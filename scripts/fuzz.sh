@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Runs every fuzz target: scripts/fuzz.sh [SECONDS], so long for each (20 by default). They start from the kept corpus
-# in fuzz/corpus and from what earlier runs found, which is under build/fuzz. An input that breaks something is left
-# there as NAME-crash-...; run the target with that file as its argument to see it again, mend the cause, and keep the
-# file in fuzz/corpus/NAME.
+# Runs each fuzz target for SECONDS, by default 20: scripts/fuzz.sh [SECONDS]. The targets start from the kept inputs in
+# fuzz/corpus and from the inputs that earlier runs found, which are in build/fuzz. An input that makes a target fail is
+# saved there as NAME-crash-... To reproduce the failure, run the target with that file as its argument. Fix the cause,
+# and keep the file in fuzz/corpus/NAME.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 seconds=${1:-20}
-longest_input=30 # seconds that one input may take
+longest_input=30 # seconds; an input that takes longer is a failure
 build=build/host-asan
 
 cmake --preset host-asan >/dev/null

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Instructions that one call costs, client and server together, over the in-memory transport: a figure that does not
-# depend on the machine's load, so that a change of a few per cent shows. Needs valgrind (Debian's package).
+# Counts the instructions of one call, client and server together, over the in-memory transport. The figures do not
+# depend on the machine's load, so a change of a few per cent is visible. Needs valgrind (Debian's package).
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"

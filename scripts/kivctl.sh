@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# kivctl, talking to the manager that scripts/run.sh started: scripts/kivctl.sh status
+# Runs kivctl against the manager that scripts/run.sh started: scripts/kivctl.sh status
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 export WINEPREFIX="$root/build/run-prefix"

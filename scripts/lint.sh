@@ -1,10 +1,9 @@
 #!/usr/bin/env bash
-# Static analysis of all code of the product: clang-tidy with the rules of .clang-tidy, and cppcheck. What builds
-# natively, clang-tidy looks at as the native build compiles it, the Windows code as clang would compile it for
-# MinGW-w64.
+# Static analysis of all code of the product: clang-tidy with the rules of .clang-tidy, and cppcheck. clang-tidy reads
+# files that build natively with the flags of the native build, and the others as clang compiles them for MinGW-w64.
 #
-# scripts/lint.sh --paths lets clang's analyzer follow the paths through every function too, which takes four times as
-# long.
+# With scripts/lint.sh --paths, clang's analyzer also follows the paths through every function, which takes four times
+# as long.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 native=build/lint-native
@@ -15,7 +14,7 @@ checks=()
 cmake --preset host-asan -B "$native" -DKIV_PRECOMPILE=OFF >/dev/null
 cmake --preset windows -B "$windows" >/dev/null
 
-# The product's sources that a build compiles.
+# Lists the product's sources that the build in folder $1 compiles.
 sources() {
     sed -n 's/^ *"file": "\(.*\)",\{0,1\}$/\1/p' "$1/compile_commands.json" | grep '/utilities/.*\.cpp$' | sort -u
 }
@@ -23,13 +22,13 @@ sources() {
 gcc_includes=$(dirname "$(x86_64-w64-mingw32-g++-posix -print-libgcc-file-name)")/include
 for_windows=(
     --extra-arg-before=--target=x86_64-w64-windows-gnu
-    --extra-arg=-nostdinc # no header of this system, but those of the cross compiler
+    --extra-arg=-nostdinc # the cross compiler's headers instead of this system's
     --extra-arg=-isystem"$gcc_includes/c++"
     --extra-arg=-isystem"$gcc_includes/c++/x86_64-w64-mingw32"
     --extra-arg=-isystem"$(clang -print-resource-dir)/include"
     --extra-arg=-isystem/usr/x86_64-w64-mingw32/include
 )
-quiet='[0-9]* warnings\{0,1\} generated\.$' # of headers that are not ours
+quiet='[0-9]* warnings\{0,1\} generated\.$' # counts warnings in other people's headers too
 lint() {
     xargs -P "$(nproc)" -n 1 clang-tidy -quiet "${checks[@]}" "$@" 2> >(grep -v "$quiet" >&2)
 }

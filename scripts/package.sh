@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the ZIP archive and the installer of the Windows build, and the archive of the SDK, in build/windows/packages.
+# Makes the ZIP archive and the installer of the Windows build and the archive of the SDK, in build/windows/packages.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"

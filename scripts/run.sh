@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds the programs, starts the manager in a Wine prefix of its own with its log on this console, adds and starts a
-# sample instance when there is none, and runs until Ctrl-C. Meanwhile scripts/kivctl.sh in another terminal talks to it.
-# The exit code is the manager's.
+# Builds the programs and starts the manager in a Wine prefix of its own, with its log on this console. Adds and starts
+# a sample instance if there is none. Runs until Ctrl-C or "kivctl shutdown"; until then, scripts/kivctl.sh in another
+# terminal talks to the manager. The exit code is the manager's.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
@@ -14,10 +14,10 @@ echo "Building ..."
 cmake --preset windows >/dev/null
 cmake --build --preset windows --target KivProtocolManager KivProtocol kivctl
 
-# Ctrl-C reaches every process of the terminal's foreground group; Wine's would end at once instead of being asked to.
-# In a session of their own they are out of its reach, and this script alone decides what happens.
-# The output goes through a file: Wine takes a terminal over instead of just writing to it, and the system processes that
-# a program may bring up with it would keep a pipe open.
+# Ctrl-C reaches every process of the terminal's foreground group, and would kill Wine's processes at once. So they run
+# in a session of their own, and only this script reacts to Ctrl-C.
+# The output goes through a file, because Wine would take over a terminal instead of just writing to it, and the system
+# processes that Wine may start would keep a pipe open.
 kivctl() {
     local code=0
     setsid --wait scripts/wine.sh "$programs/kivctl.exe" "$@" </dev/null >"$output" 2>&1 || code=$?
@@ -41,7 +41,7 @@ stop_manager() {
 }
 trap stop_manager INT TERM
 
-# A signal ends a wait before the manager has ended.
+# A signal ends "wait" although the manager has not ended yet: then wait again.
 wait_for_manager() {
     local code=0
     wait "$manager" || code=$?

@@ -1,17 +1,17 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that building, testing and running need, those that are missing and no others.
-# Prints nothing when all are there. Works as root, or as a user who may use sudo.
+# Installs the Debian packages that building, testing and running need, if they are missing. Prints nothing when all are
+# installed. Works as root, or as a user who may use sudo.
 set -euo pipefail
 
 packages=(
-    cmake ninja-build g++                      # building, and counting instructions natively
+    cmake ninja-build g++                      # building; g++ also builds what instructions.sh measures
     g++-mingw-w64-x86-64-posix                 # the cross build for Windows
-    wine wine64                                # running what it builds
-    googletest                                 # the tests' framework, as source
+    wine wine64                                # running the Windows programs
+    googletest                                 # the test framework, as source
     libcli11-dev nlohmann-json3-dev            # headers that kivctl uses
     nsis                                       # the installer
     prometheus                                 # promtool, which checks the metrics that kivctl prints
-    clang libclang-rt-14-dev llvm              # native tests and fuzz targets, and functions' names in their reports
+    clang libclang-rt-14-dev llvm              # native tests and fuzz targets; llvm names functions in their reports
     clang-tidy cppcheck                        # static analysis
 )
 

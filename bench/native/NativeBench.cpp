@@ -1,7 +1,7 @@
-// One kind of call, many times, over the in-memory transport: what callgrind counts the instructions of. Two runs with
-// different counts tell what one call costs, free of start and end.
+// Makes one kind of call many times over the in-memory transport, so that callgrind can count the instructions. The
+// difference of two runs with different counts is the cost of the calls without start and end of the program.
 //
-//     bench_native KIND COUNT, KIND one of alive, get, set, add
+//     bench_native alive|get|set|add COUNT
 
 #include <cstdio>
 #include <cstdlib>
