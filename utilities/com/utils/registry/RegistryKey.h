@@ -30,7 +30,7 @@ class RegistryKey {
   public:
     virtual ~RegistryKey() = default;
 
-    /// Lists the names of the subkeys, or the values, in the system's order. A failure leaves the output unchanged.
+    /// Lists the names of the subkeys, or the values, in the system's order.
     [[nodiscard]] virtual std::int32_t Subkeys(std::vector<std::string>& names) = 0;
     [[nodiscard]] virtual std::int32_t Values(std::vector<NamedRegistryValue>& values) = 0;
 

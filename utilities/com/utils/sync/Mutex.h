@@ -21,7 +21,7 @@ class Mutex {
     virtual std::int32_t Lock() = 0;
     /// Unlocks and closes.
     virtual ~Mutex() = default;
-    /// MakeNamed and OpenNamed call these two. Create fails when the name exists already.
+    /// The platform's parts of MakeNamed and OpenNamed. Create fails when the name exists already.
     virtual std::int32_t Create() = 0;
     virtual std::int32_t Open() = 0;
 
