@@ -54,7 +54,7 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     [[nodiscard]] std::int32_t Send(const std::shared_ptr<IPC>& request) { return SendTogether({request}); }
     /// Waits for the reply to that request. Empty after `timeoutMs`, or when the connection ended before.
     std::shared_ptr<IPC> WaitReply(std::uint64_t requestId, std::uint32_t timeoutMs);
-    /// Send and WaitReply in one; `reply` is empty unless the result is 0.
+    /// Calls Send and WaitReply. `reply` is empty unless the result is 0.
     [[nodiscard]] std::int32_t Call(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs,
                                     std::shared_ptr<IPC>& reply);
 
@@ -73,8 +73,8 @@ class IPCClient : public RequestMonitor, public DisconnectMonitor {
     /// Asks the server to end this connection.
     std::int32_t Terminate();
 
-    /// The server's answers to the alive check and to the requests for its state and its client count. A value stays 0
-    /// when the server does not answer it.
+    /// The server's answers to the alive check and to the requests for its state and its client count. A value whose
+    /// request fails stays 0.
     struct Condition {
         bool alive = false;
         std::uint32_t state = 0;

@@ -45,7 +45,7 @@ class LogEntry {
     const std::string modulePath_;
 };
 
-/// The same for any time, in 100-nanosecond ticks since 1970-01-01 00:00 UTC.
+/// Formats a time (100-nanosecond ticks since 1970-01-01 00:00 UTC) as LogEntry::FormatTimestamp does.
 std::string FormatTimestamp(std::int64_t ticks);
 
 }  // namespace Logging

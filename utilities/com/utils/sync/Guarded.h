@@ -29,8 +29,8 @@ class Guarded {
         Data* operator->() { return &owner_.data_; }
         Data& operator*() { return owner_.data_; }
 
-        /// Waits until `done` returns true, and releases the lock meanwhile. Calls `done` with the lock held, once at
-        /// the beginning and after each notification. False when `timeoutMs` passed first.
+        /// Waits until `done` returns true, and releases the lock meanwhile. Calls `done` with the lock held, at the
+        /// beginning and each time the thread wakes. False when `timeoutMs` passed first.
         template <class Condition>
         bool Wait(std::uint32_t timeoutMs, Condition done) {
             const platform::Deadline deadline(timeoutMs);
