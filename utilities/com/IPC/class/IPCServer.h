@@ -80,9 +80,9 @@ class IPCServer : public RequestMonitor, public DisconnectMonitor {
     /// Waits until everything that was sent on the request's connection is written, or the connection has ended. The
     /// general IPC timeout limits the wait, since a connection ends when a message waits for longer.
     static void AwaitWritten(const IPC& request);
-    /// Sends the record to every connected client. Returns the bitwise OR of the clients' results: -1 for a client that
-    /// is too slow (MessageSender::Result::Refused), otherwise 0, also when the client has gone. All clients get the
-    /// records in the same order.
+    /// Sends the record to every connected client. Returns the bitwise OR of the clients' results: -1 for a client
+    /// whose message is refused (MessageSender::Result), otherwise 0, also for a client that has gone. All clients get
+    /// the records in the same order.
     std::int32_t Broadcast(const std::shared_ptr<IPC>& record);
 
     /// The reply to one of the framework's own commands 3 (with `state`), 4 and 5; empty for any other command.

@@ -55,8 +55,8 @@ class PipeReader {
     [[nodiscard]] std::int32_t BeginRequest(std::uint64_t requestId);
     /// Removes the request from the table. 0 or kIpcNotWaiting.
     std::int32_t EndRequest(std::uint64_t requestId);
-    /// Takes the oldest reply to a request from the table; waits for it at most `timeoutMs`. Empty when none comes or
-    /// the reader is stopped. A reply that arrived before the stop is still returned.
+    /// Takes the oldest reply to a request that is in the table; waits for it at most `timeoutMs`. Empty when none
+    /// comes or the reader is stopped. A reply that arrived before the stop is still returned.
     std::shared_ptr<IPC> GetReply(std::uint64_t requestId, std::uint32_t timeoutMs);
 
   private:
