@@ -1,4 +1,4 @@
-// A log sink that keeps what is logged, for tests that look into it.
+// A log sink that keeps its entries, so that tests can check them.
 #pragma once
 
 #include <algorithm>
@@ -33,16 +33,16 @@ class CaptureSink : public Logging::ISink {
             messages.push_back(entry->Message());
         return messages;
     }
-    /// How many messages hold the text.
+    /// How many messages contain the text.
     std::size_t Count(std::string_view text) const {
         const std::lock_guard guard(lock_);
         return static_cast<std::size_t>(std::count_if(entries_.begin(), entries_.end(), Holds(text)));
     }
     bool Contains(std::string_view text) const { return Count(text) != 0; }
-    /// Waits until a message holds the text; false when none does within `timeoutMs`.
+    /// Waits until a message contains the text; false when none does within `timeoutMs`.
     bool WaitFor(std::string_view text, unsigned timeoutMs) {
         std::unique_lock guard(lock_);
-        std::size_t seen = 0;  // each entry is looked at once: a test may log thousands
+        std::size_t seen = 0;  // each entry is checked once only: a test may log thousands
         return changed_.wait_for(guard, std::chrono::milliseconds(timeoutMs), [&] {
             const auto from = static_cast<std::ptrdiff_t>(std::min(seen, entries_.size()));
             seen = entries_.size();
@@ -60,7 +60,7 @@ class CaptureSink : public Logging::ISink {
     std::vector<std::shared_ptr<Logging::LogEntry>> entries_;
 };
 
-/// Captures what the process logs at every level for as long as it lives; afterwards nothing is logged.
+/// Captures everything that the process logs, at every level, while this object lives; afterwards nothing is logged.
 class LogCapture {
   public:
     LogCapture() {

@@ -1,4 +1,4 @@
-// What tests do to the doubles of the native build, beyond what any user of the seams can. Any thread.
+// Functions by which tests control the doubles of the native build. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -9,58 +9,58 @@
 
 namespace sync_host {
 
-/// Makes the `nth` thread from now on (1: the next one) not start; 0: none. How many were left until the one that was
-/// to fail: 0 when it has failed.
+/// Makes the start of the `nth` thread from now on fail (1: the next one; 0: none). Returns how many starts were left
+/// until the failure of the previous call: 0 when it has happened.
 int FailThread(int nth);
 
-/// Called by each wait for a change of guarded data before it begins, on its thread and without a lock of the double's:
-/// a test can stop the thread there. Empty: none.
+/// Each wait for a change of guarded data calls `hook` before it begins, on the waiting thread and with no lock of the
+/// double held: a test can stop the thread there. Empty: no call.
 void OnWait(std::function<void()> hook);
 
 }  // namespace sync_host
 
 namespace transport_host {
 
-/// A slow read or write moves nothing as long as the connection lasts.
+/// A slow read or write moves no bytes as long as the connection lasts.
 enum class Operation { Open, Accept, Connect, Read, Write, SlowRead, SlowWrite };
 
-/// Makes the `nth` such operation from now on (1: the next one) of any connection fail; 0: none. How many were left
-/// until the one that was to fail: 0 when it has failed.
+/// Makes the `nth` such operation from now on fail, on any connection (1: the next one; 0: none). Returns how many
+/// operations were left until the failure of the previous call: 0 when it has happened.
 int FailOperation(Operation operation, int nth);
 
-/// The server takes the next connection that is made for one of this process.
+/// Makes this the client's process id of the next connection, as its server sees it.
 void ConnectNextAs(std::uint64_t processId);
 
-/// Whether a write that stays pending ends with the thread that began it, as the system does it: it then fails, and
-/// what it had moved before stays moved. Off at first.
+/// Whether a pending write fails when the thread that began it ends, as on the real system. The bytes that it has
+/// moved before stay moved. Off initially.
 void CancelWritesOfEndedThreads(bool cancel);
 
 }  // namespace transport_host
 
-/// One tree in memory, seen through VexaUtils::Registry and VexaUtils::RegistryKey alike.
+/// One tree in memory, which VexaUtils::Registry and VexaUtils::RegistryKey both use.
 namespace RegistryHost {
 
-/// An empty tree that refuses nothing.
+/// Empties the tree, and ends the effects of AllowWrites, AllowReads and LoseCharacters.
 void Reset();
 
-/// Makes the `nth` read or write from now on (1: the next one) fail; 0: none. How many calls were still missing to the
-/// failure that was asked for before; 0 when it came.
+/// Makes the `nth` read or write from now on fail (1: the next one; 0: none). Returns how many calls were left until
+/// the failure of the previous call: 0 when it has happened.
 int FailCall(int nth);
 
-/// After this many more writes further ones fail: a registry that refuses, or a process that was killed there.
-/// kUnlimited and Reset lift it.
+/// Lets this many further writes succeed and later ones fail, as if the registry refused them or the process had been
+/// killed. kUnlimited and Reset end the limit.
 inline constexpr unsigned kUnlimited = 0xFFFFFFFF;
 void AllowWrites(unsigned count);
 /// The same for reads.
 void AllowReads(unsigned count);
 
-/// From now on texts that are set and names of subkeys that are listed lose these characters, as in a code page that
-/// cannot carry them.
+/// From now on, texts that are set and names of subkeys that are listed lose these characters, as in a code page that
+/// lacks them.
 void LoseCharacters(const std::string& characters);
 
 }  // namespace RegistryHost
 
-/// A child that runs until End, Exit or Kill is called. A test derives from it what the child shall do.
+/// A child that runs until End, Exit or Kill is called. Tests derive children with a behaviour from it.
 class FakeChild {
   public:
     virtual ~FakeChild() = default;
@@ -74,7 +74,7 @@ class FakeChild {
     bool IsRunning() { return !WaitForExit(0); }
     bool WaitForExit(std::uint32_t timeoutMs);
 
-    /// Empty while the child runs. Those who watch the child share it, and do not keep the child alive.
+    /// Empty while the child runs. Watchers of the child share it, and so do not keep the child itself alive.
     using ExitCode = std::optional<std::uint32_t>;
     std::shared_ptr<const ExitCode> SharedExitCode() const { return exitCode_; }
 
@@ -82,8 +82,8 @@ class FakeChild {
     const std::shared_ptr<ExitCode> exitCode_ = std::make_shared<ExitCode>();
 };
 
-/// Makes the child for its command-line argument; empty: it cannot be started.
+/// Makes the child for a command-line argument; returns empty when the child cannot be started.
 using ChildFactory = std::function<std::shared_ptr<FakeChild>(const std::string& argument)>;
 
-/// Takes effect for the children started from now on. Without a factory none can be started.
+/// Applies to the children that are started from now on. Without a factory no child can be started.
 void SetChildFactory(ChildFactory factory);

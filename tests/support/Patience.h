@@ -1,4 +1,4 @@
-// How long tests wait for what must come.
+// How long tests wait for something that must happen.
 #pragma once
 
 #include <chrono>
@@ -8,7 +8,7 @@
 
 inline constexpr std::uint32_t kPatienceMs = 30000;  // a test that waits so long has failed
 
-/// Waits for a state that nothing signals; false when it does not come.
+/// Waits for a condition that no event signals; false when it does not become true.
 inline bool Eventually(const std::function<bool()>& condition) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
     while (!condition()) {

@@ -36,7 +36,7 @@ std::string CommandLine() {
     return "program";
 }
 
-// UTF-8 is the code page here, and lacks what begins with the byte 0xF0: the characters beyond the first plane.
+// The narrow code page here is UTF-8 without the characters beyond the first plane, which begin with the byte 0xF0.
 std::string ToUtf8(const std::string& narrow) {
     return narrow;
 }

@@ -61,7 +61,7 @@ class ProcessHost : public IProcess {
         return exited;
     }
     std::uint64_t GetPid() override {
-        return Locked(child_) ? platform::CurrentProcessId() : 0;  // its threads are this process's
+        return Locked(child_) ? platform::CurrentProcessId() : 0;  // the child runs on threads of this process
     }
     void OnEnd(EndMonitor monitor) override { monitor_ = std::move(monitor); }
 

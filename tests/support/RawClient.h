@@ -1,4 +1,4 @@
-// Clients written from the wire's description: they move bytes, whatever these are.
+// Clients that send and receive raw bytes, valid or not, without the product's own client.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ using Bytes = std::vector<std::uint8_t>;
 inline constexpr std::uint32_t kRequest = 0x80000000;
 inline constexpr std::uint32_t kOneWay = 0xA0000000;
 inline constexpr std::uint32_t kTerminate = 0xC0000000;
-inline constexpr std::uint32_t kEnded = 0xFFFFFFFF;  // the command of what is received when the connection has ended
+inline constexpr std::uint32_t kEnded = 0xFFFFFFFF;  // the command that Receive returns after the connection's end
 
 template <class Integer>
 Integer Take(const Bytes& bytes, std::size_t offset) {
@@ -29,13 +29,13 @@ Integer Take(const Bytes& bytes, std::size_t offset) {
     return value;
 }
 
-/// Text fields, one after another.
+/// The bytes of text fields, one after another.
 template <class... Text>
 Bytes Names(const Text&... text) {
     return wire::Encode(std::array<wire::Name, sizeof...(text)>{wire::Name(std::string(text))...});
 }
 
-/// Connected, and nothing said yet.
+/// A client that is connected and has sent nothing yet.
 class RawPeer {
   public:
     explicit RawPeer(const std::string& server) : pipe_(ClientTransport::Make(server)) {
@@ -65,7 +65,7 @@ struct RawMessage {
     Bytes body;
 };
 
-/// Greeted, with the server's answer to its first question.
+/// A client that has completed the handshake, and has the server's reply to its first request.
 class RawClient : public RawPeer {
   public:
     explicit RawClient(const std::string& server) : RawPeer(server) {
@@ -103,7 +103,7 @@ class RawClient : public RawPeer {
     std::vector<RawMessage> events;
 
   private:
-    static constexpr std::uint32_t kAux = 0xCAFE;  // has to come back as it went
+    static constexpr std::uint32_t kAux = 0xCAFE;  // every reply must carry it back
 
     std::uint64_t lastId_ = 1000;
 };

@@ -20,7 +20,7 @@ using VexaUtils::RegistryKey;
 using VexaUtils::RegistryValue;
 using VexaUtils::ValueKind;
 
-/// Names compare without regard to letter case.
+/// Compares names without regard to letter case.
 struct NameLess {
     bool operator()(const std::string& a, const std::string& b) const {
         const auto upper = [](unsigned char c) { return std::toupper(c); };
@@ -131,7 +131,7 @@ class RegistryKeyHost : public RegistryKey {
 
   private:
     bool Fails() { return node_->deleted || (tree_.callsToFailure > 0 && --tree_.callsToFailure == 0); }
-    /// Takes one of what is left; false when nothing is.
+    /// Uses up one of the calls that are left; false when none is left.
     static bool Take(unsigned& left) {
         if (left == 0)
             return false;
@@ -155,7 +155,7 @@ class RegistryKeyHost : public RegistryKey {
 
     Tree& tree_ = TheTree();
     const std::shared_ptr<Node> node_;
-    unsigned seen_ = 0xFFFFFFFF;  // no number of changes yet
+    unsigned seen_ = 0xFFFFFFFF;  // the number of changes at the last call; no real number at first
 };
 
 std::shared_ptr<RegistryKey> Root() {
@@ -174,7 +174,7 @@ std::shared_ptr<RegistryKey> KeyAt(const std::string& path, bool create) {
     return key;
 }
 
-/// Tuning values, as a key that is open for reading gives them.
+/// Reads tuning values; refuses to write, like a key that is open for reading only.
 class RegistryReader : public VexaUtils::Registry {
   public:
     explicit RegistryReader(std::string path) : path_(std::move(path)) {}

@@ -57,10 +57,10 @@ class EventHost final : public Event {
         return 0;
     }
 
-    /// Under the lock: whether a waiter may pass now.
+    /// Whether a waiter may pass now. Call it with the shared lock held.
     bool LetsThrough() { return signalled && std::exchange(signalled, manual); }
 
-    bool manual = false;  // guarded, as the other, by the shared lock
+    bool manual = false;  // the shared lock guards both members
     bool signalled = false;
 
   private:
@@ -72,8 +72,8 @@ class EventHost final : public Event {
     }
 };
 
-/// Known by its name for as long as somebody has it. Unlike a mutex of the system it cannot be locked twice by its
-/// holder, and is not taken over from one that died.
+/// Its name exists as long as an object for it exists. Unlike a mutex of the system, it cannot be locked twice by its
+/// holder, and it is not taken over from a holder that died.
 class MutexHost final : public Mutex {
   public:
     explicit MutexHost(std::shared_ptr<Event> free, bool locked = false) : free_(std::move(free)), locked_(locked) {}
@@ -99,7 +99,7 @@ class MutexHost final : public Mutex {
     std::int32_t Open() override { return 0; }
 
   private:
-    const std::shared_ptr<Event> free_;  // signalled while nobody holds the mutex
+    const std::shared_ptr<Event> free_;  // signalled while no thread holds the mutex
     std::atomic<bool> locked_;
 };
 
@@ -108,7 +108,7 @@ class ThreadHost final : public Thread {
     explicit ThreadHost(std::function<void()> body)
         : thread_([this, work = std::move(body)]() mutable {
               work();
-              work = nullptr;  // whatever it holds goes before the thread counts as ended
+              work = nullptr;  // releases its captures before the thread counts as ended
               ended_->Set();
           }) {}
     ~ThreadHost() override { Join(); }
@@ -121,7 +121,7 @@ class ThreadHost final : public Thread {
 
   private:
     const std::shared_ptr<Event> ended_ = Event::Make(Reset::Manual, Initially::Clear);
-    std::thread thread_;  // after the event, which it uses
+    std::thread thread_;  // declared after ended_, which it uses
 };
 
 }  // namespace

@@ -20,7 +20,7 @@ using Guard = std::unique_lock<std::mutex>;
 
 constexpr std::size_t kBufferSize = 4096;  // bytes each way
 
-/// One end of a connection, which reads what the other one has put into it.
+/// One end of a connection. It reads the bytes that the other end has put into `incoming`.
 struct End {
     std::deque<std::uint8_t> incoming;
     bool closed = false;
@@ -28,7 +28,7 @@ struct End {
 
 struct Connection {
     std::shared_ptr<End> own, peer;
-    std::uint64_t peerProcessId;  // 0: cannot be told
+    std::uint64_t peerProcessId;  // 0: unknown
 };
 
 struct Listener {
@@ -40,7 +40,7 @@ struct Listener {
 struct World {
     template <class Condition>
     bool WaitFor(Guard& guard, std::uint32_t timeoutMs, Condition condition) {
-        return changed.wait_for(guard, std::chrono::milliseconds(timeoutMs), condition);  // for ever: 49 days
+        return changed.wait_for(guard, std::chrono::milliseconds(timeoutMs), condition);  // kInfinite: 49 days
     }
     bool Fails(Operation operation) { return failures[operation] > 0 && --failures[operation] == 0; }
 
@@ -54,7 +54,7 @@ struct World {
 
 World& world = *new World;  // never destroyed: static clients may close while the process ends
 
-/// Tells for how long its thread lives.
+/// Tells whether its thread has ended.
 struct ThreadLife {
     ~ThreadLife() {
         const Guard guard(world.lock);
@@ -159,7 +159,7 @@ class HostClientTransport : public ClientTransport {
     const std::shared_ptr<End> own_ = std::make_shared<End>();
     std::shared_ptr<End> peer_;  // empty: not connected
     const std::uint64_t peerProcessId_ = 0;
-    const std::uint8_t* next_ = nullptr;  // of the write under way
+    const std::uint8_t* next_ = nullptr;  // of the write in progress
     std::int32_t size_ = 0;
     std::int32_t left_ = 0;
     bool slow_ = false;
@@ -212,7 +212,7 @@ std::shared_ptr<ServerTransport> ServerTransport::Make(const std::string& server
     const Guard guard(world.lock);
     auto& known = world.servers[serverName];
     if (world.Fails(Operation::Open) || !known.expired())
-        return {};  // one server a name: it keeps a test from meeting another one's
+        return {};  // only one server per name: no test must meet the server of another test
     auto listener = std::make_shared<Listener>();
     known = listener;
     return std::make_shared<HostServerTransport>(std::move(listener));

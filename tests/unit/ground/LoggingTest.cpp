@@ -1,4 +1,4 @@
-// The logger from the call to the line in the file.
+// The logger, from the log call to the line in the file.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -25,7 +25,7 @@ namespace {
 using Logging::LogEntry;
 using Logging::Logger;
 
-/// A file that only this run of the tests knows, and that is there for no longer than a test.
+/// A file that only this test run uses. The destructor removes it.
 struct OwnFile {
     ~OwnFile() {
         std::error_code ignored;
@@ -104,7 +104,7 @@ TEST(FileSink, ThoseWhoShareAFileWriteWholeLines) {
     write(another);
     beside.join();
     const auto mutex = kivsync::Mutex::OpenNamed("vexa-logger-file-mutex");
-    EXPECT_EQ(mutex->Lock(), 0);  // and is suspended
+    EXPECT_EQ(mutex->Lock(), 0);  // stands for a process that is suspended while it holds the mutex
     const auto begin = std::chrono::steady_clock::now();
     std::thread([&] { write(one), write(another); }).join();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60))
@@ -117,7 +117,7 @@ TEST(FileSink, ThoseWhoShareAFileWriteWholeLines) {
     EXPECT_EQ(lines, 400);
 }
 
-/// What is in the log's files, the oldest first. They are gone then.
+/// Returns the text of the log's files, the oldest first, and removes the files.
 std::string TakeLog(const std::string& path) {
     std::ostringstream text;
     for (const auto& file : Logging::LogFiles(path)) {
@@ -226,11 +226,11 @@ TEST(Logger, TakesItsSinkFromTheTuningValues) {
     const OwnFile file;
     const auto path = file.path;
     const auto product = VexaUtils::RegistryKey::OpenOrCreate("Software\\Quenlar");
-    product->DeleteSubkey("Torvik");  // what an earlier program left
+    product->DeleteSubkey("Torvik");  // values that an earlier test program left
     const auto tuning =
         product->CreateSubkey("Torvik")->CreateSubkey("runtime")->CreateSubkey("settings")->CreateSubkey("vexa");
     tuning->SetText("logfile", path);
-    for (const char* type : {"File", "file"}) {  // the first stands for event tracing, as any other word does
+    for (const char* type : {"File", "file"}) {  // "File" stands for event tracing, as any unknown word does
         tuning->SetText("logtype", type);
         Logger().Log(Logging::Error, "f.cpp", 1, "A::B", "%s", type);
     }

@@ -8,7 +8,7 @@ namespace {
 
 TEST(Client, OwnRequestsAndNotices) {
     LogCapture log;
-    const IpcTimeout longer(kPatienceMs);  // 16 MiB take their time on a busy machine
+    const IpcTimeout longer(kPatienceMs);  // 16 MiB take long on a busy machine
     RunningServer running("own");
     IPCClient client;
     EXPECT_EQ(client.CheckAlive(), -1);
@@ -32,11 +32,11 @@ TEST(Client, OwnRequestsAndNotices) {
     EXPECT_TRUE(Eventually([&] { return !client.IsConnected() && running.server.ClientCount() == 0; }));
     for (std::uint32_t i = kLost; i < kSent; ++i)
         ASSERT_EQ(client.TakeNotice(0)->Command(), i);
-    EXPECT_EQ(client.TakeNotice(platform::kInfinite), nullptr);  // there can be no more
+    EXPECT_EQ(client.TakeNotice(platform::kInfinite), nullptr);  // does not wait: the connection has ended
     EXPECT_EQ(log->Count("Cannot send stop request"), 1u);
     EXPECT_EQ(log->Count("Notices are not taken, the oldest are dropped"), 1u);
 
-    ASSERT_EQ(client.Connect("own"), 0);  // and no more than 16 MiB of them
+    ASSERT_EQ(client.Connect("own"), 0);  // notices of at most 16 MiB are kept
     for (std::uint32_t i = 0; i < 2; ++i) {
         EXPECT_EQ(running.server.Broadcast(IPC::Notice(i, Bytes(9 * 1024 * 1024))), 0);
         EXPECT_EQ(client.CheckAlive(), 0);
@@ -69,7 +69,7 @@ TEST(Client, RepliesFindTheirRequestsHoweverTheyCome) {
     EXPECT_TRUE(log->Contains("Already wainting reply for this request"));
     EXPECT_EQ(client.WaitReply(requests[0]->RequestId(), 20), nullptr);
     for (int copies = 0; copies < 2; ++copies)
-        send(IPC::Reply(*requests[0]));  // finds nobody any more
+        send(IPC::Reply(*requests[0]));  // no request waits for it any more
     send(IPC::Reply(*requests[2], {2, 2}));
     send(IPC::Notice(150));
     send(IPC::Reply(*requests[1], {1}));
@@ -95,10 +95,10 @@ TEST(Client, AGreetingThatDripsIsGivenUp) {
 
 TEST(Client, SurvivesOddReplies) {
     RunningServer running("odd", [](const IPC& request) {
-        const bool counts = request.Command() == kIpcGetClientCount;  // more than are listed, or could be
+        const bool counts = request.Command() == kIpcGetClientCount;  // the count is higher than any list could be
         return IPC::Reply(request, counts ? Hex("00000000 00000080") : Bytes(8 + 24 * 2 + 23));
     });
-    const IpcTimeout longer(kPatienceMs);  // the room for so many is 16 MiB
+    const IpcTimeout longer(kPatienceMs);  // the request for so many clients has 16 MiB
     IPCClient client;
     ASSERT_EQ(client.Connect("odd"), 0);
     std::vector<ipc_client_info> clients;

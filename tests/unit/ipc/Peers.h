@@ -1,4 +1,4 @@
-// The two sides of a connection, as the tests of the IPC framework need them.
+// A server, and helpers for the tests of the IPC framework.
 #pragma once
 
 #include <functional>
@@ -11,7 +11,7 @@
 #include "utils/class/GlobalSettings.h"
 #include "utils/platform/Deadline.h"
 
-/// Bytes written as hexadecimal pairs, with blanks between them where they help the reader.
+/// Converts hexadecimal pairs to bytes. Ignores blanks, which are there for the reader.
 inline Bytes Hex(std::string text) {
     std::erase(text, ' ');
     Bytes bytes;
@@ -20,7 +20,7 @@ inline Bytes Hex(std::string text) {
     return bytes;
 }
 
-/// The function column of the first line that holds the text.
+/// The function of the first entry whose message contains the text.
 inline std::string FunctionOf(const LogCapture& log, std::string_view text) {
     for (const auto& entry : log->All()) {
         if (entry->Message().find(text) != std::string::npos)
@@ -29,7 +29,7 @@ inline std::string FunctionOf(const LogCapture& log, std::string_view text) {
     return {};
 }
 
-/// The process's time-out of the framework, for as long as it lives.
+/// Sets the process's IPC timeout while this object lives.
 struct IpcTimeout {
     explicit IpcTimeout(std::uint32_t milliseconds) {
         GlobalSettings settings;
@@ -39,8 +39,8 @@ struct IpcTimeout {
     ~IpcTimeout() { GlobalSettings::Set({}); }
 };
 
-/// A server with the thread that answers its requests: as `handle` says, or else the framework's own as it should and
-/// others with their payload.
+/// A server with a thread that replies to its requests. The reply is that of `handle` or AnswerBuiltIn; when that is
+/// empty, it carries the request's own payload.
 class RunningServer {
   public:
     using Handler = std::function<std::shared_ptr<IPC>(const IPC&)>;

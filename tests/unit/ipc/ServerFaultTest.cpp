@@ -1,4 +1,4 @@
-// What a server survives that only the doubles can bring about.
+// Faults that a server must survive and that only the doubles can cause.
 
 #include <future>
 
@@ -12,7 +12,7 @@ TEST(ServerFault, AClientThatABroadcastLosesIsNoFailureOfIt) {
     RunningServer running("lost", [&](const IPC& request) {
         if (request.Command() == RunningServer::kUnanswered) {
             transport_host::FailOperation(transport_host::Operation::Write, 1);
-            result.set_value(running.server.Broadcast(IPC::Notice(150)));  // writes here, to one after the other
+            result.set_value(running.server.Broadcast(IPC::Notice(150)));  // writes on this thread, client by client
         }
         return nullptr;
     });
@@ -52,7 +52,7 @@ TEST(ServerFault, AStopAndStartStrandNobodyWhoIsAboutToWait) {
 }
 
 TEST(ServerFault, AMessageOutlivesTheThreadThatSentIt) {
-    constexpr std::size_t kSize = 20000;  // more than a connection holds
+    constexpr std::size_t kSize = 20000;  // bytes; more than the buffer of a connection
     transport_host::CancelWritesOfEndedThreads(true);
     RunningServer running("outlives");
     RawClient client("outlives");

@@ -11,7 +11,7 @@ TEST(Server, HandshakeAndOwnCommandsByteForByte) {
     RawPeer raw("handshake");
     const auto greeting = wire::Encode(std::array<wire::u64, 2>{1, platform::CurrentProcessId()});
     EXPECT_EQ(raw.Read(16), greeting);
-    EXPECT_EQ(running.server.ClientCount(), 0u);  // not before it has answered
+    EXPECT_EQ(running.server.ClientCount(), 0u);  // the client has not completed the handshake
     raw.Write(Hex("8877665544332211"));
     raw.Write(Hex("00000080 0500000000000000 06000000 05000000 00000000"));
     EXPECT_EQ(raw.Read(56), Hex("00000000 0500000000000000 06000000 05000000 20000000 00000000 00000000"
@@ -20,14 +20,14 @@ TEST(Server, HandshakeAndOwnCommandsByteForByte) {
     EXPECT_EQ(raw.Read(32), Hex("00000000 0000000000000000 00000000 04000000 08000000 00000000 01000000"));
     raw.Write(Hex("00000080 0600000000000000 00000000 03000000 01000000 00"));
     EXPECT_EQ(raw.Read(32), Hex("00000000 0600000000000000 00000000 03000000 08000000 00000000 07000000"));
-    raw.Write(Hex("00000080 0700000000000000 00000000 03000000 00000000"));  // without its byte
+    raw.Write(Hex("00000080 0700000000000000 00000000 03000000 00000000"));  // without its payload byte
     EXPECT_EQ(raw.Read(32), Hex("00000000 0700000000000000 00000000 03000000 08000000 FFFFFFFF 00000000"));
 }
 
 TEST(Server, BrokenStreamsEndTheConnection) {
     const struct {
         Bytes bytes;
-        bool closes;  // the peer, after the bytes
+        bool closes;  // the peer closes after the bytes
         std::string line;
     } cases[] = {
         {Hex("00000080 0700000000000000 00000000 09000000 FFFFFFFF 01"), false,
@@ -36,7 +36,7 @@ TEST(Server, BrokenStreamsEndTheConnection) {
         {Hex("01000080 0700000000000000 00000000 09000000 1F000000" + std::string(62, '0')), false,
          "Invalid message size:31 flags:80000001 "},
         {Hex("00000080 0700000000000000 00000000 09000000 0A000000 0102"), true, "Disconnect in middle size:10 id:"},
-        {{1, 2, 3}, true, ""},  // as good as gone between messages: silently
+        {{1, 2, 3}, true, ""},  // part of a header: like an end between messages, without a log line
     };
     LogCapture log;
     RunningServer running("broken");
@@ -67,7 +67,7 @@ TEST(Server, IdsAreGivenOutAgainFromTheOneThatWent) {
     for (std::uint64_t id = 1; id <= 5; ++id)
         EXPECT_EQ(connect(), id);
     EXPECT_TRUE(drop(1));
-    EXPECT_TRUE(log->WaitFor("~IPCServerClient", kPatienceMs));  // released without a further connect
+    EXPECT_TRUE(log->WaitFor("~IPCServerClient", kPatienceMs));  // released before the next client connects
     EXPECT_EQ(connect(), 6u);
     EXPECT_TRUE(drop(0));
     EXPECT_EQ(connect(), 2u);
@@ -117,7 +117,7 @@ TEST(Server, SilentPeerHarmsOnlyItself) {
     EXPECT_EQ(running.server.Broadcast(IPC::Notice(150)), 0);
     EXPECT_EQ(talking.Receive().command, 150u);
     running.server.Stop();
-    EXPECT_TRUE(silent.HasEnded());  // not even the broadcast
+    EXPECT_TRUE(silent.HasEnded());  // it has not got the broadcast
     EXPECT_EQ(running.server.Start("silent"), 0);
     EXPECT_EQ(running.server.Start("silent"), -1);
 }
@@ -133,11 +133,11 @@ TEST(Server, PeerThatDoesNotReadHarmsOnlyItself) {
         for (std::uint32_t i = 0; i < kCount; ++i)
             EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst + i, Bytes(3000))), 0);
         slow.Send(kTerminate, 7, 0, {});
-        for (auto* peer : {&reading, &slow}) {  // what queued up comes in order, nothing twice
+        for (auto* peer : {&reading, &slow}) {  // queued messages arrive once each, in order
             for (std::uint32_t i = 0; i < kCount; ++i)
                 ASSERT_EQ(peer->Receive().command, kFirst + i);
         }
-        EXPECT_EQ(slow.Receive().id, 7u);  // and then the end
+        EXPECT_EQ(slow.Receive().id, 7u);  // the reply to the terminate request
         EXPECT_TRUE(slow.HasEnded());
         EXPECT_TRUE(log->Contains("OnRequest terminate handling id:1 pid:1234605616436508552"));
         EXPECT_TRUE(log->WaitFor("OnRequest terminate set event id:1 pid:1234605616436508552", kPatienceMs));
@@ -151,7 +151,7 @@ TEST(Server, PeerThatDoesNotReadHarmsOnlyItself) {
         EXPECT_TRUE(Eventually([&] { return running.server.ClientCount() == 0; }));
     }
     const IpcTimeout longer(kPatienceMs);
-    const RawClient full("stuck");  // what waits for one client is bounded
+    const RawClient full("stuck");  // the backlog of one client is limited
     EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst, Bytes(9 * 1024 * 1024))), 0);
     const RawClient empty("stuck");
     EXPECT_EQ(running.server.Broadcast(IPC::Notice(kFirst, Bytes(9 * 1024 * 1024))), -1) << "one of them failed";
@@ -159,7 +159,7 @@ TEST(Server, PeerThatDoesNotReadHarmsOnlyItself) {
     EXPECT_EQ(log->Count("Too much waits for the client, connection ended id:"), 1u);
 }
 
-/// A peer that has written more requests than are read before some are taken.
+/// A peer that has written more requests than the server reads before it takes some.
 struct Flood {
     static constexpr std::uint32_t kCount = 2000;
 
@@ -202,7 +202,7 @@ TEST(Server, PeerThatAsksTooFastWaitsForItsTurnAndHidesNobodysEnd) {
     reading.join();
     EXPECT_EQ(other.CheckAlive(), 0);
 
-    IPCServer idle;  // whose owner takes nothing; it stops all the same
+    IPCServer idle;  // its owner takes no request, but can stop it
     ASSERT_EQ(idle.Start("idle"), 0);
     const Flood unread("idle");
     idle.Stop();
@@ -240,9 +240,9 @@ TEST(Server, ClientsComeAskAndVanishWhileTheOwnerBroadcastsAndStops) {
             running.server.Broadcast(IPC::Notice(150, Bytes(200)));
             return answers > kAnswers;
         }));
-        running.server.Stop();  // in the middle of it all
+        running.server.Stop();  // while clients connect, ask and vanish
         stopping = true;
-        users.clear();  // waits
+        users.clear();  // waits for their threads
         EXPECT_EQ(running.server.ClientCount(), 0u);
     }
 }

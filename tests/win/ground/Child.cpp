@@ -1,5 +1,5 @@
-// A child that ends with the exit code that is its argument; without one it waits to be ended. With a log file and a
-// number of lines it writes these, and rotates the file when it has 4000 bytes.
+// A child process for tests. With an exit code as its argument, it ends with that code; without arguments, it waits to
+// be ended. With a log file and a number, it writes that many lines, and rotates the file at 4000 bytes.
 #include <windows.h>
 
 #include <cstdlib>
@@ -9,7 +9,7 @@
 #include "utils/logging/LogLevel.h"
 
 int main(int count, char** arguments) {
-    constexpr DWORD kLifetimeMs = 120000;  // one that nobody ends goes by itself
+    constexpr DWORD kLifetimeMs = 120000;  // a child that no test ends must end by itself
     if (count == 3) {
         Logging::FileSink sink(arguments[1], false, {4000, Logging::kMostOlderLogFiles});
         for (int line = 0; line < std::atoi(arguments[2]); ++line)

@@ -1,4 +1,4 @@
-// Stands in for the event-tracing provider library: keeps the calls for the test to take.
+// Stands in for the event-tracing provider library: records the calls for the test.
 #include <string>
 #include <utility>
 
@@ -15,7 +15,7 @@ ENTRY_POINT(ETWWarning)
 ENTRY_POINT(ETWMsg)
 ENTRY_POINT(ETWError)
 
-/// The calls since the last question; valid until the next one.
+/// Returns the calls since the last TakeCalls; the text is valid until the next one.
 EXPORT const char* TakeCalls() {
     taken = std::exchange(calls, {});
     return taken.c_str();

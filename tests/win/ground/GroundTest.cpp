@@ -1,4 +1,4 @@
-// What the ground stands on in Windows: the event-tracing provider, named objects, the start and end of a process.
+// The lowest classes on Windows: event tracing, console and file sinks, the named mutex, start and end of a process.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -23,9 +23,9 @@
 
 namespace {
 
-/// The provider library, which stays loaded with what it recorded.
+/// Keeps the provider library, and with it the recorded calls, loaded.
 struct Provider {
-    Provider() { takeCalls(); }  // what was logged before
+    Provider() { takeCalls(); }  // drops earlier calls
     const Module library{Logging::kEtwProviderLibrary};
     const char* (*const takeCalls)() = FindFunction<const char*()>(library.Get(), "TakeCalls");
 };
@@ -132,7 +132,7 @@ TEST(Mutex, HasOneCreatorAndIsTakenOverFromADeadHolder) {
     EXPECT_EQ(kivsync::Mutex::OpenNamed("ground"), nullptr);
 }
 
-/// A process and what its monitor was told.
+/// A process with a monitor that records its calls.
 struct WatchedProcess {
     using End = std::optional<std::pair<std::uint64_t, std::uint32_t>>;
 
@@ -152,10 +152,10 @@ struct WatchedProcess {
 
     End told;
     std::counting_semaphore<> calls{0};
-    Process process;  // goes first
+    Process process;  // the last member, so destroyed first
 };
 
-/// Ends the process as an outsider does.
+/// Ends the process from outside.
 void Terminate(std::uint64_t pid, UINT exitCode) {
     const UniqueHandle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, static_cast<DWORD>(pid)));
     EXPECT_TRUE(TerminateProcess(process.Get(), exitCode));
@@ -163,7 +163,7 @@ void Terminate(std::uint64_t pid, UINT exitCode) {
 }
 
 TEST(Process, TellsOnceOfEveryChildThatEnded) {
-    WatchedProcess ending({"259"});  // the code that stands for a running process
+    WatchedProcess ending({"259"});  // the exit code that also stands for a running process
     for (int i = 0; i < 2; ++i) {
         const auto pid = ending.Start();
         EXPECT_EQ(ending.NextEnd(), WatchedProcess::End({pid, 259}));
@@ -177,7 +177,7 @@ TEST(Process, TellsOnceOfEveryChildThatEnded) {
     EXPECT_EQ(waiting->NextEnd(), WatchedProcess::End({forgotten, 5}));
     const auto outliving = waiting->Start();
     waiting.reset();
-    Terminate(outliving, 0);  // a call would meet freed memory
+    Terminate(outliving, 0);  // a call of its monitor would use freed memory
     const auto last = ending.Start();
     EXPECT_EQ(ending.NextEnd(), WatchedProcess::End({last, 259}));
     EXPECT_FALSE(ending.calls.try_acquire());
@@ -196,14 +196,14 @@ TEST(Process, ItsEndWaitsForTheMonitor) {
         process.reset();
         ended.release();
     });
-    EXPECT_FALSE(ended.try_acquire_for(std::chrono::milliseconds(100)));  // the call is under way
+    EXPECT_FALSE(ended.try_acquire_for(std::chrono::milliseconds(100)));  // the call is still in progress
     proceed.release();
     destroying.join();
 }
 
 TEST(ProcessDeathTest, ACommandLineThatDoesNotFitEndsTheProcess) {
     const auto start = [](std::size_t length) { return ProcessWin("", {std::string(length, 'x')}).Start(); };
-    start(57);  // 69 characters: whether such a program is here or not, it returns
+    start(57);  // 69 characters with the program name: Start returns, whether it finds the program or not
     EXPECT_EXIT(start(58), testing::ExitedWithCode(STATUS_INVALID_CRUNTIME_PARAMETER), "");
 }
 

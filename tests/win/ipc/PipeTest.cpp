@@ -1,5 +1,5 @@
 #include <windows.h>
-// After <windows.h>, which they need.
+// These need <windows.h> before them.
 #include <aclapi.h>
 #include <sddl.h>
 
@@ -29,14 +29,14 @@ struct PipeTest : testing::Test {
     std::shared_ptr<ClientTransport> client = ClientTransport::Make("pipe");
     std::shared_ptr<ClientTransport> served;
     std::array<char, 8> buffer{};
-    const Bytes large = Bytes(1024 * 1024, 3);  // more than any pipe takes unread
+    const Bytes large = Bytes(1024 * 1024, 3);  // more than any pipe buffers
     const std::int32_t largeSize = static_cast<std::int32_t>(large.size());
 };
 
 TEST_F(PipeTest, TransfersThatTimeOutAreTakenBackOrFinished) {
     EXPECT_EQ(client->ReadAhead(buffer.data(), 5, 8, 20), -1);
     EXPECT_EQ(served->Write("abc", 3, kPatienceMs), 3);
-    EXPECT_EQ(client->Read(buffer.data(), 8, kPatienceMs), 3);  // nothing went to the read before
+    EXPECT_EQ(client->Read(buffer.data(), 8, kPatienceMs), 3);  // the cancelled read took none of the bytes
     EXPECT_EQ(client->Write(large.data(), largeSize, 20), -1);
     EXPECT_EQ(log->Messages(),
               (std::vector<std::string>{"Cannot Read timeout size:5, read:0 timeout:20 server:pipe client:1",
@@ -70,7 +70,7 @@ TEST_F(PipeTest, ConnectWaitsForAFreePipe) {
 
 TEST_F(PipeTest, AClientThatClosesIsNoticedWithBytesUnread) {
     std::thread reading([&] { EXPECT_EQ(served->Read(buffer.data(), 1, platform::kInfinite), 1); });
-    for (int i = 0; i < 200; ++i)  // the thread is in its read soon
+    for (int i = 0; i < 200; ++i)  // meanwhile the thread begins its read
         EXPECT_FALSE(served->HasPeerClosed());
     EXPECT_EQ(client->Write("abc", 3, kPatienceMs), 3);
     reading.join();
@@ -113,7 +113,7 @@ TEST_F(PipeTest, PoolOutlivesClientsThatVanish) {
     EXPECT_NE(server->Accept(kPatienceMs), nullptr);
 }
 
-/// Who has which rights on a pipe of a new server, as Windows writes it.
+/// The access rights of the pipe of a new server, in the text form of Windows.
 std::string Access() {
     const auto server = ServerTransport::Make("guarded");
     const UniqueHandle pipe(
@@ -128,7 +128,7 @@ std::string Access() {
     std::string access = written;
     LocalFree(written);
     LocalFree(descriptor);
-    // Windows keeps the rights of files that the general ones stand for, Wine these as they are.
+    // Windows stores the file rights that the generic rights stand for; Wine stores the generic rights themselves.
     for (const auto& [general, ofFiles] : {std::pair("GWGR", "0x12019f"), std::pair("GA", "FA")})
         access = std::regex_replace(access, std::regex(general), ofFiles);
     return access;

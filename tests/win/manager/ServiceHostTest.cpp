@@ -1,4 +1,4 @@
-// What the service host does with the controls that no program can send.
+// How the service host handles controls, also those that no program can send.
 #include "protocols/KivProtocolManager/class/ServiceHost.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// The registry access over the real registry, looked at with plain Win32 calls.
+// The settings database in the real registry, checked with plain Win32 calls.
 #include <windows.h>
 
 #include "unit/vexadb/DatabaseTest.h"

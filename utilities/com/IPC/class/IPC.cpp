@@ -12,8 +12,7 @@ std::uint64_t NextRequestId() {
     return counter.fetch_add(1);
 }
 
-// Counter values are taken as unsigned: a peer's clock that ran backwards shows as an absurd number, not as a small
-// one.
+// The subtraction is unsigned: if a peer's clock ran backwards, the result is absurdly large, not small and plausible.
 double Seconds(std::int64_t from, std::int64_t to, std::int64_t frequency) {
     const auto ticks = static_cast<std::uint64_t>(to) - static_cast<std::uint64_t>(from);
     return static_cast<double>(ticks) / static_cast<double>(frequency);
@@ -53,7 +52,7 @@ IPCPayload IPC::Serialize() {
     IPCPayload message;
     message.reserve(sizeof(ipc_header) + Size());
     wire::Append(message, header_);
-    // A record that came without any bytes has no block, whatever its flags say.
+    // A record that was received without a body has no timing block, even if its flags declare one.
     if ((Flags() & kFlagTiming) != 0 && Size() >= sizeof timing_) {
         (IsRequest() ? timing_.requestSentTime : timing_.replySentTime) = platform::CounterTicks();
         wire::Append(message, timing_);

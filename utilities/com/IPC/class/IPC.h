@@ -14,7 +14,7 @@
 
 #include "IPC/class/WireRecord.h"
 
-/// Commands that the framework itself defines; those of its users start at 100.
+/// Commands that the framework itself defines. The commands of its users start at 100.
 enum IPCCommand : std::uint32_t {
     kIpcTerminate = 0,
     kIpcAliveCheck = 1,
@@ -81,14 +81,15 @@ struct ipc_get_clients_info_request {
 };
 static_assert(sizeof(ipc_get_clients_info_request) == 1);
 
-/// A message above this size is taken for a broken or hostile peer; no message of the system comes near it.
+/// The largest valid ipc_header::size, in bytes. No message of the system comes near it, so a peer that declares a
+/// larger one is broken or hostile.
 inline constexpr std::uint32_t kIpcMaximumSize = 16u * 1024 * 1024;
 
 using IPCPayload = std::vector<std::uint8_t>;
 
 class IPCServerClient;
 
-/// One record, held by shared ownership. Built by one thread, then handed over; not changed by two threads at once.
+/// One record, in shared ownership. One thread builds it and then passes it on; no two threads may change it at once.
 class IPC {
   public:
     static constexpr std::uint32_t kFlagRequest = 1u << 31;
@@ -97,7 +98,7 @@ class IPC {
     static constexpr std::uint32_t kFlagLogMeasurement = 1u << 1;
     static constexpr std::uint32_t kFlagTiming = 1u << 0;
 
-    /// A request with an id of its own (one counter per process, from 0). `aux` travels back in the reply.
+    /// A request with a new id (one counter per process, from 0). The reply carries the same `aux`.
     static std::shared_ptr<IPC> Request(std::uint32_t command, IPCPayload payload = {}, std::uint32_t aux = 0) {
         return Make(kFlagRequest, command, std::move(payload), aux);
     }
@@ -107,20 +108,21 @@ class IPC {
     static std::shared_ptr<IPC> Notice(std::uint32_t command, IPCPayload payload = {}) {
         return Make(kFlagRequest | kFlagNoReply, command, std::move(payload), 0);
     }
-    /// The reply to a request: its id, aux, command, flags (less the request bit), origin and timing values.
+    /// The reply to a request, with its id, aux, command, flags (without the request bit), origin and timing values.
     static std::shared_ptr<IPC> Reply(const IPC& request, IPCPayload payload = {});
 
-    /// Asks for the timing block, and for a log line of each measurement.
+    /// Adds the timing block.
     void EnableMeasurement();
+    /// Asks for a log line with the measured times.
     void EnableMeasurementLog() { AddFlags(kFlagLogMeasurement); }
     /// Clears the request bit.
     void MarkReply() { header_.flags = Flags() & ~kFlagRequest; }
 
-    /// Header, timing block if any, and payload as one buffer; stamps the time of sending into the timing block.
+    /// Header, timing block (if any) and payload as one buffer. Writes the time of sending into the timing block.
     IPCPayload Serialize();
-    /// The record of a header and the `header.size` bytes that follow it. Stamps the time of arrival; a reply's
-    /// measured times go to the statistics. Without any bytes there is neither block nor payload. Empty when there are
-    /// some, but too few for the timing block that the header declares.
+    /// Builds the record from a header and the `header.size` bytes that follow it. Sets the time of arrival in a
+    /// request's timing block; adds the times of a reply's block to the statistics. An empty body is valid, also when
+    /// the flags declare a block. Returns empty when another body is too short for the block.
     static std::shared_ptr<IPC> Deserialize(const ipc_header& header, std::span<const std::uint8_t> body);
 
     std::uint32_t Flags() const { return header_.flags; }
@@ -133,20 +135,20 @@ class IPC {
     const IPCPayload& Payload() const { return payload_; }
     const ipc_timing& Timing() const { return timing_; }
 
-    /// Local only: the peer that sent the record, and the number of the connection that received it.
+    /// Not sent: the process id of the sender, and the number of the connection that received the record.
     std::uint64_t Pid() const { return pid_; }
     std::uint64_t ClientId() const { return clientId_; }
     void SetOrigin(std::uint64_t clientId, std::uint64_t pid) {
         clientId_ = clientId;
         pid_ = pid;
     }
-    /// Local only: the server-side connection itself, since its number may be given out again. A reply goes back to it.
+    /// Not sent: the server's connection that received the record, for the reply. Its number may be reused meanwhile.
     const std::weak_ptr<IPCServerClient>& Connection() const { return connection_; }
     void SetConnection(std::weak_ptr<IPCServerClient> connection) { connection_ = std::move(connection); }
 
-    /// Adds the three durations of a reply (seconds) to the process's statistics; logs them when asked to.
+    /// Adds three measured durations (seconds) to the process's statistics, and logs them if `log`. Any thread.
     static void CalculateStats(double request, double reply, double total, bool log);
-    /// Logs the statistics: every hundredth sample, or whenever there is one when forced.
+    /// Logs the statistics if the number of samples is a multiple of 100 or, with `force`, not 0. Any thread.
     static void PrintStats(bool force);
 
   private:

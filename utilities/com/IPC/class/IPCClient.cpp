@@ -12,18 +12,18 @@
 
 namespace {
 
-/// One name of the process's table of clients.
+/// The entry of one server in the process's table of clients.
 struct NamedClient {
-    std::mutex lock;  // guards client, through its connecting; the client's own locks are taken under it
+    std::mutex lock;  // guards client, also while it connects; taken before the client's own locks
     std::weak_ptr<IPCClient> client;
 };
 
 NamedClient& FindNamedClient(const std::string& serverName) {
     static kivsync::Guarded<std::map<std::string, NamedClient>> table;
-    return (*table.Lock())[serverName];  // it stays where it is
+    return (*table.Lock())[serverName];  // entries of the map are never moved or removed
 }
 
-/// The status that a reply of the framework's commands 3 to 5 begins with.
+/// The status at the beginning of a reply to one of the framework's commands 3 to 5.
 std::int32_t ReplyStatus(const IPC& reply) {
     const auto status = wire::Decode<wire::i32>(reply.Payload());
     return status ? static_cast<std::int32_t>(*status) : kIpcFailure;
@@ -34,7 +34,7 @@ std::shared_ptr<IPC> ValueRequest(std::uint32_t command) {
     return IPC::Request(command, wire::Encode(ipc_get_state_request{}));
 }
 
-/// The status of a reply to command 3 or 4, and the value when that is 0.
+/// The status of a reply to command 3 or 4. Sets `value` when the status is 0.
 std::int32_t ReplyValue(const IPC& reply, std::uint32_t& value) {
     if (const auto status = ReplyStatus(reply); status != kIpcSuccess)
         return status;
@@ -60,7 +60,7 @@ std::shared_ptr<IPCClient> IPCClient::GetClient(const std::string& serverName, b
         client = std::make_shared<IPCClient>(useListener);
         entry.client = client;
     }
-    static_cast<void>(client->Connect(serverName));  // whoever asked sees whether it is connected
+    static_cast<void>(client->Connect(serverName));  // the caller asks IsConnected
     return client;
 }
 
@@ -68,14 +68,14 @@ std::int32_t IPCClient::Connect(const std::string& serverName) {
     const std::scoped_lock guard(lock_);
     if (connected_)
         return kIpcSuccess;
-    DropConnection();  // the remains of one that broke
+    DropConnection();  // the remains of a connection that broke
     const auto transport = ClientTransport::Make(serverName);
     if (!transport) {
         KIV_LOG(Logging::Error, "Cannot create IPC ClientTransport for %s", serverName.c_str());
         return kIpcFailure;
     }
     connection_.Lock()->transport = transport;
-    // From here on a Disconnect closes the transport; one that came before shows in the count.
+    // From now on Disconnect finds this transport and closes it. disconnecting_ tells of an earlier Disconnect.
     if (disconnecting_ == 0 && transport->Connect(Timeout()) == 0 && Handshake(*transport) && StartReader(transport))
         return kIpcSuccess;
     KIV_LOG(Logging::Error, "Cannot connect IPC client for %s", serverName.c_str());
@@ -95,7 +95,7 @@ bool IPCClient::Handshake(ClientTransport& transport) {
         return false;
     clientId_ = clientId;
     const auto known = transport.PeerProcessId();
-    serverPid_ = known != 0 ? known : std::uint64_t{serverPid};  // a server may say what it likes
+    serverPid_ = known != 0 ? known : std::uint64_t{serverPid};  // the system's answer first: a server may send any id
     return true;
 }
 
@@ -103,7 +103,7 @@ bool IPCClient::StartReader(const std::shared_ptr<ClientTransport>& transport) {
     const auto reader = std::make_shared<PipeReader>(transport, *this, *this);
     reader->SetIds(clientId_, platform::CurrentProcessId());
     connection_.Lock()->reader = reader;
-    SetConnected(true);  // before the listener, which may find the connection broken at once
+    SetConnected(true);  // before the listener starts, which may find the connection broken at once
     return reader->StartListener() == kIpcSuccess;
 }
 
@@ -112,7 +112,7 @@ std::int32_t IPCClient::Disconnect() {
     const auto [reader, transport] = *connection_.Lock();
     if (reader)
         reader->SignalStop();
-    // Before lock_: whoever waits on the connection holds that, and lets go of it now.
+    // Close before taking lock_: a thread that waits on the connection holds lock_, and releases it now.
     if (transport)
         transport->Close();
     const std::scoped_lock guard(lock_);
@@ -212,7 +212,7 @@ std::int32_t IPCClient::SendTogether(std::initializer_list<std::shared_ptr<IPC>>
 
 std::shared_ptr<IPC> IPCClient::WaitReply(std::uint64_t requestId, std::uint32_t timeoutMs) {
     const std::scoped_lock guard(lock_);
-    // Not a matter of connected_: the reply may have come before the server closed the connection.
+    // Do not check connected_: the reply may have arrived before the server closed the connection.
     const auto reader = connection_.Lock()->reader;
     if (!reader)
         return {};
@@ -295,7 +295,7 @@ std::int32_t IPCClient::GetClientsInfo(std::vector<ipc_client_info>& clients, st
     for (std::uint32_t listed = 0; listed < count; ++listed, offset += sizeof(ipc_client_info)) {
         const auto client = wire::Decode<ipc_client_info>(reply->Payload(), offset);
         if (!client)
-            break;  // fewer than were counted a moment ago
+            break;  // a client has left since the server was asked for the count
         clients.push_back(*client);
     }
     return kIpcSuccess;

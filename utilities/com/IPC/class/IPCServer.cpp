@@ -11,11 +11,12 @@
 
 namespace {
 
-constexpr std::chrono::milliseconds kAcceptRetry{10};  // after an accept that brought nothing: no busy loop
-constexpr std::size_t kMaximumCrew = 256;              // beyond that many threads requests wait
+constexpr std::chrono::milliseconds kAcceptRetry{10};  // pause after an Accept without a connection: no busy loop
+constexpr std::size_t kMaximumCrew = 256;              // threads; when all of them are busy, requests wait
 constexpr std::int64_t kNanosecondsPerMs = 1'000'000;
 
-/// The server whose requests the calling thread carries out. Such a thread lives as long as the server's connections.
+/// The server for which the calling thread carries out requests. Such a thread lives as long as the server's
+/// connections, so it may begin writes to them.
 thread_local const IPCServer* servedHere = nullptr;
 
 }  // namespace
@@ -65,12 +66,12 @@ void IPCServer::TakeDown() {
         state->ended.clear();
         state->transport.reset();
     }
-    // All of them first: their threads then end side by side.
+    // Close all of them before the first wait, so that their threads end at the same time.
     for (const auto& client : clients)
         client->Close();
     for (const auto& client : clients)
         client->AwaitFinish();
-    const auto crew = std::exchange(state_.Lock()->crew, {});  // joined; no listener is left to add to it
+    const auto crew = std::exchange(state_.Lock()->crew, {});  // joins its threads; no listener is left to add one
 }
 
 void IPCServer::AcceptClients(const std::shared_ptr<ServerTransport>& transport) {
@@ -84,7 +85,7 @@ void IPCServer::AcceptClients(const std::shared_ptr<ServerTransport>& transport)
         else if (released == 0)
             std::this_thread::sleep_for(kAcceptRetry);
         if (left > 0)
-            transport->Interrupt();  // they are looked at again soon, though not before whoever wants to connect
+            transport->Interrupt();  // ends the next Accept, to check them again; a waiting client still comes first
     }
 }
 
@@ -100,14 +101,14 @@ void IPCServer::AddCLient(const std::shared_ptr<ClientTransport>& connection) {
     const std::uint64_t connectionId = state_.Lock()->NextClientId();
     const auto client = std::make_shared<IPCServerClient>(serverName_, connectionId, connection, *this, *this);
     state_.Lock()->clients.push_back(client);
-    // The handshake runs on the connection's own thread: a peer that stays silent delays nobody else.
+    // The handshake runs on the connection's own thread: a peer that stays silent delays no other client.
     if (client->Start() == kIpcSuccess)
         return;
     KIV_LOG(Logging::Error, "Cannot connect to client %s", serverName_.c_str());
     client->End();
 }
 
-// May be called on a thread of the connection, so nothing is let go here.
+// May run on a thread of the connection, so it must not destroy the connection.
 void IPCServer::OnDisconnect(std::uint64_t connectionId) {
     {
         auto state = state_.Lock();
@@ -115,7 +116,8 @@ void IPCServer::OnDisconnect(std::uint64_t connectionId) {
                                         [=](const auto& client) { return client->ConnectionId() == connectionId; });
         if (found == state->clients.end())
             return;  // the server is being stopped
-        // Ids are given out again from there on. One whose handshake failed was never a client.
+        // The search for the next free number starts after this one, unless its handshake failed: then the connection
+        // never was a client.
         if ((*found)->IsHandshakeDone() && connectionId < state->lastClientId)
             state->lastClientId = connectionId;
         state->ended.push_back(std::move(*found));
@@ -125,7 +127,7 @@ void IPCServer::OnDisconnect(std::uint64_t connectionId) {
 }
 
 std::pair<std::size_t, std::size_t> IPCServer::ReleaseEndedClients() {
-    ClientList finished;  // destroyed after the lock was released
+    ClientList finished;  // declared before the lock, so destroyed after its release
     auto state = state_.Lock();
     const auto runs = [](const auto& client) { return !client->HasFinished(); };
     const auto first = std::stable_partition(state->ended.begin(), state->ended.end(), runs);
@@ -161,7 +163,7 @@ std::int32_t IPCServer::OnRequest(const std::shared_ptr<IPC>& request) {
     const auto queue = Queue();
     const auto turn = duty_.turnOf ? duty_.turnOf(*request) : Turn::Question;
     if (turn == Turn::AtOnce && queue->HasNothingOf(request->Connection())) {
-        servedHere = this;  // it writes to its own connection alone, as whose listener it lives as long
+        servedHere = this;  // the listener thread writes only to its own connection, and lives as long as that
         CarryOut(request);
         return IPCServerClient::kCarriedOut;
     }
@@ -177,7 +179,7 @@ std::shared_ptr<IPC> IPCServer::GetRequest() {
     if (!request)
         return {};
     servedHere = this;
-    queue->Done(*request);  // its owner takes them one at a time
+    queue->Done(*request);  // already now, since only one thread takes requests
     if (const auto client = request->Connection().lock())
         client->RequestTaken(*request);
     return request;
@@ -220,7 +222,7 @@ void IPCServer::CarryOut(const std::shared_ptr<IPC>& request) {
     } catch (const std::exception& error) {
         KIV_LOG_AS(duty_.function, Logging::Error, "%s command %d failed: %s", duty_.title, command, error.what());
         if (const auto client = request->Connection().lock())
-            client->End();  // so that it does not wait for an answer
+            client->End();  // so that the client does not wait for a reply
     }
     const auto elapsed = duty_.clock() - begin;
     if (elapsed >= duty_.longNanoseconds)
@@ -234,7 +236,7 @@ MessageSender::Begin IPCServer::BeginOfWrites() const {
 
 std::int32_t IPCServer::SendReply(const std::shared_ptr<IPC>& reply) {
     reply->MarkReply();
-    // Not by the connection's number, which may have been given out again since the request came.
+    // Do not look for the connection by its number: another connection may have got that number meanwhile.
     const auto client = reply->Connection().lock();
     if (!client || !client->IsServing()) {
         KIV_LOG(Logging::Error, "Did not Send IPC id:%lld pid:%lld cmd:%lld", static_cast<long long>(reply->ClientId()),

@@ -13,31 +13,32 @@
 #include "IPC/class/RequestGate.h"
 #include "IPC/transport/ClientTransport.h"
 
-/// Held by the server until the connection's threads have ended, and for the length of a send by whoever sends; so none
-/// of those threads ever destroys it. They are its reader's listener, which also does the handshake and answers the
-/// terminate request, and at need one that writes what waits. Any thread may send, end and close.
+/// The connection's threads are its reader's listener thread, which also does the handshake and answers the terminate
+/// request, and, once a message has to wait, a writing thread. The server holds this object until they have ended, and
+/// a sender holds it during the send, so none of them ever destroys it. Any thread may send, end and close.
 class IPCServerClient : public RequestMonitor,
                         public DisconnectMonitor,
                         public std::enable_shared_from_this<IPCServerClient> {
   public:
-    /// What the server's OnRequest results in when it has carried the request out already.
+    /// The result of the server's OnRequest when it has carried the request out already.
     static constexpr std::int32_t kCarriedOut = 2;
 
-    /// The monitors are the server; `disconnects` is told the connection id when the connection has ended by itself.
+    /// The server is both monitors, and outlives this object. `disconnects` gets the connection id when End, and not
+    /// Close, has ended the connection.
     IPCServerClient(std::string serverName, std::uint64_t connectionId, std::shared_ptr<ClientTransport> transport,
                     RequestMonitor& requests, DisconnectMonitor& disconnects);
-    /// Closes, and waits for the connection's threads.
+    /// Closes the connection, and waits for its threads.
     ~IPCServerClient() override;
 
-    /// Starts the handshake and then the reading; -1 when no thread is to be had.
+    /// Starts the listener thread: the handshake, then the reading. 0, or -1 when the thread cannot be started.
     [[nodiscard]] std::int32_t Start() {
         return reader_.StartListener([this] { return Handshake(); });
     }
-    /// Ends the connection and tells the server, unless it has ended before. The result of closing the pipe.
+    /// Ends the connection, and tells the server unless it had ended before. Returns the result of closing the pipe.
     std::int32_t End();
-    /// Ends the connection without telling the server or waiting for the connection's threads.
+    /// Ends the connection without telling the server. Neither function waits for the connection's threads.
     std::int32_t Close();
-    /// After End or Close: none of the connection's threads runs any more.
+    /// After End or Close: whether the connection's threads have ended.
     bool HasFinished() { return reader_.HasFinished() && sender_.HasFinished(); }
     /// After End or Close: waits for the connection's threads.
     void AwaitFinish() {
@@ -45,17 +46,16 @@ class IPCServerClient : public RequestMonitor,
         sender_.AwaitFinish();
     }
 
-    /// Writes a serialized message, or queues it behind those that still wait. A connection that cannot take it is
-    /// ended.
+    /// Writes a serialized message, or queues it behind waiting ones. Ends the connection if the result is not Sent.
     MessageSender::Result Send(const MessageSender::Message& message, MessageSender::Begin begin);
 
-    /// Returns when nothing that was sent waits any more, or the connection has ended.
+    /// Returns when every message that was sent is written, or the connection has ended.
     void AwaitWritten() { sender_.AwaitEmpty(); }
 
-    /// A request of the connection was taken out of the queue: there is room for another one.
+    /// Tells that a request of this connection was taken out of the queue: there is room for another one.
     void RequestTaken(const IPC& request) { gate_.Leave(request); }
 
-    /// The handshake is complete, and the connection has not ended.
+    /// Whether the handshake is complete, and the connection has not ended.
     bool IsServing() const { return handshakeDone_ && !ended_; }
     bool IsHandshakeDone() const { return handshakeDone_; }
     std::uint64_t ConnectionId() const { return peer_.connectionId; }
@@ -76,5 +76,5 @@ class IPCServerClient : public RequestMonitor,
     std::atomic<bool> ended_{false};
     RequestGate gate_;
     MessageSender sender_;
-    PipeReader reader_;  // last, so that its thread ends before what that thread uses
+    PipeReader reader_;  // the last member, so destroyed first: its thread uses the others
 };

@@ -1,4 +1,4 @@
-// The running figures of the measured round trips of this process.
+// Statistics of the measured round trips of this process.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -12,16 +12,16 @@ namespace {
 constexpr double kMillisecondsPerSecond = 1000.0;
 constexpr std::uint32_t kPrintInterval = 100;  // samples
 
-/// Of one duration of the round trips. Samples and figures are seconds.
+/// Statistics of one of the durations of a round trip. All values are in seconds.
 struct IPCStatistics {
     std::uint32_t count = 0;
     double max = 0;
     double min = 0;
     double mean = 0;
     double sumSquares = 0;
-    double stdDev = 0;  // of the population, not of a sample of it
+    double stdDev = 0;  // population standard deviation
 
-    /// Welford's method: the mean and the deviation need no stored samples and do not drift.
+    /// Welford's method: mean and deviation need no stored samples, and rounding errors do not add up.
     void Add(double sample) {
         ++count;
         max = count == 1 ? sample : std::max(max, sample);
@@ -35,7 +35,7 @@ struct IPCStatistics {
 
 constexpr std::array kTitles{"Request", "Reply  ", "Total  "};
 
-kivsync::Guarded<std::array<IPCStatistics, kTitles.size()>> statistics;  // by title; its lock is taken last
+kivsync::Guarded<std::array<IPCStatistics, kTitles.size()>> statistics;  // one per title; its lock is taken last
 
 }  // namespace
 

@@ -7,9 +7,9 @@
 
 namespace {
 
-constexpr std::uint32_t kDirectWriteMs = 5;                    // how long a sender waits for the client itself
-constexpr std::size_t kMaximumBacklogBytes = kIpcMaximumSize;  // of the messages that wait for a client
-constexpr std::uint32_t kTickMs = 20;                          // by which a wait may end before its time
+constexpr std::uint32_t kDirectWriteMs = 5;                    // how long the sending thread itself waits for a client
+constexpr std::size_t kMaximumBacklogBytes = kIpcMaximumSize;  // of the messages that wait for one client
+constexpr std::uint32_t kTickMs = 20;                          // a wait may end this much before its timeout
 
 }  // namespace
 
@@ -41,7 +41,7 @@ MessageSender::Result MessageSender::Send(const Message& message, Begin begin) {
         if (!state->writer) {
             KIV_LOG(Logging::Error, "Cannot start writing thread for client %X",
                     static_cast<unsigned>(peer_.connectionId));
-            transport_.Close();  // ends a write under way before its bytes go
+            transport_.Close();  // ends a write in progress before its buffer is freed
             return Result::Refused;
         }
         state->backlog.push_back({message, platform::Deadline(GlobalSettings::Get().ipcTimeout)});
@@ -78,7 +78,7 @@ bool MessageSender::Write(const Queued& message, bool underWay) {
         underWay ? transport_.FinishWrite(timeoutMs) : transport_.Write(message.bytes->data(), size, timeoutMs);
     if (written == size)
         return true;
-    // A client that is gone is no news.
+    // A client that has gone needs no log line.
     if (!state_.Lock()->closed && message.deadline.LeftMs() <= kTickMs)
         KIV_LOG(Logging::Error, "Client does not take its messages, connection ended id:%lld pid:%lld server:%s",
                 static_cast<long long>(peer_.connectionId), static_cast<long long>(peer_.processId),
@@ -97,7 +97,7 @@ void MessageSender::Close() {
 }
 
 void MessageSender::AwaitFinish() {
-    const auto writer = std::move(state_.Lock()->writer);  // joined without the lock
+    const auto writer = std::move(state_.Lock()->writer);  // its destructor joins the thread, without the lock
 }
 
 bool MessageSender::HasFinished() {

@@ -1,9 +1,9 @@
-// MessageSender: sends whole messages to one client, in their order.
+// MessageSender: sends whole messages to one client, in order.
 //
-// A message is written by the thread that sends it as long as the client takes what it is sent. When a write does not
-// complete within a few milliseconds, it is left to a writing thread of the connection, and what is sent meanwhile
-// queues behind it: a client that is slow or stuck costs the others next to nothing. A message that waits for longer
-// than the general IPC time-out, or too much that waits, ends the connection.
+// As long as the client reads fast enough, the sending thread writes each message itself. When a write takes longer
+// than a few milliseconds, a writing thread of the connection finishes it, and later messages queue behind it: a client
+// that is slow or stuck hardly delays the others. The connection ends when a message waits for longer than the general
+// IPC timeout, or when too many bytes wait.
 #pragma once
 
 #include <atomic>
@@ -19,38 +19,38 @@
 #include "utils/sync/Guarded.h"
 #include "utils/sync/Thread.h"
 
-/// Who is at the other end, as the log names it.
+/// The other end of a connection, as the log names it.
 struct IPCPeer {
     const std::string server;
     const std::uint64_t connectionId;
-    std::atomic<std::uint64_t> processId{0};  // from the handshake on
+    std::atomic<std::uint64_t> processId{0};  // known from the handshake on
 };
 
-/// Member of a connection, which closes it before it goes. Any thread may send.
+/// Member of a connection, which calls Close and AwaitFinish before it destroys the sender. Any thread may send.
 class MessageSender {
   public:
     using Message = std::shared_ptr<const IPCPayload>;
     enum class [[nodiscard]] Result{
-        Sent,     // or queued
-        Gone,     // the client has ended the connection
-        Refused,  // the client cannot take it; the log says why
+        Sent,     // written or queued
+        Gone,     // the connection has ended
+        Refused,  // too many bytes wait, or no writing thread can be started; the log tells which
     };
-    /// Where a write may begin. The system cancels what a thread has begun and not completed when that thread ends, so
-    /// only a thread that lives as long as the connection may begin one itself.
+    /// Which thread may begin a write. When a thread ends, the system cancels the unfinished writes that it has begun,
+    /// so only a thread that lives as long as the connection may pass Here.
     enum class Begin { Here, OnWritingThread };
 
-    /// `transport` and `peer` outlive the sender. `failed` is called on the writing thread when a message that was
-    /// queued could not be written; the connection must then end.
+    /// `transport` and `peer` must outlive the sender. `failed` is called on the writing thread when a queued message
+    /// could not be written; the connection must then end.
     MessageSender(ClientTransport& transport, const IPCPeer& peer, std::function<void()> failed);
 
-    /// Takes 5 ms at most. After a result other than Sent the connection must end: nothing may follow a message that
-    /// was cut short.
+    /// Waits at most 5 ms for the client. After any other result than Sent, the connection must end: no message may
+    /// follow a truncated one.
     Result Send(const Message& message, Begin begin);
-    /// Returns when nothing waits for the client, or the connection has ended.
+    /// Returns when no message waits for the client, or the connection has ended.
     void AwaitEmpty();
-    /// Sends nothing more, and ends the writing thread. The transport must be closed before.
+    /// Ends sending, and tells the writing thread to end. Close the transport first.
     void Close();
-    /// After Close: no thread of this object runs any more.
+    /// After Close: whether the writing thread has ended.
     bool HasFinished();
     /// After Close: waits for the writing thread, which may still be calling `failed`.
     void AwaitFinish();
@@ -61,11 +61,11 @@ class MessageSender {
         platform::Deadline deadline;
     };
     struct State {
-        std::deque<Queued> backlog;  // the writing thread is at the first one
+        std::deque<Queued> backlog;  // the writing thread writes the first one
         std::size_t bytes = 0;
-        bool underWay = false;  // the write of the first one was begun by its sender
+        bool underWay = false;  // the sending thread has begun the write of the first one
         bool closed = false;
-        std::unique_ptr<kivsync::Thread> writer;  // from its first need to the connection's end
+        std::unique_ptr<kivsync::Thread> writer;  // started for the first message that waits
     };
 
     void WriteBacklog();
@@ -74,5 +74,5 @@ class MessageSender {
     ClientTransport& transport_;
     const IPCPeer& peer_;
     const std::function<void()> failed_;
-    kivsync::Guarded<State> state_;  // held for a direct write, 5 ms at most
+    kivsync::Guarded<State> state_;  // its lock is also held during a direct write, for at most 5 ms
 };

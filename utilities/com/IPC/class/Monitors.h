@@ -1,4 +1,4 @@
-// The callbacks through which the owner of a reader hears of requests and of the connection's end.
+// The callbacks by which a connection tells its owner about requests and about its end.
 #pragma once
 
 #include <cstdint>
@@ -10,13 +10,14 @@ class IPC;
 class RequestMonitor {
   public:
     virtual ~RequestMonitor() = default;
-    /// Takes the request. 0, or IPCServerClient::kCarriedOut.
+    /// Receives a request. 0, or IPCServerClient::kCarriedOut.
     virtual std::int32_t OnRequest(const std::shared_ptr<IPC>& request) = 0;
 };
 
-/// Called on the reader's listener thread, which must not destroy the reader: it only takes note.
+/// May be called on the reader's listener thread, so it must not destroy the reader.
 class DisconnectMonitor {
   public:
     virtual ~DisconnectMonitor() = default;
+    /// `value` is the connection id when a server's connection calls, 0 when a reader calls.
     virtual void OnDisconnect(std::uint64_t value) = 0;
 };

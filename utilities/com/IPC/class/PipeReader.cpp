@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint32_t kListenerGraceMs = 100;  // for the listener to end by itself
 
-constexpr const char* kRead = "PipeReader::Read";  // bears the lines of its parts
+constexpr const char* kRead = "PipeReader::Read";  // the function that the log lines of its helpers name
 
 }  // namespace
 
@@ -70,7 +70,7 @@ void PipeReader::InternalListenerThread(const std::function<bool()>& greeting) {
         }
         disconnectMonitor_.OnDisconnect(0);
         auto state = state_.Lock();
-        state.Wait([&] { return state->stopped; });  // the owner decides when the reader ends
+        state.Wait([&] { return state->stopped; });  // the owner decides when the thread ends
     }
     KIV_LOG(Logging::Info, "InternalListenerThread end");
     SignalStop();
@@ -106,7 +106,7 @@ std::shared_ptr<IPC> PipeReader::ReadMessage() {
     if (!record) {
         KIV_LOG_AS(kRead, Logging::Error, "Invalid message size:%u flags:%X id:%lld pid:%lld", size,
                    static_cast<unsigned>(header.flags), static_cast<long long>(id_), static_cast<long long>(pid_));
-        transport_->Close();  // what follows cannot be told apart any more
+        transport_->Close();  // the beginning of the next message cannot be found any more
     }
     return record;
 }
@@ -134,7 +134,7 @@ bool PipeReader::ReadBytes(void* target, std::size_t size) {
         const auto wanted = static_cast<std::int32_t>(size);
         if (wanted >= kReadAheadSize)
             return ReadWhole(*transport_, next, wanted, platform::kInfinite);
-        // Zero bytes are no end of the stream: a peer may write nothing at all.
+        // Zero bytes do not mean the end of the stream: a peer may write an empty buffer.
         const auto bytes = transport_->ReadAhead(ahead_.data(), wanted, kReadAheadSize, platform::kInfinite);
         if (bytes < 0)
             return false;
@@ -166,7 +166,7 @@ void PipeReader::AddReply(const std::shared_ptr<IPC>& reply) {
         aborted = known && found->second->aborted;
         if (known && !aborted) {
             found->second->replies.push_back(reply);
-            state.Unlock();  // the woken thread takes it at once
+            state.Unlock();  // before the notification, since the woken thread takes the lock at once
             state_.NotifyAll();
             return;
         }
@@ -194,12 +194,12 @@ std::shared_ptr<IPC> PipeReader::GetReply(std::uint64_t requestId, std::uint32_t
     const auto request = found->second;
     state.Wait(timeoutMs, [&] { return !request->replies.empty() || state->stopped; });
     std::shared_ptr<IPC> reply;
-    // Whatever ended the wait: a reply that made it is given out, also when the peer closed right behind it.
+    // A reply that has arrived is returned whatever ended the wait, also when the peer closed right after it.
     if (!request->replies.empty()) {
         reply = std::move(request->replies.front());
         request->replies.pop_front();
     }
-    request->aborted = !reply;  // it stays in the table, so that the late reply finds whom it was meant for
+    request->aborted = !reply;  // it stays in the table until EndRequest, for the log line of a late reply
     const bool stopped = state->stopped;
     state.Unlock();
     if (!reply && stopped)

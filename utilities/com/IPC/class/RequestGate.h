@@ -1,27 +1,27 @@
-// RequestGate: keeps a client from flooding the server. While too many of a connection's requests wait to be carried
-// out, its listener waits at the gate and reads no further: the client's pipe fills up and its writes wait, while other
-// clients' requests find their turn.
+// RequestGate: keeps a client from flooding the server. While too many requests of a connection wait to be carried out,
+// its listener thread waits in AwaitRoom and reads no further: the client's pipe fills up and its writes wait, while
+// the requests of other clients get their turn.
 #pragma once
 
 #include "IPC/class/IPC.h"
 #include "utils/sync/Guarded.h"
 
-/// Member of a connection. Enter and AwaitRoom belong to its listener, the others to any thread.
+/// Member of a connection. Only its listener thread may call Enter and AwaitRoom; any thread may call the others.
 class RequestGate {
   public:
     static constexpr std::size_t kMaximumWaiting = 65536;  // bytes
-    static constexpr std::size_t kRequestWeight = 1024;    // bytes, beside the payload: each request takes its time
-    static constexpr std::uint32_t kLookMs = 250;
+    static constexpr std::size_t kRequestWeight = 1024;    // bytes, added to the payload: each request takes time
+    static constexpr std::uint32_t kLookMs = 250;          // between two calls of hasPeerClosed
 
-    /// The request waits from now on.
+    /// Counts a request that now waits.
     void Enter(const IPC& request) { state_.Lock()->waiting += Weight(request); }
-    /// The request was taken.
+    /// Stops counting a request, since it was taken or carried out.
     void Leave(const IPC& request) {
         state_.Lock()->waiting -= Weight(request);
         state_.NotifyAll();
     }
-    /// Waits until there is room for another request, or the gate was closed. Nobody reads the pipe meanwhile, so it
-    /// asks `hasPeerClosed` now and then; false when that was so.
+    /// Waits until there is room for another request, or the gate is closed. No thread reads the pipe meanwhile, so it
+    /// calls `hasPeerClosed` now and then, and returns false if that returns true.
     template <class Condition>
     bool AwaitRoom(Condition hasPeerClosed) {
         for (;;) {
@@ -34,7 +34,7 @@ class RequestGate {
                 return false;
         }
     }
-    /// The connection has ended: nobody waits here any more.
+    /// Ends AwaitRoom, now and in future, because the connection has ended.
     void Close() {
         state_.Lock()->closed = true;
         state_.NotifyAll();

@@ -26,7 +26,7 @@ void RequestQueue::Push(const std::shared_ptr<IPC>& request, bool isChange) {
             state->changes.insert(number);
         state->lanes[request->Connection()].entries.push_back({request, number});
     }
-    state_.NotifyOne();  // after the lock: the woken thread takes it at once
+    state_.NotifyOne();  // without the lock, since the woken thread takes it at once
 }
 
 std::shared_ptr<IPC> RequestQueue::Take() {
@@ -39,7 +39,7 @@ std::shared_ptr<IPC> RequestQueue::Take() {
         return {};
     lane->busy = true;
     auto request = lane->entries.front().request;
-    // One Done may let two requests come.
+    // One Done may make two requests ready, and wakes no thread itself: wake one for the second request.
     if (state->waiting > 0 && state->NextLane() != nullptr)
         state_.NotifyOne();
     return request;

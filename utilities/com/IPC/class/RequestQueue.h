@@ -1,12 +1,12 @@
-// RequestQueue: the requests that a server has read and nobody has carried out yet, of all its connections.
+// RequestQueue: the requests of all connections that a server has read and not carried out yet.
 //
 //     while (const auto request = queue->Take()) {
 //         ... carry it out ...
 //         queue->Done(*request);
 //     }
 //
-// Several threads may take requests. Those of one connection are handed out one after the other, in their order; those
-// of different connections side by side. Changes are handed out one at a time, in the order in which they were read.
+// Several threads may take requests. Requests of one connection are carried out one at a time, in order; requests of
+// different connections at the same time. Changes are carried out one at a time, in the order in which they were read.
 #pragma once
 
 #include <cstdint>
@@ -18,24 +18,24 @@
 #include "IPC/class/IPC.h"
 #include "utils/sync/Guarded.h"
 
-/// Any thread. One life of a server has one queue: a server that is started again begins with another one.
+/// Any thread. A closed queue stays closed: a server that is started again uses a new one.
 class RequestQueue {
   public:
-    /// Adds a request of the connection that it names (IPC::Connection), a change or a question. After Close it is
-    /// dropped.
+    /// Adds a request of its connection (IPC::Connection): a change or a question. After Close, drops it.
     void Push(const std::shared_ptr<IPC>& request, bool isChange);
-    /// The oldest request that may be carried out now, waiting for one without limit; empty once the queue is closed.
-    /// Done must follow.
+    /// Takes the oldest request that may be carried out now; waits for one without limit. Empty once the queue is
+    /// closed. Done must follow.
     std::shared_ptr<IPC> Take();
-    /// The request that Take gave out is answered: the next one of its connection may come.
+    /// Tells that a request from Take is carried out, so that the next one of its connection may be taken. Wakes no
+    /// thread: the caller itself calls Take next.
     void Done(const IPC& request);
-    /// Ends every Take, and drops what waits.
+    /// Ends every Take, and drops the requests that wait.
     void Close();
 
-    /// No request of that connection waits or is carried out. Only that connection's own listener adds any, so on that
-    /// thread the answer stays true.
+    /// Whether no request of that connection waits or is being carried out. Only the connection's listener thread adds
+    /// requests, so on that thread a true answer stays true.
     bool HasNothingOf(const std::weak_ptr<IPCServerClient>& connection);
-    /// More requests may be carried out now than threads wait in Take.
+    /// Whether more requests may be carried out now than threads wait in Take.
     bool WantsThread();
 
   private:
@@ -48,14 +48,15 @@ class RequestQueue {
         bool busy = false;  // the first one is being carried out
     };
     struct State {
-        std::map<std::weak_ptr<IPCServerClient>, Lane, std::owner_less<>> lanes;  // of the connections with requests
-        std::set<std::uint64_t> changes;                                          // the numbers of those not done yet
+        std::map<std::weak_ptr<IPCServerClient>, Lane, std::owner_less<>> lanes;  // only of connections with requests
+        std::set<std::uint64_t> changes;                                          // numbers of the unfinished changes
         std::uint64_t next = 0;
         std::size_t waiting = 0;  // threads in Take
         bool closed = false;
 
-        /// The lane whose turn it is; null when there is none.
+        /// The ready lane with the oldest request; null when no lane is ready.
         Lane* NextLane();
+        /// Whether the first request of the lane may be carried out now.
         bool IsReady(const Lane& lane) const;
     };
 

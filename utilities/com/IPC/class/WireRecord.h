@@ -1,5 +1,5 @@
-// Building blocks of everything that crosses a pipe: integers and text fields of alignment 1, little-endian on any
-// machine, so that a plain struct of them has exactly the layout it shows. Each record asserts its offsets and size.
+// Building blocks of all data on a pipe: integers and text fields with alignment 1, little-endian on any machine, so
+// that a plain struct of them has no padding. Each record asserts its offsets and its size.
 //
 //     struct ipc_example_reply {
 //         wire::i32 result;  // offset 0, size 4
@@ -51,7 +51,7 @@ using u64 = Little<std::uint64_t>;
 using i32 = Little<std::int32_t>;
 using i64 = Little<std::int64_t>;
 
-/// A text field: 50 bytes, zero-terminated, the rest zero. At most 49 characters are carried.
+/// A text field of 50 bytes: at most 49 bytes of text, then zeros. A longer text is truncated.
 class Name {
   public:
     static constexpr std::size_t kSize = 50;
@@ -63,7 +63,7 @@ class Name {
     }
     Name(const std::string& text) : Name(std::string_view(text)) {}  // NOLINT(google-explicit-constructor)
 
-    /// Up to the first zero byte; a field without one ends at its 50 bytes.
+    /// The text up to the first zero byte, or all 50 bytes if there is none.
     std::string Text() const { return {bytes_.data(), End()}; }
     /// Whether there is a zero byte.
     bool IsEnded() const { return End() != bytes_.data() + kSize; }
@@ -77,15 +77,14 @@ class Name {
 template <class Record>
 concept WireRecord = std::is_trivially_copyable_v<Record> && alignof(Record) == 1;
 
-/// A request with text fields: HasEndedTexts tells whether each of them has its zero byte. What was accepted without
-/// one could not be named by any reply or event.
+/// A request with text fields: HasEndedTexts tells whether each of them has its zero byte. A text without one must not
+/// be accepted, since no text field of a reply or an event could carry it.
 template <class Record>
 concept WithTexts = requires(const Record& record) {
     record.HasEndedTexts();
 };
 
-/// The record at `offset` of the bytes; nothing when they are too short for it, or a text field of a request has no
-/// end.
+/// The record at `offset` of the bytes. Nothing when there are too few bytes, or a text of a request has no zero byte.
 template <WireRecord Record>
 std::optional<Record> Decode(std::span<const std::uint8_t> bytes, std::size_t offset = 0) {
     if (offset > bytes.size() || bytes.size() - offset < sizeof(Record))

@@ -1,4 +1,4 @@
-// The name on which a server and its clients meet.
+// The pipe name by which clients find a server.
 #pragma once
 
 #include <string>

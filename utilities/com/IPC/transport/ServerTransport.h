@@ -7,18 +7,18 @@
 
 #include "IPC/transport/ClientTransport.h"
 
-/// Accept is called by one thread at a time; Interrupt by any.
+/// Only one thread at a time may call Accept; any thread may call Interrupt.
 class ServerTransport {
   public:
-    /// These two do nothing: a server listens from Make to the destructor. They are there for callers and
-    /// implementations of others, to whom the interface was promised with them.
+    /// These two do nothing: a server listens from Make to the destructor. They belong to the published interface,
+    /// which other programs call and implement.
     virtual std::int32_t Open() { return 0; }
     virtual std::int32_t Close() { return 0; }
-    /// The next connection, or empty after `timeoutMs` (with a log line) or an Interrupt (without one). A connection
-    /// that waits already comes before an Interrupt, which then ends the next Accept that finds none.
+    /// Waits for the next connection. Empty after `timeoutMs` (with a log line) or after Interrupt (without one). If a
+    /// client is already waiting, Accept returns its connection; the Interrupt then ends the next Accept without one.
     virtual std::shared_ptr<ClientTransport> Accept(std::uint32_t timeoutMs) = 0;
     virtual ~ServerTransport() = default;
-    /// Makes the Accept in progress, or else the next one, return empty at once unless a connection waits.
+    /// Makes the Accept in progress, or else the next one, return empty at once, unless a client is waiting.
     virtual void Interrupt() = 0;
 
     /// Listens under `serverName` from the moment it returns; empty when the system refuses.

@@ -1,12 +1,12 @@
-// GlobalSettings: the process-wide time-outs and switches of the IPC framework and of the manager.
+// GlobalSettings: the process-wide timeouts and switches of the IPC framework and of the manager.
 //
-// The record stands on a low floor so that the framework can read it; filling it from the settings database is the
-// business of LoadSettings, beside the database.
+// The record is declared below the IPC framework, so that the framework can read it. LoadSettings, which fills it from
+// the settings database, is defined beside the database.
 #pragma once
 
 #include <cstdint>
 
-/// Time-outs in ms. A copy is taken by every reader; any thread.
+/// Timeouts are in ms. Any thread may call the functions: Get returns a copy.
 struct GlobalSettings {
     static constexpr std::uint32_t kFixedIpcTimeout = 5000;
 
@@ -24,12 +24,13 @@ struct GlobalSettings {
     std::uint32_t stopTimeout = 50000;
     std::uint32_t monitorWaitTime = 300000;
 
-    /// A copy of the process's record, with fixedIpcTimeout at its fixed value.
+    /// A copy of the process's record.
     static GlobalSettings Get();
-    /// Replaces the process's record.
+    /// Replaces the process's record, but keeps fixedIpcTimeout at its fixed value.
     static void Set(const GlobalSettings& settings);
 
-    /// Overwrites each field whose key the settings database holds and logs the value in force for every key. Defined
-    /// beside the database (utils/VexaDB): the in-process server when this process hosts one, else its IPC client.
+    /// Overwrites each field whose key is in the settings database, and logs the resulting value of every field that
+    /// has a key. Reads the database server of this process, or, when it hosts none, asks the server over IPC.
+    /// Defined in utils/VexaDB.
     static void LoadSettings();
 };

@@ -1,9 +1,10 @@
-// Process: the platform-neutral handle of one child process; forwards everything to the platform's implementation.
+// Process: the platform-neutral handle of one child process; forwards every call to the platform's implementation.
 #pragma once
 
 #include "utils/class/IProcess.h"
 
-/// `path` names the executable in messages; the child is found by its program name, and gets the first argument.
+/// `path` appears in log messages only: the platform knows which program to start. The child gets the first of
+/// `arguments`, if there is one.
 class Process : public IProcess {
   public:
     Process(std::string path, std::vector<std::string> arguments);

@@ -13,7 +13,7 @@ namespace {
 constexpr const char* kMutexName = "vexa-logger-file-mutex";
 constexpr int kAttempts = 10;
 
-/// Creates the mutex, or opens the one that another sink made. That one may be gone between the two steps.
+/// Creates the mutex, or opens the existing one. That one may disappear between the two calls, hence the attempts.
 std::shared_ptr<kivsync::Mutex> CreateOrOpenMutex() {
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         if (auto created = kivsync::Mutex::MakeNamed(kMutexName, false))
@@ -41,7 +41,7 @@ void FileSink::Write(const std::shared_ptr<LogEntry>& entry) {
     auto file = LogFile::Open(path_);
     if (file && mutex_.IsHeld() && IsFull(*file) && RotateLogFiles(path_, rotation_.keep)) {
         if (auto next = LogFile::Open(path_))
-            file = std::move(next);  // or else the line goes into the renamed one
+            file = std::move(next);  // if it cannot be opened, the line goes into the renamed file
     }
     if (file)
         file->Append(line);

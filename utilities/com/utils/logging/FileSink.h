@@ -1,4 +1,4 @@
-// Logging::FileSink: one line an entry at the end of a file that several processes of the product share.
+// Logging::FileSink: appends one line per entry to a file that several processes of the product share.
 #pragma once
 
 #include <memory>
@@ -11,15 +11,15 @@
 
 namespace Logging {
 
-/// The file is opened and closed for every entry, so that it can be moved away at any time. An entry that finds the
-/// file not to be opened is lost. Lines are whole: a named mutex keeps the processes apart, and where it has to be
-/// passed over, the system still appends each line as one piece.
+/// The file is opened and closed for every entry, so that it can be moved away at any time. When it cannot be opened,
+/// the entry is lost. Lines never mix: the processes take turns by a named mutex, and when a process has to write
+/// without it (see SinkMutex), the system still appends each line as a whole.
 ///
-/// A file that is full is rotated before the next line by the process that has this line to write. Where the mutex is
-/// passed over, or a file cannot be renamed, the line goes into the full file and the next line tries again.
+/// A process that finds the file full rotates it before it writes its line. Without the mutex, or when a file cannot be
+/// renamed, the line goes into the full file, and the next line tries the rotation again.
 class FileSink : public ISink {
   public:
-    /// Colours are forced on or off for the whole process. The folder must exist.
+    /// `color` sets the colour mode of the whole process to Force or Off. The folder of `path` must exist.
     FileSink(std::string path, bool color, LogRotation rotation = {});
 
     void Write(const std::shared_ptr<LogEntry>& entry) override;

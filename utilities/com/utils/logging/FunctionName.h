@@ -1,9 +1,9 @@
-// KIV_FUNCTION_NAME: the enclosing function as "Class::Method", a zero-terminated constant made by the compiler.
+// KIV_FUNCTION_NAME: the name of the enclosing function as "Class::Method", a zero-terminated compile-time constant.
 //
-// Compilers offer only the whole signature, each in its own spelling. The name is cut out of it: the last two
-// components of the qualified name, without return type, parameters, template arguments and unnamed scopes; code within
-// a lambda or a local class bears the name of the function around it. A signature does not tell a namespace from a
-// class, so a free function keeps its innermost namespace ("VexaDB::LoadAll"); one outside any namespace is just its
+// Compilers offer only the whole signature, each in its own spelling. The macro takes the last two components of the
+// qualified name out of it, without return type, parameters, template arguments and unnamed scopes. Code in a lambda or
+// a local class gets the name of the function around it. A signature does not distinguish a namespace from a class, so
+// a free function keeps its innermost namespace ("VexaDB::LoadAll"); a function outside any namespace has only its own
 // name ("wmain").
 #pragma once
 
@@ -19,12 +19,12 @@
 
 namespace Logging {
 
-/// Walks over one signature from left to right; what it has found when the parameter list begins is the name.
+/// Parses one signature from left to right. The last two components before the parameter list are scope and name.
 class FunctionSignature {
   public:
     constexpr explicit FunctionSignature(std::string_view signature) : text_(signature) { Parse(); }
 
-    /// Empty for a function outside any named scope.
+    /// The class or the innermost namespace; empty for a function outside any named scope.
     constexpr std::string_view Scope() const { return scope_; }
     constexpr std::string_view Name() const { return name_; }
 
@@ -34,7 +34,7 @@ class FunctionSignature {
             if (IsAt("::"))
                 EnterScope();
             else if (IsAt("(anonymous") || IsAt("{") || IsAt("`"))
-                SkipGroup();  // an unnamed namespace: no component
+                SkipGroup();  // an unnamed namespace is no component of the name
             else if (name_.empty() && IsAt("<lambda"))
                 return LeaveScope();
             else if (IsAt("<") || IsAt("["))
@@ -46,7 +46,7 @@ class FunctionSignature {
             else if (IsAt("(") && !name_.empty())
                 return;
             else if (IsAt(" ") || IsAt("*") || IsAt("&") || IsAt("("))
-                Forget();  // the return type, or the bracket of one that is a pointer to a function
+                Forget();  // it was the return type, or a return type that is a pointer to a function begins here
             else
                 TakeCharacter();
         }
@@ -86,7 +86,8 @@ class FunctionSignature {
         name_ = text_.substr(begin, position_ - begin);
     }
 
-    /// Moves behind the bracket that closes the one here. Angle brackets in parentheses are comparisons or arrows.
+    /// Skips to the end of the bracketed group that begins here. Angle brackets inside parentheses form no group: they
+    /// are comparisons or arrows.
     constexpr void SkipGroup() {
         const char open = text_[position_];
         const char close = open == '(' ? ')' : open == '<' ? '>' : open == '[' ? ']' : open == '{' ? '}' : '\'';
@@ -115,7 +116,7 @@ class FunctionSignature {
             SkipGroup();
     }
 
-    /// The rest up to the parameter list is the operator: its sign, "()", or the type it converts to.
+    /// Takes everything up to the parameter list as the name: "operator" and its sign, "()", or the conversion's type.
     constexpr void TakeOperator() {
         const auto begin = position_;
         position_ += std::string_view("operator").size();
@@ -137,7 +138,7 @@ class FunctionSignature {
     std::string_view outerScope_, scope_, name_;
 };
 
-/// A zero-terminated name; what does not fit is cut.
+/// A zero-terminated name of at most 127 bytes; a longer one is truncated.
 using FunctionNameText = std::array<char, 128>;
 
 constexpr FunctionNameText MakeFunctionName(std::string_view signature) {
@@ -155,7 +156,7 @@ constexpr FunctionNameText MakeFunctionName(std::string_view signature) {
 
 }  // namespace Logging
 
-// Within the lambda the signature is the lambda's, of which the name of the function around it remains.
+// The signature here is that of the lambda. FunctionSignature reduces it to the name of the function around it.
 #define KIV_FUNCTION_NAME                                                                             \
     ([]() noexcept -> const char* {                                                                   \
         static constexpr auto kivFunctionName_ = ::Logging::MakeFunctionName(KIV_FUNCTION_SIGNATURE); \

@@ -1,4 +1,4 @@
-// Logging::LogEntry: one log call, as the sinks see it.
+// Logging::LogEntry: the data of one log call, as the sinks get it.
 #pragma once
 
 #include <cstdint>
@@ -6,8 +6,8 @@
 
 namespace Logging {
 
-/// Made by the logger on the calling thread, shared with the sink, never changed afterwards: any thread may read it.
-/// Construction records the caller's last error and leaves it as it was.
+/// Created by the logger on the calling thread, shared with the sink, never changed afterwards: any thread may read it.
+/// The constructor records the thread's last-error code and leaves that code unchanged.
 class LogEntry {
   public:
     LogEntry(std::uint32_t level, const char* message, const char* file, std::uint32_t line, const char* function);
@@ -32,7 +32,7 @@ class LogEntry {
     std::string FormatTimestamp() const;
 
   private:
-    // First: whatever fills the other fields may change it.
+    // Declared first, and so set first: the calls that fill the other fields may change the code.
     const std::uint32_t lastError_;
     const std::uint32_t level_;
     const std::string message_;
@@ -45,7 +45,7 @@ class LogEntry {
     const std::string modulePath_;
 };
 
-/// Timestamp ticks as LogEntry::FormatTimestamp writes them.
+/// Formats a time (100-nanosecond ticks since 1970-01-01 00:00 UTC) as LogEntry::FormatTimestamp does.
 std::string FormatTimestamp(std::int64_t ticks);
 
 }  // namespace Logging

@@ -1,4 +1,4 @@
-// Logging::LogFile: a log file that was opened to append to it.
+// Logging::LogFile: a log file that is open for appending.
 //
 //     if (const auto file = LogFile::Open(path)) file->Append("a line\n");
 #pragma once
@@ -10,21 +10,21 @@
 
 namespace Logging {
 
-/// Closed by its destructor. Meanwhile others may read the file, append to it, rename it and delete it.
+/// The destructor closes the file. While it is open, other processes may read, rename and delete it and append to it.
 class LogFile {
   public:
     virtual ~LogFile() = default;
-    /// Puts the text at the end of the file as it is at that moment, in one write and with the platform's line ends.
-    /// What the system refuses to write is lost.
+    /// Writes the text at the current end of the file, in one write and with the platform's line ends. Text that the
+    /// system does not write is lost.
     virtual void Append(std::string_view text) = 0;
-    /// In bytes; 0 when the system does not tell.
+    /// Size in bytes; 0 when the system cannot tell it.
     virtual std::uint64_t Size() const = 0;
 
-    /// Makes the file when it is not there; its folder must be. Empty when the system refuses.
+    /// Opens the file, and creates it when it is missing; its folder must exist. Empty when the system refuses.
     static std::unique_ptr<LogFile> Open(const std::string& path);
     static bool Exists(const std::string& path);
-    /// Also of a file that is open here or elsewhere; a file that has the new name already is replaced. False when the
-    /// system refuses, as when somebody opened the file without sharing its deletion.
+    /// Renames a file, also one that is open. Replaces a file that already has the new name. False when the system
+    /// refuses, for example because a process has opened the file without FILE_SHARE_DELETE.
     [[nodiscard]] static bool Rename(const std::string& oldPath, const std::string& newPath);
 };
 

@@ -6,7 +6,7 @@ namespace Logging {
 
 namespace {
 
-/// 0 is the file that is written to.
+/// Path of the n-th older file; 0 stands for the current file.
 std::string NthFile(const std::string& path, std::uint32_t n) {
     return n == 0 ? path : path + "." + std::to_string(n);
 }
@@ -24,8 +24,8 @@ std::vector<std::string> LogFiles(const std::string& path) {
 }
 
 bool RotateLogFiles(const std::string& path, std::uint32_t keep) {
-    // Only as far as there is no gap: an attempt that failed half-way left one, and the next must not replace the
-    // oldest file once more.
+    // Stop at the first gap: an attempt that failed half-way has left one, and the next attempt must not replace the
+    // oldest file again.
     std::uint32_t free = 1;
     while (free < keep && LogFile::Exists(NthFile(path, free)))
         ++free;

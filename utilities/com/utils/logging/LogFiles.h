@@ -1,5 +1,5 @@
-// The files of one log: the one that is written to, and the older ones that it was renamed to when it was full. FILE.1
-// is the youngest of them.
+// The files of one log: the current file, FILE, and the older ones. A full file is renamed to FILE.1, the newest of the
+// older files; the higher the number, the older the file.
 #pragma once
 
 #include <cstdint>
@@ -8,23 +8,23 @@
 
 namespace Logging {
 
-/// No log has more older files than these.
+/// The largest number of older files that a log can have.
 inline constexpr std::uint32_t kMostOlderLogFiles = 999;
 
-/// When a log file is full, and how many older ones are kept; with either 0 it is never full.
+/// When a log file is full, and how many older files are kept. If either value is 0, the log is never rotated.
 struct LogRotation {
     std::uint64_t maxBytes = 0;
     std::uint32_t keep = 0;  // at most kMostOlderLogFiles
 };
 
-/// Those files of the log at `path` that are there, the oldest first, the one that is written to last. Any thread and
-/// process. The files can be renamed and replaced at any moment: who reads them opens them with FILE_SHARE_DELETE, or
-/// else the log cannot be rotated meanwhile, and with FILE_SHARE_WRITE, or else lines are lost.
+/// The existing files of the log at `path`, the oldest first, the current one last. Any thread of any process. The
+/// files can be renamed and replaced at any moment. A reader must open them with FILE_SHARE_DELETE, or else the log
+/// cannot be rotated meanwhile, and with FILE_SHARE_WRITE, or else lines are lost.
 std::vector<std::string> LogFiles(const std::string& path);
 
-/// Renames each file to the next older name, so that nothing is left at `path`; the oldest of `keep` files is replaced.
-/// False when one of them cannot be renamed: then `path` is still there, no file has gone, and the next call goes on
-/// where this one stopped. One caller at a time among all processes.
+/// Renames each file to the next older name, so that no file is left at `path`; the oldest of `keep` files is replaced.
+/// False when a file cannot be renamed: then the current file is still at `path`, no newer file is lost, and the next
+/// call continues where this one stopped. Only one caller at a time among all processes.
 [[nodiscard]] bool RotateLogFiles(const std::string& path, std::uint32_t keep);
 
 }  // namespace Logging

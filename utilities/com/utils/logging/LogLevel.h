@@ -5,7 +5,7 @@
 
 namespace Logging {
 
-/// A call passes exactly one; the values are bits so that filters can be written as sets.
+/// A log call passes exactly one level. Each value is a single bit, so that one number can stand for a set of levels.
 enum LogLevel : std::uint32_t {
     Info = 1,
     Warning = 2,

@@ -44,7 +44,7 @@ std::string& MutableProcessTag() {
     return tag;
 }
 
-/// One line under construction.
+/// Builds one line, with or without colour codes.
 class Line {
   public:
     explicit Line(bool color) : color_(color) {}

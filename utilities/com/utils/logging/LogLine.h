@@ -1,4 +1,4 @@
-// The text of a log entry as the file sink writes it, and the parts of it that other sinks share.
+// The text of a log entry as the file sink writes it, and the parts of that text that other sinks use.
 #pragma once
 
 #include <optional>
@@ -12,21 +12,21 @@ namespace Logging {
 /// When lines carry colour codes: never, on a terminal only, always.
 enum class ColorMode { Off = 0, Auto = 1, Force = 2 };
 
-/// The colour mode of the process; Auto at first. Any thread.
+/// Sets the colour mode of the process, which is Auto initially. Any thread.
 void SetColorMode(ColorMode mode);
 
-/// Whether lines written to the stream, or to a file when there is none, carry colour codes.
+/// Whether lines that go to `stream` carry colour codes. No stream stands for a file.
 bool UsesColor(std::optional<platform::StandardStream> stream);
 
-/// A text that marks every line of this process; empty at first. Set before anything is logged, if at all.
+/// Sets a text that appears in every line of this process; empty initially. Call it before the first log call only.
 void SetProcessTag(std::string tag);
 const std::string& ProcessTag();
 
 /// `timestamp|process:thread|function`, without colour.
 std::string FormatPrefix(const LogEntry& entry);
 
-/// The whole line without its end: `timestamp|process:thread|module|function|[tag|]` and a block for the level, or two
-/// for Verbose. With colour, ANSI sequences precede the fields and a reset ends the line.
+/// The whole line without a line end: `timestamp|process:thread|module|function|[tag|]` and a block for the level; two
+/// blocks for Verbose. With colour, ANSI sequences precede the fields and a reset ends the line.
 std::string FormatLine(const LogEntry& entry, bool color);
 
 }  // namespace Logging

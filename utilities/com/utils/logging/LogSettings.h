@@ -1,4 +1,4 @@
-// Logging::LogSettings: where the programs of this machine log to, as its tuning values say.
+// Logging::LogSettings: the tuning values that decide what the programs of this machine log, and where.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace Logging {
 
-/// The names of the tuning values, and the types that are told by their name; any other type is event tracing.
+/// The names of the tuning values, and two texts of "logtype"; any other text means event tracing.
 inline constexpr const char* kLogTypeValue = "logtype";
 inline constexpr const char* kLogFileValue = "logfile";
 inline constexpr const char* kLogColorValue = "logcolor";
@@ -20,7 +20,7 @@ inline constexpr const char* kLogLevelValue = "loglevel";
 inline constexpr const char* kConsoleType = "console";
 inline constexpr const char* kFileType = "file";
 
-/// A value that is not set, or is of another kind, is empty here.
+/// A tuning value that is not set, or has the wrong type, is empty here.
 struct LogSettings {
     std::optional<std::string> type;
     std::optional<std::string> file;
@@ -29,16 +29,16 @@ struct LogSettings {
     std::optional<std::uint32_t> keep;
     std::optional<std::string> level;
 
-    /// The machine's settings as they are now. Any thread.
+    /// Reads the machine's current settings. Any thread.
     static LogSettings Read();
-    /// The log file that is set, or the one of a machine that has chosen none.
+    /// Path of the log file: the one that is set, or else the default.
     std::string File() const;
     /// Whether the log file has colour codes.
     bool UsesColor() const { return color.value_or(1) != 0; }
-    /// When the log file is full; it never is unless both values are set and above 0.
+    /// When the log file is rotated: never, unless both values are set and above 0.
     LogRotation Rotation() const;
-    /// The levels that are logged, for Logger::SetEnabledLevels; empty for all of them, which is what the level "info"
-    /// stands for and what counts when none is set. Nothing for a word that is no level.
+    /// The levels that are logged, for Logger::SetEnabledLevels. An empty list stands for all levels: for "info", or
+    /// when no level is set. No list when the word is not a level.
     std::optional<std::vector<std::uint32_t>> Levels() const;
 };
 

@@ -35,7 +35,7 @@ bool Passes(const List& filter, const Value& value) {
 
 /// The two locks are never held together.
 struct Logger::State {
-    std::mutex formatLock;  // guards the buffer, from the formatting until the entry holds its copy
+    std::mutex formatLock;  // guards formatBuffer until the entry has copied the text
     std::array<char, kFormatBufferSize> formatBuffer{};
 
     std::mutex lock;  // guards the rest, and lets one thread at a time write to the sink
@@ -44,9 +44,9 @@ struct Logger::State {
     std::vector<std::string> moduleFilter;
     bool disabled = false;
 
-    std::atomic<bool> active{false};  // there is a sink and logging is not disabled: asked before anything is formatted
+    std::atomic<bool> active{false};  // there is a sink, and logging is not disabled; read first, without the lock
 
-    /// Under the lock.
+    /// Call it with `lock` held.
     void Update() { active = sink != nullptr && !disabled; }
 };
 
@@ -83,7 +83,7 @@ void Logger::Log(std::uint32_t level, const char* file, std::uint32_t line, cons
             if (std::vsnprintf(buffer.data(), buffer.size(), format, arguments) < 0)
                 buffer.front() = '\0';
             va_end(arguments);
-            lastError.Restore();  // the entry records the caller's
+            lastError.Restore();  // the entry must record the caller's last error
             entry = std::make_shared<LogEntry>(level, buffer.data(), file, line, function);
         }
 
@@ -93,7 +93,7 @@ void Logger::Log(std::uint32_t level, const char* file, std::uint32_t line, cons
             return;
         state_->sink->Write(entry);
     } catch (...) {
-        // A log call never fails toward its caller; the entry is lost.
+        // A log call must not fail in its caller; the entry is lost.
     }
 }
 

@@ -27,28 +27,29 @@
 
 namespace Logging {
 
-/// Any thread may call Log and GetInstance. The setters belong to start-up and to tests.
+/// Any thread may call any function. The setters are meant for start-up and for tests.
 class Logger {
   public:
-    /// The process's logger, made on first use with the sink and the levels that the tuning values choose (see
-    /// LogSettings). Never empty.
+    /// The process's logger, created on first use by the default constructor. Never empty.
     static std::shared_ptr<Logger> GetInstance();
 
+    /// Uses the sink and the levels that the tuning values choose (see LogSettings).
     Logger();
-    /// With that sink, whatever the tuning values say; empty: nothing is logged.
+    /// Uses this sink and ignores the tuning values. Without a sink, nothing is logged.
     explicit Logger(std::shared_ptr<ISink> sink);
 
-    /// Formats the message (at most 511 bytes, cut beyond that) and hands it to the sink. Never throws, and leaves the
-    /// calling thread's last-error code as it was. `file` and `function` are copied.
+    /// Formats the message, truncates it to 511 bytes, and passes it to the sink. Never throws, and leaves the calling
+    /// thread's last-error code unchanged. `file` and `function` are copied.
     void Log(std::uint32_t level, const char* file, std::uint32_t line, const char* function, const char* format,
              ...) noexcept KIV_PRINTF_FORMAT(6, 7);
 
-    /// Replaces the sink; empty: nothing is logged. The caller keeps its own reference if it wants one.
+    /// Replaces the sink. Without a sink, nothing is logged.
     void SetSink(std::shared_ptr<ISink> sink);
-    /// Only these levels pass; empty: all.
+    /// Logs only these levels; an empty list stands for all.
     void SetEnabledLevels(std::vector<std::uint32_t> levels);
-    /// Only entries of these executables (exact path) pass; empty: all.
+    /// Logs only if this executable's path is exactly one of these; an empty list stands for any.
     void SetModuleFilter(std::vector<std::string> modules);
+    /// Switches logging off (true) or on again.
     void SetDisabled(bool disabled);
 
   private:
@@ -58,9 +59,9 @@ class Logger {
 
 }  // namespace Logging
 
-/// Logs with the call site's file, line and Class::Method. `level` is one LogLevel, the rest is printf's.
+/// Logs with the call site's file, line and Class::Method. `level` is one LogLevel; printf's arguments follow.
 #define KIV_LOG(level, ...) KIV_LOG_AS(KIV_FUNCTION_NAME, level, __VA_ARGS__)
 
-/// The same for a part of an operation whose lines bear the operation's name: `function` is "Class::Method".
+/// The same for a helper whose log lines name the operation that it is part of: `function` is "Class::Method".
 #define KIV_LOG_AS(function, level, ...) \
     ::Logging::Logger::GetInstance()->Log(level, __FILE__, static_cast<std::uint32_t>(__LINE__), function, __VA_ARGS__)

@@ -1,5 +1,5 @@
-// The logger of a program. It stands alone in its file, so that a library which is loaded into other people's programs
-// can have one of its own instead.
+// The logger of a program. GetInstance has a file of its own, so that a library that other programs load can define
+// another one.
 #include "utils/logging/Logger.h"
 #include "utils/platform/LastErrorKeeper.h"
 
@@ -16,7 +16,7 @@ std::shared_ptr<Logger> Logger::GetInstance() {
 
 namespace {
 
-/// Makes the logger while the process starts, not within somebody's first log call.
+/// Creates the logger while the process starts, so that no log call has to.
 [[maybe_unused]] const bool madeAtStartUp = Logger::GetInstance() != nullptr;
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The sinks that belong to a platform.
+// Creates the sinks that depend on the platform.
 #pragma once
 
 #include <memory>
@@ -10,7 +10,8 @@ namespace Logging {
 /// A sink that writes to the process's console; empty when the platform has none.
 std::shared_ptr<ISink> MakeConsoleSink();
 
-/// An opened sink for the system's event tracing; empty when the provider library is not installed.
+/// A sink for the system's event tracing, already opened; empty when the provider library is not installed. If the
+/// library lacks an entry point, the sink drops every entry.
 std::shared_ptr<ISink> MakeEventTracingSink();
 
 }  // namespace Logging

@@ -1,6 +1,6 @@
 // Logging::SinkMutex: the named mutex by which the processes that share a log file or a console take turns.
 //
-//     const std::lock_guard guard(mutex_);  // has the mutex, or has passed it over
+//     const std::lock_guard guard(mutex_);  // holds the mutex, or continues without it
 #pragma once
 
 #include <cstdint>
@@ -11,14 +11,14 @@
 
 namespace Logging {
 
-/// A process can be suspended in the middle of its line, and must not stop the log of all others. So lock waits for the
-/// mutex for kPatienceMs at most and then returns without it; later locks only try it, until one gets it again. A mutex
-/// whose owner died is taken over. One thread at a time.
+/// A process that is suspended while it writes its line must not stop the log of all the others. So lock() waits at
+/// most kPatienceMs for the mutex and then returns without it; later calls do not wait, until one gets the mutex again.
+/// A mutex whose owner died is taken over. Used by one thread at a time.
 class SinkMutex {
   public:
     static constexpr std::uint32_t kPatienceMs = 1000;
 
-    /// An empty one, because the system refused to make it, is always passed over.
+    /// With an empty `mutex`, which the system refused to create, lock() always returns without it.
     explicit SinkMutex(std::shared_ptr<kivsync::Mutex> mutex) : mutex_(std::move(mutex)) {}
 
     void lock() { taken_ = mutex_ != nullptr && mutex_->Lock(taken_ ? kPatienceMs : 0) == 0; }
@@ -26,12 +26,12 @@ class SinkMutex {
         if (taken_)
             mutex_->Unlock();
     }
-    /// Between lock and unlock: false when the mutex was passed over.
+    /// Whether the last lock() got the mutex. Ask between lock() and unlock().
     bool IsHeld() const { return taken_; }
 
   private:
     const std::shared_ptr<kivsync::Mutex> mutex_;
-    bool taken_ = true;  // by the last lock; true at first, so that the first lock has patience
+    bool taken_ = true;  // by the last lock(); initially true, so that the first lock() waits
 };
 
 }  // namespace Logging

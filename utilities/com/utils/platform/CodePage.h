@@ -1,4 +1,4 @@
-// Text of the machine's narrow code page, in which names and settings are kept, and UTF-8.
+// Conversion between UTF-8 and the machine's narrow code page, in which names and settings are stored.
 #pragma once
 
 #include <optional>
@@ -6,9 +6,10 @@
 
 namespace platform {
 
-/// Any thread.
+/// Converts narrow text to UTF-8. Any thread.
 std::string ToUtf8(const std::string& narrow);
-/// Empty when the text is no UTF-8, or when the narrow code page lacks one of its characters. Any thread.
+/// Converts UTF-8 to narrow text. Nothing when the text is not valid UTF-8, or when the narrow code page lacks one of
+/// its characters. Any thread.
 std::optional<std::string> FromUtf8(const std::string& utf8);
 
 }  // namespace platform

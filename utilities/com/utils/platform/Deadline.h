@@ -1,4 +1,4 @@
-// platform::Deadline: the time that several waits in a row may take together.
+// platform::Deadline: a common time limit for several waits in a row.
 //
 //     const platform::Deadline deadline(timeoutMs);
 //     return First(deadline.LeftMs()) && Second(deadline.LeftMs());
@@ -12,13 +12,13 @@ namespace platform {
 
 inline constexpr std::uint32_t kInfinite = 0xFFFFFFFF;  // ms: no limit
 
-/// Begins with its construction. Any thread.
+/// The time runs from construction. Any thread.
 class Deadline {
   public:
     explicit Deadline(std::uint32_t timeoutMs)
         : never_(timeoutMs == kInfinite), end_(MonotonicNanoseconds() + timeoutMs * kNanosecondsPerMs) {}
 
-    /// What is left, in ms, begun ones counted: 0 once the time is over, kInfinite when it never is.
+    /// The remaining time in ms, rounded up: 0 once the time is over, kInfinite when there is no limit.
     std::uint32_t LeftMs() const {
         if (never_)
             return kInfinite;

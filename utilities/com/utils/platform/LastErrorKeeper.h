@@ -1,5 +1,5 @@
-// platform::LastErrorKeeper: puts the calling thread's last error back at the end of a scope, so that clean-up and
-// logging never hide from the caller why its own call failed.
+// platform::LastErrorKeeper: restores the calling thread's last-error code at the end of a scope, so that clean-up and
+// logging do not overwrite the reason why the caller's own call failed.
 #pragma once
 
 #include "utils/platform/Platform.h"
@@ -13,7 +13,7 @@ class LastErrorKeeper {
     LastErrorKeeper(const LastErrorKeeper&) = delete;
     LastErrorKeeper& operator=(const LastErrorKeeper&) = delete;
 
-    /// Puts the code back before the scope ends.
+    /// Restores the code before the scope ends.
     void Restore() const { SetLastError(code_); }
 
   private:

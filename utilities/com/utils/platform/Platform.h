@@ -1,4 +1,4 @@
-// What the rest of the system needs to know of the process it runs in and of the machine's clocks.
+// Questions about the current process, its threads, its standard streams and the machine's clocks.
 #pragma once
 
 #include <cstdint>
@@ -13,14 +13,14 @@ std::uint64_t CurrentProcessId();
 /// Id of the calling thread.
 std::uint64_t CurrentThreadId();
 
-/// The calling thread's last operating-system error code, and its setter (logging puts back what it found).
+/// The calling thread's last operating-system error code, and its setter.
 std::uint32_t LastError();
 void SetLastError(std::uint32_t code);
 
-/// Full path of the running executable, in the narrow code page; empty when the system does not tell.
+/// Full path of the running executable, in the narrow code page; empty when the system cannot tell it.
 std::string ModulePath();
 
-/// The command line of this process as it was started, in the narrow code page.
+/// The command line with which this process was started, in the narrow code page.
 std::string CommandLine();
 
 /// Value of an environment variable; empty when it is not set.
@@ -30,7 +30,8 @@ std::string EnvironmentVariable(const char* name);
 std::int64_t CounterTicks();
 std::int64_t CounterFrequency();
 
-/// Counter ticks as nanoseconds. Whole seconds and the remainder are converted apart, so that nothing overflows.
+/// Converts counter ticks to nanoseconds: whole seconds and the remainder separately, so that nothing overflows.
+/// `frequency` is in ticks per second.
 std::int64_t TicksToNanoseconds(std::int64_t ticks, std::int64_t frequency);
 
 /// The performance counter in nanoseconds, for measuring durations.
@@ -39,12 +40,13 @@ std::int64_t MonotonicNanoseconds();
 /// Wall-clock time in 100-nanosecond ticks since 1970-01-01 00:00 UTC.
 std::int64_t WallClockTicks();
 
-/// Seconds since 1970-01-01 00:00 UTC as local calendar time; all fields 0 for a time that has none. Any thread.
+/// Converts seconds since 1970-01-01 00:00 UTC to local calendar time; all fields are 0 when the system cannot convert
+/// the time. Any thread.
 std::tm LocalTime(std::int64_t seconds);
 
 enum class StandardStream { Output, Error };
 
-/// Whether a person sees what is written to the stream: a console, or the pseudo terminal of a Unix-like shell.
+/// Whether the stream is a terminal: a console, or the pseudo terminal of a Unix-like shell.
 bool IsTerminal(StandardStream stream);
 
 }  // namespace platform

@@ -5,8 +5,8 @@
 
 namespace VexaUtils {
 
-/// The installation folder, ending in a separator: the value "INSTALLDIR" of the product's main key, else the folder of
-/// the running executable.
+/// The installation folder, with a separator at its end: the value "INSTALLDIR" of the product's main key, or, when
+/// that is missing or empty, the folder of the running executable.
 std::string InstallationFolder();
 
 }  // namespace VexaUtils

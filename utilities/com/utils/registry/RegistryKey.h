@@ -10,13 +10,13 @@ namespace VexaUtils {
 
 enum class ValueKind { Number, Text, Other };  // REG_DWORD, REG_SZ, anything else
 
-/// What became of a read. Only Missing says that there is no such value; Failed says nothing about it.
+/// The result of a read. Missing: there is no such value. Failed: there may be such a value or not.
 enum class [[nodiscard]] Reading{Found, Missing, Failed};
 
 struct RegistryValue {
     ValueKind kind = ValueKind::Other;
-    std::uint32_t number = 0;  // of a Number
-    std::string text;          // of a Text, in the narrow code page
+    std::uint32_t number = 0;  // for ValueKind::Number
+    std::string text;          // for ValueKind::Text, in the narrow code page
 };
 
 struct NamedRegistryValue {
@@ -24,43 +24,43 @@ struct NamedRegistryValue {
     RegistryValue value;
 };
 
-/// Results: 0 success, -1 failure. Names compare without regard to letter case. Always the 64-bit view. Closed by the
-/// destructor. Used by one thread at a time.
+/// Results: 0 on success, -1 on failure. Names are not case-sensitive. Keys are opened in the 64-bit view; the
+/// destructor closes the key. Used by one thread at a time.
 class RegistryKey {
   public:
     virtual ~RegistryKey() = default;
 
-    /// Names of the subkeys and values, in the system's order.
+    /// Lists the names of the subkeys, or the values, in the system's order.
     [[nodiscard]] virtual std::int32_t Subkeys(std::vector<std::string>& names) = 0;
     [[nodiscard]] virtual std::int32_t Values(std::vector<NamedRegistryValue>& values) = 0;
 
-    /// Reads one value with its kind; `value` is untouched unless it was found.
+    /// Reads one value with its kind; `value` is unchanged unless the result is Found.
     virtual Reading Query(const std::string& name, RegistryValue& value) = 0;
     [[nodiscard]] virtual std::int32_t SetNumber(const std::string& name, std::uint32_t number) = 0;
     [[nodiscard]] virtual std::int32_t SetText(const std::string& name, const std::string& text) = 0;
-    /// Success also when there is no such value.
+    /// Deletes a value. 0 also when there is no such value.
     [[nodiscard]] virtual std::int32_t DeleteValue(const std::string& name) = 0;
 
-    /// Opens a subkey; empty when it is missing.
+    /// Opens a subkey; empty when it is missing or cannot be opened.
     virtual std::shared_ptr<RegistryKey> OpenSubkey(const std::string& name) = 0;
-    /// Creates a subkey (or opens the one that is there); empty on failure.
+    /// Creates a subkey, or opens the existing one; empty on failure.
     virtual std::shared_ptr<RegistryKey> CreateSubkey(const std::string& name) = 0;
-    /// Gives a subkey another name, in one step: it keeps its values and subkeys. -1 when the new name is taken.
+    /// Renames a subkey in one step; it keeps its values and subkeys. -1 also when the new name exists already.
     [[nodiscard]] virtual std::int32_t RenameSubkey(const std::string& oldName, const std::string& newName) = 0;
     /// Deletes a subkey with everything below it.
     [[nodiscard]] virtual std::int32_t DeleteSubkey(const std::string& name) = 0;
-    /// Asks the system to write the key to disk now, rather than in its own time.
+    /// Asks the system to write the key to disk now instead of later.
     virtual void Flush() = 0;
 
-    /// True when something below the key (its values, its subkeys or theirs) may have changed since the last call,
-    /// by whichever process; the first call, and any case of doubt, answers true.
+    /// False when no process has changed the key's values or anything below the key since the last call. True when that
+    /// is uncertain, and at the first call.
     virtual bool ChangedSinceLastAsked() = 0;
 
-    /// Opens (creating it when missing) a key below HKEY_LOCAL_MACHINE; empty on failure.
+    /// Opens a key below HKEY_LOCAL_MACHINE, and creates it when it is missing; empty on failure.
     static std::shared_ptr<RegistryKey> OpenOrCreate(const std::string& path);
 
-    /// Whether a text reads back as it was set. False for one that the process's narrow code page cannot carry, such as
-    /// half of a character, and for one with a NUL inside. Any thread.
+    /// Whether a text reads back unchanged after it was set. False for a text that is invalid in the process's narrow
+    /// code page, such as half of a two-byte character, and for a text with a NUL inside. Any thread.
     static bool Preserves(const std::string& text);
 };
 

@@ -1,4 +1,4 @@
-// kivsync::Event: an unnamed event that threads of this process signal and wait for.
+// kivsync::Event: an unnamed event that threads of this process signal and await.
 //
 //     auto stop = kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
 //     stop->Set();
@@ -13,21 +13,22 @@ namespace kivsync {
 enum class Reset { Auto, Manual };
 enum class Initially { Clear, Signalled };
 
-/// Every operation returns 0 on success and -1 on failure, and may be called from any thread; Close only once nobody
-/// waits any more. Held by shared ownership: a waiter that keeps a reference keeps the event usable.
+/// Every operation returns 0 on success and -1 on failure. Any thread may call any operation, but Close only when no
+/// thread waits any more. Shared ownership: a waiter that holds a reference keeps the event usable.
 class Event {
   public:
     virtual std::int32_t Close() = 0;
     virtual std::int32_t Set() = 0;
     virtual std::int32_t Reset() = 0;
-    /// Waits at most `timeoutMs` (0xFFFFFFFF: without limit). 0 when signalled, -1 on time-out or failure.
+    /// Waits at most `timeoutMs` (0xFFFFFFFF: without limit). 0 when signalled, -1 on timeout or failure.
     virtual std::int32_t Wait(std::uint32_t timeoutMs) = 0;
     /// Waits without limit.
     virtual std::int32_t Wait() = 0;
     virtual ~Event() = default;
+    /// Creates the system's event. Make calls it.
     virtual std::int32_t Create(bool manualReset, bool initialState) = 0;
 
-    /// A new event; empty when the system has none to give.
+    /// A new event; empty when the system cannot create one.
     static std::shared_ptr<Event> Make(kivsync::Reset reset, Initially state);
 };
 

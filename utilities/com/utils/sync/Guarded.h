@@ -1,4 +1,4 @@
-// kivsync::Guarded: data that nobody reaches without its lock, and the wait for a change of it.
+// kivsync::Guarded: data that only a holder of its lock can access, with a wait for a change of the data.
 //
 //     kivsync::Guarded<std::vector<int>> numbers;
 //     numbers.Lock()->push_back(1);
@@ -17,20 +17,20 @@
 
 namespace kivsync {
 
-/// Any thread. The lock is neither recursive nor fair: it is for data that is looked at and let go. `Lock()->` keeps it
-/// to the end of the whole expression, so nothing in that may lock it again.
+/// Any thread. The lock is neither recursive nor fair, so hold it for a short time only. `Lock()->` holds it to the end
+/// of the whole expression, so nothing in that expression may lock it again.
 template <class Data>
 class Guarded {
   public:
-    /// The data, and the lock for as long as this lives.
+    /// Access to the data. Holds the lock as long as this object lives.
     class Held {
       public:
         explicit Held(Guarded& owner) : owner_(owner), guard_(owner.lock_) {}
         Data* operator->() { return &owner_.data_; }
         Data& operator*() { return owner_.data_; }
 
-        /// Lets go of the lock until `done`, which is called with the lock held: at first and after each notification.
-        /// False when `timeoutMs` were over before.
+        /// Waits until `done` returns true, and releases the lock meanwhile. Calls `done` with the lock held, at the
+        /// beginning and each time the thread wakes. False when `timeoutMs` passed first.
         template <class Condition>
         bool Wait(std::uint32_t timeoutMs, Condition done) {
             const platform::Deadline deadline(timeoutMs);
@@ -61,12 +61,12 @@ class Guarded {
     explicit Guarded(Data data) : data_(std::move(data)) {}
     Held Lock() { return Held(*this); }
 
-    /// Wakes those who wait for a change; with or without the lock.
+    /// Wakes all threads in Held::Wait. The caller may hold the lock, but need not.
     void NotifyAll() {
         ++changes_;
         WakeAll(changes_);
     }
-    /// Enough when any one of them can do what is to be done.
+    /// Wakes one thread in Held::Wait: enough when each of them can handle the change.
     void NotifyOne() {
         ++changes_;
         WakeOne(changes_);

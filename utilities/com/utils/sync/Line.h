@@ -1,8 +1,8 @@
-// kivsync::Line: a fair lock. Those who want it stand in line, and have their turn in the order in which they came.
+// kivsync::Line: a fair lock. Threads draw places in a line, and get the lock in the order of these places.
 //
-//     kivsync::Line::Place place(line);  // drawn here, perhaps with another lock held that decides the order
+//     kivsync::Line::Place place(line);  // may be done under another lock, which then decides the order
 //     place.AwaitTurn();
-//     ...                                // nobody else is here until `place` goes
+//     ...                                // holds the lock until `place` is destroyed
 #pragma once
 
 #include <cstdint>
@@ -13,10 +13,10 @@
 
 namespace kivsync {
 
-/// Any thread. Not recursive: a thread that has the turn and awaits another one waits for ever, so ask IsHeldHere.
+/// Any thread. Not recursive: a thread that holds the lock and awaits another turn waits for ever, so ask IsHeldHere.
 class Line {
   public:
-    /// Drawn by its construction and left by its destruction, also before its turn came. Used by one thread.
+    /// The constructor draws the place, the destructor gives it up, also before its turn came. Used by one thread.
     class Place {
       public:
         explicit Place(Line& line);
@@ -24,7 +24,7 @@ class Line {
         Place(const Place&) = delete;
         Place& operator=(const Place&) = delete;
 
-        /// Returns when every place drawn before this one was left.
+        /// Returns when every place that was drawn before this one has been given up.
         void AwaitTurn();
 
       private:
@@ -32,14 +32,14 @@ class Line {
         const std::uint64_t number_;
     };
 
-    /// The calling thread has the turn.
+    /// Whether the calling thread holds the lock.
     bool IsHeldHere();
 
   private:
     struct Waiting {
-        std::set<std::uint64_t> places;  // the first one has the turn
+        std::set<std::uint64_t> places;  // it is the turn of the first one
         std::uint64_t next = 0;
-        std::thread::id holder;  // whoever awaited the turn of the first place
+        std::thread::id holder;  // the thread that holds the lock
     };
 
     std::uint64_t Draw();
@@ -47,7 +47,7 @@ class Line {
     Guarded<Waiting> waiting_;
 };
 
-/// A place in the line whose turn has come: the lock itself, for a scope.
+/// Holds the lock for a scope: draws a place and awaits its turn.
 class Turn {
   public:
     explicit Turn(Line& line) : place_(line) { place_.AwaitTurn(); }

@@ -1,4 +1,4 @@
-// A number in memory that threads of this process wait on, without a call into the system when nobody waits.
+// A number in memory that threads of this process wait on. When no thread waits, a wake costs no system call.
 #pragma once
 
 #include <atomic>
@@ -8,10 +8,10 @@ namespace kivsync {
 
 using WaitWord = std::atomic<std::uint32_t>;
 
-/// Returns when the word was changed and woken, after `timeoutMs` (platform::kInfinite: never for that), or for no
-/// reason at all; at once when the word is no longer `seen`.
+/// Returns at once when the word is not `seen`. Otherwise waits for a wake, at most `timeoutMs` (platform::kInfinite:
+/// without limit). The wait may also end for no reason, so the caller must check the word again.
 void WaitWhile(const WaitWord& word, std::uint32_t seen, std::uint32_t timeoutMs);
-/// Wakes one of those who wait on the word, which was changed before.
+/// Wakes one thread, or all threads, in WaitWhile. Change the word first.
 void WakeOne(WaitWord& word);
 void WakeAll(WaitWord& word);
 

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr std::int32_t kFailed = -1;
-constexpr std::uint32_t kBusyWaitSliceMs = 100;  // between two looks at whether the pipe was closed meanwhile
+constexpr std::uint32_t kBusyWaitSliceMs = 100;  // between two checks whether Close was called meanwhile
 
 HANDLE NewManualResetEvent(BOOL signalled) {
     return CreateEventW(nullptr, TRUE, signalled, nullptr);
@@ -34,7 +34,7 @@ std::int32_t ClientWinPipe::Connect(std::uint32_t timeoutMs) {
     const platform::Deadline deadline(timeoutMs);
     UniqueHandle pipe;
     while (!pipe) {
-        // The server learns who the client is, but cannot act in its name: anyone could listen under this name.
+        // The server can identify the client but not impersonate it, since any program could listen under this name.
         pipe.Reset(CreateFileA(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                                FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr));
         if (pipe)
@@ -73,7 +73,7 @@ bool ClientWinPipe::WaitForFreePipe(const std::string& name, const platform::Dea
         const std::uint32_t leftMs = deadline.LeftMs();
         if (leftMs == 0)
             return false;
-        // This wait watches no event, and so goes in slices.
+        // This wait cannot also watch closeEvent_, so it is split into slices.
         if (WaitNamedPipeA(name.c_str(), std::min(leftMs, kBusyWaitSliceMs)))
             return true;
         if (GetLastError() != ERROR_SEM_TIMEOUT)
@@ -89,7 +89,7 @@ std::int32_t ClientWinPipe::Close() {
     const std::scoped_lock readGuard(read_.lock);
     const std::scoped_lock writeGuard(write_.lock);
     if (write_.pending)
-        static_cast<void>(GiveUp(write_, 0));  // nobody waits for it any more
+        static_cast<void>(GiveUp(write_, 0));  // no thread waits for it any more
     const std::scoped_lock pipeGuard(pipeLock_);
     pipe_.Reset();
     return 0;
@@ -119,7 +119,7 @@ std::int32_t ClientWinPipe::BeginWrite(const void* buffer, std::int32_t size, st
 std::int32_t ClientWinPipe::FinishWrite(std::uint32_t timeoutMs) {
     const std::scoped_lock guard(write_.lock);
     if (!write_.pending)
-        return kFailed;  // Close was faster
+        return kFailed;  // Close has ended the write
     const std::int32_t result = Await(write_, timeoutMs);
     return write_.pending ? GiveUp(write_, timeoutMs) : result;
 }
@@ -137,8 +137,8 @@ bool ClientWinPipe::HasPeerClosed() {
     const std::scoped_lock guard(pipeLock_);
     if (isClient_ || !pipe_ || !event)
         return false;
-    // Only a connect tells, whatever waits to be read, whether the client is still there. On a pipe that has or had a
-    // client it fails at once and changes nothing.
+    // Only ConnectNamedPipe tells whether the client is still there while unread bytes wait. On a pipe that has, or has
+    // had, a client it fails at once and changes nothing.
     OVERLAPPED overlapped{};
     overlapped.hEvent = event.Get();
     return !ConnectNamedPipe(pipe_.Get(), &overlapped) && GetLastError() == ERROR_NO_DATA;
@@ -170,7 +170,7 @@ std::int32_t ClientWinPipe::Started(Direction& direction, BOOL completed, DWORD 
     return error == ERROR_BROKEN_PIPE ? kFailed : Failed(direction, "", bytes, timeoutMs);
 }
 
-// The result of the transfer under way; kWritePending, and still under way, when the time is over.
+// Waits for the transfer in progress and returns its result; kWritePending when it still goes on after the timeout.
 std::int32_t ClientWinPipe::Await(Direction& direction, std::uint32_t timeoutMs) const {
     const std::array events{direction.event.Get(), closeEvent_.Get()};
     const DWORD index = WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(), FALSE, timeoutMs);
@@ -181,7 +181,7 @@ std::int32_t ClientWinPipe::Await(Direction& direction, std::uint32_t timeoutMs)
     return Collect(direction, index != WAIT_OBJECT_0, "error ", timeoutMs);
 }
 
-// Cancels the transfer under way. It may have completed just now: then it counts.
+// Cancels the transfer in progress and returns its result: it may have completed before the cancel.
 std::int32_t ClientWinPipe::GiveUp(Direction& direction, std::uint32_t timeoutMs) const {
     CancelIoEx(pipe_.Get(), &direction.overlapped);
     return Collect(direction, TRUE, "timeout ", timeoutMs);
@@ -195,7 +195,7 @@ std::int32_t ClientWinPipe::Collect(Direction& direction, BOOL wait, const char*
     direction.pending = false;
     if (succeeded)
         return static_cast<std::int32_t>(bytes);
-    // Neither a peer that went away nor an end of our own making is an error.
+    // Neither a peer that went away nor our own Close is an error.
     return error == ERROR_BROKEN_PIPE || closing_ ? kFailed : Failed(direction, failure, bytes, timeoutMs);
 }
 

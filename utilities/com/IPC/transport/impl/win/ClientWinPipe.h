@@ -1,5 +1,5 @@
-// ClientWinPipe: one end of a named-pipe connection. A client opens it by the server's name; the server wraps each
-// handle it accepts in one. Held by a client or by a server's connection and by that one's reader.
+// ClientWinPipe: one end of a named-pipe connection. A client opens it by the server's name; a server wraps each
+// accepted pipe in one. A client, or a server's connection, shares it with its reader.
 #pragma once
 
 #include <windows.h>
@@ -12,11 +12,12 @@
 #include "utils/platform/Deadline.h"
 #include "utils/platform/impl/win/Handle.h"
 
-/// All transfers are overlapped. A transfer that is given up, for its time-out or for Close, is cancelled and waited
-/// for, so that the system no longer writes to its buffer and OVERLAPPED when the call returns.
+/// All transfers are overlapped. A transfer that a timeout or Close ends is cancelled, and its end is awaited: the
+/// system no longer uses its buffer and OVERLAPPED when the call returns.
 class ClientWinPipe : public ClientTransport {
   public:
-    /// The client end of a connection to the named server; the server end takes over a connected pipe.
+    /// Without `pipe`: the client end of a connection to the named server. With a connected `pipe`, which this object
+    /// then owns: the server end.
     explicit ClientWinPipe(std::string serverName, UniqueHandle pipe = {});
     ~ClientWinPipe() override { ClientWinPipe::Close(); }
 
@@ -30,17 +31,17 @@ class ClientWinPipe : public ClientTransport {
     bool HasPeerClosed() override;
 
   private:
-    /// One direction of the pipe. A thread holds the lock while it is in a transfer, so that whoever has it knows that
-    /// none is; the read's is taken before the write's.
+    /// One direction of the pipe. A thread holds the lock during a transfer, so its holder knows that no other thread
+    /// is in one. The lock of read_ is taken before that of write_.
     struct Direction {
         Direction(const char* logFunction, const char* logOperation, const char* logProgress);
 
         std::mutex lock;
-        const UniqueHandle event;  // manual reset; every transfer resets it
+        const UniqueHandle event;  // manual reset; every transfer resets it when it starts
         OVERLAPPED overlapped{};
         std::int32_t size = 0;
         bool pending = false;
-        // What the log calls the operation, the transfer, and the bytes it has moved.
+        // For the log: the function, the operation, and the title of the number of bytes that were moved.
         const char* const function;
         const char* const operation;
         const char* const progress;
@@ -60,12 +61,12 @@ class ClientWinPipe : public ClientTransport {
 
     const std::string serverName_;
     const bool isClient_;
-    /// Keeps the handle open during a question about the pipe, which may come while transfers are under way. Held for
-    /// moments only; taken after the directions' locks.
+    /// Keeps the handle open while a thread queries the pipe, which may happen during transfers. Held for moments only;
+    /// taken after the directions' locks.
     std::mutex pipeLock_;
-    UniqueHandle pipe_;  // changed under all three locks: to use it, one of them is enough
+    UniqueHandle pipe_;  // changed with all three locks held, so one of them is enough to use it
     std::atomic<bool> closing_{false};
-    const UniqueHandle closeEvent_;  // the state of closing_, for the waits
+    const UniqueHandle closeEvent_;  // set together with closing_, for the waits
     Direction read_{"ClientWinPipe::Read", "Read", "read"};
     Direction write_{"ClientWinPipe::Write", "write", "write"};
 };

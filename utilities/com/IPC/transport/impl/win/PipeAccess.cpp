@@ -27,7 +27,7 @@ std::vector<AccessGrant> PipeAccess(const std::string& serverName) {
     else
         KIV_LOG(Logging::Error, "Cannot find %s \"%s\", administrators alone may connect server:%s", kAccessGroupValue,
                 group->c_str(), serverName.c_str());
-    // Behind the group, which may be one of them: they keep all rights.
+    // After the group, since the last grant counts: these keep all rights, even if one of them is the group.
     for (auto& sid : {SystemSid(), AdministratorsSid(), OwnAccountSid()})
         grants.push_back({sid, GENERIC_ALL});
     return grants;

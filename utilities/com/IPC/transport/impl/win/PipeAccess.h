@@ -1,4 +1,4 @@
-// Who may open the pipes of this machine's servers, as its tuning values say.
+// Who may open the pipes of this machine's servers: a tuning value decides.
 #pragma once
 
 #include <optional>
@@ -7,14 +7,14 @@
 
 #include "utils/sync/impl/win/SecurityAttributes.h"
 
-/// The tuning value that names a local group, an account or an identifier (S-1-...).
+/// The tuning value. Its text is the name of a local group or an account, or an identifier (S-1-...).
 inline constexpr const char* kAccessGroupValue = "accessgroup";
 
-/// What it says; nothing when everyone may connect, and the empty name, which is nobody's, when the value is no text or
-/// too long. Any thread.
+/// The text of the tuning value. Nothing when the value is not set: everyone may connect. The empty name, which no
+/// group has, when the value is not a text or is longer than 255 characters. Any thread.
 std::optional<std::string> AccessGroup();
 
-/// For the pipes of the server `serverName`, which is told in the log: everyone, or, once the tuning value is there,
-/// the system, administrators, this process's own account and the group that it names. A group that the system does not
-/// know gets a line at Error, and nobody is let in for it. Read anew at each call. Any thread.
+/// Who may open the pipes of the server `serverName` (a name for the log only). Without the tuning value: everyone.
+/// With it: the group that it names, the system, administrators and this process's own account. When the system does
+/// not know the group, an Error line says so, and the group is left out. Reads the value at each call. Any thread.
 std::vector<AccessGrant> PipeAccess(const std::string& serverName);

@@ -7,13 +7,13 @@
 
 namespace {
 
-constexpr std::size_t kWaitingPipes = 2;  // one for the next client while another is being taken over
+constexpr std::size_t kWaitingPipes = 2;  // one for the next client while the other one is being accepted
 
 class ServerWinPipe : public ServerTransport {
   public:
     explicit ServerWinPipe(const std::string& serverName) : serverName_(serverName), pool_(serverName, kWaitingPipes) {}
 
-    /// 0 when pipes wait under the name, -1 otherwise. Before Accept.
+    /// Creates the pipes. 0 when at least one waits for a client, otherwise -1. Call it before Accept.
     std::int32_t Init() { return pool_.Init(); }
     std::shared_ptr<ClientTransport> Accept(std::uint32_t timeoutMs) override {
         auto pipe = pool_.Accept(timeoutMs);

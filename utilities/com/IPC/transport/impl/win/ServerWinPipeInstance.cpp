@@ -35,7 +35,7 @@ bool ServerWinPipeInstance::MakeReady() {
     CreatePipe();
     if (Start() == 0)
         return true;
-    pipe_.Reset();  // a pipe whose client came and went cannot wait again as it is
+    pipe_.Reset();  // a pipe whose client has come and gone cannot wait for another one
     return false;
 }
 
@@ -56,17 +56,17 @@ std::int32_t ServerWinPipeInstance::Start() {
     overlapped_ = {};
     overlapped_.hEvent = waitEvent_.Get();
     if (ConnectNamedPipe(pipe_.Get(), &overlapped_))
-        return StartFailed("ConnectNamedPipe");  // an overlapped connect never completes at once
+        return StartFailed("ConnectNamedPipe");  // an overlapped connect never returns success
     switch (GetLastError()) {
         case ERROR_IO_PENDING:
             wait_ = Wait::Pending;
             return 0;
-        case ERROR_PIPE_CONNECTED:  // a client came between the pipe's creation and the connect
+        case ERROR_PIPE_CONNECTED:  // a client came after the pipe was created and before this call
             if (!SetEvent(waitEvent_.Get()))
                 return StartFailed("Set event");
             wait_ = Wait::Connected;
             return 0;
-        default:  // ERROR_NO_DATA among them: the client is gone already
+        default:  // such as ERROR_NO_DATA: the client has come and gone already
             return StartFailed("ConnectNamedPipe");
     }
 }

@@ -7,22 +7,23 @@
 
 #include "utils/platform/impl/win/Handle.h"
 
-/// Not for two threads at once. An instance whose pipe could not be made, or whose client was gone at once, waits for
-/// nobody until MakeReady succeeds.
+/// Used by one thread at a time. An instance whose pipe could not be created, or whose client went away at once, does
+/// not wait for clients until MakeReady succeeds.
 class ServerWinPipeInstance {
   public:
-    /// Every pipe is made with the attributes, which outlive the instance.
+    /// Creates every pipe with `securityAttributes`, which must outlive the instance.
     ServerWinPipeInstance(std::string serverName, SECURITY_ATTRIBUTES* securityAttributes);
-    /// Cancels the wait.
+    /// Cancels the wait for a client.
     ~ServerWinPipeInstance();
     ServerWinPipeInstance(const ServerWinPipeInstance&) = delete;
     ServerWinPipeInstance& operator=(const ServerWinPipeInstance&) = delete;
 
-    /// True when a pipe waits for a client, or has one.
+    /// Makes a pipe wait for a client, unless one waits or has a client already. False on failure.
     bool MakeReady();
     /// Signalled when a client has connected; manual reset.
     HANDLE GetWaitEvent() const { return waitEvent_.Get(); }
-    /// The connected pipe, now the caller's, with a fresh one waiting in its place. Empty when the connect failed.
+    /// Call it when the event is signalled. Returns the connected pipe, which the caller then owns, and makes a new
+    /// pipe wait in its place. Empty when the connect failed.
     UniqueHandle TakeConnection();
 
   private:

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::uint32_t kRetryMs = 250;  // between two attempts to make a lost instance wait again
+constexpr std::uint32_t kRetryMs = 250;  // between two attempts to make an instance wait again
 
 }  // namespace
 
@@ -40,10 +40,10 @@ UniqueHandle ServerWinPipePool::Accept(std::uint32_t timeoutMs) {
         std::vector<HANDLE> events;
         for (std::size_t i = 0; i < ready; ++i)
             events.push_back(instances_[i]->GetWaitEvent());
-        events.push_back(interruptEvent_.Get());  // last: of several signalled events the wait returns the first
+        events.push_back(interruptEvent_.Get());  // last, since the wait returns the first signalled event
         const DWORD index = WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(), FALSE, waitMs);
         if (index < ready) {
-            // The wait prefers the first of several: the next one is another's turn, so that no client is left waiting.
+            // The wait returns the first signalled event: the other instances move forward, so that none is left out.
             const auto taken = instances_.begin() + static_cast<std::ptrdiff_t>(index);
             std::rotate(taken, taken + 1, instances_.end());
             if (auto pipe = instances_.back()->TakeConnection())

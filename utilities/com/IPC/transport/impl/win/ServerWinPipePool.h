@@ -1,5 +1,5 @@
-// ServerWinPipePool: the pipe instances that a server keeps waiting, so that a client finds one also while another
-// client is being taken over. Owned by ServerWinPipe.
+// ServerWinPipePool: the pipe instances that a server keeps waiting, so that a client finds a free one even while
+// another client is being accepted. Owned by ServerWinPipe.
 #pragma once
 
 #include <windows.h>
@@ -12,20 +12,20 @@
 #include "utils/platform/impl/win/Handle.h"
 #include "utils/sync/impl/win/SecurityAttributes.h"
 
-/// Accept is called by one thread at a time; Interrupt by any.
+/// Only one thread at a time may call Accept; any thread may call Interrupt.
 class ServerWinPipePool {
   public:
     ServerWinPipePool(std::string serverName, std::size_t count);
 
-    /// The next connected pipe; empty after `timeoutMs` (with a log line) or, when no client has connected, an
-    /// Interrupt. Instances that wait for nobody are tried again meanwhile.
+    /// Waits for the next connected pipe. Empty after `timeoutMs` (with a log line) or, when no client has connected,
+    /// after Interrupt. Meanwhile it retries MakeReady on the instances where that failed.
     UniqueHandle Accept(std::uint32_t timeoutMs);
-    /// Makes the instances wait. 0; -1 when none of them could be made to wait.
+    /// Makes the instances wait for clients. 0, or -1 when all of them fail. Call it before Accept.
     [[nodiscard]] std::int32_t Init();
     void Interrupt() { SetEvent(interruptEvent_.Get()); }
 
   private:
-    /// Moves the instances that wait for a client to the front. Their number.
+    /// Moves the instances that wait for a client to the front, and returns their number.
     std::size_t MakeReady();
 
     const std::string serverName_;

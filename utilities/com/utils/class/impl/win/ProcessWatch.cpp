@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr DWORD kRights = SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION;  // to wait, and to ask for the exit code
+constexpr DWORD kRights = SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION;  // to wait, and to read the exit code
 
 UniqueHandle Duplicate(HANDLE process) {
     HANDLE duplicate = nullptr;
@@ -35,7 +35,7 @@ bool ProcessWatch::Start() {
 }
 
 void CALLBACK ProcessWatch::Tell(PTP_CALLBACK_INSTANCE call, void* context, PTP_WAIT, TP_WAIT_RESULT) {
-    CallbackMayRunLong(call);  // what the monitor does is its own matter, and must not delay other users of the pool
+    CallbackMayRunLong(call);  // a slow monitor must not delay the other users of the thread pool
     auto& watch = *static_cast<ProcessWatch*>(context);
     DWORD exitCode = 0;
     GetExitCodeProcess(watch.process_.Get(), &exitCode);

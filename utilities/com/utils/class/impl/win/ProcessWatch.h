@@ -1,7 +1,7 @@
-// ProcessWatch: tells once that a process has ended.
+// ProcessWatch: calls a monitor once when a process has ended.
 //
 //     ProcessWatch watch(process, pid, [](std::uint64_t endedPid, std::uint32_t exitCode) { ... });
-//     if (!watch.Start()) { /* nobody will be told */ }
+//     if (!watch.Start()) { /* the monitor will not be called */ }
 #pragma once
 
 #include <windows.h>
@@ -12,18 +12,20 @@
 #include "utils/class/IProcess.h"
 #include "utils/platform/impl/win/Handle.h"
 
-/// Has a handle of its own to the process, which it closes after the call: the caller may drop or close the other one.
+/// Duplicates the process handle, so the caller may close the handle that it passed. Closes the duplicate after the
+/// call of the monitor.
 class ProcessWatch {
   public:
     ProcessWatch(HANDLE process, std::uint64_t pid, EndMonitor monitor);
-    /// Waits for a call under way; none comes afterwards. Not from within the monitor.
+    /// Waits for a call in progress; the monitor is not called afterwards. Must not run inside the monitor.
     ~ProcessWatch();
     ProcessWatch(const ProcessWatch&) = delete;
     ProcessWatch& operator=(const ProcessWatch&) = delete;
 
-    /// From here on the monitor may be called, on a thread of the system's pool. False when the system refuses. Once.
+    /// Starts watching: the monitor may be called from now on, on a thread of the system's thread pool. False when the
+    /// system refuses. Call it once.
     bool Start();
-    /// The monitor was called and has returned. Any thread.
+    /// True once the monitor was called and has returned. Any thread.
     bool HasTold() const { return told_; }
 
   private:

@@ -15,8 +15,8 @@ constexpr UINT kKilledExitCode = 0;
 
 using CommandLine = std::array<char, kCommandLineSize>;
 
-/// The checked copy reports a text that is too long to the C runtime's invalid-parameter handler, which ends the
-/// process. Where the runtime has a handler that returns, this ends it in the same way.
+/// strcpy_s reports a text that is too long to the C runtime's invalid-parameter handler, which ends the process. If a
+/// handler returns, this function ends the process in the same way.
 void CopyChecked(CommandLine& target, const std::string& text) {
     if (strcpy_s(target.data(), target.size(), text.c_str()) != 0)
         TerminateProcess(GetCurrentProcess(), static_cast<UINT>(STATUS_INVALID_CRUNTIME_PARAMETER));
@@ -28,7 +28,7 @@ ProcessWin::ProcessWin(std::string path, std::vector<std::string> arguments)
     : path_(std::move(path)), arguments_(std::move(arguments)) {}
 
 ProcessWin::~ProcessWin() {
-    watches_.clear();  // a monitor that is being called may ask this object meanwhile
+    watches_.clear();  // first: a monitor that is being called may still use this object
     CloseHandles();
 }
 
@@ -62,14 +62,14 @@ bool ProcessWin::IsStarted() {
 }
 
 bool ProcessWin::IsRunning() {
-    const std::lock_guard guard(lock_);  // across the query: WaitForExit must not close the handle under it
+    const std::lock_guard guard(lock_);  // also during the query: WaitForExit must not close the handle meanwhile
     DWORD exitCode = 0;
     return information_.hProcess != nullptr && GetExitCodeProcess(information_.hProcess, &exitCode) &&
            exitCode == STILL_ACTIVE;
 }
 
 bool ProcessWin::WaitForExit(std::uint32_t timeoutMs) {
-    // Only the owner's own calls close the handle, and this is one of them: it stays open during the wait.
+    // Only the owner's calls close the handle, and the owner makes one call at a time: it stays open during the wait.
     if (WaitForSingleObject(Information().hProcess, timeoutMs) != WAIT_OBJECT_0)
         return false;
     CloseHandles();

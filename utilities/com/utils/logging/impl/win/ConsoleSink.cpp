@@ -61,10 +61,10 @@ void ConsoleSink::Write(const std::shared_ptr<LogEntry>& entry) {
 void ConsoleSink::Print(std::string_view text) const {
     if (isConsole_ && platform::WriteToConsole(output_, CP_ACP, text))
         return;
-    // A pipe may take less than it is given.
+    // A pipe may accept only a part of the text.
     while (!text.empty()) {
         DWORD written = 0;
-        // cppcheck-suppress invalidLifetime ; it takes the callers' strings, which outlive the call, to end in the loop
+        // cppcheck-suppress invalidLifetime ; a false alarm: the callers' strings outlive this call
         if (!WriteFile(output_, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) || written == 0)
             return;
         text.remove_prefix(written);

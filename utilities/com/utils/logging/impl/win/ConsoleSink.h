@@ -1,4 +1,4 @@
-// Logging::ConsoleSink: entries on the process's standard output; errors and warnings stand out in colour on a console.
+// Logging::ConsoleSink: writes entries to the process's standard output. A console shows errors and warnings in colour.
 #pragma once
 
 #include <windows.h>
@@ -10,12 +10,11 @@
 
 namespace Logging {
 
-/// A line is `timestamp|process:thread|function : message`; a Verbose entry is its message alone. Output that was
-/// redirected to a file or a pipe gets the same text without colours. A named mutex keeps processes on one console
-/// apart.
+/// A line is `timestamp|process:thread|function : message`; a Verbose entry is its message alone. A file or a pipe as
+/// standard output gets the same text without colours. Processes that share a console take turns by a named mutex.
 class ConsoleSink : public ISink {
   public:
-    /// Standard output and its colours are those of this moment.
+    /// Takes over the current standard output and its current colour.
     ConsoleSink();
 
     void Write(const std::shared_ptr<LogEntry>& entry) override;
@@ -24,7 +23,7 @@ class ConsoleSink : public ISink {
     void Print(std::string_view text) const;
     void SetAttribute(WORD attribute) const;
 
-    const HANDLE output_;  // the process's, not owned
+    const HANDLE output_;  // the process's standard output; not owned
     const bool isConsole_;
     const WORD defaultAttribute_;
     SinkMutex mutex_;

@@ -1,4 +1,5 @@
-// Logging::EtwSink: entries for the system's event tracing, by way of a provider library that is installed apart.
+// Logging::EtwSink: sends entries to the system's event tracing, through a provider library that is installed
+// separately.
 #pragma once
 
 #include <string>
@@ -11,8 +12,8 @@ namespace Logging {
 
 inline constexpr const wchar_t* kEtwProviderLibrary = L"EtwVexaProviderX64.dll";
 
-/// Until Open has succeeded, entries are lost. A Verbose message goes out line by line; an unfinished line waits for
-/// the rest of it.
+/// Until Open has succeeded, entries are lost. A Verbose message is sent line by line; an unfinished line waits for its
+/// rest, and an Error entry discards it.
 class EtwSink : public ISink {
   public:
     EtwSink();
@@ -29,7 +30,7 @@ class EtwSink : public ISink {
     static void Send(EntryPoint* entryPoint, const std::string& message);
     void SendLines(const std::string& text);
 
-    const UniqueHandle mutex_;  // exists for as long as the sink does; nobody waits for it
+    const UniqueHandle mutex_;  // exists as long as the sink does; no thread locks it
     Module provider_;
     EntryPoint* info_ = nullptr;
     EntryPoint* warning_ = nullptr;

@@ -7,7 +7,7 @@ namespace Logging {
 
 namespace {
 
-/// Without FILE_WRITE_DATA the system itself puts each write at the end of the file, whoever else writes to it.
+/// Without FILE_WRITE_DATA, the system itself puts each write at the end of the file, also when others write to it.
 constexpr DWORD kAppendOnly = FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE;
 constexpr DWORD kSharedForAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 

@@ -12,7 +12,7 @@ std::shared_ptr<ISink> MakeEventTracingSink() {
     if (!Module(kEtwProviderLibrary))
         return nullptr;
     auto sink = std::make_shared<EtwSink>();
-    sink->Open();  // a library without the entry points makes a sink that drops everything
+    sink->Open();  // if it fails, the sink drops every entry
     return sink;
 }
 

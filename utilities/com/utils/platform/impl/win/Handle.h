@@ -8,8 +8,8 @@
 
 #include "utils/platform/LastErrorKeeper.h"
 
-/// Closes a handle that is neither null nor INVALID_HANDLE_VALUE (the two values by which Win32 says "none"), and
-/// leaves the last error as it was. Moved, never copied.
+/// The destructor closes the handle unless it is null or INVALID_HANDLE_VALUE (the two values that Win32 uses for
+/// "none"), and leaves the last-error code unchanged. Can be moved, not copied.
 class UniqueHandle {
   public:
     UniqueHandle() = default;
@@ -25,14 +25,14 @@ class UniqueHandle {
     explicit operator bool() const { return handle_ != nullptr && handle_ != INVALID_HANDLE_VALUE; }
     HANDLE Get() const { return handle_; }
 
-    /// Gives the handle away, unclosed.
+    /// Returns the handle without closing it; the caller owns it now.
     HANDLE Release() {
         const HANDLE handle = handle_;
         handle_ = nullptr;
         return handle;
     }
 
-    /// Closes the handle held and takes over another one.
+    /// Closes the current handle and takes ownership of another one.
     void Reset(HANDLE handle = nullptr) {
         if (*this) {
             const platform::LastErrorKeeper lastError;

@@ -13,7 +13,7 @@ std::wstring SearchPathVariable() {
     return value;
 }
 
-/// Along PATH, of which a relative folder would be one below the current folder.
+/// Searches PATH, but not its relative folders: they would lie below the current folder.
 HMODULE LoadAlongPath(const wchar_t* fileName) {
     std::wistringstream folders(SearchPathVariable());
     for (std::wstring folder; std::getline(folders, folder, L';');) {

@@ -8,17 +8,18 @@
 /// Looks a function up by its exported name; null when the library does not have it.
 template <typename Function>
 Function* FindFunction(HMODULE library, const char* name) {
-    // By way of the most general function type: compilers warn of a direct cast between unlike signatures.
+    // Cast in two steps: compilers warn about a direct cast between different function types.
     return reinterpret_cast<Function*>(reinterpret_cast<void (*)()>(GetProcAddress(library, name)));
 }
 
-/// Frees the library, and leaves the last error as it was. Empty when the library could not be loaded.
+/// The destructor frees the library and leaves the last-error code unchanged. Empty (false) when the library could not
+/// be loaded.
 class Module {
   public:
     Module() = default;
-    /// Searches beside the program, in the system's folder and along PATH, but not in the current folder: whoever
-    /// stands in somebody else's folder must not run what lies there. The same goes for the libraries that this one
-    /// needs. Nothing is set for the process, since its children would inherit that.
+    /// Searches the program's folder, the system folder and PATH, but not the current folder: a program that is started
+    /// in another user's folder must not run code from it. The same holds for the libraries that this one needs. The
+    /// search path of the process is not changed, since its child processes would inherit that.
     explicit Module(const wchar_t* fileName);
     Module(const Module&) = delete;
     Module& operator=(const Module&) = delete;

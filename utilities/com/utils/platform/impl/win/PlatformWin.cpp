@@ -10,7 +10,7 @@ namespace platform {
 
 namespace {
 
-/// The file name of the pipe tells the pseudo terminal of a Unix-like shell from any other pipe.
+/// The pseudo terminal of a Unix-like shell is a pipe. Its file name distinguishes it from any other pipe.
 bool IsPseudoTerminal(HANDLE stream) {
     if (GetFileType(stream) != FILE_TYPE_PIPE)
         return false;

@@ -1,4 +1,4 @@
-// Text as Windows keeps it, and as bytes of a code page.
+// Conversion between UTF-16, the text of Windows, and the bytes of a code page.
 #pragma once
 
 #include <windows.h>
@@ -7,9 +7,10 @@
 
 namespace platform {
 
+/// `flags` are those of MultiByteToWideChar. Empty when the conversion fails.
 inline std::wstring Widen(UINT codePage, DWORD flags, const std::string& text) {
     const auto size = static_cast<int>(text.size());
-    std::wstring wide(text.size(), L'\0');  // never more units than bytes
+    std::wstring wide(text.size(), L'\0');  // never more UTF-16 units than bytes
     wide.resize(static_cast<std::size_t>(MultiByteToWideChar(codePage, flags, text.data(), size, wide.data(), size)));
     return wide;
 }

@@ -1,4 +1,4 @@
-// RegistryHandle: an open registry key that is closed on every path, without disturbing the thread's last error.
+// RegistryHandle: owns an open registry key. Closing it leaves the thread's last-error code unchanged.
 //
 //     RegistryHandle key;
 //     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, key.Receive()) == ERROR_SUCCESS) { ... key.Get() ... }
@@ -16,12 +16,12 @@ class RegistryHandle {
     RegistryHandle& operator=(const RegistryHandle&) = delete;
 
     HKEY Get() const { return key_; }
-    /// Closes what is held and gives the place for a call to put a new key in.
+    /// Closes the current key. Returns the place where a call of the system puts a new key.
     HKEY* Receive() {
         Close();
         return &key_;
     }
-    /// ERROR_SUCCESS, also when nothing was held, or the error of the call.
+    /// Closes the current key. ERROR_SUCCESS, also when there is none, or the error of RegCloseKey.
     LSTATUS Close() {
         if (key_ == nullptr)
             return ERROR_SUCCESS;

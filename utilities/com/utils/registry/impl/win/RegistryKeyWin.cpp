@@ -13,8 +13,8 @@ constexpr REGSAM kAccess = KEY_READ | KEY_WRITE | DELETE | KEY_WOW64_64KEY;
 constexpr std::size_t kKeyNameSize = 256;
 constexpr std::size_t kValueNameSize = 16384;
 
-constexpr std::size_t kUsualDataSize = 512;  // bytes; most values fit, the others are asked for again
-constexpr int kGrowAttempts = 8;             // for a value that somebody keeps enlarging meanwhile
+constexpr std::size_t kUsualDataSize = 512;  // bytes; most values fit, larger ones are read again
+constexpr int kGrowAttempts = 8;             // for a value that another process enlarges between the reads
 
 std::int32_t Result(LSTATUS status) {
     return status == ERROR_SUCCESS ? 0 : -1;
@@ -35,7 +35,7 @@ std::string Narrow(const wchar_t* text, std::size_t size) {
     return narrow;
 }
 
-/// Data as it lies in the registry, which checks neither a number's size nor a text's terminator.
+/// The data of a value as stored. The registry checks neither the size of a number nor the terminator of a text.
 struct RawValue {
     DWORD type = REG_NONE;
     DWORD size = 0;  // bytes used of data
@@ -72,7 +72,7 @@ struct RawValue {
 }  // namespace
 
 RegistryKeyWin::~RegistryKeyWin() {
-    key_.Close();  // ends the watch before its event goes
+    key_.Close();  // ends the watch before its event is closed
     if (changed_ == nullptr)
         return;
     const DWORD lastError = GetLastError();
@@ -171,7 +171,7 @@ std::int32_t RegistryKeyWin::RenameSubkey(const std::string& oldName, const std:
 
 std::int32_t RegistryKeyWin::DeleteSubkey(const std::string& name) {
     const auto wideName = Wide(name);
-    // A key without subkeys goes in one step with all its values, so that nobody ever finds half of it.
+    // A key without subkeys is deleted in one step with all its values, so that no process finds only some of them.
     if (RegDeleteKeyExW(key_.Get(), wideName.c_str(), KEY_WOW64_64KEY, 0) == ERROR_SUCCESS)
         return 0;
     return Result(RegDeleteTreeW(key_.Get(), wideName.c_str()));
@@ -184,7 +184,7 @@ void RegistryKeyWin::Flush() {
 bool RegistryKeyWin::ChangedSinceLastAsked() {
     if (watching_ && WaitForSingleObject(changed_, 0) == WAIT_TIMEOUT)
         return false;
-    // Watching begins again before the caller looks at the key, so no change falls between the two.
+    // The next watch begins before the caller reads the key, so it misses no change that comes after the read.
     watching_ = WatchForNextChange();
     return true;
 }
@@ -192,7 +192,7 @@ bool RegistryKeyWin::ChangedSinceLastAsked() {
 bool RegistryKeyWin::WatchForNextChange() {
     if (changed_ == nullptr)
         changed_ = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    // Agnostic: without it the watch would end with the thread that happened to ask.
+    // Without REG_NOTIFY_THREAD_AGNOSTIC the watch would end with the calling thread.
     constexpr DWORD kWhat = REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_THREAD_AGNOSTIC;
     return changed_ != nullptr && RegNotifyChangeKeyValue(key_.Get(), TRUE, kWhat, changed_, TRUE) == ERROR_SUCCESS;
 }

@@ -1,5 +1,5 @@
-// VexaUtils::RegistryKeyWin: RegistryKey over the wide calls of Windows. Names and texts cross in the process's narrow
-// code page.
+// VexaUtils::RegistryKeyWin: RegistryKey with the UTF-16 functions of Windows. Callers pass and get names and texts in
+// the process's narrow code page.
 #pragma once
 
 #include <string>
@@ -34,7 +34,7 @@ class RegistryKeyWin : public RegistryKey {
     bool WatchForNextChange();
 
     RegistryHandle key_;
-    HANDLE changed_ = nullptr;  // auto-reset; signalled by the system at the first change after watching began
+    HANDLE changed_ = nullptr;  // auto-reset; the system signals it at the first change after a watch began
     bool watching_ = false;
 };
 

@@ -19,7 +19,7 @@ std::int32_t Result(LSTATUS status) {
 
 RegistryWin::RegistryWin(const std::string& relativePath) : path_(kProductKey + relativePath) {
     if (path_.back() == '\\')
-        path_.pop_back();  // the main key itself
+        path_.pop_back();  // the relative path is empty: it is the main key itself
 }
 
 bool RegistryWin::ValueExists(const std::string& name) {
@@ -58,7 +58,7 @@ std::int32_t RegistryWin::SetUint32(const std::string& name, std::uint32_t value
 std::int32_t RegistryWin::SetString(const std::string& name, const std::string& value) {
     if (key_.Get() == nullptr)
         return -1;
-    // The size is the text's length as it stands, without a terminator; the readers of these values cope.
+    // The size does not include a terminator; the readers of these values accept that.
     return Result(RegSetValueExA(key_.Get(), name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
                                  static_cast<DWORD>(value.size())));
 }

@@ -1,4 +1,4 @@
-// VexaUtils::RegistryWin: Registry over the ANSI calls of Windows.
+// VexaUtils::RegistryWin: Registry with the ANSI functions of Windows.
 #pragma once
 
 #include <string>

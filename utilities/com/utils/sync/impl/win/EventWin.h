@@ -1,4 +1,4 @@
-// kivsync::EventWin: kivsync::Event over a Windows event.
+// kivsync::EventWin: kivsync::Event as a Windows event.
 #pragma once
 
 #include "utils/platform/impl/win/Handle.h"
@@ -15,7 +15,7 @@ class EventWin final : public Event {
     std::int32_t Wait() override;
     std::int32_t Create(bool manualReset, bool initialState) override;
 
-    /// For waits and overlapped operations; stays owned by the event. Null when there is none.
+    /// The handle for waits and overlapped operations; this object still owns it. Null before Create and after Close.
     HANDLE Handle() const { return handle_.Get(); }
 
   private:

@@ -56,7 +56,7 @@ std::int32_t MutexWin::Create() {
     SecurityAttributes attributes({{EveryoneSid(), SYNCHRONIZE}, {AdministratorsSid(), MUTEX_ALL_ACCESS}});
     SetLastError(ERROR_SUCCESS);
     handle_.Reset(CreateMutexA(attributes.Get(), FALSE, name_.c_str()));
-    // The system hands out a handle to a mutex that existed already, too, and tells by the last error only.
+    // The system also returns a handle when the mutex exists already; only the last error tells the difference.
     if (GetLastError() != ERROR_SUCCESS)
         handle_.Reset();
     return handle_ ? 0 : -1;

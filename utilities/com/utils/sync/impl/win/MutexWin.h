@@ -1,5 +1,5 @@
-// kivsync::MutexWin: kivsync::Mutex over a named Windows mutex, as a rule in the machine's global name space, which the
-// service and a user's console program see alike.
+// kivsync::MutexWin: kivsync::Mutex as a Windows mutex. A name goes into the machine's global namespace, which the
+// service and a user's console program share.
 #pragma once
 
 #include <string>
@@ -12,9 +12,9 @@ namespace kivsync {
 
 class MutexWin final : public Mutex {
   public:
-    /// `created` says which of Create (true) and Open (false) the maker calls next.
+    /// The caller must call Create next if `created`, otherwise Open.
     MutexWin(const std::string& name, bool created);
-    /// Takes over a mutex that was made or opened elsewhere, such as one whose name belongs to a session.
+    /// Takes ownership of a mutex that the caller created or opened, such as one in the namespace of a session.
     explicit MutexWin(UniqueHandle mutex) : created_(false), handle_(std::move(mutex)) {}
     ~MutexWin() override;
 
@@ -30,7 +30,7 @@ class MutexWin final : public Mutex {
     std::int32_t UnlockAndClose();
 
     const bool created_;
-    bool locked_ = false;  // touched by the thread that holds the mutex only
+    bool locked_ = false;  // changed only by the thread that holds the mutex
     const std::string name_;
     UniqueHandle handle_;
 };

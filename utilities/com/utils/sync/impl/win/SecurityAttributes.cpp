@@ -1,6 +1,6 @@
 #include "utils/sync/impl/win/SecurityAttributes.h"
 
-// Need <windows.h> first.
+// These need <windows.h> before them.
 #include <aclapi.h>
 #include <sddl.h>
 
@@ -61,18 +61,18 @@ Sid OwnAccountSid() {
 
 Sid FindSid(const std::string& name) {
     PSID written = nullptr;
-    // The two-letter abbreviations that this would take, too, may be names of accounts.
+    // ConvertStringSidToSid also accepts two-letter abbreviations, but these may be names of accounts.
     if (name.starts_with("S-1-") && ConvertStringSidToSidA(name.c_str(), &written)) {
         auto sid = CopyOf(written);
         LocalFree(written);
         return sid;
     }
-    constexpr DWORD kLongestDomain = 256;  // with its end
+    constexpr DWORD kLongestDomain = 256;  // with the terminator
     Sid sid(SECURITY_MAX_SID_SIZE);
     std::vector<char> domain(kLongestDomain);
     DWORD size = SECURITY_MAX_SID_SIZE, domainSize = kLongestDomain;
     SID_NAME_USE use = SidTypeUnknown;
-    // The empty name, which stands for a domain, is nobody's; neither is that of a computer or of a deleted account.
+    // The system would find a domain under the empty name. Domains, computers and deleted accounts are not accepted.
     if (name.empty() ||
         !LookupAccountNameA(nullptr, name.c_str(), sid.data(), &size, domain.data(), &domainSize, &use) ||
         (use != SidTypeUser && use != SidTypeGroup && use != SidTypeAlias && use != SidTypeWellKnownGroup))

@@ -1,5 +1,5 @@
-// SecurityAttributes: who may open a named object of the service. Each account or group that is listed gets its rights,
-// nobody else any.
+// SecurityAttributes: who may open a named object of the service. Each listed account or group gets its listed rights;
+// all others get none.
 //
 //     SecurityAttributes attributes({{EveryoneSid(), SYNCHRONIZE}, {AdministratorsSid(), MUTEX_ALL_ACCESS}});
 //     CreateMutexA(attributes.Get(), FALSE, name);
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-/// The identifier of an account or a group, as the system's functions take it; empty when the system does not know it.
+/// The security identifier of an account or a group, in the system's binary form; empty when the system knows none.
 using Sid = std::vector<BYTE>;
 
 Sid EveryoneSid();
@@ -18,9 +18,9 @@ Sid AdministratorsSid();
 Sid SystemSid();
 /// The account that this process runs under.
 Sid OwnAccountSid();
-/// The account or group of a name, as in `Users` or `MACHINE\\operators`, or of an identifier that is written out
-/// (`S-1-5-32-545`; whether it belongs to somebody is not looked up). Asks other machines for names that this one does
-/// not know.
+/// Finds an account or group by its name (`Users`, `MACHINE\operators`) or by its identifier as text (`S-1-5-32-545`).
+/// Does not check that an account with that identifier exists. Asks other machines for a name that this one does not
+/// know.
 Sid FindSid(const std::string& name);
 
 struct AccessGrant {
@@ -28,12 +28,12 @@ struct AccessGrant {
     DWORD rights;
 };
 
-/// Owns the security descriptor that its attributes point at, so it lives at least as long as the call that uses them.
-/// When the system cannot build the descriptor, or an identifier is empty, the attributes are all zero. Leaves the last
-/// error as it was.
+/// Owns the security descriptor that the attributes point to, so it must live as long as the call that uses them. When
+/// the system cannot build the descriptor, or a Sid is empty, the attributes are all zero. Leaves the last-error code
+/// unchanged.
 class SecurityAttributes {
   public:
-    /// Of several grants for one account the last counts.
+    /// When an account has several grants, the last one counts.
     explicit SecurityAttributes(std::vector<AccessGrant> grants);
     ~SecurityAttributes();
     SecurityAttributes(const SecurityAttributes&) = delete;

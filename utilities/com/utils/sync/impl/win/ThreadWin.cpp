@@ -37,7 +37,7 @@ std::unique_ptr<Thread> Thread::Start(std::function<void()> body) {
     const auto handle = _beginthreadex(nullptr, kDefaultStackSize, Run, argument.get(), kRunAtOnce, nullptr);
     if (handle == 0)
         return nullptr;
-    static_cast<void>(argument.release());  // the thread's own now
+    static_cast<void>(argument.release());  // the thread owns it now
     return std::make_unique<ThreadWin>(reinterpret_cast<HANDLE>(handle));
 }
 

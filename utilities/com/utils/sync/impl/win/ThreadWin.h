@@ -1,4 +1,4 @@
-// kivsync::ThreadWin: kivsync::Thread over a Windows thread.
+// kivsync::ThreadWin: kivsync::Thread as a Windows thread.
 #pragma once
 
 #include "utils/platform/impl/win/Handle.h"
@@ -8,7 +8,7 @@ namespace kivsync {
 
 class ThreadWin final : public Thread {
   public:
-    /// Takes over the handle of a running thread.
+    /// Takes ownership of the handle of a running thread.
     explicit ThreadWin(HANDLE handle) : handle_(handle) {}
     ~ThreadWin() override;
 
