@@ -1,4 +1,4 @@
-// help, completion: what the program can tell of itself.
+// help, completion: the commands that explain the commands.
 
 #include <algorithm>
 #include <memory>
@@ -15,7 +15,7 @@ namespace kivctl {
 
 namespace {
 
-// Both scripts ask the program itself for the words that may come next.
+// Both scripts call kivctl __complete for the words that may come next.
 constexpr const char* kBash = R"script(# Completion of kivctl in bash: source <(kivctl completion bash)
 _kivctl() {
     local IFS=$'\n' word=${COMP_WORDS[COMP_CWORD]}
@@ -46,7 +46,7 @@ Register-ArgumentCompleter -Native -CommandName kivctl, kivctl.exe -ScriptBlock 
 }
 )script";
 
-/// The words that may stand for the last of `words`, behind those before it.
+/// The words that can complete the last of `words`; the words before it name the command.
 std::vector<std::string> Candidates(const CLI::App& app, const std::vector<std::string>& words,
                                     const Options& options) {
     const auto* command = &app;
@@ -79,7 +79,7 @@ std::vector<std::string> Candidates(const CLI::App& app, const std::vector<std::
 void AddHelp(CLI::App& app) {
     auto* command = app.add_subcommand("help", "Explains a command");
     auto words = std::make_shared<std::vector<std::string>>();
-    command->add_option("COMMAND", *words, "The command; without it, all of them");
+    command->add_option("COMMAND", *words, "The command; without it, help lists all commands");
     command->callback([words, &app] {
         const CLI::App* found = &app;
         std::string path;
@@ -103,7 +103,7 @@ void PrintCompletions(const CLI::App& app, const std::vector<std::string>& words
 
 void AddHelpCommands(CLI::App& app) {
     AddHelp(app);
-    auto* command = app.add_subcommand("completion", "Prints a script that completes commands and names in a shell");
+    auto* command = app.add_subcommand("completion", "Prints a script with which a shell completes commands and names");
     auto shell = std::make_shared<std::string>();
     command->add_option("SHELL", *shell, "powershell or bash")
         ->required()

@@ -17,7 +17,7 @@ std::string AbsolutePath(const std::string& file) {
     const auto utf8 = std::filesystem::absolute(PathOf(file)).u8string();
     const auto narrow = FromUtf8({utf8.begin(), utf8.end()});
     if (!narrow)
-        throw Failure(kWrongUsage, "The folder's name has characters that the system's code page has not.");
+        throw Failure(kWrongUsage, "The folder's name has characters that this machine's code page lacks.");
     return *narrow;
 }
 
