@@ -1,4 +1,5 @@
-// Arguments that several commands take. The value is held by whoever runs the command.
+// Arguments that several commands take. Each function returns a shared pointer to the parsed value, which the command's
+// callback keeps.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -11,7 +12,7 @@
 
 namespace kivctl {
 
-/// The command of that name below `app`; null when there is none.
+/// The subcommand of `app` with that name; null when there is none.
 inline const CLI::App* FindCommand(const CLI::App& app, const std::string& name) {
     for (const auto* command : app.get_subcommands({}))
         if (command->check_name(name))
@@ -19,7 +20,7 @@ inline const CLI::App* FindCommand(const CLI::App& app, const std::string& name)
     return nullptr;
 }
 
-/// Accepts what a request can carry.
+/// Accepts texts of at most kNameMaximum bytes, the most that a request can carry.
 inline CLI::Validator FitsRequest() {
     return CLI::Validator(
         [](std::string& text) {
@@ -36,12 +37,12 @@ inline std::shared_ptr<std::string> NameArgument(CLI::App& command, const std::s
                                                  const std::string& description) {
     auto name = std::make_shared<std::string>();
     command.add_option(label, *name, description)->required()->check(FitsRequest())->check([](const std::string& text) {
-        return text.empty() ? std::string("a name has at least one character") : std::string();
+        return text.empty() ? std::string("a name needs at least one character") : std::string();
     });
     return name;
 }
 
-/// The same for a name that an instance shall get: one of the manager's own servers would be in its way.
+/// The same for the new name of an instance, which must not be the name of one of the manager's own servers.
 inline std::shared_ptr<std::string> NewNameArgument(CLI::App& command, const std::string& label,
                                                     const std::string& description) {
     auto name = NameArgument(command, label, description);
@@ -60,16 +61,17 @@ inline std::shared_ptr<std::string> TextArgument(CLI::App& command, const std::s
     return text;
 }
 
+/// The flags --string, --number and --new of a command that sets a setting.
 inline std::shared_ptr<ValueFlags> AddValueFlags(CLI::App& command) {
     auto flags = std::make_shared<ValueFlags>();
     auto* string =
         command.add_flag("--string", flags->kind.string, "The value is a text (a new setting needs its kind)");
     command.add_flag("--number", flags->kind.number, "The value is a number")->excludes(string);
-    command.add_flag("--new", flags->isNew, "Set it though neither kivctl nor the database knows it");
+    command.add_flag("--new", flags->isNew, "Also set a setting that neither kivctl nor the database knows");
     return flags;
 }
 
-/// An option whose value is a time: "500ms", "5s", or a number of `bareMs` each. Gives ms.
+/// An option whose value is a time, "500ms", "5s" or a bare number in units of `bareMs`; it is stored in `ms`.
 inline CLI::Option* AddTime(CLI::App& command, const std::string& label, std::uint32_t& ms, std::uint32_t bareMs,
                             const std::string& description) {
     return command.add_option_function<std::string>(

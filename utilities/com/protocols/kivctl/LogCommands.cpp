@@ -22,7 +22,7 @@ std::string Meaning(const LogSettings& settings) {
     if (settings.type == kFileType)
         return "the file " + settings.File() +
                (settings.UsesColor() ? ", with colour codes" : ", without colour codes");
-    return "event tracing, where EtwVexaProviderX64.dll is installed; nothing is logged without it";
+    return "event tracing, if EtwVexaProviderX64.dll is installed; nothing is logged without it";
 }
 
 std::string Text(const std::optional<std::uint32_t>& number) {
@@ -30,7 +30,7 @@ std::string Text(const std::optional<std::uint32_t>& number) {
 }
 
 void AddShow(CLI::App& log, const Options& options) {
-    auto* command = log.add_subcommand("show", "Shows where the programs log to, and whether they can");
+    auto* command = log.add_subcommand("show", "Shows where the programs log, and whether the log file is writable");
     command->callback([&options] {
         const auto settings = LogSettings::Read();
         const bool isFile = settings.type == kFileType;
@@ -53,7 +53,7 @@ void AddShow(CLI::App& log, const Options& options) {
             PrintLine("It has " + std::to_string(*file.size) + " bytes; its last line is " +
                       Duration(file.idleSeconds) + " old.");
         else if (isFile)
-            PrintLine("It is not there yet: nothing was logged so far.");
+            PrintLine("The file does not exist yet: nothing was logged so far.");
         Table table({"VALUE", "SET TO"});
         table.AddRow({kLogTypeValue, settings.type.value_or("")});
         table.AddRow({kLogFileValue, settings.file.value_or("")});
@@ -66,18 +66,18 @@ void AddShow(CLI::App& log, const Options& options) {
 }
 
 void AddSet(CLI::App& log, const Options& options) {
-    auto* command = log.add_subcommand("set", "Chooses where the programs log to, from their next start on");
+    auto* command = log.add_subcommand("set", "Chooses where the programs log, from their next start on");
     auto type = std::make_shared<std::string>();
     auto file = std::make_shared<std::string>();
     auto colour = std::make_shared<std::string>();
     command->add_option("TYPE", *type, "console, file or etw (event tracing)")
         ->required()
         ->check(CLI::IsMember({kConsoleType, kFileType, "etw"}));
-    command->add_option("PATH", *file, "The log file; without it, the one set before or the default");
+    command->add_option("PATH", *file, "The log file; without it, the file set before or the default");
     command->add_option("--color", *colour, "Colour codes in the log file")->check(CLI::IsMember({"on", "off"}));
     command->callback([=, &options] {
         if (!file->empty() && *type != kFileType)
-            throw Failure(kWrongUsage, "A path goes with \"file\" only.");
+            throw Failure(kWrongUsage, "A path is possible with \"file\" only.");
         if (!file->empty())
             *file = AbsolutePath(*file);
         if (!file->empty() && !PathOf(*file).has_filename())
@@ -100,7 +100,7 @@ void AddSet(CLI::App& log, const Options& options) {
 }  // namespace
 
 void AddLogCommands(CLI::App& app, const Options& options) {
-    auto* log = app.add_subcommand("log", "Chooses where the manager and its children log to");
+    auto* log = app.add_subcommand("log", "Chooses where the manager and the instances log");
     log->require_subcommand(1);
     AddShow(*log, options);
     AddSet(*log, options);

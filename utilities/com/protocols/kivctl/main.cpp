@@ -19,8 +19,8 @@ constexpr const char* kDescription =
 constexpr const char* kFooter =
     "Exit codes: 0 done, or yes; 1 refused, or no; 2 wrong usage; 3 not reachable, or no answer in time;\n"
     "4 status --check found an enabled instance that does not run, or the service is not installed.\n"
-    "Adding, removing, renaming, starting and stopping are done one after another, so that each may wait for others.";
-constexpr const char* kCompleteCommand = "__complete";  // what the scripts of "completion" ask with
+    "The manager adds, removes, renames, starts and stops one instance at a time: such a command may wait for others.";
+constexpr const char* kCompleteCommand = "__complete";  // the scripts of "completion" call it
 constexpr const char* kTimeoutOption = "--timeout";
 
 int Report(const Failure& failure, const Options& options) {
@@ -32,8 +32,8 @@ int Report(const Failure& failure, const Options& options) {
     return failure.Code();
 }
 
-/// Throws Failure for a word that stands where a command has to, and is none. The parser would say less, or take a
-/// request for help instead.
+/// Throws Failure, with the nearest command, for an unknown word in the place of a command. The parser's own message
+/// would say less, and with --help it would print help instead of an error.
 void CheckCommands(const CLI::App& app, const std::vector<std::string>& arguments) {
     const auto* command = &app;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
@@ -42,7 +42,7 @@ void CheckCommands(const CLI::App& app, const std::vector<std::string>& argument
             return;
         const auto& word = arguments[i];
         if (word == kTimeoutOption)
-            ++i;  // its value is no command
+            ++i;  // skip its value
         if (word.starts_with('-'))
             continue;
         const auto* next = FindCommand(*command, word);
@@ -51,8 +51,8 @@ void CheckCommands(const CLI::App& app, const std::vector<std::string>& argument
             for (const auto* known : subcommands)
                 names.push_back(known->get_name());
             const auto hint = DidYouMean(word, names);
-            throw Failure(kWrongUsage,
-                          "There is no command \"" + word + "\"" + (hint.empty() ? "; kivctl help lists them." : hint));
+            throw Failure(kWrongUsage, "There is no command \"" + word + "\"" +
+                                           (hint.empty() ? "; kivctl help lists the commands." : hint));
         }
         command = next;
     }
@@ -61,7 +61,7 @@ void CheckCommands(const CLI::App& app, const std::vector<std::string>& argument
 std::string UsageText(const CLI::ParseError& error) {
     std::string text = error.what();
     if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr)
-        text += ". A name with a space goes in quotes: \"Line 1\".";
+        text += ". Put a name with a space in quotes: \"Line 1\".";
     return text;
 }
 
@@ -73,14 +73,13 @@ int main() {
     // A value may begin with a slash.
     app.allow_windows_style_options(false);
     app.fallthrough();
-    app.require_subcommand(0, 1);  // with 1 at least, an unknown command would be reported as none
+    app.require_subcommand(0, 1);  // with a minimum of 1, the parser would report an unknown command as a missing one
     app.set_version_flag("--version", "kivctl " KIV_VERSION);
-    app.add_flag("--json", options.json, "Print one JSON document, of a failure too");
-    AddTime(
-        app, kTimeoutOption, options.timeoutMs, kOneMs,
-        "How long to wait for each answer, in ms or as 500ms, 5s, 2m (20s, or longer where a child starts or stops)");
+    app.add_flag("--json", options.json, "Print one JSON document, also for a failure");
+    AddTime(app, kTimeoutOption, options.timeoutMs, kOneMs,
+            "How long to wait for each answer, in ms or as 500ms, 5s, 2m (20s; longer when a process starts or stops)");
     app.add_flag_callback(
-        "--verbose", [&options] { options.verbose = true; }, "Log as the manager does");
+        "--verbose", [&options] { options.verbose = true; }, "Log too, to where the other programs log");
     app.parse_complete_callback([&options] { Logging::Logger::GetInstance()->SetDisabled(!options.verbose); });
     AddStatusCommands(app, options);
     AddRunCommands(app, options);
@@ -94,7 +93,7 @@ int main() {
     AddServiceCommands(app, options);
     AddAccessCommands(app, options);
     AddHelpCommands(app);
-    app.footer(kFooter);  // after the commands were added, which would have it too
+    app.footer(kFooter);  // set last: commands that are added later would inherit it
     try {
         auto arguments = Arguments();
         options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
@@ -104,13 +103,13 @@ int main() {
             return kDone;
         }
         CheckCommands(app, arguments);
-        std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
+        std::reverse(arguments.begin(), arguments.end());  // the parser takes them from the back
         app.parse(arguments);
         if (app.get_subcommands().empty())
-            throw Failure(kWrongUsage, "Name a command; kivctl --help lists them.");
+            throw Failure(kWrongUsage, "Name a command; kivctl --help lists the commands.");
         return kDone;
     } catch (const CLI::ParseError& error) {
-        // Help and version come as errors whose code is 0.
+        // The parser reports a request for help or the version as an error with code 0.
         if (error.get_exit_code() != 0)
             return Report(Failure(kWrongUsage, UsageText(error)), options);
         return app.exit(error);
