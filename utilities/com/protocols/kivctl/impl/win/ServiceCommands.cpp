@@ -327,7 +327,8 @@ void Install(bool anyFolder, Outcome& outcome) {
     InstallPath(folder, outcome);
     const auto state = State(service);
     if (!isNew && state == SERVICE_RUNNING)
-        outcome.Note("the service still runs the programs it was started with; kivctl service restart starts the new ones");
+        outcome.Note(
+            "the service still runs the programs it was started with; kivctl service restart starts the new ones");
     outcome.Set("isNew", isNew);
     outcome.Set("program", ToUtf8(program));
     outcome.Set("state", StateName(state));
