@@ -1,4 +1,4 @@
-// The operator's command line against a running manager: what it says, and its exit codes.
+// The operator's command line with a running manager: its output and its exit codes.
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ ProgramResult Kivctl(const std::string& arguments) {
 struct Expectation {
     const char* arguments;
     std::int32_t exitCode;
-    const char* text;  // that the output holds
+    const char* text;  // the output contains it
 };
 
 void ExpectAll(std::initializer_list<Expectation> expectations) {
@@ -199,7 +199,7 @@ TEST(Kivctl, AFailedStartSaysWhyAndAHungProcessHidesNobody) {
             return output.find("2 running.") != output.rfind("2 running.");
         }));
     }
-    // Without the children's program.
+    // In a folder without the children's program.
     const auto folder = ProgramFolder() + "alone\\";
     CreateDirectoryA(folder.c_str(), nullptr);
     CopyFileA((ProgramFolder() + "KivProtocolManager.exe").c_str(), (folder + "KivProtocolManager.exe").c_str(), FALSE);
@@ -281,7 +281,7 @@ TEST(Kivctl, EachServiceCommandPrintsOneDocument) {
     };
     EXPECT_TRUE(service("restart", 1).contains("error"));
     EXPECT_EQ(service("stop")["state"], "not installed");
-    // Those that the machine had stay, and are not told.
+    // The settings that the machine already had stay and are not listed.
     EXPECT_EQ(service("install")["values"],
               nlohmann::json({{"logmaxsize", 10}, {"logkeep", 5}, {"loglevel", "info"}, {"restartdelay", 1000}}));
     EXPECT_EQ(ReadValue("", "logtype") + ReadValue("", "restartdelay"), "file1000");
@@ -326,12 +326,12 @@ TEST(Kivctl, AnExportImportedIntoAnEmptyDatabaseGivesTheSame) {
     EXPECT_EQ(ReadValue("0", "_kiv_name") + ReadValue("0", "port") + ReadValue("0", "enabled"), "one10");
     EXPECT_EQ(ReadValue("1", "_kiv_name") + ReadValue("1", "n"), "two \"quoted\"4294967295");
 
-    // Without its folder, the log that a file asks for would be silent.
+    // Without the folder of the new log file nothing would be logged, so the import makes it.
     std::ofstream(file) << R"({"format": "kiv-settings-1", "settings": {"logfile": "C:\\kivnew\\x.txt"}})";
     ExpectAll({{import.c_str(), 0, "1."}});
     EXPECT_TRUE(RemoveDirectoryA("C:\\kivnew"));
 
-    // A broken file changes nothing, and the line is named.
+    // A broken file changes nothing, and the message names the line.
     std::ofstream(file) << "{ \"format\": \"kiv-settings-1\", \"instances\": {\n"
                            "\"new\": { \"type\": 7,\n\"n\": 94294967295 } } }\n";
     ExpectAll({{import.c_str(), 2, "Line 3"}});
