@@ -1,5 +1,5 @@
-// Arguments that several commands take. Each function returns a shared pointer to the parsed value, which the command's
-// callback keeps.
+// Arguments that several commands take. A shared pointer that is returned points to the parsed value; the command's
+// callback keeps it.
 #pragma once
 
 #include <CLI/CLI.hpp>

@@ -189,7 +189,8 @@ void MakeLogFolder(const std::vector<ImportChange>& changes) {
             RequireFolderOf(ValueText(change.to));
 }
 
-/// Makes the manager load the instances that the import added. An instance that it cannot load stays "not loaded".
+/// Makes the manager load the instances that the import added. Throws Failure at the first one that it cannot load;
+/// this one and the rest stay "not loaded".
 std::vector<std::string> LoadAdded(const std::vector<ImportChange>& changes, VexaDB::VexaDBSession& session,
                                    const Options& options) {
     std::vector<std::string> loaded;

@@ -14,7 +14,7 @@ namespace {
 
 using namespace Logging;
 
-constexpr std::size_t kPathMaximum = 255;  // characters that the logger reads
+constexpr std::size_t kPathMaximum = 255;  // characters; the logger reads no more
 
 std::string Meaning(const LogSettings& settings) {
     if (settings.type == kConsoleType)

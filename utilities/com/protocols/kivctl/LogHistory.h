@@ -79,8 +79,8 @@ struct Trouble {
 Trouble FindTrouble(const std::vector<LogEntryText>& log, InstanceLines lines, const std::string& name,
                     const std::string& managerProgram);
 
-/// Whether the log says that the manager ended the instance's process by force at the time `since`
-/// ("2024-03-05T14:07:09.042") or later.
+/// Whether the log says, from the time `since` ("2024-03-05T14:07:09.042") on, that the manager ended the instance's
+/// process by force.
 bool WasEndedByForce(const std::vector<LogEntryText>& log, const std::string& name, const std::string& since);
 
 }  // namespace kivctl

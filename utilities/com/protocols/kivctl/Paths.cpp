@@ -25,7 +25,7 @@ std::string MakeFolderOf(const std::string& file) {
     const auto folder = PathOf(file).parent_path();
     std::error_code error;
     if (!folder.empty())
-        std::filesystem::create_directories(folder, error);  // no error when it is there
+        std::filesystem::create_directories(folder, error);  // an existing folder is not an error
     return error ? "the folder of the log file " + file + " cannot be made: " + error.message() : "";
 }
 

@@ -93,14 +93,14 @@ std::string InstanceView::Note() const {
     if (toCome)
         return "the manager starts other instances first";
     if (!loaded)
-        return "only in the database; kivctl load adds it to the manager";
+        return "only in the database; kivctl load loads it";
     std::string note;
     if (!stored)
         note = "only in the manager";
     else if (status.status == kStoppedWorking && enabled.value_or(1) == 0)
         note = "not enabled; it has no process";
     else if (status.status == kStoppedWorking)
-        note = "meant to run; the manager will try again to start it";
+        note = "meant to run; will be started again";
     else if (status.status == kStopped && enabled.value_or(0) == 0)
         note = kNotEnabled;
     if (LastError() != 0)

@@ -261,7 +261,7 @@ void AwaitState(Manager& manager, const std::string& name, const std::string& st
     while (true) {
         const auto status = manager.Status(name, std::max(deadline.LeftMs(), kRequestTimeout));
         const bool isLoaded = status.result == 0;
-        // The database has an instance that the manager does not know: a starting manager has yet to load it.
+        // Keep waiting when only the database has the instance: a starting manager has yet to load it.
         if (!isLoaded && !VexaDB::VexaDBSession(ReachDatabase(manager.GetOptions())).IsInstanceExist(name))
             RefuseUnknown(manager, name, status.result);
         if (isLoaded && status.status == wanted)
