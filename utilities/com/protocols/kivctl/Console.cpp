@@ -1,6 +1,7 @@
 #include "protocols/kivctl/Console.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <numeric>
 #include <utility>
 
@@ -16,11 +17,16 @@ void PrintJson(const Json& value) {
     PrintUtf8(value.dump(indent, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
-void Say(const Options& options, const std::string& sentence, Json fields) {
+void Say(const Options& options, const std::string& sentence) {
+    Say(options, sentence, Json::object());
+}
+
+void Say(const Options& options, const std::string& sentence, const Json& fields) {
     if (!options.json)
         return PrintLine(sentence);
-    fields["message"] = ToUtf8(sentence);
-    PrintJson(fields);
+    auto document = fields;
+    document["message"] = ToUtf8(sentence);
+    PrintJson(document);
 }
 
 void Table::AddRow(std::vector<std::string> cells, Colour colour, std::size_t colouredColumn) {

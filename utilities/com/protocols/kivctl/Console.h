@@ -2,7 +2,7 @@
 // another thread than main's.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,9 +39,10 @@ std::string ToUtf8(const std::string& narrow);
 /// Empty when the text is not UTF-8, or when the narrow code page lacks one of its characters.
 std::optional<std::string> FromUtf8(const std::string& utf8);
 
-/// Prints what a command did: the sentence, or with --json the command's only document: `fields` with the sentence as
-/// "message".
-void Say(const Options& options, const std::string& sentence, Json fields = Json::object());
+/// What a command did: the sentence for a person, or with --json the command's one document, `fields` and the sentence
+/// as its "message".
+void Say(const Options& options, const std::string& sentence);
+void Say(const Options& options, const std::string& sentence, const Json& fields);
 
 /// Whether the standard error output is a terminal, so that a person may see the progress of a command there.
 bool HasWatcher();

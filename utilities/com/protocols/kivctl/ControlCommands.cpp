@@ -1,6 +1,7 @@
 // add, remove, rename, shutdown
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "protocols/kivctl/Arguments.h"
 #include "protocols/kivctl/Commands.h"
@@ -19,11 +20,11 @@ std::string AlreadyThere(const std::string& instance) {
     return "there is an instance \"" + instance + "\" already";
 }
 
-void AddAdd(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("add", "Adds an instance; it is enabled, but not started yet");
-    const auto name = NewNameArgument(*command, "NAME", "The new instance");
-    const auto type = TextArgument(*command, "TYPE", "Its protocol type, by name or number");
-    command->callback([=, &options] {
+void AddAdd(Command app, const Options& options) {
+    auto command = app.AddCommand("add", "Adds an instance; it is enabled, but not started yet");
+    const auto name = NewNameArgument(command, "NAME", "The new instance");
+    const auto type = TextArgument(command, "TYPE", "Its protocol type, by name or number");
+    command.OnRun([=, &options] {
         const auto number = ParseType(*type);
         Manager manager(options);
         const auto result = manager.Add(*name, number);
@@ -34,10 +35,10 @@ void AddAdd(CLI::App& app, const Options& options) {
     });
 }
 
-void AddRemove(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("remove", "Stops an instance and removes it with all its settings");
-    const auto name = NameArgument(*command, "NAME", "The instance");
-    command->callback([=, &options] {
+void AddRemove(Command app, const Options& options) {
+    auto command = app.AddCommand("remove", "Stops an instance and removes it with all its settings");
+    const auto name = NameArgument(command, "NAME", "The instance");
+    command.OnRun([=, &options] {
         Manager manager(options);
         const Progress progress(options, *name + " stopping", 0);
         auto result = manager.Remove(*name);
@@ -79,18 +80,18 @@ void RenameEverywhere(const std::string& oldName, const std::string& newName, co
         {{"instance", ToUtf8(newName)}, {"oldName", ToUtf8(oldName)}});
 }
 
-void AddRename(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("rename", "Renames an instance in the database and in the running manager");
-    command->footer(
-        "The instance keeps its settings. If its process runs, it is stopped, and started under the new name.\n"
-        "With --running-only only the manager has the new name. The settings stay in the database under the old\n"
-        "name, where the renamed instance does not find them; it then counts as not enabled, so its process is\n"
-        "stopped and not started again. After its next start the manager has the old name again.");
-    const auto oldName = NameArgument(*command, "OLD", "The instance");
-    const auto newName = NewNameArgument(*command, "NEW", "Its new name");
+void AddRename(Command app, const Options& options) {
+    auto command = app.AddCommand("rename", "Renames an instance in the database and in the running manager");
+    command.SetFooter(
+        "The instance keeps its settings. Its process, if it runs, is stopped and started under the new name.\n"
+        "With --running-only the manager takes the new name, the database does not: the settings stay under the old\n"
+        "name, where the renamed instance no longer finds them. It is then not enabled, so that its process is\n"
+        "stopped and not started again. At its next start the manager has the old name again.");
+    const auto oldName = NameArgument(command, "OLD", "The instance");
+    const auto newName = NewNameArgument(command, "NEW", "Its new name");
     auto runningOnly = std::make_shared<bool>(false);
-    command->add_flag("--running-only", *runningOnly, "Leave the database as it is");
-    command->callback([=, &options] {
+    command.AddFlag("--running-only", *runningOnly, "Leave the database as it is");
+    command.OnRun([=, &options] {
         if (!*runningOnly)
             return RenameEverywhere(*oldName, *newName, options);
         Manager manager(options);
@@ -102,11 +103,11 @@ void AddRename(CLI::App& app, const Options& options) {
     });
 }
 
-void AddShutdown(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("shutdown", "Stops every instance and the manager");
+void AddShutdown(Command app, const Options& options) {
+    auto command = app.AddCommand("shutdown", "Stops every instance and the manager");
     auto noWait = std::make_shared<bool>(false);
-    command->add_flag("--no-wait", *noWait, "Do not wait until the manager has stopped");
-    command->callback([=, &options] {
+    command.AddFlag("--no-wait", *noWait, "Return when the manager has taken the request, not when it has stopped");
+    command.OnRun([=, &options] {
         Manager manager(options);
         manager.RequestShutdown();
         if (*noWait)
@@ -127,7 +128,7 @@ void AddShutdown(CLI::App& app, const Options& options) {
 
 }  // namespace
 
-void AddControlCommands(CLI::App& app, const Options& options) {
+void AddControlCommands(Command app, const Options& options) {
     AddAdd(app, options);
     AddRemove(app, options);
     AddRename(app, options);

@@ -1,5 +1,6 @@
 #include "protocols/kivctl/Database.h"
 
+#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "protocols/kivctl/Connection.h"

@@ -2,6 +2,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -43,19 +44,19 @@ struct Address {
     const std::string& Value() const { return words[global ? 1 : 2]; }
 };
 
-std::shared_ptr<Address> AddAddress(CLI::App& command, const std::string& words, int count) {
+std::shared_ptr<Address> AddAddress(Command command, const std::string& words, int count) {
     auto address = std::make_shared<Address>();
-    command.add_option("WORDS", address->words, "NAME " + words + ", or with --global " + words)
-        ->required()
-        ->expected(1, count)
-        ->check(FitsRequest());
-    command.add_flag("-g,--global", address->global, "The setting is database-wide; no instance is named");
+    command.Add("WORDS", address->words, "NAME " + words + ", or with --global " + words)
+        .Required()
+        .Takes(1, count)
+        .Checked(FitsRequest);
+    command.AddFlag("-g,--global", address->global, "The setting is a database-wide one, of no instance");
     return address;
 }
 
-void AddInstances(CLI::App& db, const Options& options) {
-    auto* command = db.add_subcommand("instances", "Lists the instances of the database with their types");
-    command->callback([&options] {
+void AddInstances(Command db, const Options& options) {
+    auto command = db.AddCommand("instances", "Lists the instances of the database with their types");
+    command.OnRun([&options] {
         VexaDB::VexaDBSession database(ReachDatabase(options));
         Table table({"NAME", "TYPE", "PROTOCOL", "ENABLED"});
         auto list = Json::array();
@@ -74,11 +75,11 @@ void AddInstances(CLI::App& db, const Options& options) {
     });
 }
 
-void AddGet(CLI::App& db, const Options& options) {
+void AddGet(Command db, const Options& options) {
     constexpr int words = 2;
-    auto* command = db.add_subcommand("get", "Prints a setting of an instance, or a database-wide one");
-    const auto address = AddAddress(*command, "SETTING", words);
-    command->callback([=, &options] {
+    auto command = db.AddCommand("get", "Prints a setting of an instance, or a database-wide one");
+    const auto address = AddAddress(command, "SETTING", words);
+    command.OnRun([=, &options] {
         address->Check(words);
         VexaDB::VexaDBSession database(ReachDatabase(options));
         const auto value = FindSetting(database, address->Instance(), address->Setting());
@@ -90,12 +91,12 @@ void AddGet(CLI::App& db, const Options& options) {
     });
 }
 
-void AddSet(CLI::App& db, const Options& options) {
+void AddSet(Command db, const Options& options) {
     constexpr int words = 3;
-    auto* command = db.add_subcommand("set", "Sets a setting of an instance, or a database-wide one");
-    const auto address = AddAddress(*command, "SETTING VALUE", words);
-    const auto flags = AddValueFlags(*command);
-    command->callback([=, &options] {
+    auto command = db.AddCommand("set", "Sets a setting of an instance, or a database-wide one");
+    const auto address = AddAddress(command, "SETTING VALUE", words);
+    const auto flags = AddValueFlags(command);
+    command.OnRun([=, &options] {
         address->Check(words);
         const auto instance = address->Instance();
         const auto& name = address->Setting();
@@ -134,11 +135,11 @@ std::vector<FileInstance> ReadDatabase(VexaDB::VexaDBSession& database) {
     return instances;
 }
 
-void AddExport(CLI::App& db, const Options& options) {
-    auto* command = db.add_subcommand("export", "Writes the whole database to a JSON file");
+void AddExport(Command db, const Options& options) {
+    auto command = db.AddCommand("export", "Writes the whole database to a JSON file");
     auto path = std::make_shared<std::string>();
-    command->add_option("FILE", *path, "The file; - is the standard output")->required();
-    command->callback([=, &options] {
+    command.Add("FILE", *path, "The file; - is the standard output").Required();
+    command.OnRun([=, &options] {
         VexaDB::VexaDBSession database(ReachDatabase(options));
         const auto instances = ReadDatabase(database);
         const auto text = WriteSettings(instances);
@@ -237,27 +238,27 @@ void Import(const std::string& path, bool dryRun, const Options& options) {
         PrintLine("The manager loaded " + Count(loaded.size(), "new instance") + " and started none of them.");
 }
 
-void AddImport(CLI::App& db, const Options& options) {
-    auto* command = db.add_subcommand("import", "Reads a file of db export into the database");
-    command->footer("All changes are made in one commit. Settings that the file does not mention stay as they are.");
+void AddImport(Command db, const Options& options) {
+    auto command = db.AddCommand("import", "Brings a file of db export into the database");
+    command.SetFooter("All changes are made in one commit. What the file does not mention stays as it is.");
     auto path = std::make_shared<std::string>();
     auto dryRun = std::make_shared<bool>(false);
-    command->add_option("FILE", *path, "The file")->required();
-    command->add_flag("--dry-run", *dryRun, "Show what the import would change, and change nothing");
-    command->callback([=, &options] { Import(*path, *dryRun, options); });
+    command.Add("FILE", *path, "The file").Required();
+    command.AddFlag("--dry-run", *dryRun, "Change nothing; show what the import would change");
+    command.OnRun([=, &options] { Import(*path, *dryRun, options); });
 }
 
 }  // namespace
 
-void AddDatabaseCommands(CLI::App& app, const Options& options) {
-    auto* db = app.add_subcommand("db", "Reads and changes the settings database");
-    db->require_subcommand(1);
-    AddInstances(*db, options);
-    AddSettingsCommand(*db, options);
-    AddGet(*db, options);
-    AddSet(*db, options);
-    AddExport(*db, options);
-    AddImport(*db, options);
+void AddDatabaseCommands(Command app, const Options& options) {
+    auto db = app.AddCommand("db", "Reads and changes the settings database");
+    db.NeedCommand();
+    AddInstances(db, options);
+    AddSettingsCommand(db, options);
+    AddGet(db, options);
+    AddSet(db, options);
+    AddExport(db, options);
+    AddImport(db, options);
 }
 
 }  // namespace kivctl

@@ -36,39 +36,28 @@ Register-ArgumentCompleter -Native -CommandName kivctl, kivctl.exe -ScriptBlock 
         Where-Object { $_.Extent.EndOffset -lt $cursorPosition } | ForEach-Object { $_.Extent.Text.Trim("'`"") })
     $program = $commandAst.CommandElements[0].Extent.Text
     # An empty last word would get lost on the way to the program.
-    & $program __complete @words "=$($wordToComplete.Trim("'`""))" 2 > $null |
-    ForEach - Object {
-    $text = if ($_ - match '\s') {
-        "`" $_`""
+    & $program __complete @words "=$($wordToComplete.Trim("'`""))" 2>$null | ForEach-Object {
+        $text = if ($_ -match '\s') { "`"$_`"" } else { $_ }
+        [System.Management.Automation.CompletionResult]::new($text, $_, 'ParameterValue', $_)
     }
-    else {$_}[System.Management.Automation.CompletionResult] ::new ($text, $_, 'ParameterValue', $_)
-}
 }
 )script";
 
-/// The words that can complete the last of `words`; the words before it name the command.
-std::vector<std::string> Candidates(const CLI::App& app, const std::vector<std::string>& words,
-                                    const Options& options) {
-    const auto* command = &app;
+/// The words that may stand for the last of `words`, behind those before it.
+std::vector<std::string> Candidates(Command app, const std::vector<std::string>& words, const Options& options) {
+    auto command = app;
     auto last = words.empty() ? std::string() : words.back();
     if (last.starts_with('='))
         last.erase(0, 1);
     for (std::size_t i = 0; i + 1 < words.size(); ++i)
-        if (const auto* next = FindCommand(*command, words[i]))
-            command = next;
-    std::vector<std::string> candidates;
-    for (const auto* sub : command->get_subcommands({}))
-        candidates.push_back(sub->get_name());
+        command = command.Find(words[i]).value_or(command);
+    auto candidates = command.CommandNames();
     if (last.starts_with('-')) {
-        for (const auto* from : {command, &app})
-            for (const auto* option : from->get_options())
-                if (!option->get_lnames().empty())
-                    candidates.push_back("--" + option->get_lnames().front());
+        std::ranges::copy(command.OptionNames(), std::back_inserter(candidates));
+        std::ranges::copy(app.OptionNames(), std::back_inserter(candidates));
     } else if (candidates.empty()) {
-        const bool takesName = std::ranges::any_of(command->get_options(), [](const CLI::Option* option) {
-            const auto name = option->get_name(true);
-            return name == "NAME" || name == "OLD" || name == "WORDS";
-        });
+        const bool takesName =
+            command.HasArgument("NAME") || command.HasArgument("OLD") || command.HasArgument("WORDS");
         if (takesName && TryReach(kManagerServerName, options.TimeoutOr(kConnectTimeout)))
             candidates = Manager(options).Instances();
     }
@@ -76,39 +65,37 @@ std::vector<std::string> Candidates(const CLI::App& app, const std::vector<std::
     return candidates;
 }
 
-void AddHelp(CLI::App& app) {
-    auto* command = app.add_subcommand("help", "Explains a command");
+void AddHelp(Command app) {
+    auto command = app.AddCommand("help", "Explains a command");
     auto words = std::make_shared<std::vector<std::string>>();
-    command->add_option("COMMAND", *words, "The command; without it, help lists all commands");
-    command->callback([words, &app] {
-        const CLI::App* found = &app;
+    command.Add("COMMAND", *words, "The command; without it, all of them");
+    command.OnRun([words, app] {
+        auto found = app;
         std::string path;
         for (const auto& word : *words) {
-            const auto* next = FindCommand(*found, word);
+            const auto next = found.Find(word);
             if (!next)
                 throw Failure(kWrongUsage, "There is no command \"" + word + "\".");
-            path += (path.empty() ? "kivctl" : " " + found->get_name());
-            found = next;
+            path += (path.empty() ? "kivctl" : " " + found.Name());
+            found = *next;
         }
-        Print(found->help(path));
+        Print(found.Help(path));
     });
 }
 
 }  // namespace
 
-void PrintCompletions(const CLI::App& app, const std::vector<std::string>& words, const Options& options) {
+void PrintCompletions(Command app, const std::vector<std::string>& words, const Options& options) {
     for (const auto& candidate : Candidates(app, words, options))
         PrintUnix(ToUtf8(candidate) + "\n");
 }
 
-void AddHelpCommands(CLI::App& app) {
+void AddHelpCommands(Command app) {
     AddHelp(app);
-    auto* command = app.add_subcommand("completion", "Prints a script with which a shell completes commands and names");
+    auto command = app.AddCommand("completion", "Prints a script that completes commands and names in a shell");
     auto shell = std::make_shared<std::string>();
-    command->add_option("SHELL", *shell, "powershell or bash")
-        ->required()
-        ->check(CLI::IsMember({"powershell", "bash"}));
-    command->callback([shell] { PrintUnix(*shell == "bash" ? kBash : kPowershell); });
+    command.Add("SHELL", *shell, "powershell or bash").Required().OneOf({"powershell", "bash"});
+    command.OnRun([shell] { PrintUnix(*shell == "bash" ? kBash : kPowershell); });
 }
 
 }  // namespace kivctl

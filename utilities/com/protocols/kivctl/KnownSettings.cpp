@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <nlohmann/json.hpp>
 
 #include "protocols/kivctl/Failure.h"
 #include "protocols/kivctl/Words.h"

@@ -1,3 +1,5 @@
+#include <nlohmann/json.hpp>
+
 #include "protocols/kivctl/Arguments.h"
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Console.h"
@@ -29,9 +31,9 @@ std::string Text(const std::optional<std::uint32_t>& number) {
     return number ? std::to_string(*number) : "";
 }
 
-void AddShow(CLI::App& log, const Options& options) {
-    auto* command = log.add_subcommand("show", "Shows where the programs log, and whether the log file is writable");
-    command->callback([&options] {
+void AddShow(Command log, const Options& options) {
+    auto command = log.AddCommand("show", "Shows where the programs log to, and whether they can");
+    command.OnRun([&options] {
         const auto settings = LogSettings::Read();
         const bool isFile = settings.type == kFileType;
         const auto file = isFile ? LookAtLogFile(settings.File()) : LogFileCondition();
@@ -65,17 +67,17 @@ void AddShow(CLI::App& log, const Options& options) {
     });
 }
 
-void AddSet(CLI::App& log, const Options& options) {
-    auto* command = log.add_subcommand("set", "Chooses where the programs log, from their next start on");
+void AddSet(Command log, const Options& options) {
+    auto command = log.AddCommand("set", "Chooses where the programs log to, from their next start on");
     auto type = std::make_shared<std::string>();
     auto file = std::make_shared<std::string>();
     auto colour = std::make_shared<std::string>();
-    command->add_option("TYPE", *type, "console, file or etw (event tracing)")
-        ->required()
-        ->check(CLI::IsMember({kConsoleType, kFileType, "etw"}));
-    command->add_option("PATH", *file, "The log file; without it, the file set before or the default");
-    command->add_option("--color", *colour, "Colour codes in the log file")->check(CLI::IsMember({"on", "off"}));
-    command->callback([=, &options] {
+    command.Add("TYPE", *type, "console, file or etw (event tracing)")
+        .Required()
+        .OneOf({kConsoleType, kFileType, "etw"});
+    command.Add("PATH", *file, "The log file; without it, the one set before or the default");
+    command.Add("--color", *colour, "Colour codes in the log file").OneOf({"on", "off"});
+    command.OnRun([=, &options] {
         if (!file->empty() && *type != kFileType)
             throw Failure(kWrongUsage, "A path is possible with \"file\" only.");
         if (!file->empty())
@@ -99,11 +101,11 @@ void AddSet(CLI::App& log, const Options& options) {
 
 }  // namespace
 
-void AddLogCommands(CLI::App& app, const Options& options) {
-    auto* log = app.add_subcommand("log", "Chooses where the manager and the instances log");
-    log->require_subcommand(1);
-    AddShow(*log, options);
-    AddSet(*log, options);
+void AddLogCommands(Command app, const Options& options) {
+    auto log = app.AddCommand("log", "Chooses where the manager and its children log to");
+    log.NeedCommand();
+    AddShow(log, options);
+    AddSet(log, options);
 }
 
 }  // namespace kivctl

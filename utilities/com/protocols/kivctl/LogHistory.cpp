@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <iterator>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <string_view>
 #include <utility>
 

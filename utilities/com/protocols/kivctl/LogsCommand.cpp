@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "protocols/kivctl/Arguments.h"
@@ -20,7 +21,7 @@ namespace {
 
 struct LogsOptions {
     std::string name;
-    std::size_t count = 20;
+    std::uint32_t count = 20;
     bool follow = false;
     bool errors = false;
     bool warnings = false;
@@ -180,21 +181,21 @@ void ShowLogs(const LogsOptions& wanted, const Options& options) {
 
 }  // namespace
 
-void AddLogsCommand(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("logs", "Prints the log's last lines, about everything or about one instance");
+void AddLogsCommand(Command app, const Options& options) {
+    auto command = app.AddCommand("logs", "Prints the log's last lines, about everything or about one instance");
     auto wanted = std::make_shared<LogsOptions>();
-    command->add_option("NAME", wanted->name, "Only lines about this instance and lines of its processes")
-        ->check(FitsRequest());
-    command->add_option("-n,--lines", wanted->count, "How many lines")->capture_default_str();
-    command->add_flag("-f,--follow", wanted->follow, "Print new lines until Ctrl-C; with --json one document per line");
-    auto* errors = command->add_flag("--errors", wanted->errors, "Only errors");
-    command->add_flag("--warnings", wanted->warnings, "Only warnings and errors")->excludes(errors);
-    command->add_flag("--all", wanted->all, "Also lines of the framework that carries the messages");
-    command->add_option_function<std::string>(
+    command.Add("NAME", wanted->name, "What is said about this instance, and what its processes say")
+        .Checked(FitsRequest);
+    command.Add("-n,--lines", wanted->count, "How many lines").ShowDefault();
+    command.AddFlag("-f,--follow", wanted->follow, "Goes on with what comes, until Ctrl-C; with --json a line each");
+    const auto errors = command.AddFlag("--errors", wanted->errors, "Only errors");
+    command.AddFlag("--warnings", wanted->warnings, "Only warnings and errors").Excludes(errors);
+    command.AddFlag("--all", wanted->all, "Also the lines of the framework that carries the messages");
+    command.Add(
         "--since", [wanted](const std::string& word) { wanted->since = SinceTime(word); },
-        "Only lines since this time: 10m (ago), 1h, 14:07, \"2024-03-05 14:07\"");
-    command->footer("Reads the log file and the older, rotated files beside it; the service need not run.");
-    command->callback([=, &options] { ShowLogs(*wanted, options); });
+        "Only since then: 10m, 1h, 14:07, \"2024-03-05 14:07\"");
+    command.SetFooter("Reads the log file and the older ones beside it; the service need not run.");
+    command.OnRun([=, &options] { ShowLogs(*wanted, options); });
 }
 
 }  // namespace kivctl

@@ -8,8 +8,6 @@
 #include "protocols/kivctl/Views.h"
 #include "protocols/kivctl/Words.h"
 
-#include <CLI/CLI.hpp>
-
 namespace kivctl {
 
 namespace {
@@ -57,11 +55,10 @@ void PrintMetrics(const Options& options) {
 
 }  // namespace
 
-void AddMetricsCommand(CLI::App& app, const Options& options) {
-    auto* command =
-        app.add_subcommand("metrics", "Prints the state of the manager and all instances as OpenMetrics text");
-    command->footer("When the manager does not run, prints kiv_manager_up 0 and ends with exit code 0.");
-    command->callback([&options] {
+void AddMetricsCommand(Command app, const Options& options) {
+    auto command = app.AddCommand("metrics", "Prints the state of everything as OpenMetrics text");
+    command.SetFooter("A manager that is not reachable is an answer too: kiv_manager_up 0, with exit code 0.");
+    command.OnRun([&options] {
         if (options.json)
             throw Failure(kWrongUsage, "Metrics are text; kivctl --json status prints the same data as JSON.");
         PrintMetrics(options);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <nlohmann/json.hpp>
 
 #include "protocols/kivctl/Commands.h"
 #include "protocols/kivctl/Database.h"
@@ -34,11 +35,10 @@ struct Limits {
 
 using Act = std::function<Done(Manager&, const Limits&, const std::string&)>;
 
-void AddCommand(CLI::App& app, const Options& options, const std::string& word, const std::string& description,
-                Act act) {
-    auto* command = app.add_subcommand(word, description);
-    const auto selection = AddSelection(*command);
-    command->callback([=, &options] {
+void AddCommand(Command app, const Options& options, const std::string& word, const std::string& description, Act act) {
+    auto command = app.AddCommand(word, description);
+    const auto selection = AddSelection(command);
+    command.OnRun([=, &options] {
         Manager manager(options);
         const auto names = selection->Names(manager);
         const Limits limits(options);
@@ -51,7 +51,7 @@ Done Running(Manager& manager, const std::string& instance, const std::string& w
     return {what + ", pid " + std::to_string(processId) + ".", {{"pid", processId}}};
 }
 
-void AddStart(CLI::App& app, const Options& options) {
+void AddStart(Command app, const Options& options) {
     AddCommand(app, options, "start", "Starts instances",
                [&options](Manager& manager, const Limits& limits, const std::string& name) {
                    const auto before = manager.Status(name);
@@ -65,7 +65,7 @@ void AddStart(CLI::App& app, const Options& options) {
                });
 }
 
-void AddStop(CLI::App& app, const Options& options) {
+void AddStop(Command app, const Options& options) {
     AddCommand(app, options, "stop", "Stops instances that no other process uses",
                [&options](Manager& manager, const Limits& limits, const std::string& name) -> Done {
                    auto begin = LocalTime();
@@ -81,7 +81,7 @@ void AddStop(CLI::App& app, const Options& options) {
                });
 }
 
-void AddRestart(CLI::App& app, const Options& options) {
+void AddRestart(Command app, const Options& options) {
     AddCommand(app, options, "restart", "Stops instances that no other process uses, and starts them",
                [&options](Manager& manager, const Limits& limits, const std::string& name) {
                    // The manager would stop the instance first and then refuse to start it.
@@ -105,7 +105,7 @@ Done SetEnabled(Manager& manager, const std::string& instance, bool enabled) {
     return {(enabled ? "Enabled " : "Disabled ") + instance + "." + hint, {{"enabled", enabled}}};
 }
 
-void AddEnable(CLI::App& app, const Options& options) {
+void AddEnable(Command app, const Options& options) {
     AddCommand(
         app, options, "enable", "Allows instances to be started",
         [](Manager& manager, const Limits&, const std::string& name) { return SetEnabled(manager, name, true); });
@@ -114,10 +114,10 @@ void AddEnable(CLI::App& app, const Options& options) {
         [](Manager& manager, const Limits&, const std::string& name) { return SetEnabled(manager, name, false); });
 }
 
-void AddLoad(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("load", "Makes the manager load instances that only the database has");
-    const auto selection = AddSelection(*command);
-    command->callback([=, &options] {
+void AddLoad(Command app, const Options& options) {
+    auto command = app.AddCommand("load", "Has the manager take up instances that only the database has");
+    const auto selection = AddSelection(command);
+    command.OnRun([=, &options] {
         Manager manager(options);
         VexaDB::VexaDBSession database(ReachDatabase(options));
         const auto loaded = manager.Instances();
@@ -147,7 +147,7 @@ Done Load(Manager& manager, VexaDB::VexaDBSession& database, const std::string& 
     return {"Loaded " + instance + "."};
 }
 
-void AddRunCommands(CLI::App& app, const Options& options) {
+void AddRunCommands(Command app, const Options& options) {
     AddStart(app, options);
     AddStop(app, options);
     AddRestart(app, options);

@@ -1,6 +1,7 @@
 #include "protocols/kivctl/Selection.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "protocols/kivctl/Failure.h"
 #include "protocols/kivctl/Words.h"
@@ -51,11 +52,11 @@ std::vector<std::string> Selection::Names(Manager& manager) const {
         [&](std::optional<std::uint32_t> ofType) { return ofType ? manager.Instances(*ofType) : manager.Instances(); });
 }
 
-std::shared_ptr<Selection> AddSelection(CLI::App& command, const std::string& label, const std::string& description) {
+std::shared_ptr<Selection> AddSelection(Command command, const std::string& label, const std::string& description) {
     auto selection = std::make_shared<Selection>();
-    command.add_option(label, selection->words, description)->check(FitsRequest());
-    command.add_option("--type", selection->type, "The instances of this type, by name or number");
-    command.add_flag("--all", selection->all, "All instances");
+    command.Add(label, selection->words, description).Checked(FitsRequest);
+    command.Add("--type", selection->type, "Those of this type, by name or number");
+    command.AddFlag("--all", selection->all, "Every one");
     return selection;
 }
 

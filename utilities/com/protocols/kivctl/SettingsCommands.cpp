@@ -2,6 +2,7 @@
 // database.
 
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "protocols/kivctl/Arguments.h"
 #include "protocols/kivctl/Commands.h"
@@ -23,11 +24,11 @@ std::optional<SettingValue> ValueOf(Manager& manager, const std::string& instanc
     return manager.GetNumber(instance, setting);
 }
 
-void AddGet(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("get", "Prints a setting of an instance");
-    const auto name = NameArgument(*command, "NAME", "The instance");
-    const auto setting = NameArgument(*command, "SETTING", "The setting");
-    command->callback([=, &options] {
+void AddGet(Command app, const Options& options) {
+    auto command = app.AddCommand("get", "Prints a setting of an instance");
+    const auto name = NameArgument(command, "NAME", "The instance");
+    const auto setting = NameArgument(command, "SETTING", "The setting");
+    command.OnRun([=, &options] {
         Manager manager(options);
         const auto value = ValueOf(manager, *name, *setting);
         if (!value)
@@ -36,13 +37,13 @@ void AddGet(CLI::App& app, const Options& options) {
     });
 }
 
-void AddSet(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("set", "Sets a setting of an instance");
-    const auto name = NameArgument(*command, "NAME", "The instance");
-    const auto setting = NameArgument(*command, "SETTING", "The setting");
-    const auto text = TextArgument(*command, "VALUE", "Its new value");
-    const auto flags = AddValueFlags(*command);
-    command->callback([=, &options] {
+void AddSet(Command app, const Options& options) {
+    auto command = app.AddCommand("set", "Sets a setting of an instance");
+    const auto name = NameArgument(command, "NAME", "The instance");
+    const auto setting = NameArgument(command, "SETTING", "The setting");
+    const auto text = TextArgument(command, "VALUE", "Its new value");
+    const auto flags = AddValueFlags(command);
+    command.OnRun([=, &options] {
         Manager manager(options);
         const auto value = ValueFor(Scope::Instance, *setting, *text, *flags, ValueOf(manager, *name, *setting));
         const auto* number = std::get_if<std::uint32_t>(&value);
@@ -58,15 +59,15 @@ void AddSet(CLI::App& app, const Options& options) {
 
 }  // namespace
 
-void AddSettingsCommand(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("settings", "Lists the settings of an instance, or the database-wide ones");
+void AddSettingsCommand(Command app, const Options& options) {
+    auto command = app.AddCommand("settings", "Lists the settings of an instance, or the database-wide ones");
     auto name = std::make_shared<std::string>();
     auto global = std::make_shared<bool>(false);
     auto all = std::make_shared<bool>(false);
-    command->add_option("NAME", *name, "The instance")->check(FitsRequest());
-    command->add_flag("-g,--global", *global, "The database-wide settings, also those that are not set");
-    command->add_flag("--all", *all, "Also the known settings that the instance does not have");
-    command->callback([=, &options] {
+    command.Add("NAME", *name, "The instance").Checked(FitsRequest);
+    command.AddFlag("-g,--global", *global, "The database-wide settings, also those that are not set");
+    command.AddFlag("--all", *all, "Also those that the instance could have");
+    command.OnRun([=, &options] {
         if (*global != name->empty())
             throw Failure(kWrongUsage, "Name an instance, or give --global for the database-wide settings.");
         VexaDB::VexaDBSession database(ReachDatabase(options));
@@ -74,7 +75,7 @@ void AddSettingsCommand(CLI::App& app, const Options& options) {
     });
 }
 
-void AddSettingsCommands(CLI::App& app, const Options& options) {
+void AddSettingsCommands(Command app, const Options& options) {
     AddSettingsCommand(app, options);
     AddGet(app, options);
     AddSet(app, options);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <string_view>
 #include <utility>
 

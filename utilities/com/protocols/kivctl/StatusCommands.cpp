@@ -5,6 +5,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "protocols/kivctl/Arguments.h"
@@ -25,12 +26,11 @@ namespace kivctl {
 
 namespace {
 
-void AddList(CLI::App& app, const Options& options) {
-    auto* command =
-        app.add_subcommand("list", "Lists the manager's instances with their types; fails when there is none");
+void AddList(Command app, const Options& options) {
+    auto command = app.AddCommand("list", "Lists the manager's instances with their types; fails when there is none");
     auto type = std::make_shared<std::string>();
-    command->add_option("TYPE", *type, "Only instances of this type, by name or number");
-    command->callback([=, &options] {
+    command.Add("TYPE", *type, "Only those of this type, by name or number");
+    command.OnRun([=, &options] {
         std::vector<std::uint32_t> types;
         if (!type->empty())
             types.push_back(ParseType(*type));
@@ -246,22 +246,21 @@ void WatchStatus(const StatusOptions& wanted, const Options& options) {
     }
 }
 
-void AddStatus(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("status", "Shows the state of every instance, or all about one");
+void AddStatus(Command app, const Options& options) {
+    auto command = app.AddCommand("status", "Shows how every instance is doing, or all about one");
     auto wanted = std::make_shared<StatusOptions>();
-    auto* name = command->add_option("NAME", wanted->name, "Show all about this instance")->check(FitsRequest());
-    command->add_option("--type", wanted->type, "Only instances of this type, by name or number")->excludes(name);
-    command->add_flag("--failed", wanted->failed, "Only enabled instances that do not run")->excludes(name);
-    command->add_flag("--check", wanted->check, "End with exit code 4 when an enabled instance does not run");
-    command->add_flag("--wide", wanted->wide, "Show every column, also when the terminal is too narrow")
-        ->excludes(name);
+    const auto name = command.Add("NAME", wanted->name, "All about this instance").Checked(FitsRequest);
+    command.Add("--type", wanted->type, "Only those of this type, by name or number").Excludes(name);
+    command.AddFlag("--failed", wanted->failed, "Only those that are enabled and do not run").Excludes(name);
+    command.AddFlag("--check", wanted->check, "Exit code 4 when an enabled instance does not run");
+    command.AddFlag("--wide", wanted->wide, "Every column, however narrow the terminal is").Excludes(name);
     constexpr std::uint32_t watchMs = 2'000;
-    AddTime(*command, "--watch", wanted->watchMs, kOneSecond, "Repeat until Ctrl-C, every 2 s or at the given interval")
-        ->expected(0, 1)
-        ->default_str("2s")
-        ->excludes(name);
-    command->callback([=, &options] {
-        if (wanted->watchMs != 0 || command->count("--watch") != 0) {
+    AddTime(command, "--watch", wanted->watchMs, kOneSecond, "Again and again until Ctrl-C, every 2 s or as said")
+        .Takes(0, 1)
+        .ShowDefault("2s")
+        .Excludes(name);
+    command.OnRun([=, &options] {
+        if (wanted->watchMs != 0 || command.WasGiven("--watch")) {
             if (options.json)
                 throw Failure(kWrongUsage,
                               "--watch and --json cannot be combined; kivctl watch --json prints events as JSON.");
@@ -287,10 +286,10 @@ void AddStatus(CLI::App& app, const Options& options) {
     });
 }
 
-void AddIsRunning(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("is-running", "Exit code 0 when the instance runs, 1 when it does not");
-    const auto name = NameArgument(*command, "NAME", "The instance");
-    command->callback([=, &options] {
+void AddIsRunning(Command app, const Options& options) {
+    auto command = app.AddCommand("is-running", "Exit code 0 when the instance runs, 1 when it does not");
+    const auto name = NameArgument(command, "NAME", "The instance");
+    command.OnRun([=, &options] {
         Manager manager(options);
         const auto view = ViewOf(manager, *name);
         Say(options, view.State(), {{"instance", ToUtf8(*name)}, {"running", view.IsRunning()}});
@@ -299,10 +298,10 @@ void AddIsRunning(CLI::App& app, const Options& options) {
     });
 }
 
-void AddClients(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("clients", "Lists the processes connected to an instance");
-    const auto name = NameArgument(*command, "NAME", "The instance");
-    command->callback([=, &options] {
+void AddClients(Command app, const Options& options) {
+    auto command = app.AddCommand("clients", "Lists the processes connected to an instance");
+    const auto name = NameArgument(command, "NAME", "The instance");
+    command.OnRun([=, &options] {
         Manager manager(options);
         Table table({"CONNECTION", "PID", "PROGRAM", "WHO"});
         auto list = Json::array();
@@ -325,16 +324,14 @@ void AddClients(CLI::App& app, const Options& options) {
     });
 }
 
-void AddPing(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("ping", "Measures round trips to the manager, or to an instance's process");
+void AddPing(Command app, const Options& options) {
+    auto command = app.AddCommand("ping", "Measures round trips to the manager, or to an instance's own process");
     auto name = std::make_shared<std::string>(kManagerServerName);
     auto count = std::make_shared<std::uint32_t>(10);
     constexpr std::uint32_t maximum = 100'000;
-    command->add_option("NAME", *name, "The instance; without it, the manager")->check(FitsRequest());
-    command->add_option("--count", *count, "How many round trips")
-        ->check(CLI::Range(1u, maximum))
-        ->capture_default_str();
-    command->callback([=, &options] {
+    command.Add("NAME", *name, "The instance; without it the manager answers").Checked(FitsRequest);
+    command.Add("--count", *count, "How many round trips").InRange(1u, maximum).ShowDefault();
+    command.OnRun([=, &options] {
         using Milliseconds = std::chrono::duration<double, std::milli>;
         const auto timeout = options.TimeoutOr(kConnectTimeout);
         const auto client = *name == kManagerServerName ? Reach(*name, timeout) : TryReach(*name, timeout);
@@ -373,7 +370,7 @@ void AddPing(CLI::App& app, const Options& options) {
 
 }  // namespace
 
-void AddStatusCommands(CLI::App& app, const Options& options) {
+void AddStatusCommands(Command app, const Options& options) {
     AddList(app, options);
     AddStatus(app, options);
     AddIsRunning(app, options);

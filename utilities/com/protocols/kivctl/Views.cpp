@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "protocols/kivctl/Database.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "protocols/kivctl/Arguments.h"
 #include "protocols/kivctl/Commands.h"
@@ -240,12 +241,12 @@ void Watch(const Options& options) {
     }
 }
 
-void AddWatch(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("watch", "Prints events as they happen, until Ctrl-C");
-    command->footer(
-        "Begins with the state of every instance. Waits for the manager when it does not run. With --json\n"
+void AddWatch(Command app, const Options& options) {
+    auto command = app.AddCommand("watch", "Prints what happens as it happens, until Ctrl-C");
+    command.SetFooter(
+        "Begins with the state of every instance. A manager that is not there is waited for. With --json\n"
         "each event is one line.");
-    command->callback([&options] { Watch(options); });
+    command.OnRun([&options] { Watch(options); });
 }
 
 [[noreturn]] void FailWaiting(const std::string& name, const std::string& limit, const std::string& found,
@@ -272,15 +273,15 @@ void AwaitState(Manager& manager, const std::string& name, const std::string& st
     }
 }
 
-void AddWait(CLI::App& app, const Options& options) {
-    auto* command = app.add_subcommand("wait", "Waits until instances are running or stopped");
+void AddWait(Command app, const Options& options) {
+    auto command = app.AddCommand("wait", "Waits until instances are running or stopped");
     const auto selection =
-        AddSelection(*command, "NAME", "The instances, or patterns with * and ?; then the state, running or stopped");
+        AddSelection(command, "NAME", "The instances; * and ? stand for letters; then the state, running or stopped");
     auto timeout = std::make_shared<std::uint32_t>(60'000);
-    AddTime(*command, "--timeout", *timeout, kOneSecond,
-            "How long to wait, in seconds or as 500ms, 5s, 2m, before the command fails")
-        ->default_str("60s");
-    command->callback([=, &options] {
+    AddTime(command, "--timeout", *timeout, kOneSecond,
+            "How long to wait, in seconds or as 500ms, 5s, 2m; after that the command fails")
+        .ShowDefault("60s");
+    command.OnRun([=, &options] {
         const auto state = selection->words.empty() ? std::string() : selection->words.back();
         if (state != StatusName(kRunning) && state != StatusName(kStopped))
             throw Failure(kWrongUsage, "The last word is the state to wait for, running or stopped.");
@@ -300,7 +301,7 @@ void AddWait(CLI::App& app, const Options& options) {
 
 }  // namespace
 
-void AddWatchCommands(CLI::App& app, const Options& options) {
+void AddWatchCommands(Command app, const Options& options) {
     AddWatch(app, options);
     AddWait(app, options);
 }

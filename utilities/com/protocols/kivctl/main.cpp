@@ -1,6 +1,6 @@
 // kivctl: the operator's command line to the manager and its settings database.
-#include <CLI/CLI.hpp>
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "protocols/kivctl/Arguments.h"
@@ -32,55 +32,41 @@ int Report(const Failure& failure, const Options& options) {
     return failure.Code();
 }
 
-/// Throws Failure, with the nearest command, for an unknown word in the place of a command. The parser's own message
-/// would say less, and with --help it would print help instead of an error.
-void CheckCommands(const CLI::App& app, const std::vector<std::string>& arguments) {
-    const auto* command = &app;
+/// Throws Failure for a word that stands where a command has to, and is none. The parser would say less, or take a
+/// request for help instead.
+void CheckCommands(Command app, const std::vector<std::string>& arguments) {
+    auto command = app;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
-        const auto subcommands = command->get_subcommands({});
-        if (subcommands.empty())
+        const auto names = command.CommandNames();
+        if (names.empty())
             return;
         const auto& word = arguments[i];
         if (word == kTimeoutOption)
             ++i;  // skip its value
         if (word.starts_with('-'))
             continue;
-        const auto* next = FindCommand(*command, word);
+        const auto next = command.Find(word);
         if (!next) {
-            std::vector<std::string> names;
-            for (const auto* known : subcommands)
-                names.push_back(known->get_name());
             const auto hint = DidYouMean(word, names);
             throw Failure(kWrongUsage, "There is no command \"" + word + "\"" +
                                            (hint.empty() ? "; kivctl help lists the commands." : hint));
         }
-        command = next;
+        command = *next;
     }
-}
-
-std::string UsageText(const CLI::ParseError& error) {
-    std::string text = error.what();
-    if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr)
-        text += ". Put a name with a space in quotes: \"Line 1\".";
-    return text;
 }
 
 }  // namespace
 
 int main() {
     Options options;
-    CLI::App app(kDescription, "kivctl");
-    // A value may begin with a slash.
-    app.allow_windows_style_options(false);
-    app.fallthrough();
-    app.require_subcommand(0, 1);  // with a minimum of 1, the parser would report an unknown command as a missing one
-    app.set_version_flag("--version", "kivctl " KIV_VERSION);
-    app.add_flag("--json", options.json, "Print one JSON document, also for a failure");
-    AddTime(app, kTimeoutOption, options.timeoutMs, kOneMs,
-            "How long to wait for each answer, in ms or as 500ms, 5s, 2m (20s; longer when a process starts or stops)");
-    app.add_flag_callback(
-        "--verbose", [&options] { options.verbose = true; }, "Log too, to where the other programs log");
-    app.parse_complete_callback([&options] { Logging::Logger::GetInstance()->SetDisabled(!options.verbose); });
+    CommandLine line(kDescription, "kivctl", "kivctl " KIV_VERSION);
+    const auto app = line.Program();
+    app.AddFlag("--json", options.json, "Print one JSON document, of a failure too");
+    AddTime(
+        app, kTimeoutOption, options.timeoutMs, kOneMs,
+        "How long to wait for each answer, in ms or as 500ms, 5s, 2m (20s, or longer where a child starts or stops)");
+    app.AddFlag("--verbose", options.verbose, "Log as the manager does");
+    line.OnOptions([&options] { Logging::Logger::GetInstance()->SetDisabled(!options.verbose); });
     AddStatusCommands(app, options);
     AddRunCommands(app, options);
     AddControlCommands(app, options);
@@ -93,7 +79,7 @@ int main() {
     AddServiceCommands(app, options);
     AddAccessCommands(app, options);
     AddHelpCommands(app);
-    app.footer(kFooter);  // set last: commands that are added later would inherit it
+    app.SetFooter(kFooter);  // after the commands were added, which would have it too
     try {
         auto arguments = Arguments();
         options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
@@ -103,16 +89,8 @@ int main() {
             return kDone;
         }
         CheckCommands(app, arguments);
-        std::reverse(arguments.begin(), arguments.end());  // the parser takes them from the back
-        app.parse(arguments);
-        if (app.get_subcommands().empty())
-            throw Failure(kWrongUsage, "Name a command; kivctl --help lists the commands.");
+        line.Run(arguments);
         return kDone;
-    } catch (const CLI::ParseError& error) {
-        // The parser reports a request for help or the version as an error with code 0.
-        if (error.get_exit_code() != 0)
-            return Report(Failure(kWrongUsage, UsageText(error)), options);
-        return app.exit(error);
     } catch (const Exit& exit) {
         return exit.code;
     } catch (const Failure& failure) {

@@ -1,7 +1,7 @@
 // access: shows and sets who may connect to the servers of this machine.
 
-#include <CLI/CLI.hpp>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 
@@ -56,20 +56,18 @@ void Set(const Options& options, const std::optional<std::string>& group) {
 
 }  // namespace
 
-void AddAccessCommands(CLI::App& app, const Options& options) {
-    auto* access = app.add_subcommand("access", "Chooses who may connect to the manager and its instances");
-    access->require_subcommand(1);
-    access->add_subcommand("show", "Shows who may connect")->callback([&options] {
+void AddAccessCommands(Command app, const Options& options) {
+    auto access = app.AddCommand("access", "Chooses who may connect to the manager and its instances");
+    access.NeedCommand();
+    access.AddCommand("show", "Shows who may connect").OnRun([&options] {
         const auto group = AccessGroup();
         const bool isKnown = IsKnown(group);
         Tell(options, "By its settings, " + WhoMayConnect(group, isKnown) + ".", group, isKnown);
     });
-    auto* set = access->add_subcommand("set", "Chooses who may connect, from the next start of the service on");
+    auto set = access.AddCommand("set", "Chooses who may connect, from the next start of the service on");
     auto group = std::make_shared<std::string>();
-    set->add_option("GROUP", *group,
-                    "The local group, account or SID that may connect besides administrators, or \"everyone\"")
-        ->required();
-    set->callback([group, &options] { Set(options, *group == kEveryone ? std::nullopt : std::optional(*group)); });
+    set.Add("GROUP", *group, "A local group, an account or a SID beside administrators, or \"everyone\"").Required();
+    set.OnRun([group, &options] { Set(options, *group == kEveryone ? std::nullopt : std::optional(*group)); });
 }
 
 }  // namespace kivctl

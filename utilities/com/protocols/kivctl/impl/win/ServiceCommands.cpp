@@ -1,8 +1,8 @@
 // service: registers the manager as a Windows service, and starts, stops and shows that service.
 
 #include <windows.h>
+#include <nlohmann/json.hpp>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
 #include <string>
@@ -431,12 +431,12 @@ ExitCode Show(Outcome& outcome) {
 
 }  // namespace
 
-void AddServiceCommands(CLI::App& app, const Options& options) {
-    auto* service = app.add_subcommand("service", "The manager as a Windows service");
-    service->require_subcommand(1);
+void AddServiceCommands(Command app, const Options& options) {
+    auto service = app.AddCommand("service", "The manager as a Windows service");
+    service.NeedCommand();
     const auto add = [service, &options](const char* name, const char* description, auto run) {
-        auto* command = service->add_subcommand(name, description);
-        command->callback([&options, run] {
+        auto command = service.AddCommand(name, description);
+        command.OnRun([&options, run] {
             Outcome outcome(options);
             run(outcome);
             outcome.Print();
@@ -448,18 +448,18 @@ void AddServiceCommands(CLI::App& app, const Options& options) {
         "Registers the service with the programs of this folder (delayed automatic start, restarted after a failure), "
         "or updates it; writes the settings that the machine does not have yet, and adds this folder to PATH",
         [anyFolder](Outcome& outcome) { Install(*anyFolder, outcome); })
-        ->add_flag("--any-folder", *anyFolder, "Also from a folder that ordinary users may write to");
-    add("uninstall", "Stops and removes the service, and removes its folder from PATH; the settings stay",
+        .AddFlag("--any-folder", *anyFolder, "Also from a folder that ordinary users may write to");
+    add("uninstall", "Stops and removes the service, and takes its folder out of PATH; the settings stay",
         [&options](Outcome& outcome) { Uninstall(options, outcome); });
     add("start", "Starts the service; if it is stopping, waits until it has stopped",
         [&options](Outcome& outcome) { Start(options, outcome); });
     add("stop", "Stops the service and all instances", [&options](Outcome& outcome) { Stop(options, outcome); });
     add("restart", "Stops the service and starts it again",
         [&options](Outcome& outcome) { Restart(options, outcome); });
-    auto* status = service->add_subcommand(
+    auto status = service.AddCommand(
         "status",
-        "Shows whether the service runs; exit code 0 when it runs, 1 when it is stopped, 4 when it is not installed");
-    status->callback([&options] {
+        "Whether the service runs; exit code 0 when it does, 1 when it is stopped, 4 when it is not installed");
+    status.OnRun([&options] {
         Outcome outcome(options);
         const auto code = Show(outcome);
         outcome.Print();
