@@ -39,8 +39,8 @@ std::string ToUtf8(const std::string& narrow);
 /// Empty when the text is not UTF-8, or when the narrow code page lacks one of its characters.
 std::optional<std::string> FromUtf8(const std::string& utf8);
 
-/// What a command did: the sentence for a person, or with --json the command's one document, `fields` and the sentence
-/// as its "message".
+/// Prints what a command did: the sentence, or with --json the command's only document: `fields` with the sentence as
+/// "message".
 void Say(const Options& options, const std::string& sentence);
 void Say(const Options& options, const std::string& sentence, const Json& fields);
 

@@ -83,10 +83,10 @@ void RenameEverywhere(const std::string& oldName, const std::string& newName, co
 void AddRename(Command app, const Options& options) {
     auto command = app.AddCommand("rename", "Renames an instance in the database and in the running manager");
     command.SetFooter(
-        "The instance keeps its settings. Its process, if it runs, is stopped and started under the new name.\n"
-        "With --running-only the manager takes the new name, the database does not: the settings stay under the old\n"
-        "name, where the renamed instance no longer finds them. It is then not enabled, so that its process is\n"
-        "stopped and not started again. At its next start the manager has the old name again.");
+        "The instance keeps its settings. If its process runs, it is stopped, and started under the new name.\n"
+        "With --running-only only the manager has the new name. The settings stay in the database under the old\n"
+        "name, where the renamed instance does not find them; it then counts as not enabled, so its process is\n"
+        "stopped and not started again. After its next start the manager has the old name again.");
     const auto oldName = NameArgument(command, "OLD", "The instance");
     const auto newName = NewNameArgument(command, "NEW", "Its new name");
     auto runningOnly = std::make_shared<bool>(false);
@@ -106,7 +106,7 @@ void AddRename(Command app, const Options& options) {
 void AddShutdown(Command app, const Options& options) {
     auto command = app.AddCommand("shutdown", "Stops every instance and the manager");
     auto noWait = std::make_shared<bool>(false);
-    command.AddFlag("--no-wait", *noWait, "Return when the manager has taken the request, not when it has stopped");
+    command.AddFlag("--no-wait", *noWait, "Do not wait until the manager has stopped");
     command.OnRun([=, &options] {
         Manager manager(options);
         manager.RequestShutdown();

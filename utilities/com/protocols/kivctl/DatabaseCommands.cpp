@@ -50,7 +50,7 @@ std::shared_ptr<Address> AddAddress(Command command, const std::string& words, i
         .Required()
         .Takes(1, count)
         .Checked(FitsRequest);
-    command.AddFlag("-g,--global", address->global, "The setting is a database-wide one, of no instance");
+    command.AddFlag("-g,--global", address->global, "The setting is database-wide; no instance is named");
     return address;
 }
 
@@ -239,12 +239,12 @@ void Import(const std::string& path, bool dryRun, const Options& options) {
 }
 
 void AddImport(Command db, const Options& options) {
-    auto command = db.AddCommand("import", "Brings a file of db export into the database");
-    command.SetFooter("All changes are made in one commit. What the file does not mention stays as it is.");
+    auto command = db.AddCommand("import", "Reads a file of db export into the database");
+    command.SetFooter("All changes are made in one commit. Settings that the file does not mention stay as they are.");
     auto path = std::make_shared<std::string>();
     auto dryRun = std::make_shared<bool>(false);
     command.Add("FILE", *path, "The file").Required();
-    command.AddFlag("--dry-run", *dryRun, "Change nothing; show what the import would change");
+    command.AddFlag("--dry-run", *dryRun, "Show what the import would change, and change nothing");
     command.OnRun([=, &options] { Import(*path, *dryRun, options); });
 }
 

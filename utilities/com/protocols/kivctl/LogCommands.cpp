@@ -32,7 +32,7 @@ std::string Text(const std::optional<std::uint32_t>& number) {
 }
 
 void AddShow(Command log, const Options& options) {
-    auto command = log.AddCommand("show", "Shows where the programs log to, and whether they can");
+    auto command = log.AddCommand("show", "Shows where the programs log, and whether the log file is writable");
     command.OnRun([&options] {
         const auto settings = LogSettings::Read();
         const bool isFile = settings.type == kFileType;
@@ -68,14 +68,14 @@ void AddShow(Command log, const Options& options) {
 }
 
 void AddSet(Command log, const Options& options) {
-    auto command = log.AddCommand("set", "Chooses where the programs log to, from their next start on");
+    auto command = log.AddCommand("set", "Chooses where the programs log, from their next start on");
     auto type = std::make_shared<std::string>();
     auto file = std::make_shared<std::string>();
     auto colour = std::make_shared<std::string>();
     command.Add("TYPE", *type, "console, file or etw (event tracing)")
         .Required()
         .OneOf({kConsoleType, kFileType, "etw"});
-    command.Add("PATH", *file, "The log file; without it, the one set before or the default");
+    command.Add("PATH", *file, "The log file; without it, the file set before or the default");
     command.Add("--color", *colour, "Colour codes in the log file").OneOf({"on", "off"});
     command.OnRun([=, &options] {
         if (!file->empty() && *type != kFileType)
@@ -102,7 +102,7 @@ void AddSet(Command log, const Options& options) {
 }  // namespace
 
 void AddLogCommands(Command app, const Options& options) {
-    auto log = app.AddCommand("log", "Chooses where the manager and its children log to");
+    auto log = app.AddCommand("log", "Chooses where the manager and the instances log");
     log.NeedCommand();
     AddShow(log, options);
     AddSet(log, options);

@@ -184,17 +184,16 @@ void ShowLogs(const LogsOptions& wanted, const Options& options) {
 void AddLogsCommand(Command app, const Options& options) {
     auto command = app.AddCommand("logs", "Prints the log's last lines, about everything or about one instance");
     auto wanted = std::make_shared<LogsOptions>();
-    command.Add("NAME", wanted->name, "What is said about this instance, and what its processes say")
-        .Checked(FitsRequest);
+    command.Add("NAME", wanted->name, "Only lines about this instance and lines of its processes").Checked(FitsRequest);
     command.Add("-n,--lines", wanted->count, "How many lines").ShowDefault();
-    command.AddFlag("-f,--follow", wanted->follow, "Goes on with what comes, until Ctrl-C; with --json a line each");
+    command.AddFlag("-f,--follow", wanted->follow, "Print new lines until Ctrl-C; with --json one document per line");
     const auto errors = command.AddFlag("--errors", wanted->errors, "Only errors");
     command.AddFlag("--warnings", wanted->warnings, "Only warnings and errors").Excludes(errors);
-    command.AddFlag("--all", wanted->all, "Also the lines of the framework that carries the messages");
+    command.AddFlag("--all", wanted->all, "Also lines of the framework that carries the messages");
     command.Add(
         "--since", [wanted](const std::string& word) { wanted->since = SinceTime(word); },
-        "Only since then: 10m, 1h, 14:07, \"2024-03-05 14:07\"");
-    command.SetFooter("Reads the log file and the older ones beside it; the service need not run.");
+        "Only lines since this time: 10m (ago), 1h, 14:07, \"2024-03-05 14:07\"");
+    command.SetFooter("Reads the log file and the older, rotated files beside it; the service need not run.");
     command.OnRun([=, &options] { ShowLogs(*wanted, options); });
 }
 

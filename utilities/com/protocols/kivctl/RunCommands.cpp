@@ -115,7 +115,7 @@ void AddEnable(Command app, const Options& options) {
 }
 
 void AddLoad(Command app, const Options& options) {
-    auto command = app.AddCommand("load", "Has the manager take up instances that only the database has");
+    auto command = app.AddCommand("load", "Makes the manager load instances that only the database has");
     const auto selection = AddSelection(command);
     command.OnRun([=, &options] {
         Manager manager(options);

@@ -55,8 +55,8 @@ std::vector<std::string> Selection::Names(Manager& manager) const {
 std::shared_ptr<Selection> AddSelection(Command command, const std::string& label, const std::string& description) {
     auto selection = std::make_shared<Selection>();
     command.Add(label, selection->words, description).Checked(FitsRequest);
-    command.Add("--type", selection->type, "Those of this type, by name or number");
-    command.AddFlag("--all", selection->all, "Every one");
+    command.Add("--type", selection->type, "The instances of this type, by name or number");
+    command.AddFlag("--all", selection->all, "All instances");
     return selection;
 }
 

@@ -27,9 +27,10 @@ struct Selection {
     std::vector<std::string> Names(Manager& manager) const;
 };
 
-/// Adds NAME..., --type and --all to the command; `label` says what the words are.
-std::shared_ptr<Selection> AddSelection(Command command, const std::string& label = "NAME",
-                                        const std::string& description = "The instances; * and ? stand for letters");
+/// Adds the arguments NAME..., --type and --all to the command; `label` is shown in place of NAME.
+std::shared_ptr<Selection> AddSelection(
+    Command command, const std::string& label = "NAME",
+    const std::string& description = "The instances; * matches any characters and ? matches one");
 
 /// The outcome of a command for one instance.
 struct Done {

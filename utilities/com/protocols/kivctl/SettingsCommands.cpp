@@ -66,7 +66,7 @@ void AddSettingsCommand(Command app, const Options& options) {
     auto all = std::make_shared<bool>(false);
     command.Add("NAME", *name, "The instance").Checked(FitsRequest);
     command.AddFlag("-g,--global", *global, "The database-wide settings, also those that are not set");
-    command.AddFlag("--all", *all, "Also those that the instance could have");
+    command.AddFlag("--all", *all, "Also the known settings that the instance does not have");
     command.OnRun([=, &options] {
         if (*global != name->empty())
             throw Failure(kWrongUsage, "Name an instance, or give --global for the database-wide settings.");

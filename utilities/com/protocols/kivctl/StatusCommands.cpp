@@ -29,7 +29,7 @@ namespace {
 void AddList(Command app, const Options& options) {
     auto command = app.AddCommand("list", "Lists the manager's instances with their types; fails when there is none");
     auto type = std::make_shared<std::string>();
-    command.Add("TYPE", *type, "Only those of this type, by name or number");
+    command.Add("TYPE", *type, "Only instances of this type, by name or number");
     command.OnRun([=, &options] {
         std::vector<std::uint32_t> types;
         if (!type->empty())
@@ -247,15 +247,15 @@ void WatchStatus(const StatusOptions& wanted, const Options& options) {
 }
 
 void AddStatus(Command app, const Options& options) {
-    auto command = app.AddCommand("status", "Shows how every instance is doing, or all about one");
+    auto command = app.AddCommand("status", "Shows the state of every instance, or all about one");
     auto wanted = std::make_shared<StatusOptions>();
-    const auto name = command.Add("NAME", wanted->name, "All about this instance").Checked(FitsRequest);
-    command.Add("--type", wanted->type, "Only those of this type, by name or number").Excludes(name);
-    command.AddFlag("--failed", wanted->failed, "Only those that are enabled and do not run").Excludes(name);
-    command.AddFlag("--check", wanted->check, "Exit code 4 when an enabled instance does not run");
-    command.AddFlag("--wide", wanted->wide, "Every column, however narrow the terminal is").Excludes(name);
+    const auto name = command.Add("NAME", wanted->name, "Show all about this instance").Checked(FitsRequest);
+    command.Add("--type", wanted->type, "Only instances of this type, by name or number").Excludes(name);
+    command.AddFlag("--failed", wanted->failed, "Only enabled instances that do not run").Excludes(name);
+    command.AddFlag("--check", wanted->check, "End with exit code 4 when an enabled instance does not run");
+    command.AddFlag("--wide", wanted->wide, "Show every column, also when the terminal is too narrow").Excludes(name);
     constexpr std::uint32_t watchMs = 2'000;
-    AddTime(command, "--watch", wanted->watchMs, kOneSecond, "Again and again until Ctrl-C, every 2 s or as said")
+    AddTime(command, "--watch", wanted->watchMs, kOneSecond, "Repeat until Ctrl-C, every 2 s or at the given interval")
         .Takes(0, 1)
         .ShowDefault("2s")
         .Excludes(name);
@@ -325,11 +325,11 @@ void AddClients(Command app, const Options& options) {
 }
 
 void AddPing(Command app, const Options& options) {
-    auto command = app.AddCommand("ping", "Measures round trips to the manager, or to an instance's own process");
+    auto command = app.AddCommand("ping", "Measures round trips to the manager, or to an instance's process");
     auto name = std::make_shared<std::string>(kManagerServerName);
     auto count = std::make_shared<std::uint32_t>(10);
     constexpr std::uint32_t maximum = 100'000;
-    command.Add("NAME", *name, "The instance; without it the manager answers").Checked(FitsRequest);
+    command.Add("NAME", *name, "The instance; without it, the manager").Checked(FitsRequest);
     command.Add("--count", *count, "How many round trips").InRange(1u, maximum).ShowDefault();
     command.OnRun([=, &options] {
         using Milliseconds = std::chrono::duration<double, std::milli>;

@@ -242,9 +242,9 @@ void Watch(const Options& options) {
 }
 
 void AddWatch(Command app, const Options& options) {
-    auto command = app.AddCommand("watch", "Prints what happens as it happens, until Ctrl-C");
+    auto command = app.AddCommand("watch", "Prints events as they happen, until Ctrl-C");
     command.SetFooter(
-        "Begins with the state of every instance. A manager that is not there is waited for. With --json\n"
+        "Begins with the state of every instance. Waits for the manager when it does not run. With --json\n"
         "each event is one line.");
     command.OnRun([&options] { Watch(options); });
 }
@@ -276,10 +276,10 @@ void AwaitState(Manager& manager, const std::string& name, const std::string& st
 void AddWait(Command app, const Options& options) {
     auto command = app.AddCommand("wait", "Waits until instances are running or stopped");
     const auto selection =
-        AddSelection(command, "NAME", "The instances; * and ? stand for letters; then the state, running or stopped");
+        AddSelection(command, "NAME", "The instances, or patterns with * and ?; then the state, running or stopped");
     auto timeout = std::make_shared<std::uint32_t>(60'000);
     AddTime(command, "--timeout", *timeout, kOneSecond,
-            "How long to wait, in seconds or as 500ms, 5s, 2m; after that the command fails")
+            "How long to wait, in seconds or as 500ms, 5s, 2m, before the command fails")
         .ShowDefault("60s");
     command.OnRun([=, &options] {
         const auto state = selection->words.empty() ? std::string() : selection->words.back();

@@ -32,8 +32,8 @@ int Report(const Failure& failure, const Options& options) {
     return failure.Code();
 }
 
-/// Throws Failure for a word that stands where a command has to, and is none. The parser would say less, or take a
-/// request for help instead.
+/// Throws Failure, with the nearest command, for an unknown word in the place of a command. The parser's own message
+/// would say less, and with --help it would print help instead of an error.
 void CheckCommands(Command app, const std::vector<std::string>& arguments) {
     auto command = app;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
@@ -61,11 +61,10 @@ int main() {
     Options options;
     CommandLine line(kDescription, "kivctl", "kivctl " KIV_VERSION);
     const auto app = line.Program();
-    app.AddFlag("--json", options.json, "Print one JSON document, of a failure too");
-    AddTime(
-        app, kTimeoutOption, options.timeoutMs, kOneMs,
-        "How long to wait for each answer, in ms or as 500ms, 5s, 2m (20s, or longer where a child starts or stops)");
-    app.AddFlag("--verbose", options.verbose, "Log as the manager does");
+    app.AddFlag("--json", options.json, "Print one JSON document, also for a failure");
+    AddTime(app, kTimeoutOption, options.timeoutMs, kOneMs,
+            "How long to wait for each answer, in ms or as 500ms, 5s, 2m (20s; longer when a process starts or stops)");
+    app.AddFlag("--verbose", options.verbose, "Write log lines to the same place as the other programs");
     line.OnOptions([&options] { Logging::Logger::GetInstance()->SetDisabled(!options.verbose); });
     AddStatusCommands(app, options);
     AddRunCommands(app, options);
@@ -79,7 +78,7 @@ int main() {
     AddServiceCommands(app, options);
     AddAccessCommands(app, options);
     AddHelpCommands(app);
-    app.SetFooter(kFooter);  // after the commands were added, which would have it too
+    app.SetFooter(kFooter);  // set last: commands that are added later would inherit it
     try {
         auto arguments = Arguments();
         options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();

@@ -66,7 +66,8 @@ void AddAccessCommands(Command app, const Options& options) {
     });
     auto set = access.AddCommand("set", "Chooses who may connect, from the next start of the service on");
     auto group = std::make_shared<std::string>();
-    set.Add("GROUP", *group, "A local group, an account or a SID beside administrators, or \"everyone\"").Required();
+    set.Add("GROUP", *group, "The local group, account or SID that may connect besides administrators, or \"everyone\"")
+        .Required();
     set.OnRun([group, &options] { Set(options, *group == kEveryone ? std::nullopt : std::optional(*group)); });
 }
 

@@ -449,7 +449,7 @@ void AddServiceCommands(Command app, const Options& options) {
         "or updates it; writes the settings that the machine does not have yet, and adds this folder to PATH",
         [anyFolder](Outcome& outcome) { Install(*anyFolder, outcome); })
         .AddFlag("--any-folder", *anyFolder, "Also from a folder that ordinary users may write to");
-    add("uninstall", "Stops and removes the service, and takes its folder out of PATH; the settings stay",
+    add("uninstall", "Stops and removes the service, and removes its folder from PATH; the settings stay",
         [&options](Outcome& outcome) { Uninstall(options, outcome); });
     add("start", "Starts the service; if it is stopping, waits until it has stopped",
         [&options](Outcome& outcome) { Start(options, outcome); });
@@ -458,7 +458,7 @@ void AddServiceCommands(Command app, const Options& options) {
         [&options](Outcome& outcome) { Restart(options, outcome); });
     auto status = service.AddCommand(
         "status",
-        "Whether the service runs; exit code 0 when it does, 1 when it is stopped, 4 when it is not installed");
+        "Shows whether the service runs; exit code 0 when it runs, 1 when it is stopped, 4 when it is not installed");
     status.OnRun([&options] {
         Outcome outcome(options);
         const auto code = Show(outcome);
