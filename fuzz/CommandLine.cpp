@@ -1,4 +1,5 @@
-// What people type and the files they edit: the manager's and a child's command line, and the operator's settings file.
+// Any text for the parsers of what people type and edit: the command lines of the manager and of a child, and the
+// operator's settings file.
 #include <algorithm>
 #include <sstream>
 
@@ -8,7 +9,7 @@
 #include "protocols/kivctl/Failure.h"
 #include "protocols/kivctl/SettingsFile.h"
 
-/// The console of another system: every text is what it is.
+/// Replaces the operator's console: it prints nothing and leaves every text as it is.
 namespace kivctl {
 void Print(std::string_view, Colour) {}
 void PrintUtf8(std::string_view) {}
@@ -37,7 +38,7 @@ void ParseManagerArguments(const std::string& text) {
     try {
         Require(manager.ParseArguments(arguments.data(), count, bad) || (bad > 0 && bad < count));
     } catch (const std::out_of_range&) {
-        // what an argument cut short ends with
+        // thrown for "--monitorwait:" cut short
     }
 }
 

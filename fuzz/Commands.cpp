@@ -1,5 +1,5 @@
-// Sequences of control commands to a running manager and of database commands to its database, with any payloads. Every
-// one is answered, and the manager stops in the end.
+// Sequences of control commands to a running manager and of database commands to its database, with any payloads. Each
+// command must be answered, and the manager must stop at the end.
 #include <array>
 #include <thread>
 
@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr std::size_t kLongestPayload = 170;  // bytes: more than any command has
+constexpr std::size_t kLongestPayload = 170;  // bytes: more than the fields of any command
 
 constexpr std::array kControlCommands = {
     std::uint32_t{kIpcAliveCheck},    std::uint32_t{kManagerAdd},        std::uint32_t{kManagerRemove},
@@ -37,7 +37,7 @@ class HastyChild : public FakeChild {
     const std::shared_ptr<ClientTransport> ready_;
 };
 
-/// An empty database, whose sessions go with it.
+/// A new, empty database: no input sees the sessions of another.
 std::shared_ptr<VexaDB::VexaDBServer> MakeDatabase() {
     RegistryHost::Reset();
     VexaUtils::RegistryKey::OpenOrCreate("SOFTWARE\\Quenlar\\Torvik\\runtime\\settings\\vexa")

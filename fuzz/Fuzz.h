@@ -1,4 +1,4 @@
-// What the fuzz targets have in common.
+// The helpers that the fuzz targets share.
 #pragma once
 
 #include <fuzzer/FuzzedDataProvider.h>
@@ -10,15 +10,15 @@
 #include "utils/logging/ISink.h"
 #include "utils/logging/Logger.h"
 
-inline constexpr std::uint32_t kPatienceMs = 20000;  // for what must come whatever the input
+inline constexpr std::uint32_t kPatienceMs = 20000;  // the wait for a result that must come for every input
 
-/// What no input may break; the fuzzer keeps an input that ends the process.
+/// Checks what must hold for every input: the fuzzer keeps an input that ends the process.
 inline void Require(bool holds) {
     if (!holds)
         std::abort();
 }
 
-/// Lets every log line be formatted, and drops it.
+/// Drops every log line after it was formatted.
 class DroppingSink : public Logging::ISink {
   public:
     void Write(const std::shared_ptr<Logging::LogEntry>&) override {}

@@ -1,5 +1,5 @@
-// Any keys and values in the database's registry key, a repair that is cut short anywhere, and the next start: the
-// tables are then in order, and whatever is listed can be read.
+// Any keys and values in the database's registry key, a repair that is cut short after any number of writes, and the
+// next start. Then the tables must be in order, and everything that is listed must be readable.
 #include <algorithm>
 
 #include "Fuzz.h"

@@ -1,5 +1,5 @@
-// The bytes of a client that writes what it likes, through the server's reader to an owner that answers. After any
-// whole messages the connection still serves, and another client never notices.
+// Any bytes from a client to a server that answers. After whole messages the connection must still be served, and the
+// server must serve another client after any bytes.
 #include <thread>
 
 #include "Fuzz.h"
@@ -11,7 +11,7 @@
 namespace {
 
 constexpr const char* kServerName = "stream";
-constexpr std::uint32_t kLargestCompleted = 1u << 16;  // bytes of a body that the target completes
+constexpr std::uint32_t kLargestCompleted = 1u << 16;  // bytes: the longest body that the target completes
 
 struct Served {
     Served() {
@@ -30,7 +30,7 @@ struct Served {
     const std::shared_ptr<IPCClient> other = std::make_shared<IPCClient>();
 };
 
-/// Fills up the last message. False when one of them ends the connection, or is too long to be filled up.
+/// Completes the last message with zero bytes. False when a message ends the connection or is too long to complete.
 bool CompleteMessages(IPCPayload& stream) {
     for (std::size_t at = 0; at < stream.size();) {
         stream.resize(std::max(stream.size(), at + sizeof(ipc_header)));
@@ -45,7 +45,7 @@ bool CompleteMessages(IPCPayload& stream) {
     return true;
 }
 
-/// Reads replies until that to `question` comes.
+/// Reads replies until the one to `question` comes; false when it does not come.
 bool IsAnswered(ClientTransport& pipe, const IPC& question) {
     ipc_header header;
     while (ReadWhole(pipe, &header, sizeof header, kPatienceMs)) {

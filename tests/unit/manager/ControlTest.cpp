@@ -1,4 +1,4 @@
-// What another process may ask of the running manager, in raw bytes; and who waits for whom.
+// The control commands to a running manager in raw bytes, and which of them wait for others.
 
 #include <chrono>
 
@@ -19,7 +19,7 @@ Bytes operator+(Bytes first, const Bytes& second) {
     return first;
 }
 
-/// A reply that says no more than its result.
+/// A reply with only its result; the other bytes are zero.
 Bytes Only(std::int32_t result, std::size_t size = 4) {
     auto reply = Number(static_cast<std::uint32_t>(result));
     reply.resize(size);
@@ -33,12 +33,12 @@ TEST_F(ControlTest, EveryCommandInItsGoodCaseAndItsRefusals) {
         Lines events = {};
     } exchanges[] = {
         {1, {}, {}},
-        // Adding: the settings of a new instance are announced, then the instance itself.
+        // Adding: the events of the new instance's settings precede that of the instance.
         {100, Number(7) + Names("b"), Only(0), {"155:b:emultype::none", "155:b:protocol::sampleprotocol", "150:b"}},
         {100, Number(7) + Names("b"), Only(-1)},
         {100, Number(8) + Names("typeless"), Only(-1)},
         {100, Number(7) + Names(""), Only(-1)},
-        // Properties: a change by command is the database's event and the command's own.
+        // Properties: a change by command has two events, the database's and the command's.
         {106, Names("b", "port", "2"), Only(0, 54), {"155:b:port::2", "155:b:port::2"}},
         {105, Names("b", "port"), Number(0) + Names("2")},
         {105, Names("b", "absent"), Only(-1, 54)},
@@ -83,12 +83,12 @@ TEST_F(ControlTest, EveryCommandInItsGoodCaseAndItsRefusals) {
     }
     const auto self = platform::CurrentProcessId();
     auto running = c.Ask(118, Names("a"));
-    std::fill_n(running.begin() + 12, 8, std::uint8_t{0});  // its up time
+    std::fill_n(running.begin() + 12, 8, std::uint8_t{0});  // clears the up time
     EXPECT_EQ(running, wire::Encode(ipc_mngctrl_status_reply{0, 1, 7, 0, 0, 0, self, 1}));
     const RawClient user("a");
     EXPECT_EQ(c.Ask(120, Names("a")), Number(0) + Number(2) + wire::Encode(ipc_client_info{1, self, 0}) +
                                           wire::Encode(ipc_client_info{2, 0x1122334455667788, 0}));
-    // Room for as many as were counted, or more when more came meanwhile; not for whatever a child says.
+    // A reply has room for every listed client and for those that the child counted, but for at most 64 vacant entries.
     const ipc_client_info client{3, 0x1234, 0};
     EXPECT_EQ(EncodeClientsReply(0, {client}), Number(0) + Number(1) + wire::Encode(client));
     EXPECT_EQ(EncodeClientsReply(0xFFFFFFFF, {client}).size(), 8 + 65 * 24u);
@@ -173,7 +173,7 @@ TEST_F(ControlTest, NobodyWaitsForASlowInstance) {
     };
     const struct {
         std::function<void()>* slowPart;
-        std::uint32_t settled;  // its condition meanwhile
+        std::uint32_t settled;  // the status that questions get meanwhile
         std::function<bool()> carriedOut;
     } changes[] = {{&slow.onEnd, kRunning, command(kManagerRestart)},
                    {&slow.onStart, kStopped, command(kManagerRestart)},
@@ -194,7 +194,7 @@ TEST_F(ControlTest, NobodyWaitsForASlowInstance) {
 
 TEST_F(ControlTest, AHungChildIsAskedOnceForAllWhoWaitAndEndedInTime) {
     constexpr std::uint32_t kIpcTimeoutMs = 1000;
-    constexpr std::size_t kClients = 25;  // which wait for one exchange, not for one each
+    constexpr std::size_t kClients = 25;  // all wait for the same exchange, not for one each
     Set("ipctimeout", kIpcTimeoutMs);
     Set("monitorwaittime", 3'600'000);
     Add("hung", "1");
@@ -265,10 +265,10 @@ TEST_F(ControlTest, TheStartSetsOwnersAndOldSettingsRight) {
     } instances[] = {
         {"first", 7, {{"port", "10"}}, "11"},
         {"second", 7, {{"port", "10"}}, "00"},
-        {"emulated", 7, {{"port", "10"}, {"emultype", "full"}}, "01"},  // listens nowhere
+        {"emulated", 7, {{"port", "10"}, {"emultype", "full"}}, "01"},  // listens on no port
         {"tcp", 2, {{"port", "502"}, {"mode", "tcp"}}, "11"},
-        {"rtu", 2, {{"port", "502"}, {"mode", "rtu"}}, "11"},      // another mode is no rival
-        {"tcp any", 2, {{"port", "any"}, {"mode", "tcp"}}, "00"},  // any port is also the owned one
+        {"rtu", 2, {{"port", "502"}, {"mode", "rtu"}}, "11"},      // competes only within its mode
+        {"tcp any", 2, {{"port", "any"}, {"mode", "tcp"}}, "00"},  // "any" includes the owned port
         {"portless", 4, {}, "11"},
         {"eip", 3, {{"consumersize", "128"}, {"producersize", ""}}, "11"},
         {"off", 6, {}, "11"},
@@ -300,7 +300,7 @@ TEST_F(ControlTest, TheStartSetsOwnersAndOldSettingsRight) {
 }
 
 TEST_F(ControlTest, AStopRequestIsAnsweredBehindAllThatWaitsForItsClient) {
-    constexpr int kEvents = 100;  // more bytes than a connection holds
+    constexpr int kEvents = 100;  // more bytes than a connection buffers
     Add("a", "1");
     RunAndWait();
     RawClient client(kManagerServerName);

@@ -1,5 +1,5 @@
-// The manager's table and the settings database: one name is one instance, changes are followed in their order, and
-// what is refused for now is made up for.
+// The manager's table and the settings database: a name has at most one instance, the manager follows changes in their
+// order, and it follows a change that it had to refuse as soon as it can.
 
 #include <list>
 
@@ -10,7 +10,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Hears of the database's changes before the manager does.
+/// Observes the database's changes beside the manager.
 struct Observer : VexaDB::VexaDBServerOpObserver {
     explicit Observer(std::function<void(const std::string&)> hear) : told(std::move(hear)) {}
     void InstanceTypeChanged(std::string, std::uint32_t) override {}
@@ -33,7 +33,7 @@ class CoreTest : public ManagerTest {
         db->AddObserver(observer_ = std::make_shared<Observer>(std::move(told)));
     }
 
-    const std::shared_ptr<VexaDB::VexaDBServer> db = Db();  // one and the same throughout
+    const std::shared_ptr<VexaDB::VexaDBServer> db = Db();  // keeps the same database for the whole test
 
   private:
     std::shared_ptr<Observer> observer_;
@@ -147,9 +147,9 @@ TEST_F(CoreTest, ARenameIsFollowedAlsoWhileTheLastInstanceIsTakenUp) {
     Add("L", "1", VexaDB::kEthernetIp);
     Observe([&](const std::string& change) {
         if (change == "L>M")
-            log->WaitFor("Monitor Protocols services", 500);  // told as late as may be
+            log->WaitFor("Monitor Protocols services", 500);  // delays the notice as long as possible
         if (change != "producersize" || renamed.valid())
-            return;  // the repair of a setting: the instance is about to enter the table
+            return;  // the repair of this setting precedes the instance's entry into the table
         renamed = std::async(std::launch::async, [this] { return db->RenameInstance(kSession, "L", "M"); });
         EXPECT_TRUE(Eventually([this] { return db->IsInstanceExist(kSession, "M"); }));
     });
@@ -190,7 +190,7 @@ TEST_F(CoreTest, AllClientsSeeTheChangesOfASettingInTheirOrder) {
     EXPECT_EQ(db->SetString(kSession, "A", "note", "end"), 0);
     const auto seen = first.get();
     EXPECT_EQ(seen, second.get());
-    // A change by command is told twice, with nothing between; and each begins where the one before it ended.
+    // A change by command has two events with no other between them. Each change's old value is the last one's new one.
     std::string value;
     for (std::size_t i = 0; i < seen.size(); ++i) {
         const auto arrow = seen[i].find('>');
@@ -281,7 +281,7 @@ TEST_F(CoreTest, AfterAStormTableAndDatabaseTellTheSame) {
                 c.Ask(command, Names(round % 2 == 0 ? own : "A"));
             EXPECT_EQ(Take<std::uint32_t>(c.Ask(kManagerGetNumber, Names(own, "n")), 4), round);
             c.Send(kRequest, 1, kManagerStop, Names("B"));
-            if (round % 3 != 0)  // else it vanishes
+            if (round % 3 != 0)  // in every third round the client disconnects at once
                 c.Ask(kManagerRemove, Names(own));
         });
     }

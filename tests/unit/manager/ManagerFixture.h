@@ -1,5 +1,5 @@
-// What the tests of the manager start from: a manager above the seams, whose children are threads of this process, and
-// whose registry and pipes are in memory.
+// The fixture of the manager's tests: a manager whose children are threads of this process, and whose registry and
+// pipes are in memory.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -41,19 +41,19 @@ class FakeHost : public IServiceHost {
         states += what;
     }
 
-    std::mutex lock_;  // two stops may come at once
+    std::mutex lock_;  // two threads may stop the manager at the same time
 };
 
-/// What an instance's child does beyond the ordinary, on its own thread.
+/// What a child calls on its own thread; either may be empty.
 struct Hooks {
-    std::function<void()> onStart;  // before its server
-    std::function<void()> onEnd;    // after it
+    std::function<void()> onStart;  // before its server starts
+    std::function<void()> onEnd;    // after its server has stopped
 };
 
-/// The frame of a real child on a thread.
+/// A real child's base class on a thread.
 class ServingChild final : public FakeChild, ProtocolChild {
   public:
-    static constexpr std::uint32_t kHang = 200;  // command: from now on answer nothing
+    static constexpr std::uint32_t kHang = 200;  // the command after which the child answers nothing
 
     ServingChild(std::string name, const Hooks& hooks)
         : ProtocolChild(std::move(name)), hooks_(hooks), thread_([this] {
@@ -61,7 +61,7 @@ class ServingChild final : public FakeChild, ProtocolChild {
               Exit();
           }) {}
     ~ServingChild() override {
-        leftRunning += IsRunning() ? 1 : 0;  // nobody has it any more
+        leftRunning += IsRunning() ? 1 : 0;  // the manager has dropped it without stopping it
         RequestStop();
         thread_.join();
     }
@@ -126,7 +126,7 @@ class ManagerTest : public testing::Test {
     void Run() {
         main_ = std::async(std::launch::async, [this] { manager->InternalMain(); });
     }
-    /// Started, and past the first start of every instance.
+    /// Runs the manager and waits until it has tried to start every instance.
     void RunAndWait() {
         Run();
         ASSERT_TRUE(log->WaitFor("Monitor Protocols services", kPatienceMs));
@@ -138,7 +138,7 @@ class ManagerTest : public testing::Test {
         manager->InternalMainStop();
         main_.get();
     }
-    /// Ends the manager with all that it holds.
+    /// Stops and destroys the manager.
     void End() {
         Stop();
         manager.reset();
@@ -149,13 +149,13 @@ class ManagerTest : public testing::Test {
         log->Clear();
         RunAndWait();
     }
-    /// A client of the control server, which comes up on a thread of its own.
+    /// A client of the control server, after a wait for the server's start on the manager's thread.
     static std::shared_ptr<IPCClient> Connect() {
         auto client = IPCClient::GetClient(kManagerServerName, true);
         EXPECT_TRUE(Eventually([&] { return client->Connect(kManagerServerName) == 0; }));
         return client;
     }
-    /// Makes the child that comes to the hook wait there, once, between AwaitHeld and Release.
+    /// Makes the first child that calls the hook wait in it until Release. AwaitHeld waits for that call.
     void Hold(std::function<void()>& hook) {
         reached_ = {};
         goOn_ = {};
@@ -171,7 +171,7 @@ class ManagerTest : public testing::Test {
         ASSERT_EQ(reached_.get_future().wait_for(std::chrono::milliseconds(kPatienceMs)), std::future_status::ready);
     }
     void Release() { goOn_.set_value(); }
-    /// Until the monitor has begun and ended a pass. Needs the broken instance, of a type of its own.
+    /// Waits until the monitor has begun and ended a pass. Needs the broken instance, as the only one of its type.
     void AwaitPass() {
         const auto passes = [this] { return log->Count("Protocol broken has stopped working"); };
         EXPECT_TRUE(Eventually([&, before = passes()] { return passes() >= before + 2; }));
@@ -184,7 +184,7 @@ class ManagerTest : public testing::Test {
         return wire::Decode<ipc_mngctrl_status_reply>(client.Ask(kManagerStatus, Names(name))).value();
     }
     static std::uint32_t StatusOf(RawClient& client, const std::string& name) { return Status(client, name).status; }
-    /// The sample instances of the table, in its order.
+    /// The sample instances in the manager's table, in its order.
     static Lines Listed(RawClient& client) {
         const auto list = client.Ask(kManagerList, wire::Encode(ipc_mngctrl_list_request{VexaDB::kSampleProtocol}));
         Lines names;
@@ -198,7 +198,7 @@ class ManagerTest : public testing::Test {
     }
     /// The events since the last call, as "code:texts".
     static Lines TakeEvents(RawClient& client) {
-        client.Ask(kIpcAliveCheck, {});  // what was sent before its answer has come
+        client.Ask(kIpcAliveCheck, {});  // every event sent before this reply has then arrived
         Lines lines;
         for (const auto& event : client.events) {
             EXPECT_EQ(event.flags, kOneWay);
@@ -209,7 +209,7 @@ class ManagerTest : public testing::Test {
         client.events.clear();
         return lines;
     }
-    /// The same but for those of changed settings.
+    /// The same without the events of changed settings.
     static Lines TakeTableEvents(RawClient& client) {
         auto lines = TakeEvents(client);
         std::erase_if(lines, [](const auto& line) { return line.starts_with("155:"); });
@@ -219,7 +219,7 @@ class ManagerTest : public testing::Test {
     LogCapture log;
     FakeHost host;
     std::map<std::string, Hooks> hooks;                                           // by the instance's name
-    std::map<std::string, std::function<std::shared_ptr<FakeChild>()>> children;  // those that are no ServingChild
+    std::map<std::string, std::function<std::shared_ptr<FakeChild>()>> children;  // makers of other kinds of children
     std::shared_ptr<CProtocolManager> manager;
 
   private:

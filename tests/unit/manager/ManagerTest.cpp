@@ -1,4 +1,4 @@
-// The manager's life: starts, stops, faults, and what survives them.
+// The manager's starts and stops, its faults, and what survives them.
 
 #include "unit/manager/ManagerFixture.h"
 
@@ -29,7 +29,7 @@ TEST_F(ManagerTest, AStopDuringAHandshakeWaitsForItAndEndsTheChild) {
     Release();
     stopped.get();
     EXPECT_EQ(host.states, "4r1c") << "running and ready, then stopped and no longer ready";
-    manager->InternalMainStop();  // twice, and after the end
+    manager->InternalMainStop();  // a second stop, after the end, returns at once
 }
 
 TEST_F(ManagerTest, AStrangerOnTheReadyPipeIsTurnedAway) {
@@ -37,7 +37,7 @@ TEST_F(ManagerTest, AStrangerOnTheReadyPipeIsTurnedAway) {
     hooks["one"].onStart = [&] {
         transport_host::ConnectNextAs(4711);
         EXPECT_EQ(stranger->Connect(kPatienceMs), 0);
-        static_cast<void>(stranger->Write("\1", 1, kPatienceMs));  // it did not come up, says it, if anybody listens
+        static_cast<void>(stranger->Write("\1", 1, kPatienceMs));  // claims that the start failed
     };
     Add("one", "1");
     RunAndWait();
@@ -103,7 +103,7 @@ TEST_F(ManagerTest, ServesAgainAfterEveryFault) {
 }
 
 TEST_F(ManagerTest, ARestartIsPlannedLaterEachTimeUntilTheChildRanForAMinute) {
-    constexpr std::uint32_t kHour = 3'600'000;  // ms: what the test itself takes does not count
+    constexpr std::uint32_t kHour = 3'600'000;  // ms: so long that the test's own duration does not matter
     constexpr std::uint32_t kPassInMs = 7;
     struct Dead : FakeChild {
         Dead() { End(1); }
@@ -167,7 +167,7 @@ TEST_F(ManagerTest, SwappedNamesRunAgainAndChangesArriveInTheirOrder) {
     for (const char* name : {"A", "B"})
         EXPECT_EQ(manager->GetProtocol(name)->GetStatus(), kRunning) << name;
 
-    Hold(hooks["slow"].onStart);  // and with it the manager's lock, for which the changes wait
+    Hold(hooks["slow"].onStart);  // its restart then has the turn, for which the changes wait
     auto restart = std::async(std::launch::async, [this] { static_cast<void>(manager->RestartProtocol("slow")); });
     AwaitHeld();
     auto rename = std::async(std::launch::async, [] { return Db()->RenameInstance(kSession, "A", "C"); });
@@ -268,7 +268,7 @@ TEST_F(ManagerTest, KilledAtAnyRegistryWriteItServesWhatWasAcknowledged) {
             RegistryHost::AllowWrites(RegistryHost::kUnlimited);
             RunAgain();
             if (!acknowledged) {
-                // As it was, but for an instance that an add had begun; and the change can be made now.
+                // Nothing has changed, except that an addition may have begun; and the change can be made now.
                 auto names = list();
                 if (names.size() > 2) {
                     EXPECT_EQ(Db()->RemoveInstance(kSession, names.back()), 0);
@@ -317,7 +317,7 @@ TEST_F(ManagerTest, AStopBeforeTheStartOrTwiceWhileAllAreBusyEndsEverything) {
 }
 
 TEST_F(ManagerTest, LongCommandsAreLogged) {
-    static std::atomic<std::int64_t> now{0};  // read by the manager's threads until it is gone
+    static std::atomic<std::int64_t> now{0};  // static, since the manager's threads read it until they end
     static std::atomic<std::int64_t> step{49'999'999'999};
     manager->SetClock([] { return now.fetch_add(step); });
     RunAndWait();

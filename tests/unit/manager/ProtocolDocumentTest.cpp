@@ -1,5 +1,5 @@
-// docs/protocol.json is held against the records and constants of the code, and the tables of docs/wire-protocol.md
-// against docs/protocol.json.
+// Compares docs/protocol.json with the records and constants of the code, and the tables of docs/wire-protocol.md with
+// docs/protocol.json.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -27,7 +27,7 @@ std::string TypeOf() {
     return (isSigned ? "i" : "u") + std::to_string(8 * sizeof(Field));
 }
 
-/// Fields from `at` on, and the end of the last.
+/// Adds the fields from offset `at` on and returns the end of the last one.
 template <class Record>
 std::size_t AddFields(Json&, const Record&, std::size_t at) {
     return at;
@@ -42,7 +42,7 @@ std::size_t AddFields(Json& fields, const Record& record, std::size_t at, const 
     return AddFields(fields, record, at + sizeof field, rest...);
 }
 
-/// A record of the code, all its fields given as names and members.
+/// The layout of a record of the code. `members` are the names and members of all its fields, in turn.
 template <class Record, class... Members>
 Json Layout(Members... members) {
     Json fields = Json::array();
@@ -50,7 +50,7 @@ Json Layout(Members... members) {
     return {{"size", sizeof(Record)}, {"fields", fields}};
 }
 
-// Makes the layout of whatever record has these fields.
+// FIELDS makes a function that gives the layout of any record with these fields.
 #define FIELD(name) #name, &R::name
 #define FIELDS(...) []<class R>(R) { return Layout<R>(__VA_ARGS__); }
 const auto instance = FIELDS(FIELD(instance));
@@ -149,7 +149,7 @@ Json Manager() {
             {"results", results},         {"instanceStatus", status}};
 }
 
-/// Request and reply of a command of the database belong to its number.
+/// A command of the database, with the request and reply types that belong to its number.
 template <class Code, class Request, class Reply>
 Json DatabaseCommand(Code code, const char* name, Request request, Reply reply) {
     return Command(code, name, request(typename Code::RequestType()), reply(typename Code::ReplyType()));
@@ -232,7 +232,7 @@ std::string Join(const Json& fields, bool withOffsets) {
     return text;
 }
 
-/// The columns of a record: its fields, and its size.
+/// The two table columns of a record: its fields and its size.
 std::string Columns(const Json& record) {
     auto fields = Join(record["fields"], true), size = Text(record["size"]);
     if (record.contains("entries")) {
@@ -255,7 +255,7 @@ TEST(ProtocolDocument, JsonAndTablesTellWhatTheCodeHas) {
                                   << "\nor as a whole:\n"
                                   << expected.dump();
 
-    std::vector<std::string> rows;  // as they begin
+    std::vector<std::string> rows;  // the beginnings of the document's table rows
     const auto add = [&](const Json& command, const std::string& columns) {
         rows.push_back("| " + Text(command["number"]) + " " + Text(command["name"]) + " | " + columns);
     };

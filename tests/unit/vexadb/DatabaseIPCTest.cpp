@@ -1,4 +1,5 @@
-// The settings database on the wire: bytes of every message, what a broken request meets, server and client together.
+// The settings database on the wire: the bytes of every message, the refusal of broken requests, server and client
+// together.
 #include <array>
 #include <functional>
 
@@ -23,7 +24,7 @@ std::string Field(std::string text) {
     return text;
 }
 
-/// The whole message with the eight bytes of its running request id left out.
+/// The whole message without the eight bytes of its request id, which differs in every run.
 std::string WithoutId(const std::shared_ptr<IPC>& record) {
     return Bytes(record->Serialize()).erase(4, 8);
 }
@@ -36,7 +37,7 @@ class DatabaseIPC : public DatabaseTest {
 };
 
 struct Exchange {
-    std::function<bool()> call;  // true: the client answered what the reply says
+    std::function<bool()> call;  // true when the client returns what the reply says
     std::uint32_t command;
     std::string request, reply;
 };
@@ -79,7 +80,7 @@ TEST_F(DatabaseIPC, EveryMessageHasItsBytes) {
         {[&] { return c.CloseSession(1) == 0; }, 512, one, good},
         {[&] { return c.CloseSession(1) == -1; }, 512, one, bad},
     };
-    // A server in the place of the real one, which keeps what passes through it.
+    // This server takes the place of the real one and records every request and reply.
     VexaDBIPCServer handlers(*server);
     std::vector<std::pair<std::string, std::string>> passed;
     IPCServer tap;
@@ -110,8 +111,8 @@ TEST_F(DatabaseIPC, EveryMessageHasItsBytes) {
         };
         EXPECT_EQ(passed[i].first, message("\0\0\0\x80"s, exchange.request)) << exchange.command;
         EXPECT_EQ(passed[i].second, message(good, exchange.reply)) << exchange.command;
-        // A byte short of its fields, or empty, or with a text without its end, it does nothing, and fails with the
-        // reply of its command.
+        // A request that is a byte short, empty, or has a text without a zero byte changes nothing and gets its
+        // command's reply with the status -1.
         if (exchange.request.empty())
             continue;
         const auto valid = good + good + exchange.request.substr(8);
@@ -131,7 +132,7 @@ TEST_F(DatabaseIPC, EveryMessageHasItsBytes) {
     EXPECT_EQ(Logged(), Lines{});
     EXPECT_EQ(Dump(), Lines{"n=16909060"});
 
-    // What is no database command comes back as it is.
+    // A request whose command is not a database command is returned unchanged.
     const auto unknown = IPC::Request(517, {1, 2, 3});
     EXPECT_EQ(handlers.Handle(unknown), unknown);
 }
@@ -162,7 +163,7 @@ TEST_F(DatabaseIPC, EachAnswerIsAwaitedForItsOwnTime) {
         IPCServer silent;
         ASSERT_EQ(silent.Start(kDatabaseServerName), 0);
         ASSERT_TRUE(client.Connect());
-        auto stop = kivsync::Thread::Start([&] {  // ends the wait, which leaves a line
+        auto stop = kivsync::Thread::Start([&] {  // ends the wait; its log line shows the time-out
             silent.GetRequest();
             silent.Stop();
         });

@@ -1,5 +1,5 @@
-// What the tests of the settings database start from: an empty database and a captured log. The registry is reached as
-// any other process would: the real one on Windows, its double elsewhere.
+// The fixture of the settings database's tests: an empty database and a captured log. The tests look at the registry as
+// another process would. It is the real one on Windows and a double elsewhere.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,8 +21,8 @@ class DatabaseTest : public ::testing::Test {
         outside = settings->CreateSubkey("vexa");
     }
 
-    /// Every value of the database as `name=7` or `name="text"`, then the tables' with `id\` before; sorted within a
-    /// key.
+    /// Every value of the database key as `name=7` or `name="text"`, then those of the tables with the prefix `id\`.
+    /// The values of each key are sorted.
     Lines Dump() const {
         Lines lines, ids;
         DumpValues(*outside, "", lines);
@@ -31,7 +31,7 @@ class DatabaseTest : public ::testing::Test {
             DumpValues(*outside->OpenSubkey(id), id + '\\', lines);
         return lines;
     }
-    /// What the log got since the last call.
+    /// The log's lines since the last call.
     Lines Logged() {
         auto messages = log->Messages();
         log->Clear();
@@ -44,7 +44,7 @@ class DatabaseTest : public ::testing::Test {
     }
 
     LogCapture log;
-    std::shared_ptr<VexaUtils::RegistryKey> outside;  // the database key, opened apart from the database
+    std::shared_ptr<VexaUtils::RegistryKey> outside;  // the database key, opened as by another process
 
   private:
     static void DumpValues(VexaUtils::RegistryKey& key, const std::string& prefix, Lines& lines) {

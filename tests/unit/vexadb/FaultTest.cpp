@@ -1,4 +1,4 @@
-// The settings database over a registry that fails or alters what it is given.
+// The settings database on a registry that fails or stores a changed text.
 #include "support/Doubles.h"
 #include "unit/vexadb/DatabaseTest.h"
 #include "utils/VexaDB/class/VexaDBSession.h"
@@ -60,7 +60,7 @@ TEST_F(RegistryFaults, WhatCannotBeReadIsNotWrittenOverAndNotTakenForMissing) {
         RegistryHost::AllowReads(reads);
         EXPECT_EQ(session.ReadText("A", "protocol").value_or("ModbusProtocol"), "ModbusProtocol") << reads;
     }
-    EXPECT_EQ(session.SetUint32("A", "type", kModbus), 0);  // from here on the store cannot rely on what it knew
+    EXPECT_EQ(session.SetUint32("A", "type", kModbus), 0);  // now the store must read its tables again
     RegistryHost::AllowReads(0);
     EXPECT_FALSE(session.ReadNumber("A", "type") || session.ReadNumber("", "n") || session.ReadText("gone", "s"));
     RegistryHost::AllowReads(RegistryHost::kUnlimited);

@@ -1,4 +1,4 @@
-// The database server: sessions, batches, what its observers hear, and the two classes that work on top of it.
+// The database server: its sessions, batches and observers, and the two classes that work on top of it.
 #include "unit/vexadb/DatabaseTest.h"
 #include "utils/VexaDB/class/VexaDBSession.h"
 #include "utils/class/GlobalSettings.h"
@@ -68,7 +68,7 @@ TEST_F(DatabaseServer, ABatchDoesWhatTheDatabaseDoesForItsSessionOnlyUntilCommit
     EXPECT_EQ(server->Batch(session), 0);
     const auto use = [&](SessionId in) {
         EXPECT_EQ(server->AddInstance(in, "A", kModbus), 0);
-        EXPECT_EQ(server->AddInstance(in, "a", kModbus), 0);  // names are compared exactly
+        EXPECT_EQ(server->AddInstance(in, "a", kModbus), 0);  // another name: letter case matters
         EXPECT_NE(server->AddInstance(in, "A", kModbus), 0);
         EXPECT_EQ(server->SetUint32(in, "global", 2), 0);
         EXPECT_NE(server->SetString(in, "A", "type", "a number's text"), 0);
@@ -96,19 +96,19 @@ TEST_F(DatabaseServer, ABatchDoesWhatTheDatabaseDoesForItsSessionOnlyUntilCommit
     EXPECT_EQ(Dump(), Lines{"global=1"});
     use(0);
 
-    // What was changed outside a batch is no part of a commit.
+    // A change outside a batch is not part of a commit.
     EXPECT_EQ(server->SetUint32(session, "global", 1), 0);
     EXPECT_EQ(server->SetUint32(0, "global", 2), 0);
     EXPECT_EQ(server->Commit(session), 0);
 
-    // Closing the service's session is no more than a reset of it.
+    // Closing the service's session only resets it.
     EXPECT_EQ(server->Batch(kServiceSession), 0);
     EXPECT_EQ(server->RemoveInstance(kServiceSession, "B"), 0);
     EXPECT_EQ(server->CloseSession(kServiceSession), 0);
     EXPECT_EQ(server->Commit(kServiceSession), 0);
     EXPECT_TRUE(server->IsInstanceExist(kServiceSession, "B"));
 
-    // A batch begun anew drops what was recorded; a failing operation ends the replay; Commit says 0 all the same.
+    // A second Batch drops the recorded changes. A change that fails ends the commit, which returns 0 even so.
     EXPECT_EQ(server->Batch(session), 0);
     EXPECT_EQ(server->SetUint32(session, "dropped", 1), 0);
     EXPECT_EQ(server->Batch(session), 0);

@@ -1,4 +1,4 @@
-// The persistent store's life in the registry.
+// The persistent store in the registry.
 #include "utils/VexaDB/class/VexaRegistryDB.h"
 
 #include "unit/vexadb/DatabaseTest.h"
@@ -41,10 +41,10 @@ TEST_F(RegistryStore, ChangesFromOutsideAreSeen) {
     outside->OpenSubkey("0")->SetText("_kiv_name", "A2");
     EXPECT_NE(store.SetUint32("A", "n", 1), 0);
     outside->CreateSubkey("7")->SetText("_kiv_name", "A2");
-    EXPECT_EQ(store.SetUint32("A2", "n", 1), 0);  // of two tables with one name the first one counts
+    EXPECT_EQ(store.SetUint32("A2", "n", 1), 0);  // of two tables with the same name the first one counts
     EXPECT_EQ(Dump(), (Lines{"0\\_kiv_name=\"A2\"", "0\\n=1", "5\\_kiv_name=\"B\"", "7\\_kiv_name=\"A2\""}));
     EXPECT_EQ(store.RenameInstance("A2", "A3"), 0);
-    EXPECT_NE(store.AddInstance("A2"), 0);  // the other one has the name now
+    EXPECT_NE(store.AddInstance("A2"), 0);  // the second table of this name still has it
     EXPECT_EQ(store.RenameInstance("A2", "A4"), 0);
     EXPECT_EQ(store.RenameInstance("A3", "A2"), 0);
     outside->DeleteSubkey("7");
@@ -58,7 +58,7 @@ TEST_F(RegistryStore, ChangesFromOutsideAreSeen) {
     EXPECT_EQ(Logged(), (Lines{"Old table????", "Old table????"}));
     EXPECT_EQ(store.SetUint32("1", "n", 1), 0);
 
-    // The store's own writes hide no name that was given from outside.
+    // The store's own writes do not hide a name that another process has given.
     outside->CreateSubkey("8")->SetText("_kiv_name", "D");
     EXPECT_EQ(store.SetUint32("", "n", 1), 0);
     EXPECT_NE(store.AddInstance("D"), 0);

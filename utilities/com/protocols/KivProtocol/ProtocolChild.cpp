@@ -8,11 +8,12 @@
 
 namespace {
 
-// ms. The ready pipe exists before this process does, so that a pipe which is not free at once is about to go.
+// In ms. The manager makes the ready pipe before it starts this process, so a pipe that is not free at once belongs to
+// an earlier start and is about to go.
 constexpr std::uint32_t kReadyPipeTimeout = 5000;
 
-// ms. How long the manager may take to connect once it has the create result, and how often that is looked at. The
-// server announces requests, not connections.
+// In ms: the time that the manager has to connect after the create result, and the interval at which this process
+// looks, since the server announces requests but not connections.
 constexpr std::uint32_t kManagerConnectTimeout = 10'000;
 constexpr std::uint32_t kManagerConnectInterval = 10;
 
@@ -53,7 +54,7 @@ void ProtocolChild::RequestStop() {
 }
 
 int ProtocolChild::Serve() {
-    // The server is up before the manager hears of success, because the manager connects to it right away.
+    // The server must listen before the manager learns of the success, because the manager then connects at once.
     if (server_.Start(instance_) != 0) {
         KIV_LOG(Logging::Error, "Instance %s cannot start its server", instance_.c_str());
         ReportFailure(kNoServer);
@@ -69,7 +70,7 @@ int ProtocolChild::Serve() {
     return kExitStopped;
 }
 
-// The pipe is handed back open: one that closes before the manager has accepted it takes its byte along.
+// Returns the pipe open: if it closed before the manager accepted it, the manager would not get the byte.
 std::shared_ptr<ClientTransport> ProtocolChild::ReportCreateResult(std::uint8_t result) {
     auto pipe = ClientTransport::Make(instance_ + kReadyPipeSuffix);
     if (!pipe || pipe->Connect(kReadyPipeTimeout) != 0 ||
@@ -78,14 +79,14 @@ std::shared_ptr<ClientTransport> ProtocolChild::ReportCreateResult(std::uint8_t 
     return pipe;
 }
 
-// Returns when the manager has closed the pipe, that is when it has seen the error.
+// Returns when the manager has closed the pipe, because it has then read the error.
 void ProtocolChild::ReportFailure(std::uint8_t error) {
     std::uint8_t nothing = 0;
     if (const auto pipe = ReportCreateResult(error))
         static_cast<void>(pipe->Read(&nothing, sizeof nothing, kReadyPipeTimeout));
 }
 
-// True as well when the end of this process is asked for meanwhile: the request loop then ends at once.
+// True also after RequestStop: the request loop then ends at once.
 bool ProtocolChild::WaitForManager() {
     const platform::Deadline deadline(kManagerConnectTimeout);
     while (server_.ClientCount() == 0) {
@@ -98,7 +99,7 @@ bool ProtocolChild::WaitForManager() {
 }
 
 void ProtocolChild::AnswerRequests() {
-    // A stop that came before the server was started did not reach the server; any later one ends its requests.
+    // A RequestStop before the server's start did not stop the server. A later one ends the wait in GetRequest.
     if (stop_->Wait(0) == 0)
         return;
     while (const auto request = server_.GetRequest()) {

@@ -24,7 +24,8 @@ class SampleProtocol : public ProtocolChild {
     using ProtocolChild::ProtocolChild;
 
   protected:
-    // A database that does not answer costs one time-out, not one for each setting: the manager waits meanwhile.
+    // Without an open session no setting is read: the manager is waiting, so a database that does not answer must cost
+    // one time-out, not one for each setting.
     std::uint8_t CreateStack() override {
         VexaDB::VexaDBIPCClient database;
         VexaDB::SessionId session = VexaDB::kInvalidSession;
@@ -55,7 +56,7 @@ class SampleProtocol : public ProtocolChild {
 }  // namespace
 
 int main() {
-    // The raw command line, because splitting it into arguments loses the blanks inside a name.
+    // Take the raw command line, because splitting it into arguments loses the spaces inside a name.
     const auto instance = ProtocolChild::InstanceName(GetCommandLineA());
     if (!instance) {
         KIV_LOG(Logging::Error, "Started without an instance: KivProtocol --key:NAME");

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// A log that cannot be written says so nowhere else.
+/// Prints a warning when the log file cannot be opened, because the log itself cannot show it.
 void WarnOfLog(ServiceHost& host) {
     const auto log = Logging::LogSettings::Read();
     if (log.type == Logging::kFileType && !Logging::LogFile::Open(log.File()))
@@ -45,7 +45,7 @@ int wmain(int argc, wchar_t** argv) {
     const auto exitCode = host->Run();
     if (!host->InServiceMode())
         manager->Release();
-    // The manager borrows the host, so it goes first.
+    // The manager uses the host, so it is destroyed first.
     manager.reset();
     host.reset();
     KIV_LOG(Logging::Info, "End of KivProtocolManager\n");

@@ -15,7 +15,7 @@ Delivery ConnectTo(IPCClient& client, const std::string& serverName) {
     const platform::Deadline deadline(client.Timeout());
     if (client.Connect(serverName) == kIpcSuccess)
         return Delivery::Answered;
-    // A pipe that does not exist is known at once.
+    // Connect fails at once when the pipe does not exist.
     return deadline.LeftMs() == 0 ? Delivery::NotLetIn : Delivery::NotThere;
 }
 
@@ -25,7 +25,7 @@ Asked AskServer(IPCClient& client, std::uint32_t command, IPCPayload payload, st
     asked.result = client.Call(IPC::Request(command, std::move(payload)), timeoutMs, asked.reply);
     if (asked.reply)
         asked.delivery = Delivery::Answered;
-    else  // a wait that ended before its time ended with the connection, also when that does not show yet
+    else  // a wait that ends early means that the connection has ended, even if IsConnected does not say so yet
         asked.delivery = client.IsConnected() && deadline.LeftMs() == 0 ? Delivery::TimedOut : Delivery::Lost;
     return asked;
 }

@@ -1,5 +1,5 @@
-// One request to one server, and what became of it. No exceptions: how a request without an answer is told is up to
-// whoever asked.
+// Sends one request to one server and returns the outcome. A failure is a value, not an exception: the caller decides
+// how to report it.
 #pragma once
 
 #include <cstdint>
@@ -8,28 +8,29 @@
 
 #include "IPC/class/IPCClient.h"
 
-/// What became of a request, or of connecting for it.
+/// The outcome of a request, or of connecting for it.
 enum class Delivery {
-    Answered,   // connected; of a request: here is the answer
+    Answered,   // the reply is there; after connecting: the client is connected
     NotThere,   // nothing listens under the server's name
-    NotLetIn,   // somebody listens, and did not take the connection up in time
-    Lost,       // the connection ended during the request, which may be carried out all the same
-    TimedOut,   // no answer in time; the request may be carried out all the same
-    Malformed,  // an answer that is too short for its fields
+    NotLetIn,   // the server did not take up the connection in time
+    Lost,       // the connection ended during the request; the server may carry it out even so
+    TimedOut,   // no reply in time; the server may carry the request out even so
+    Malformed,  // the reply is too short for its fields
 };
 
-/// A client whose time-out of the framework is `timeoutMs`; not connected yet. Never empty.
+/// A client with `timeoutMs` as its IPC time-out, not connected yet. Never empty.
 std::shared_ptr<IPCClient> MakeClient(std::uint32_t timeoutMs);
 
 /// Connects the client within its own time-out: Answered (also when it was connected before), NotThere or NotLetIn. Any
-/// thread.
+/// thread may call it.
 [[nodiscard]] Delivery ConnectTo(IPCClient& client, const std::string& serverName);
 
+/// The outcome of one request.
 struct [[nodiscard]] Asked {
     Delivery delivery = Delivery::NotThere;
-    std::int32_t result = kIpcCannotSend;  // the framework's, when there is no answer
-    std::shared_ptr<IPC> reply;            // when there is one
+    std::int32_t result = kIpcCannotSend;  // the result of IPCClient::Call
+    std::shared_ptr<IPC> reply;            // empty unless Answered
 };
-/// Sends the request and waits at most `timeoutMs` for its reply. Any thread; those who ask on one connection wait for
+/// Sends the request and waits at most `timeoutMs` for its reply. Any thread may call it; calls on one client wait for
 /// each other.
 Asked AskServer(IPCClient& client, std::uint32_t command, IPCPayload payload, std::uint32_t timeoutMs);

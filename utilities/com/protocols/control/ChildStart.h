@@ -1,9 +1,9 @@
-// What the manager and an instance's process agree on for the start of that process.
+// The names that the manager and a child process share when the manager starts the child.
 #pragma once
 
-/// Stands before the instance's name on the process's command line.
+/// Precedes the instance's name on the child's command line.
 inline constexpr const char* kKeyArgument = "--key:";
 
-/// Stands behind the instance's name in the name of the pipe over which the process tells the manager whether it came
-/// up.
+/// Follows the instance's name in the name of the pipe through which the child tells the manager whether its start
+/// succeeded.
 inline constexpr const char* kReadyPipeSuffix = "-ready";

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// What the record of an answer stands for, as an answer of its own.
+/// The same answer with `value` in place of the reply's record.
 template <class Record, class Value>
 ControlAnswer<Value> Told(const ControlAnswer<Record>& answer, Value value) {
     return {answer, std::move(value)};
@@ -33,7 +33,8 @@ void ControlClient::Close() {
     client->Disconnect();
 }
 
-// A client that lost its connection stays with those who still read its notices; the next connection is another one's.
+// Each connection has its own IPCClient: NextNotice may still be reading the notices of the one that lost its
+// connection.
 Delivery ControlClient::Reach(std::shared_ptr<IPCClient>& client) {
     client = Connection();
     if (client->IsConnected())
@@ -54,7 +55,7 @@ Delivery ControlClient::Reach(std::shared_ptr<IPCClient>& client) {
             *reading = client;
         return delivery;
     }
-    client->Disconnect();  // for a Close that found the client before it was connecting
+    client->Disconnect();  // Close may have called it before the client began to connect
     return Delivery::Lost;
 }
 
@@ -152,7 +153,7 @@ ControlAnswer<std::shared_ptr<IPC>> ControlClient::NextNotice(std::uint32_t time
         next.delivery = Reach(client);
         if (!next.IsAnswered())
             return next;
-        *reading_.Lock() = client;  // also when it was connected before
+        *reading_.Lock() = client;  // Reach sets it only when it connects
     }
     next.value = client->TakeNotice(timeoutMs);
     if (next.value) {

@@ -1,4 +1,4 @@
-// ControlClient: the control requests of the server "protocolmanager", as calls.
+// ControlClient: sends the control requests of the server "protocolmanager", each as a call.
 //
 //     ControlClient manager;
 //     if (const auto started = manager.Start("Line 1"); started.IsDone()) ...
@@ -15,32 +15,33 @@
 #include "protocols/control/ControlMessages.h"
 #include "utils/sync/Guarded.h"
 
-/// What came of a control request.
+/// The outcome of a control request.
 struct [[nodiscard]] ControlResult {
     Delivery delivery = Delivery::NotThere;
-    std::int32_t result = kIpcCannotSend;  // the manager's when it answered, else the framework's
+    std::int32_t result = kIpcCannotSend;  // the manager's result when it answered, else the framework's
     std::uint32_t command = 0;
-    std::uint32_t timeoutMs = 0;  // how long the answer, or the connection, was waited for at most
+    std::uint32_t timeoutMs = 0;  // the limit of the wait for the reply or, without a connection, for connecting
 
     bool IsAnswered() const { return delivery == Delivery::Answered; }
     /// Answered, and not refused.
     bool IsDone() const { return IsAnswered() && result == 0; }
 };
 
-/// The same with what the manager told.
+/// The outcome of a control request with the value that the manager answered.
 template <class Value>
 struct [[nodiscard]] ControlAnswer : ControlResult {
     Value value{};
 };
 
-/// A call connects if there is no connection, so that a service which was restarted is found again. Any thread may call
-/// anything; calls on one ControlClient wait for each other, as the server carries them out one after the other, while
-/// notices are read beside them. Names and texts are in the narrow code page and cut to 49 characters.
+/// A call connects if there is no connection, so it finds a service that was restarted. Any thread may call any
+/// operation, but NextNotice only one thread at a time. Calls wait for each other, since the server carries out the
+/// requests of a connection one after the other; NextNotice does not wait for them. Names and texts are in the narrow
+/// code page and cut to 49 characters.
 class ControlClient {
   public:
-    // ms. A question waits for a hung child 5 s, if no setting says otherwise. A request that starts or stops a child
-    // is answered when that is done, and the manager gives a child 10 s to start and 50 s to stop, and twice 5 s to
-    // answer; the changes before it may take as long again.
+    // In ms, chosen for the manager's default settings: a question about a hung child takes 5 s. A request that starts
+    // or stops a child is answered when that is done: the child has 10 s to start, 50 s to stop and twice 5 s to
+    // answer. The changes that precede the request may take as long again.
     static constexpr std::uint32_t kConnectTimeout = 5'000;
     static constexpr std::uint32_t kRequestTimeout = 20'000;
     static constexpr std::uint32_t kStartTimeout = 60'000;
@@ -49,13 +50,14 @@ class ControlClient {
 
     explicit ControlClient(std::uint32_t connectTimeoutMs = kConnectTimeout);
 
-    /// Connects, if that is not done yet.
+    /// Connects, unless there is a connection already.
     ControlResult Connect();
-    /// Ends the connection and the calls under way on it. Calls from now on are Lost.
+    /// Ends the connection and every call that waits on it. Each later call that needs a connection returns Lost.
     void Close();
-    /// Milliseconds to wait for each answer; 0, the default: each request has its own time.
+    /// The wait for each reply in ms. With 0, the default, each request has its own time-out.
     void SetTimeout(std::uint32_t timeoutMs) { timeoutMs_ = timeoutMs; }
 
+    /// `type` is a VexaDB::ProtocolType, 0 to 7.
     ControlResult Add(const std::string& instance, std::uint32_t type) {
         return Command(kManagerAdd, ipc_mngctrl_add_request{type, instance}, kRequestTimeout);
     }
@@ -71,7 +73,7 @@ class ControlClient {
     ControlResult Restart(const std::string& instance) {
         return Command(kManagerRestart, ipc_mngctrl_restart_request{instance}, kRestartTimeout);
     }
-    /// Renames the running instance and the manager's table entry; the database keeps the old name.
+    /// Renames the running instance and its entry in the manager's table; the database keeps the old name.
     ControlResult RenameRunning(const std::string& oldName, const std::string& newName) {
         return Command(kManagerRename, ipc_mngctrl_rename_request{oldName, newName}, kRestartTimeout);
     }
@@ -85,9 +87,9 @@ class ControlClient {
     }
     ControlAnswer<std::string> GetString(const std::string& instance, const std::string& property);
     ControlAnswer<std::uint32_t> GetNumber(const std::string& instance, const std::string& property);
-    /// The instances of a type; that there are none is no refusal.
+    /// The names of the instances of one type. An empty list is not a refusal: its result is 0.
     ControlAnswer<std::vector<std::string>> List(std::uint32_t type);
-    /// Of every type, in the order of the types.
+    /// The names of all instances, in the order of their types.
     ControlAnswer<std::vector<std::string>> List();
     ControlAnswer<ipc_mngctrl_status_reply> Status(const std::string& instance,
                                                    std::uint32_t timeoutMs = kRequestTimeout);
@@ -96,14 +98,14 @@ class ControlClient {
     /// Asks the manager to stop; it has not stopped yet on return.
     ControlResult StopService();
 
-    /// The next notice, waiting for one at most `timeoutMs`: Answered with it, or TimedOut. They are kept from the
-    /// connecting on. That the connection ended
-    /// is told once, as Lost, behind its last notice; the next call connects. One thread at a time.
+    /// Waits at most `timeoutMs` for the next notice: Answered with the notice, or TimedOut. Notices are kept from the
+    /// moment of connecting. When the connection has ended, one call returns Lost after its last notice, and the next
+    /// call connects again. One thread at a time.
     ControlAnswer<std::shared_ptr<IPC>> NextNotice(std::uint32_t timeoutMs);
-    /// Ends a wait in NextNotice before its time, with a notice of kIpcTerminate, which no server sends.
+    /// Ends the wait in NextNotice early: it returns a notice of kIpcTerminate, which no server sends.
     void WakeNoticeReader();
 
-    /// The connection as it is now, which another one may follow; never empty.
+    /// The client of the present connection; a later connection has another client. Never empty.
     std::shared_ptr<IPCClient> Connection() { return connection_.Lock()->client; }
 
   private:
@@ -113,12 +115,12 @@ class ControlClient {
     };
 
     std::uint32_t TimeoutOr(std::uint32_t ownMs) const { return timeoutMs_ != 0 ? timeoutMs_.load() : ownMs; }
-    /// The connected client, or why there is none.
+    /// Connects if there is no connection. With the result Answered, `client` is the connected client.
     Delivery Reach(std::shared_ptr<IPCClient>& client);
-    /// The request's reply; `outcome` holds what became of it.
+    /// Sends the request, fills `outcome` and returns the reply, which is empty unless Answered.
     std::shared_ptr<IPC> Send(std::uint32_t command, IPCPayload payload, std::uint32_t timeoutMs,
                               ControlResult& outcome);
-    /// Sends the request, and reads the reply's record.
+    /// Sends the request and decodes the reply's record.
     template <wire::WireRecord Reply, wire::WireRecord Request>
     ControlAnswer<Reply> Ask(ManagerCommand command, const Request& request, std::uint32_t timeoutMs);
     template <class Head, class Entry, wire::WireRecord Request>
@@ -130,9 +132,9 @@ class ControlClient {
 
     const std::uint32_t connectTimeoutMs_;
     std::atomic<std::uint32_t> timeoutMs_{0};
-    std::mutex connecting_;                                 // one thread connects at a time; comes before connection_
-    kivsync::Guarded<Link> connection_;                     // never held while anything is waited for
-    kivsync::Guarded<std::shared_ptr<IPCClient>> reading_;  // whose notices are read; never held during a wait
+    std::mutex connecting_;                                 // one thread connects at a time; taken before connection_
+    kivsync::Guarded<Link> connection_;                     // never held during a wait
+    kivsync::Guarded<std::shared_ptr<IPCClient>> reading_;  // gives NextNotice its notices; never held during a wait
 };
 
 template <wire::WireRecord Reply, wire::WireRecord Request>

@@ -16,7 +16,8 @@ IPCPayload EncodeClientsReply(std::uint32_t room, const std::vector<ipc_client_i
     auto payload = wire::Encode(head);
     for (const auto& client : clients)
         wire::Append(payload, client);
-    // The room is what a child said, whatever that is; no more than this many clients go between count and list.
+    // `room` is the count that the child reported before its list, and may be any number. We assume that at most this
+    // many clients left in between.
     constexpr std::size_t kMostVacant = 64;
     const auto entries = std::max(clients.size(), std::min<std::size_t>(room, clients.size() + kMostVacant));
     payload.resize(sizeof head + entries * sizeof(ipc_client_info));

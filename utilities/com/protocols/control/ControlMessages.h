@@ -15,11 +15,12 @@
 
 inline constexpr const char* kManagerServerName = "protocolmanager";
 
-/// The manager itself serves under this name, so that no instance can.
+/// Whether the manager itself serves under this name, so that no instance's child can.
 inline bool IsReservedName(std::string_view name) {
     return name == kManagerServerName || name == VexaDB::kDatabaseServerName;
 }
 
+/// Commands of the requests (100 to 120) and of the events (150 to 155).
 enum ManagerCommand : std::uint32_t {
     kManagerAdd = 100,
     kManagerRemove = 101,
@@ -42,7 +43,7 @@ enum ManagerCommand : std::uint32_t {
     kEventStringChanged = 155,
 };
 
-/// Results beside 0 and the codes that the database or an instance operation passes through.
+/// The manager's own results. Other results are 0 and the codes of the database and of an instance's operations.
 inline constexpr std::int32_t kManagerFailure = -1;
 inline constexpr std::int32_t kManagerUnknownInstance = -9;
 inline constexpr std::int32_t kManagerInUse = -33;
@@ -80,7 +81,7 @@ static_assert(sizeof(ipc_mngctrl_get_property_request) == 100);
 using ipc_mngctrl_get_str_property_request = ipc_mngctrl_get_property_request;
 using ipc_mngctrl_get_num_property_request = ipc_mngctrl_get_property_request;
 
-/// Requests that give a property of an instance another value.
+/// Requests that set a property of an instance.
 template <wire::WireRecord Value>
 struct ipc_mngctrl_set_property_request {
     wire::Name instance;  // offset 0, size 50
@@ -110,7 +111,7 @@ struct ipc_mngctrl_rename_request {
 };
 static_assert(sizeof(ipc_mngctrl_rename_request) == 100);
 
-/// Replies that carry the result alone: add, remove, start, stop, restart, rename.
+/// Replies that carry only the result: add, remove, start, stop, restart, rename.
 struct ipc_mngctrl_result_reply {
     wire::i32 result;  // offset 0, size 4
 };
@@ -135,8 +136,9 @@ using ipc_mngctrl_get_num_property_reply = ipc_mngctrl_property_reply<wire::u32>
 using ipc_mngctrl_set_num_property_reply = ipc_mngctrl_get_num_property_reply;
 static_assert(sizeof(ipc_mngctrl_get_num_property_reply) == 8);
 
-/// Head of a list reply: `count` names of 50 bytes follow, and there is room for at least one. Head of a clients reply:
-/// ipc_client_info entries follow; for an unknown instance the payload is 32 bytes.
+/// The head of a list reply and of a clients reply. In a list reply, `count` names of 50 bytes follow, and the payload
+/// has room for at least one. In a clients reply, `count` entries of ipc_client_info follow; for an unknown instance
+/// the payload is 32 bytes.
 struct ipc_mngctrl_list_reply {
     wire::i32 result;  // offset 0, size 4
     wire::u32 count;   // offset 4, size 4
@@ -176,10 +178,10 @@ struct ipc_mngctrl_change_str_property_event {
 };
 static_assert(sizeof(ipc_mngctrl_change_str_property_event) == 200);
 
-/// Payload of a list reply: result 0 with the names, or -1 when there is none.
+/// The payload of a list reply: result 0 with the names, or -1 when there are none.
 IPCPayload EncodeListReply(const std::vector<std::string>& names);
 
-/// Payload of a clients reply: room for `room` entries, filled from the list as far as it goes.
+/// The payload of a clients reply: all of `clients`, then vacant entries up to `room` entries in all, but at most 64.
 IPCPayload EncodeClientsReply(std::uint32_t room, const std::vector<ipc_client_info>& clients);
-/// Payload of a clients reply that refuses: -9 for an instance that does not exist.
+/// The payload of a clients reply that refuses: -9 for an instance that does not exist.
 IPCPayload EncodeUnknownClientsReply(std::int32_t result);

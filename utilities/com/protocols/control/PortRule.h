@@ -1,4 +1,4 @@
-// Which owners of a port stand in an instance's way.
+// The rule that says which owners of a port keep another instance from owning it.
 #pragma once
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 
 #include "utils/VexaDB/class/ProtocolTypes.h"
 
-/// The names in both lists, sorted.
+/// The names that are in both lists, sorted.
 inline std::vector<std::string> Intersection(std::vector<std::string> first, std::vector<std::string> second) {
     std::ranges::sort(first);
     std::ranges::sort(second);
@@ -18,10 +18,10 @@ inline std::vector<std::string> Intersection(std::vector<std::string> first, std
     return both;
 }
 
-/// The owners of the type that an instance with that port and mode meets, itself included if it is one. Modbus
-/// instances compete only within one mode, and there for any port as soon as one instance of the type listens on every
-/// port. `find` (setting, value) gives the names of the type's instances that have the setting, a text or a number, at
-/// that value. `mode` is used for Modbus only.
+/// The instances of the type that own the port of an instance with that port and mode, itself included if it is an
+/// owner. Modbus instances compete only within one mode; there every owner counts as soon as one Modbus instance, in
+/// any mode, has the port "any". `find(setting, value)` returns the names of the type's instances whose setting, a text
+/// or a number, has that value. `mode` is used for Modbus only.
 template <class Find>
 std::vector<std::string> PortOwnersInTheWay(std::uint32_t type, const std::string& port, const std::string& mode,
                                             Find find) {

@@ -37,7 +37,7 @@ void InstanceTable::Remove(const InstancePtr& instance) {
 }
 
 void InstanceTable::Rename(const std::vector<Renaming>& renamings) {
-    std::vector<std::shared_ptr<Process>> before;  // dropped without the lock
+    std::vector<std::shared_ptr<Process>> before;  // destroyed after the lock is released
     auto state = state_.Lock();
     for (const auto& [instance, name] : renamings) {
         before.push_back(instance->SetName(name));
@@ -52,7 +52,7 @@ bool InstanceTable::MayStart(const InstancePtr& instance) {
 }
 
 void InstanceTable::Clear() {
-    std::vector<Entry> entries;  // destroyed without the lock
+    std::vector<Entry> entries;  // destroyed after the lock is released
     auto state = state_.Lock();
     entries.swap(state->entries);
     state->toCome.clear();

@@ -1,4 +1,5 @@
-// InstanceTable: the manager's instances, and what the settings database has told of them that is still to be followed.
+// InstanceTable: the manager's instances, with a note on each whose removal or rename in the settings database the
+// manager has still to follow.
 #pragma once
 
 #include <algorithm>
@@ -13,68 +14,70 @@
 #include "protocols/KivProtocolManager/class/Protocol.h"
 #include "utils/sync/Guarded.h"
 
-/// Owned by the manager. Any thread asks and notes; whoever changes the table has the turn in the line of changes. No
-/// two instances of it ever have one name.
+/// Owned by the manager. Any thread may read the table and note what the database did; a thread that changes the table
+/// has the turn in the line of changes. No two instances in the table ever have the same name.
 class InstanceTable {
   public:
     using InstancePtr = std::shared_ptr<CProtocol>;
-    /// An instance and the name it is to get.
+    /// An instance and its new name.
     using Renaming = std::pair<InstancePtr, std::string>;
 
-    /// What the database did with an instance. A removal or rename of an instance in use is not undone there, so the
-    /// note stays until it can be followed.
+    /// A removal or rename of an instance in the database. The database does not undo it when the instance is in use,
+    /// so the note stays until the manager can follow it.
     struct Note {
-        std::string name;      // the instance's in the database; of a removed one the last it had there
-        bool removed = false;  // else it was renamed
-        bool tried = false;    // to follow it, in vain
+        std::string name;      // the instance's name in the database; after a removal, the last one there
+        bool removed = false;  // true: removed; false: renamed
+        bool tried = false;    // an attempt to follow the note has failed
 
         bool operator==(const Note&) const = default;
     };
 
     /// The instance of exactly that name; empty when there is none.
     InstancePtr Find(const std::string& name);
-    /// In the order in which they came.
+    /// All instances, in the order of their addition.
     std::vector<InstancePtr> All();
-    /// An instance other than `except` has the name, or is to get it.
+    /// Whether an instance other than `except` has the name or is to get it.
     bool IsTaken(const std::string& name, const InstancePtr& except = {});
-    /// The process is the child of an instance other than the one of that name.
+    /// Whether the process is the running child of an instance with another name.
     bool IsOwnedByAnother(std::uint64_t processId, const std::string& name);
 
-    /// One that `isToStart` is started with the others if the service itself is still starting.
+    /// With `isToStart`, the service's start also starts this instance, if that start is still in progress.
     void Add(const InstancePtr& instance, bool isToStart);
     void Remove(const InstancePtr& instance);
-    /// Gives all of them their new names in one step. A note that asked for that is done with.
+    /// Renames all of them in one step. A note that asked for the new name is deleted.
     void Rename(const std::vector<Renaming>& renamings);
-    /// The instance is in the table, and the table is not closed.
+    /// Whether the instance is in the table and the table is not closed.
     bool MayStart(const InstancePtr& instance);
-    /// Nothing is started any more.
+    /// From now on no instance may start.
     void Close() { state_.Lock()->closed = true; }
     void Clear();
 
-    // From the database's notices, in the order of its commits.
+    // Called from the database's notices, in the order of its commits.
+    /// Notes the removal with the instance that has the name, and takes the name off those to come.
     void NoteRemoved(const std::string& name);
-    /// True when the instance is still to come: then nothing is left to follow.
+    /// True when the instance is still to come: its name there is changed, and the manager has nothing left to follow.
     bool NoteRenamed(const std::string& oldName, const std::string& newName);
 
-    /// The instances with a note: those that nobody has tried to follow, or all.
+    /// The instances with a note: all, or only those whose note nobody has tried to follow.
     enum class Which { Untried, All };
     std::vector<InstancePtr> Noted(Which which);
     std::optional<Note> NoteOf(const InstancePtr& instance);
-    /// The instance that has a note, and has the name or is to get it, and whether it was removed; empty when there is
-    /// none.
+    /// The instance with a note that has the name or is to get it, and whether that note is a removal; empty when there
+    /// is none.
     std::pair<InstancePtr, bool> FindNoted(const std::string& name);
-    /// Not if the database has told something else since.
+    /// Marks the note as tried, unless the instance has another note by now.
     void SetTried(const InstancePtr& instance, const Note& note);
-    /// The database has the removed instance's name again.
+    /// For a removed instance whose name the database has again: the note becomes a rename to that name, and is deleted
+    /// when the instance has that name already.
     void TakeRemovalBack(const InstancePtr& instance);
 
-    // The names of the database's instances that the starting service has not taken up yet.
+    // The names to come: the database's instances that the starting service has not taken up yet.
     void SetNamesToCome(const std::vector<std::string>& names);
-    /// The next of them, which stays the next one; nothing when there is none, and the service's start is over.
+    /// The first name to come, which stays in the list; nothing when the list is empty and the start is over.
     std::optional<std::string> NextToCome();
-    /// The next name's instance comes into the table; false when that is not its name any more.
+    /// Moves the instance from the names to come to the table; false when its name is not the first to come any more.
     bool TakeUp(const InstancePtr& instance);
-    /// The instance leaves the table, and its name in the database, if it has one, is the next one to come.
+    /// Removes the instance from the table. Its name in the database, if it still has one, becomes the first to come.
     void GiveBack(const InstancePtr& instance);
 
   private:
@@ -82,7 +85,7 @@ class InstanceTable {
         InstancePtr instance;
         std::optional<Note> note = std::nullopt;
 
-        /// The name is the instance's in the database.
+        /// Whether the instance has this name in the database.
         bool IsKnownAs(const std::string& name) const {
             return note ? !note->removed && note->name == name : instance->Name() == name;
         }
@@ -104,5 +107,5 @@ class InstanceTable {
     };
     static InstancePtr InstanceOf(const Entry* entry) { return entry == nullptr ? nullptr : entry->instance; }
 
-    kivsync::Guarded<State> state_;  // before the instances' own locks; never held while anything is waited for
+    kivsync::Guarded<State> state_;  // taken before the instances' own locks; never held during a wait
 };

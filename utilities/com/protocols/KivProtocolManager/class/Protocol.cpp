@@ -16,14 +16,14 @@
 
 namespace {
 
-constexpr const char* kStart = "CProtocol::Start";  // bears the lines of its parts
+constexpr const char* kStart = "CProtocol::Start";  // the function that the log names for every part of a start
 constexpr const char* kChildProgram = "tools/KivProtocol";
-// The child's command line is "KivProtocol --key:NAME" and has to fit the 70 bytes that starting a process has for it.
+// The child's command line, "KivProtocol --key:NAME" with its zero byte, must fit into the 70 bytes that Process has.
 constexpr std::size_t kLongestStartableName = 51;
 constexpr std::uint32_t kCreateResultTimeoutMs = 500;
-constexpr int kConnectAttempts = 5;  // each sends one stranger that serves under the instance's name away
+constexpr int kConnectAttempts = 5;  // each one asks at most one other process that serves under the name to end
 constexpr std::int64_t kNanosecondsPerMs = 1'000'000;
-constexpr std::int64_t kSteadyNanoseconds = 60'000'000'000;  // of a child that ran so long the ends before do not count
+constexpr std::int64_t kSteadyNanoseconds = 60'000'000'000;  // after a run of this length earlier ends do not count
 
 std::int64_t CalendarSeconds() {
     using std::chrono::system_clock;
@@ -40,11 +40,12 @@ CProtocol::CProtocol(std::string name, OwnerCheck isOwnedByAnother, RestartRule 
     type_ = db_.Number(name, "type");
     typeDisabled_ = IsTypeDisabled(type_);
     state_.Lock()->name = std::move(name);
-    static_cast<void>(CreateProcessObject());  // there was none before
+    static_cast<void>(CreateProcessObject());  // there is no former object
 }
 
 CProtocol::~CProtocol() {
-    // First, and without the lock: it waits for a report of the child's end, which needs the rest.
+    // The process object goes first, and without the lock: its destructor waits for a report of the child's end, which
+    // uses the other members.
     const auto process = std::move(state_.Lock()->process);
 }
 
@@ -77,7 +78,7 @@ std::int32_t CProtocol::Start(std::uint32_t timeoutMs) {
     }
     const bool isTooLong = name.size() > kLongestStartableName;
     const bool isReserved = IsReservedName(name);
-    // The pipe exists before the child does, so that a quick child finds it, and one that ends at once ends the wait.
+    // Make the pipe before the child, so that a quick child finds it, and a child that ends at once ends the wait.
     const auto readyPipe = isTooLong || isReserved ? nullptr : ServerTransport::Make(name + kReadyPipeSuffix);
     if (!readyPipe) {
         KIV_LOG(Logging::Error, "Cannot start instance %s: %s", name.c_str(),
@@ -102,7 +103,7 @@ std::int32_t CProtocol::Start(std::uint32_t timeoutMs) {
     return -1;
 }
 
-/// A process that has ended already did so by itself.
+/// Marks the end of a running process as expected. A process that is not running any more has ended by itself.
 void CProtocol::ExpectEnd(Process& process) {
     if (process.IsRunning())
         state_.Lock()->expectedEnds.insert(process.GetPid());
@@ -115,7 +116,7 @@ void CProtocol::ChildEnded(std::uint64_t processId, std::uint32_t exitCode) {
                 static_cast<unsigned long long>(processId), Name().c_str(), static_cast<unsigned>(exitCode));
         PlanRestart();
     }
-    // Not through a copy of the pointer: a pipe that outlived its start would take the next child's connection.
+    // No copy of the pointer: a pipe that outlived its start would take the next child's connection.
     if (auto state = state_.Lock(); state->readyPipe)
         state->readyPipe->Interrupt();
 }
@@ -155,7 +156,7 @@ std::shared_ptr<ClientTransport> CProtocol::AcceptChild(ServerTransport& readyPi
     return {};
 }
 
-/// A child of an earlier manager that did not come to its end may still serve under the name; it is asked to go.
+/// A child that an earlier manager left behind may still serve under the name. It is asked to end.
 std::shared_ptr<IPCClient> CProtocol::ConnectToChild(const std::string& name) {
     for (int attempt = 0; attempt < kConnectAttempts; ++attempt) {
         auto client = IPCClient::GetClient(name, true);
@@ -164,7 +165,7 @@ std::shared_ptr<IPCClient> CProtocol::ConnectToChild(const std::string& name) {
         if (connected ? server == 0 || server == ProcessId() : attempt == 0)
             return client;
         if (!connected)
-            continue;  // the stranger was still going
+            continue;  // the other process was still ending
         if (isOwnedByAnother_ && isOwnedByAnother_(server, name))
             return {};
         KIV_LOG_AS(kStart, Logging::Warning, "Process %llu serves instance %s but is not its child, it is asked to end",
@@ -230,7 +231,7 @@ std::int32_t CProtocol::Stop() {
         return 0;
     }
 
-    KIV_LOG(Logging::Info, "Stoping Protocol %s", protocol_.c_str());  // spelt as those who read the log know it
+    KIV_LOG(Logging::Info, "Stoping Protocol %s", protocol_.c_str());  // people search their logs for this spelling
     const auto client = CurrentClient();
     if (!client)
         return -1;
@@ -274,8 +275,8 @@ void CProtocol::BeginChange() {
     if (++state->changes > 1)
         return;
     SettleKnown(*state);
-    state_.NotifyAll();  // those who share an exchange are answered from the settled condition
-    // The change will ask the child itself: were it to do so at the same time, each would wait for the other's replies.
+    state_.NotifyAll();  // threads that wait for another thread's exchange now get the settled condition
+    // The change asks the child itself. If an exchange went on meanwhile, each would wait for the other's replies.
     state.Wait([&] { return !state->exchange; });
 }
 

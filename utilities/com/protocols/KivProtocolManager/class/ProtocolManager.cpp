@@ -18,16 +18,16 @@ namespace {
 
 constexpr const char* kManagerMutexName = "KivProtocolManager";
 constexpr std::int32_t kInitExitCode = -1;
-constexpr std::uint32_t kTakeOverMs = 5000;  // for a manager before this one to be gone
+constexpr std::uint32_t kTakeOverMs = 5000;  // the time that an earlier manager has to end
 constexpr std::uint32_t kTakeOverPollMs = 50;
 constexpr std::wstring_view kMonitorWaitArgument = L"--monitorwait:";
 constexpr std::size_t kComparedArgumentCharacters = 6;
-constexpr std::uint32_t kShortestMonitorWaitMs = 100;  // a shorter one would keep every child busy with answering
+constexpr std::uint32_t kShortestMonitorWaitMs = 100;  // a shorter wait would keep every child busy with answers
 constexpr std::uint32_t kProfinetDelayMs = 7000;
-constexpr int kMissingAttempts = 100;  // for an instance that the database has not any more, and does not tell why
+constexpr int kMissingAttempts = 100;  // to start an instance that the database lacks, until its notice comes
 constexpr std::uint32_t kMissingPauseMs = 10;
 
-/// Of an argument's first characters alone, without regard to case.
+/// Compares only the argument's first characters, without regard to case.
 bool IsMonitorWait(std::wstring_view argument) {
     const auto lower = [](wchar_t c) { return std::towlower(static_cast<std::wint_t>(c)); };
     return std::ranges::equal(argument.substr(0, kComparedArgumentCharacters),
@@ -93,7 +93,7 @@ std::int32_t CProtocolManager::InternalMain() {
         host_.SetState(ServiceState::Running);
         host_.SignalReady();
     }
-    ListNamesToCome();  // before a client can add an instance that is not to be started
+    ListNamesToCome();  // before ProcessIPC, since an instance that a client adds must not be started
     ProcessIPC();
 
     StartProtocols();
@@ -133,7 +133,7 @@ CProtocolManager::InstancePtr CProtocolManager::MakeInstance(const std::string& 
         RestartRule{restartDelay_, monitorWaitTime_, clock_, [event = monitorEvent_] { event->Set(); }});
 }
 
-/// The list must lack no rename that was told before it was set: so it is read until it stays as it was set.
+/// A rename that was reported before the list was set would be lost. So read the names again until they equal the list.
 void CProtocolManager::ListNamesToCome() {
     std::vector<std::string> names;
     std::vector<std::string> set;
@@ -151,7 +151,7 @@ void CProtocolManager::StartProtocols() {
     while (const auto name = table_.NextToCome()) {
         const auto instance = TakeUp(*name);
         if (!instance)
-            continue;  // it was removed or renamed meanwhile
+            continue;  // the instance was removed or renamed meanwhile
         if (instance->Protocol() == VexaDB::kProtocolNames[VexaDB::kProfinet])
             AwaitProfinetHardware();
         {
@@ -160,7 +160,8 @@ void CProtocolManager::StartProtocols() {
                 missing = 0;
                 continue;
             }
-            // The database has removed or renamed it just now and is about to tell: it is started under its new name.
+            // The database has just removed or renamed it, and its notice is still to come. After a rename the
+            // instance must start under its new name.
             ++missing;
             table_.GiveBack(instance);
         }
@@ -168,8 +169,8 @@ void CProtocolManager::StartProtocols() {
     }
 }
 
-/// Puts the next instance of the database into the table, unless a client has added it already; empty when it is not
-/// the next one any more.
+/// Puts the next instance of the database into the table, unless a client has added it already. Empty when it is not
+/// the next one any more or was removed.
 CProtocolManager::InstancePtr CProtocolManager::TakeUp(const std::string& name) {
     const kivsync::Turn turn(changes_);
     FollowNotes(InstanceTable::Which::Untried);
@@ -184,7 +185,7 @@ CProtocolManager::InstancePtr CProtocolManager::TakeUp(const std::string& name) 
     return table_.TakeUp(instance) ? instance : nullptr;
 }
 
-/// The Profinet hardware needs time before each of its instances; a stop request need not wait for it.
+/// The Profinet hardware needs time before each of its instances starts. A stop request ends the wait.
 void CProtocolManager::AwaitProfinetHardware() {
     auto delayMs = kProfinetDelayMs;
     const auto tuning = VexaUtils::Registry::Make(VexaUtils::kTuningKey);
@@ -212,7 +213,7 @@ void CProtocolManager::MonitorProtocol() {
         }
         for (const auto& instance : table_.All()) {
             if (StopRequested())
-                break;  // what would be restarted now would be stopped at once
+                break;  // an instance that is restarted now would be stopped at once
             if (instance->CheckInMs(passInMs) == 0)
                 CheckInstance(instance);
         }
@@ -228,11 +229,11 @@ void CProtocolManager::CheckInstance(const InstancePtr& instance) {
         return;
     const kivsync::Turn turn(changes_);
     if (!table_.MayStart(instance) || instance->ChangeCount() != changeCount)
-        return;  // somebody else has seen to it
+        return;  // another thread has changed the instance meanwhile
     const CProtocol::Change change(*instance);
     KIV_LOG_AS("CProtocolManager::MonitorProtocol", Logging::Error, "Protocol %s has stopped working",
                instance->Name().c_str());
-    // Both log what fails; the next pass tries again.
+    // Stop and Start log their failures; the next pass tries again.
     if (instance->IsRunning())
         static_cast<void>(instance->Stop());
     static_cast<void>(instance->Start(CProtocol::kDefaultStartTimeout));
@@ -244,7 +245,7 @@ void CProtocolManager::StopProtocols() {
         const kivsync::Turn turn(changes_);
         for (const auto& instance : table_.All()) {
             const CProtocol::Change change(*instance);
-            static_cast<void>(instance->Stop());  // it logs what fails, and the others are to be stopped all the same
+            static_cast<void>(instance->Stop());  // it logs a failure, and the other instances must be stopped as well
         }
         table_.Close();
     }

@@ -1,6 +1,6 @@
-// CProtocolManager: owns the machine's protocol instances. It starts every configured one, watches them, restarts any
-// that stopped working, stops them all at the end, serves the control server "protocolmanager", and follows the changes
-// committed to the settings database.
+// CProtocolManager: owns the machine's protocol instances. It starts every configured instance, monitors them, restarts
+// those that stopped working, stops all of them at the end, runs the control server "protocolmanager", and follows the
+// changes committed to the settings database.
 #pragma once
 
 #include <cstdint>
@@ -23,17 +23,17 @@
 #include "utils/sync/Line.h"
 #include "utils/sync/Mutex.h"
 
-/// Held by shared ownership. Threads: the host's main or console thread runs InternalMain; the control server's crew
-/// carries out the requests; the service control thread calls InternalMainStop; the observer operations arrive on
-/// whichever thread committed a change.
+/// Held by shared ownership. Threads: one thread of the host runs InternalMain, another one calls InternalMainStop; the
+/// control server's crew carries out the requests; a thread that commits a change to the database calls the observer
+/// operations.
 ///
-/// The line of changes: whoever adds, removes, renames, starts or stops an instance has the turn in it, from the
-/// decision to the event, and for as long as that takes. The database may be called with the turn held: what its
-/// notices leave to do is then done by the holder itself. Questions never stand in the line; they look at the table,
-/// whose lock is a short one, and at the instances' settled conditions.
+/// The line of changes: a thread that adds, removes, renames, starts or stops an instance has the turn in this line,
+/// from its decision to the event, however long that takes. It may call the database meanwhile; it then follows the
+/// notes that the database's notices leave. Questions never wait in the line: they read the table, whose lock is held
+/// only briefly, and ask the instances.
 ///
 /// Results: 0 success, -1 failure, kManagerInUse when other processes are connected to the instance,
-/// kManagerUnknownInstance where a handler says so.
+/// kManagerUnknownInstance for an unknown name in the requests remove, status and get clients.
 class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enable_shared_from_this<CProtocolManager> {
   public:
     using InstancePtr = InstanceTable::InstancePtr;
@@ -44,48 +44,52 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     explicit CProtocolManager(IServiceHost& host) : host_(host) {}
     ~CProtocolManager() override { Release(); }
 
-    /// Makes sure that this is the machine's only manager. False when it is not; `exitCode` is then the program's.
+    /// Makes sure that this is the machine's only manager; waits up to 5 s for an earlier one to end. False when
+    /// another one keeps running; `exitCode` is then the program's exit code.
     bool Init(std::int32_t& exitCode);
-    /// Takes the arguments after the program's path. False for one that is not the manager's, `badIndex` telling which.
-    /// Throws std::out_of_range for "--moni..." shorter than "--monitorwait:", which ends the program.
+    /// Reads the arguments after the program's path. False for an argument that is not the manager's; `badIndex` is
+    /// then its index. For "--moni..." shorter than "--monitorwait:" it throws std::out_of_range, which ends the
+    /// program.
     bool ParseArguments(const wchar_t* const* arguments, std::int32_t count, std::int32_t& badIndex);
-    /// The service's life, from the first instance's start to the last one's stop; 0.
+    /// Runs the service, from the start of the first instance to the stop of the last one. Always 0.
     std::int32_t InternalMain();
-    /// Requests the stop and returns once every instance is stopped; 0.
+    /// Requests the stop and returns when every instance is stopped. Always 0.
     std::int32_t InternalMainStop();
-    /// Takes everything down. Safe to call twice.
+    /// Stops both servers, drops the instances and lets another manager run. Safe to call twice.
     void Release();
 
+    /// The time between two passes of the monitor in ms.
     std::uint32_t MonitorWaitTime() const { return monitorWaitTime_; }
 
-    /// The first instance of exactly that name; empty when there is none.
+    /// The instance of exactly that name; empty when there is none.
     InstancePtr GetProtocol(const std::string& name) { return table_.Find(name); }
+    // Each operation from here to RenameProtocol waits for its turn in the line of changes.
     [[nodiscard]] std::int32_t StartProtocol(const std::string& name);
     [[nodiscard]] std::int32_t StopProtocol(const std::string& name);
     [[nodiscard]] std::int32_t RestartProtocol(const std::string& name);
-    /// Registers the instance in the database and the table, or takes one of the database into the table; it is not
-    /// started.
+    /// Adds the instance to the database and the table, or only to the table when the database has it already. Does not
+    /// start it.
     [[nodiscard]] std::int32_t AddProtocol(const std::string& name, std::uint32_t type);
-    /// Renames a running instance and its table entry, not the database's.
+    /// Renames the instance in the table and starts it again if it runs. The database keeps the old name.
     [[nodiscard]] std::int32_t RenameProtocol(const std::string& oldName, const std::string& newName);
 
     // VexaDBServerOpObserver
     void InstanceTypeChanged(std::string, std::uint32_t) override {}
-    /// Only noted, as a rename: to follow it takes long.
+    /// Only sets a note, as for a rename, because it takes long to follow it.
     void InstanceRemoved(std::string instance) override { table_.NoteRemoved(instance); }
     void InstanceRenamed(std::string oldName, std::string newName) override;
     void Uint32Changed(std::string, std::string, std::uint32_t, std::uint32_t) override {}
     void StringChanged(std::string instance, std::string setting, std::string oldValue, std::string newValue) override;
     void Follow() override;
 
-    /// The clock that command durations are measured with; set before InternalMain.
+    /// Sets the clock for the durations of commands and for restarts; call it before InternalMain.
     void SetClock(Clock clock) { clock_ = std::move(clock); }
 
   private:
     using EventPtr = std::shared_ptr<kivsync::Event>;
 
-    /// Takes the mutex of the machine's only manager; somebody else's handle to it means nothing. A manager that
-    /// reported its stop may still be closing its servers: it is waited for.
+    /// Locks the mutex of the machine's only manager; a mere handle of another process to it does not matter. Waits for
+    /// an earlier manager that has reported its stop and is still closing its servers.
     bool ClaimMachine();
 
     // The phases of InternalMain.
@@ -103,18 +107,18 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     bool StopRequested() { return stopRequestEvent_->Wait(0) == 0; }
     InstancePtr MakeInstance(const std::string& name);
 
-    // Changes (ProtocolManagerChanges.cpp), with the turn in the line held.
+    // Changes (ProtocolManagerChanges.cpp). The calling thread has the turn in the line of changes.
     [[nodiscard]] std::int32_t StartProtocol(const InstancePtr& instance);
     [[nodiscard]] std::int32_t RenameProtocols(const std::vector<InstanceTable::Renaming>& renamings);
     bool MayGetName(const InstancePtr& instance, const std::string& name);
     [[nodiscard]] std::int32_t RemoveProtocol(const InstancePtr& instance);
-    /// Does what the database's notices left to do, or those of them that nobody has tried.
+    /// Follows the notes that the database's notices left: all, or only those that nobody has tried to follow.
     void FollowNotes(InstanceTable::Which which);
-    /// What fails stays noted.
+    /// Follows the instance's note, if it has one. On failure the note stays.
     std::int32_t FollowNote(const InstancePtr& instance);
     [[nodiscard]] std::int32_t FollowRemoval(const InstancePtr& instance, const InstanceTable::Note& note);
     [[nodiscard]] std::int32_t FollowRename(const InstancePtr& instance);
-    /// Follows the note of the instance of that name, if it has one, now that a command comes to it.
+    /// Follows the note of the instance that has the name or is to get it, before a command for that name.
     void FollowNoteOf(const std::string& name);
 
     // The commands (ProtocolManagerCommands.cpp).
@@ -125,7 +129,8 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     IPCPayload HandleList(const IPC& request);
     IPCPayload HandleStatus(const IPC& request);
     IPCPayload HandleGetClients(const IPC& request);
-    /// Calls the database for a property of an instance that is in the table; -1 for another.
+    /// Reads or writes a property through `call`, an operation of the database; -1 when the instance is not in the
+    /// table.
     template <class Fields, class Call, class Value>
     [[nodiscard]] std::int32_t OnProperty(const Fields& fields, Call call, Value& value) {
         const auto instance = fields.instance.Text();
@@ -145,7 +150,7 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     IServiceHost& host_;
     const EventPtr stopRequestEvent_ = kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
     const EventPtr stoppedEvent_ = kivsync::Event::Make(kivsync::Reset::Manual, kivsync::Initially::Clear);
-    // A stop is requested, or a restart planned.
+    // Set when a stop is requested or a restart is planned.
     const EventPtr monitorEvent_ = kivsync::Event::Make(kivsync::Reset::Auto, kivsync::Initially::Clear);
     std::shared_ptr<kivsync::Mutex> onlyManager_;  // held from Init to Release, or to the end of the process
 
@@ -153,7 +158,7 @@ class CProtocolManager : public VexaDB::VexaDBServerOpObserver, public std::enab
     InstanceTable table_;
 
     std::uint32_t monitorWaitTime_ = 300000;  // ms
-    std::uint32_t restartDelay_ = 0;          // ms; 0: what has died is restarted by the monitor's next pass
+    std::uint32_t restartDelay_ = 0;          // ms; 0: the monitor's next pass restarts a child that has died
     Clock clock_ = platform::MonotonicNanoseconds;
     std::shared_ptr<VexaDB::VexaDBServer> server_;
     std::unique_ptr<VexaDB::VexaDBSession> db_;

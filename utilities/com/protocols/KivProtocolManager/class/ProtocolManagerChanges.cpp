@@ -1,5 +1,5 @@
-// The changes of CProtocolManager: what adds, removes, renames, starts and stops instances, on a client's command or
-// because the settings database has changed. One at a time, in the line of changes.
+// The changes of CProtocolManager: it adds, removes, renames, starts and stops instances, on a client's command or
+// because the settings database has changed. The line of changes lets only one change happen at a time.
 
 #include <algorithm>
 #include <list>
@@ -54,7 +54,7 @@ std::int32_t CProtocolManager::StartProtocol(const InstancePtr& instance) {
         KIV_LOG(Logging::Error, "Started protocol %s stalled", name.c_str());
         return kManagerFailure;
     }
-    // The text is what those who read the log know.
+    // People search their logs for this text.
     KIV_LOG(Logging::Info, "int32_t CProtocolManager::StartProtocol(std::shared_ptr<CProtocol> Protocol)");
     instance->GetClientCount();
     KIV_LOG(Logging::Warning, "Started protocol %s", name.c_str());
@@ -70,13 +70,13 @@ std::int32_t CProtocolManager::StopProtocol(const std::string& name) {
     const kivsync::Turn turn(changes_);
     const auto [noted, isRemoved] = table_.FindNoted(name);
     if (noted && FollowNote(noted) == 0 && isRemoved && !table_.Find(name))
-        return 0;  // stopped, and dropped as the database wants it
+        return 0;  // stopped, and dropped because the database has removed it
     const auto instance = GetProtocol(name);
     if (!instance)
         return kManagerFailure;
     Change change(*instance);
     if (!instance->IsRunning()) {
-        instance->SetStopped();  // also one that is meant to run: the monitor leaves it alone from now on
+        instance->SetStopped();  // it may be meant to run: from now on the monitor leaves it alone
         return 0;
     }
     if (instance->GetUse() == CProtocol::Use::Others) {
@@ -142,9 +142,9 @@ std::int32_t CProtocolManager::ProcessRemoveProtocol(const std::string& name) {
     if (instance->GetUse() == CProtocol::Use::Others) {
         KIV_LOG(Logging::Error, "Cannot remove %s because it is still in use!", name.c_str());
     } else if (isRemoved && noted == instance) {
-        result = RemoveProtocol(instance);  // the database has removed it before
+        result = RemoveProtocol(instance);  // the database has removed it already
     } else {
-        // The instance leaves the table because the database reports its removal.
+        // The database's notice of the removal leaves a note; FollowNotes then removes the instance from the table.
         result = db_->RemoveInstance(name);
         FollowNotes(Which::Untried);
     }
@@ -152,7 +152,7 @@ std::int32_t CProtocolManager::ProcessRemoveProtocol(const std::string& name) {
     return result;
 }
 
-/// Stops and drops an instance that the database no longer holds. One that others use stays, running, in the table.
+/// Stops and drops an instance that the database no longer has. One in use keeps running and stays in the table.
 std::int32_t CProtocolManager::RemoveProtocol(const InstancePtr& instance) {
     const Change change(*instance);
     const auto name = instance->Name();
@@ -175,8 +175,8 @@ std::int32_t CProtocolManager::RenameProtocol(const std::string& oldName, const 
     return RenameProtocols({{instance, newName}});
 }
 
-/// Two instances of one name would end each other's children, and a child that serves under the name of one of the
-/// manager's own servers could not be told from that.
+/// Two instances of one name would end each other's children. Nobody could tell a child that served under the name of
+/// one of the manager's own servers from that server.
 bool CProtocolManager::MayGetName(const InstancePtr& instance, const std::string& name) {
     if (!name.empty() && !IsReservedName(name) && !table_.IsTaken(name, instance))
         return true;
@@ -188,7 +188,7 @@ bool CProtocolManager::MayGetName(const InstancePtr& instance, const std::string
     return false;
 }
 
-/// Renames one instance, or several that wait for each other's names in one step.
+/// Renames one instance, or in one step several that wait for each other's names.
 std::int32_t CProtocolManager::RenameProtocols(const std::vector<InstanceTable::Renaming>& renamings) {
     constexpr const char* kFunction = "CProtocolManager::RenameProtocol";
     std::list<Change> changes;
@@ -231,7 +231,7 @@ std::int32_t CProtocolManager::RenameProtocols(const std::vector<InstanceTable::
 
 void CProtocolManager::Follow() {
     if (changes_.IsHeldHere())
-        return;  // a change of the manager's own, which follows by itself
+        return;  // one of the manager's own changes, which follows the notes itself
     const kivsync::Turn turn(changes_);
     FollowNotes(Which::Untried);
 }
@@ -246,8 +246,8 @@ void CProtocolManager::FollowNoteOf(const std::string& name) {
         FollowNote(instance);
 }
 
-/// What the database said is done at once, if the instance is not in use. Otherwise it waits until the instance is free
-/// for certain: a child that does not answer may be in use.
+/// The first attempt follows the note unless the instance is known to be in use. Every later attempt waits until the
+/// instance is certainly free: a child that does not answer may be in use.
 std::int32_t CProtocolManager::FollowNote(const InstancePtr& instance) {
     const auto note = table_.NoteOf(instance);
     if (!note)
@@ -270,7 +270,7 @@ std::int32_t CProtocolManager::FollowRemoval(const InstancePtr& instance, const 
     return FollowNote(instance);
 }
 
-/// The new name may still be another instance's, which waits itself: for its removal, or for its own new name.
+/// The new name may still belong to another instance, which itself waits for its removal or for its own new name.
 std::int32_t CProtocolManager::FollowRename(const InstancePtr& instance) {
     std::vector<InstanceTable::Renaming> path;
     auto holder = instance;
@@ -283,7 +283,7 @@ std::int32_t CProtocolManager::FollowRename(const InstancePtr& instance) {
         holder = table_.Find(note->name);
         if (holder == instance)
             return RenameProtocols(path);
-        // Notices that come meanwhile may bend the path to a circle; whoever brought them follows after this.
+        // Notices that arrive meanwhile may turn the path into a circle. Their thread follows them after this change.
         if (std::any_of(path.begin(), path.end(), [&](const auto& step) { return step.first == holder; }))
             return kManagerInUse;
         note = table_.NoteOf(holder);
@@ -291,7 +291,7 @@ std::int32_t CProtocolManager::FollowRename(const InstancePtr& instance) {
     if (note && FollowNote(holder) != 0)
         return kManagerInUse;
     for (auto last = path.rbegin(); last != path.rend(); ++last) {
-        // A refusal is logged once.
+        // MayGetName logs its refusal. Only the first attempt does that.
         if ((tried && table_.IsTaken(last->second, last->first)) || !MayGetName(last->first, last->second))
             return kManagerFailure;
         if (const auto result = RenameProtocols({*last}); result != 0)

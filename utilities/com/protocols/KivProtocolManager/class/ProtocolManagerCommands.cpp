@@ -1,4 +1,4 @@
-// The command side of CProtocolManager: what its control server does with each command, and in which turn.
+// The commands of CProtocolManager: how its control server carries out each command, and in which turn.
 
 #include <optional>
 
@@ -10,9 +10,8 @@ namespace {
 
 constexpr std::int64_t kLongCommandNanoseconds = 50'000'000'000;
 
-/// The payload of the reply: `carryOut` (the request's fields, the reply to fill in, to result) is not called when the
-/// request is shorter than its fields, or a text of it
-/// has no end.
+/// The reply's payload. `carryOut(fields, reply)` fills in the reply and returns its result. When the request is
+/// shorter than its fields, or one of its texts has no zero byte, `carryOut` is not called and the result is -1.
 template <class Request, class Reply, class CarryOut>
 IPCPayload Answer(const IPC& request, CarryOut carryOut) {
     Reply reply;
@@ -45,7 +44,7 @@ void CProtocolManager::ProcessIPC() {
             [this](const IPC& request) {
                 if (request.Command() != kIpcStop)
                     return;
-                IPCServer::AwaitWritten(request);  // the stop closes the connection: the answer goes first
+                IPCServer::AwaitWritten(request);  // the stop closes the connection, so the reply must be out first
                 RequestStop();
             },
     };
@@ -77,7 +76,7 @@ IPCServer::Turn CProtocolManager::TurnOf(const IPC& request) {
     }
 }
 
-/// The reply's payload; nothing for a number that is no command, for which no answer is agreed.
+/// The reply's payload; nothing for an unknown command, which gets no reply.
 std::optional<IPCPayload> CProtocolManager::Handle(const IPC& request) {
     const auto onInstance = [&](std::int32_t (CProtocolManager::*change)(const std::string&)) {
         return Answer<ipc_mngctrl_instance_request, ipc_mngctrl_result_reply>(

@@ -1,4 +1,4 @@
-// The events of CProtocolManager to its clients, and its side as the settings database's observer.
+// CProtocolManager's events to its clients, and its operations as observer of the settings database.
 
 #include "protocols/KivProtocolManager/class/ProtocolManager.h"
 #include "protocols/control/ControlMessages.h"
@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Where the calling thread wants the result of announcing the string that it is about to write; null: nowhere.
+/// Gets the result of announcing the string that the calling thread is about to write; null when it writes none.
 thread_local std::int32_t* ownStringChange = nullptr;
 
 }  // namespace
@@ -21,7 +21,7 @@ void CProtocolManager::StringChanged(std::string instance, std::string setting, 
     const ipc_mngctrl_change_str_property_event event{instance, setting, oldValue, newValue};
     const auto announce = [&] { return ipcServer_.Broadcast(IPC::Notice(kEventStringChanged, wire::Encode(event))); };
     announce();
-    // A client's own change is announced twice, with nothing of another change between the two.
+    // A client's own change is announced twice, and no other change is announced between the two.
     if (ownStringChange != nullptr)
         *ownStringChange = announce();
 }

@@ -12,9 +12,9 @@
 
 namespace {
 
-constexpr wchar_t kOwnProcessServiceName[] = L"";  // a service that has its process to itself needs no name
+constexpr wchar_t kOwnProcessServiceName[] = L"";  // the system ignores the name of a service with its own process
 
-std::weak_ptr<ServiceHost> theHost;  // the process's one; the system gives the service-main entry no context
+std::weak_ptr<ServiceHost> theHost;  // the process's only host; the system passes no context to ServiceMainEntry
 
 std::wstring LocalTimestamp() {
     const auto now = std::time(nullptr);
@@ -48,7 +48,7 @@ void WriteToStandardOutput(const std::wstring& message) {
     std::fflush(stdout);
 }
 
-/// What a control results in whose callback is this one.
+/// Calls the callback of a control and returns the control's result.
 template <class Callback, class... Arguments>
 DWORD Call(const Callback& callback, Arguments... arguments) {
     if (!callback)
@@ -57,8 +57,8 @@ DWORD Call(const Callback& callback, Arguments... arguments) {
     return NO_ERROR;
 }
 
-/// Keeps a click into the console from holding up everything that writes to it, until the program ends: also by Ctrl-C
-/// or with its window.
+/// Turns off the console's quick-edit mode, in which a click into the window blocks every thread that writes to it.
+/// Restores the mode when the program ends, also by Ctrl-C or by the end of its window.
 class NoQuickEdit {
   public:
     NoQuickEdit() {
@@ -73,7 +73,7 @@ class NoQuickEdit {
     NoQuickEdit& operator=(const NoQuickEdit&) = delete;
 
   private:
-    /// FALSE: what the signal does otherwise happens, too.
+    /// Returns FALSE, so that the signal also has its usual effect.
     static BOOL WINAPI Restore(DWORD /*signal*/) {
         if (known)
             SetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), mode | ENABLE_EXTENDED_FLAGS);
@@ -187,8 +187,8 @@ std::int32_t ServiceHost::RunAsService() {
     SERVICE_TABLE_ENTRYW table[] = {{name, &ServiceHost::ServiceMainEntry}, {nullptr, nullptr}};
     if (!StartServiceCtrlDispatcherW(table))
         return static_cast<std::int32_t>(GetLastError());
-    // The dispatcher returns as soon as STOPPED is reported, or the service's thread has ended, while that thread or
-    // the control that stopped it may still be at work on what the caller is about to destroy.
+    // The dispatcher returns as soon as STOPPED is reported or the service's thread has ended. That thread, or the
+    // control that stopped it, may still use what the caller is about to destroy.
     if (serviceMainThread_)
         WaitForSingleObject(serviceMainThread_.Get(), INFINITE);
     const std::scoped_lock noControl(controlLock_);
@@ -261,7 +261,7 @@ DWORD ServiceHost::Control(const std::function<void(ControlCode)>& callback, Con
 
 void ServiceHost::SetPlatformState(DWORD state) {
     const std::lock_guard hold(statusLock_);
-    // There is no way back from a stop, whatever was under way when it came.
+    // Once a stop is pending, only its end may be reported, even if a start was in progress when it came.
     const bool stopping = status_.dwCurrentState == SERVICE_STOP_PENDING && state != SERVICE_STOPPED;
     if (status_.dwCurrentState == state || status_.dwCurrentState == SERVICE_STOPPED || stopping)
         return;
@@ -272,7 +272,7 @@ void ServiceHost::SetPlatformState(DWORD state) {
     Report();
 }
 
-/// Tells the system; the status lock is held.
+/// Reports the status to the system. Called with the status lock held.
 void ServiceHost::Report() {
     if (statusHandle_)
         SetServiceStatus(statusHandle_, &status_);

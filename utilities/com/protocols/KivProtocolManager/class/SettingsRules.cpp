@@ -8,19 +8,19 @@
 
 namespace {
 
-// The operations of the manager whose names the lines bear.
+// The operations of the manager that the log names for these rules.
 constexpr const char* kSetPortOwner = "CProtocolManager::SetPortOwner";
 constexpr const char* kCleanupEip = "CProtocolManager::CleanupEipInstance";
 constexpr const char* kCleanupProfinet = "CProtocolManager::CleanupSoftwareProfinetInstance";
 
 using Names = std::vector<std::string>;
 
-/// Thrown within the port rule, which has no answer without it.
+/// Thrown when the port rule cannot decide, because something it needs cannot be read.
 struct CannotRead {
     std::string what;
 };
 
-/// What was read; a missing setting counts as 0 or the empty text.
+/// The value that was read, 0 or the empty text for a missing setting. Throws CannotRead when the read failed.
 template <class Value>
 Value Known(std::optional<Value> read, const std::string& instance) {
     if (!read)
@@ -51,10 +51,11 @@ Names FindProtocol(VexaDB::VexaDBSession& db, std::uint32_t type, const std::str
     return names;
 }
 
-/// Of the database's instances. The instance itself is among them when somebody made it the owner meanwhile.
+/// PortOwnersInTheWay among the database's instances. The instance itself is one of them when somebody has made it the
+/// owner meanwhile.
 Names OwnersInTheWay(VexaDB::VexaDBSession& db, CProtocol& instance, const std::string& port) {
     const auto name = instance.Name();
-    // An instance without a type is one whose type could not be read when it was made.
+    // The type is 0 when it could not be read at the construction of the instance: read it again.
     const auto type = instance.Type() != 0 ? instance.Type() : Known(db.ReadNumber(name, "type"), name);
     const auto mode = type == VexaDB::kModbus ? Known(db.ReadText(name, "mode"), name) : "";
     return PortOwnersInTheWay(type, port, mode,

@@ -1,4 +1,4 @@
-// Filling the global settings from the settings database.
+// Fills the global settings from the settings database.
 #include <cstdint>
 #include <memory>
 #include <type_traits>
@@ -24,7 +24,7 @@ std::shared_ptr<VexaDB::VexaDBServerInterface> Database() {
 void GlobalSettings::LoadSettings() {
     auto settings = Get();
     VexaDB::VexaDBSession database(Database());
-    // A number, or a flag: any number but 0 sets it. Both are logged as they are in force.
+    // The field is a number or a flag; any number but 0 sets a flag. The log shows the value in force, read or not.
     const auto load = [&database](const char* key, const char* title, auto& field) {
         std::uint32_t value = 0;
         if (database.GetUint32("", key, value) == 0)

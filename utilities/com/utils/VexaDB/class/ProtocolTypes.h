@@ -18,7 +18,7 @@ enum ProtocolType : std::uint32_t {
     kSampleProtocol = 7,
 };
 
-/// Indexed by type number.
+/// The names of the types, indexed by type number.
 inline constexpr std::array<std::string_view, 8> kProtocolNames = {
     "",
     "ProfinetProtocol",

@@ -18,17 +18,18 @@
 
 namespace VexaDB {
 
-/// Any thread. Every operation waits at most 5000 ms for its reply, if not told otherwise, CloseSession 500 ms.
-/// Results: the reply's status; -1 before Connect; kIpcCannotSend or kIpcNoReply when the server does not answer. Names
-/// and texts are cut to 49 characters.
+/// Any thread may call any operation. CloseSession waits at most 500 ms for its reply, every other operation
+/// `replyTimeoutMs`, which is 5000 ms by default. Results: the reply's status; -1 before Connect and for a reply that
+/// cannot be decoded; kIpcCannotSend or kIpcNoReply when the server does not answer. Names and texts are cut to 49
+/// characters.
 class VexaDBIPCClient : public VexaDBServerInterface {
   public:
     using VexaDBServerInterface::GetString;
     using VexaDBServerInterface::GetUint32;
 
     VexaDBIPCClient() = default;
-    /// Over a connection to the database that the caller has made, with its own time for each reply but
-    /// CloseSession's, in ms.
+    /// Uses a connection to the database that the caller has made. `replyTimeoutMs` is the wait for each reply, except
+    /// that of CloseSession.
     explicit VexaDBIPCClient(std::shared_ptr<IPCClient> connection, std::uint32_t replyTimeoutMs = kReplyTimeout)
         : replyTimeoutMs_(replyTimeoutMs), client_(std::move(connection)) {}
 
@@ -62,7 +63,7 @@ class VexaDBIPCClient : public VexaDBServerInterface {
                 instances.push_back(name.Text());
         });
     }
-    /// The entries carry no values.
+    /// The entries have names and kinds, but no values.
     std::int32_t GetInstanceSettings(SessionId session, const std::string& instance,
                                      std::vector<SettingEntry>& settings) override {
         return Call(kDatabaseGetInstanceSettings, {{session}, instance}, [&](const auto& reply) {
@@ -77,7 +78,7 @@ class VexaDBIPCClient : public VexaDBServerInterface {
         Call(kDatabaseIsInstanceExist, {{session}, instance}, [&](const auto& reply) { exists = reply.value != 0; });
         return exists;
     }
-    /// Observers belong to the process that owns the database: both -1.
+    /// Always -1, as is RemoveObserver: only the process that owns the database can observe it.
     std::int32_t AddObserver(const std::shared_ptr<VexaDBServerOpObserver>&) override { return -1; }
     std::int32_t RemoveObserver(const std::shared_ptr<VexaDBServerOpObserver>&) override { return -1; }
     /// False also when the server does not answer.
@@ -87,7 +88,7 @@ class VexaDBIPCClient : public VexaDBServerInterface {
         return valid;
     }
 
-    /// Connects, or connects anew; true when connected.
+    /// Connects, also again after a lost connection; true when connected.
     [[nodiscard]] virtual bool Connect() {
         auto client = client_.Lock();
         if (!*client || !(*client)->IsConnected())
@@ -100,7 +101,7 @@ class VexaDBIPCClient : public VexaDBServerInterface {
     static constexpr std::uint32_t kReplyTimeout = 5000;
     static constexpr std::uint32_t kCloseSessionTimeout = 500;
 
-    /// For a call that has its status as its whole answer.
+    /// For a reply that carries only its status.
     static constexpr auto kStatusOnly = [](const auto&) {};
 
     template <class Request, class Reply, class Take>
@@ -108,8 +109,8 @@ class VexaDBIPCClient : public VexaDBServerInterface {
         const auto timeout = command == kDatabaseCloseSession ? kCloseSessionTimeout : replyTimeoutMs_;
         return Send<Reply>(IPC::Request(command, Encode(request)), timeout, take);
     }
-    /// Sends the request and waits for its reply: its status, or why there is none. `take` is given a reply with the
-    /// status 0.
+    /// Sends the request and waits for its reply. Returns the reply's status, or the framework's result when there is
+    /// no reply. Calls `take` with a reply of status 0.
     template <class Reply, class Take>
     std::int32_t Send(const std::shared_ptr<IPC>& request, std::uint32_t timeoutMs, Take take) {
         const auto client = *client_.Lock();

@@ -9,7 +9,7 @@ namespace VexaDB {
 
 VexaDBIPCServer::Handlers VexaDBIPCServer::MakeHandlers(VexaDBServerInterface& database) {
     Handlers handlers;
-    // `call` fills the reply and gives its status. What cannot be decoded leaves it empty but for its status.
+    // `call` fills the reply and returns its status. For a request that cannot be decoded, only the status is filled.
     const auto add = [&](auto command, Turn turn, auto call) {
         handlers[command] = {turn, [call](const IPCPayload& payload) {
                                  typename decltype(command)::RequestType request;
@@ -18,7 +18,7 @@ VexaDBIPCServer::Handlers VexaDBIPCServer::MakeHandlers(VexaDBServerInterface& d
                                  return Encode(reply);
                              }};
     };
-    // What no observer hears of is answered at once, by the thread that reads it.
+    // `read` is for short requests of which no observer is told: the thread that receives one answers it at once.
     const auto change = [&](auto command, auto call) { add(command, Turn::Question, call); };
     const auto read = [&](auto command, auto call) { add(command, Turn::AtOnce, call); };
 

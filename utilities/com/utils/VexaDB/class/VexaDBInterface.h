@@ -1,4 +1,4 @@
-// The store interface: instances, each with its table of settings.
+// VexaDB::VexaDBInterface: a store of instances, each with its table of settings.
 #pragma once
 
 #include <algorithm>
@@ -12,9 +12,10 @@
 
 namespace VexaDB {
 
+/// The kind of a setting's value; the numbers are those on the wire.
 enum class SettingKind : std::uint32_t { String = 0, Number = 1 };
 
-/// One setting as the lists give it.
+/// One setting; `kind` says whether `number` or `text` holds its value.
 struct SettingEntry {
     std::string name;
     SettingKind kind = SettingKind::String;
@@ -22,21 +23,22 @@ struct SettingEntry {
     std::string text;
 };
 
-/// Setting names compare as the registry compares them: without regard to letter case.
+/// Whether both names mean the same setting. As in the registry, letter case does not matter, here only for A to Z.
 inline bool IsSameSetting(std::string_view one, std::string_view other) {
     const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
     return std::ranges::equal(one, other, {}, lower, lower);
 }
 
-/// The setting of that name; null when there is none.
+/// The element of `settings` with that name; null when there is none.
 inline const SettingEntry* FindSetting(const std::vector<SettingEntry>& settings, std::string_view name) {
     const auto found = std::ranges::find_if(settings, [name](const auto& s) { return IsSameSetting(s.name, name); });
     return found == settings.end() ? nullptr : &*found;
 }
 
-/// Results: 0 success, -1 failure: the instance or the setting is missing, has the other kind, the name is taken, or
-/// the registry refuses. A failed read leaves its output untouched; a setting that is set is made when it is missing.
-/// The empty instance name addresses the database-wide settings. Not locked: the database server serializes the calls.
+/// Results: 0 success, -1 failure: the instance or the setting is missing, the setting has the other kind, the name is
+/// taken or cannot be stored, or the registry refuses. A failed read leaves its output untouched. SetUint32 and
+/// SetString create a missing setting. The empty instance name addresses the database-wide settings. Not thread-safe:
+/// the database server serializes the calls.
 class VexaDBInterface {
   public:
     virtual ~VexaDBInterface() = default;

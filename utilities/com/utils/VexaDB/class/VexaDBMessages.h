@@ -20,13 +20,13 @@ using SessionId = std::int64_t;
 inline constexpr SessionId kServiceSession = 0;
 inline constexpr SessionId kInvalidSession = -1;
 
-/// A session alone.
+/// A request that carries only its session.
 struct ipc_vexadb_session_request {
     wire::i64 session;  // offset 0, size 8
 };
 static_assert(sizeof(ipc_vexadb_session_request) == 8);
 
-// A record that continues another one begins with its fields. Nothing is padded, so the sizes settle the offsets.
+// A derived record begins with the fields of its base. There is no padding, so the asserted sizes prove the offsets.
 
 struct ipc_vexadb_add_instance_request : ipc_vexadb_session_request {
     wire::u32 type;       // offset 8, size 4
@@ -35,7 +35,7 @@ struct ipc_vexadb_add_instance_request : ipc_vexadb_session_request {
 };
 static_assert(sizeof(ipc_vexadb_add_instance_request) == 62);
 
-/// One instance: remove, list of settings, existence.
+/// Requests about one instance: remove it, list its settings, ask whether it exists.
 struct ipc_vexadb_instance_request : ipc_vexadb_session_request {
     wire::Name instance;  // offset 8, size 50: empty for the database-wide settings
     bool HasEndedTexts() const { return instance.IsEnded(); }
@@ -49,7 +49,7 @@ struct ipc_vexadb_rename_instance_request : ipc_vexadb_session_request {
 };
 static_assert(sizeof(ipc_vexadb_rename_instance_request) == 108);
 
-/// One setting.
+/// Requests to read one setting.
 struct ipc_vexadb_get_setting_request : ipc_vexadb_instance_request {
     wire::Name setting;  // offset 58, size 50
     bool HasEndedTexts() const { return ipc_vexadb_instance_request::HasEndedTexts() && setting.IsEnded(); }
@@ -67,14 +67,14 @@ struct ipc_vexadb_set_setting_str_request : ipc_vexadb_get_setting_request {
 };
 static_assert(sizeof(ipc_vexadb_set_setting_str_request) == 158);
 
-/// A status alone.
+/// A reply that carries only its status: 0 success, -1 failure.
 struct ipc_vexadb_status_reply {
     wire::i32 status;  // offset 0, size 4
 };
 static_assert(sizeof(ipc_vexadb_status_reply) == 4);
 
-/// A status with a value: a setting, read or as the request set it; the answer to a question, 0 or 1; a session; or, at
-/// the head of a list, the number of the names or setting entries that follow.
+/// A reply of a status and one value. The value is a setting (as read, or as the request set it), the answer 0 or 1 to
+/// a question, a session, or, at the head of a list, the number of names or setting entries that follow.
 template <class Value>
 struct ipc_vexadb_value_reply : ipc_vexadb_status_reply {
     Value value;  // offset 4
@@ -98,13 +98,13 @@ static_assert(sizeof(ipc_vexadb_setting_entry) == 54 && offsetof(ipc_vexadb_sett
 /// A request without a payload.
 struct NoFields {};
 
-/// A list reply as a whole: the list is on the wire behind its head.
+/// A whole list reply. On the wire the head, ipc_vexadb_list_reply, comes first, then the entries.
 template <wire::WireRecord Entry>
 struct ListReply : ipc_vexadb_status_reply {
     std::vector<Entry> entries;
 };
 
-// The other names under which the records are known to the authors of clients.
+// Authors of clients know the records by these names as well.
 using ipc_vexadb_remove_instance_request = ipc_vexadb_instance_request;
 using ipc_vexadb_get_setting_num32_request = ipc_vexadb_get_setting_request;
 using ipc_vexadb_get_setting_str_request = ipc_vexadb_get_setting_request;
@@ -128,7 +128,7 @@ using ipc_vexadb_commit_reply = ipc_vexadb_status_reply;
 using ipc_vexadb_reset_reply = ipc_vexadb_status_reply;
 using ipc_vexadb_is_session_valid_reply = ipc_vexadb_is_instance_exist_reply;
 
-/// The number of a command, with what its request and its reply carry.
+/// The number of a command, with the types of its request and its reply.
 template <class Request, class Reply>
 struct Command {
     using RequestType = Request;
@@ -160,7 +160,7 @@ inline constexpr StatusCommand<ipc_vexadb_session_request> kDatabaseCommit{514};
 inline constexpr StatusCommand<ipc_vexadb_session_request> kDatabaseReset{515};
 inline constexpr Command<ipc_vexadb_session_request, ipc_vexadb_is_session_valid_reply> kDatabaseIsSessionValid{516};
 
-/// The payload of a request or a reply.
+/// Encodes the payload of a request or a reply.
 using wire::Encode;
 
 inline IPCPayload Encode(const NoFields&) {
@@ -176,7 +176,8 @@ IPCPayload Encode(const ListReply<Entry>& reply) {
     return payload;
 }
 
-/// Reads what Encode wrote; false when it cannot be decoded. A list is there only with the status 0.
+/// Decodes a payload that Encode wrote. False when it is too short, or when a text of a request has no zero byte. The
+/// entries of a list are read only when its status is 0.
 template <wire::WireRecord Record>
 bool DecodePayload(std::span<const std::uint8_t> payload, Record& record) {
     const auto decoded = wire::Decode<Record>(payload);

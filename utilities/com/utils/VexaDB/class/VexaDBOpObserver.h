@@ -1,4 +1,4 @@
-// How a store reports its changes.
+// VexaDB::VexaDBOpObserver: the interface through which a store reports its changes.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,8 @@
 
 namespace VexaDB {
 
-/// Called synchronously by the store that changed, in registration order.
+/// The store calls its observers in the order of their registration, on the thread that made the change, before the
+/// operation returns.
 class VexaDBOpObserver {
   public:
     virtual void InstanceAdded(std::string instance) = 0;

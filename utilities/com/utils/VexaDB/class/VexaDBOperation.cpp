@@ -56,7 +56,7 @@ std::int32_t SetString::Execute(const std::shared_ptr<VexaDBInterface>& store) c
 
 std::int32_t SetUint32::Execute(const std::shared_ptr<VexaDBInterface>& store) const {
     const auto& [instance, setting, value] = fields_;
-    // "SetUin32" is how the line has always read; its readers search for it.
+    // The line has always said "SetUin32", and people search their logs for it.
     KIV_LOG(Logging::Notice, "VexaDB SetUin32 instance %s setting:%s value:%d", instance.c_str(), setting.c_str(),
             static_cast<std::int32_t>(value));
     return store->SetUint32(instance, setting, value);

@@ -14,23 +14,24 @@
 
 namespace VexaDB {
 
-/// The settings that every instance has from its addition on, in the order in which they are written. `type` is an
-/// index of kProtocolNames.
+/// The settings that a new instance of `type` (an index of kProtocolNames) gets, in the order in which they are
+/// written.
 std::vector<SettingEntry> NewInstanceSettings(std::uint32_t type);
 
 namespace Operation {
 
-/// Does not change once made, so the batch and the store it runs against may share it.
+/// Immutable, so that a batch and its caller may share it.
 class VexaDBOperation {
   public:
     virtual ~VexaDBOperation() = default;
-    /// Applies the change to the store and logs it at level Notice; 0, or the store's result.
+    /// Applies the change to the store and logs it at level Notice. 0, the store's result, or -1 for fields that the
+    /// operation refuses.
     [[nodiscard]] virtual std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const = 0;
-    /// The request by which another process has the database make this change. Texts are cut to what a request carries.
+    /// The request that makes this change in the database of another process. Texts are cut to 49 characters.
     virtual std::shared_ptr<IPC> Request(SessionId session) const = 0;
 };
 
-/// What an operation is made of, in the order of its constructor's arguments, which is that of its request.
+/// Holds the fields of an operation. The constructor's arguments have the order of the fields in the request.
 template <auto kCommand, class... Fields>
 class OperationOf : public VexaDBOperation {
   public:
@@ -51,32 +52,32 @@ class OperationOf : public VexaDBOperation {
                   (sizeof(wire::i64) + ... + sizeof(OnTheWire(std::declval<Fields>()))));
 };
 
-/// Type, an index of kProtocolNames, and instance. Creates the instance with the settings that every instance has. -1
-/// for an empty name or an unknown type, before anything is written.
+/// Arguments: type, an index of kProtocolNames, and instance. Creates the instance with the settings of
+/// NewInstanceSettings. With an empty name or an unknown type it writes nothing and results in -1.
 struct AddInstance : OperationOf<kDatabaseAddInstance, std::uint32_t, std::string> {
     using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
 };
 
-/// Instance. -1 for an empty name.
+/// Argument: instance. An empty name results in -1.
 struct RemoveInstance : OperationOf<kDatabaseRemoveInstance, std::string> {
     using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
 };
 
-/// Old name and new name. -1 for an empty old name.
+/// Arguments: old name and new name. An empty old name results in -1.
 struct RenameInstance : OperationOf<kDatabaseRenameInstance, std::string, std::string> {
     using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
 };
 
-/// Instance, setting and value. The empty instance name addresses the database-wide settings.
+/// Arguments: instance, setting and value. The empty instance name addresses the database-wide settings.
 struct SetString : OperationOf<kDatabaseSetString, std::string, std::string, std::string> {
     using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;
 };
 
-/// Instance, setting and value. The empty instance name addresses the database-wide settings.
+/// Arguments: instance, setting and value. The empty instance name addresses the database-wide settings.
 struct SetUint32 : OperationOf<kDatabaseSetUint32, std::string, std::string, std::uint32_t> {
     using OperationOf::OperationOf;
     std::int32_t Execute(const std::shared_ptr<VexaDBInterface>& store) const override;

@@ -51,7 +51,7 @@ std::int32_t VexaDBServer::Write(SessionId session, Body change) {
     }
     Notices notices;
     Observers observers;
-    std::optional<kivsync::Line::Place> place;  // among the commits; drawn while the locks are held
+    std::optional<kivsync::Line::Place> place;  // drawn with the locks held, so the line has the order of the commits
     const auto result = WithSession(session, [&](Session& record) {
         auto database = database_.Lock();
         const auto status = change(record, database->store);

@@ -1,11 +1,11 @@
 // VexaDB::VexaDBServer: the single owner of the settings database inside the service. It gives out sessions, applies
 // their changes to the persistent store or, while a batch is open, to the session's own copy, and tells its observers
-// of every change of the persistent store. Its IPC service gives the same to other processes.
+// of every change that it makes in the persistent store. Its IPC server does the same for other processes.
 //
-// The session lock, then the database lock, are held while a change is applied; the store's notices of it are collected
-// meanwhile. They are told after both were released, on the same thread, before the call returns: the commits of all
-// threads stand in line for that, in their order. When all of a commit has been told, its thread leaves the line and
-// has the observers follow, which may take long.
+// A change is applied with the session lock and then the database lock held; meanwhile the store's notices are
+// collected. After both locks are released and before the call returns, the same thread passes the notices to the
+// observers. The commits of all threads wait in one line for that, so the observers are told of them in their order.
+// After its last notice a thread leaves the line and calls the observers' Follow, which may take long.
 #pragma once
 
 #include <algorithm>
@@ -31,18 +31,18 @@ class VexaDBServer : public VexaDBServerInterface,
                      public VexaDBOpObserver,
                      public std::enable_shared_from_this<VexaDBServer> {
   public:
-    /// The process's one server, created on first use and living as long as somebody holds it. Never empty.
+    /// The process's only server, created on first use. It lives as long as somebody holds it. Never empty.
     static std::shared_ptr<VexaDBServer> GetInstance();
-    /// The server when somebody in this process holds it, else empty.
+    /// The server of GetInstance if it exists, else empty.
     static std::shared_ptr<VexaDBServer> GetExisting();
 
-    /// Opens the persistent store. The service takes GetInstance.
+    /// Opens the persistent store. The service calls GetInstance instead.
     VexaDBServer();
 
-    /// Observes the store and starts the IPC service. One that cannot start is logged: the database then serves this
-    /// process alone.
+    /// Observes the store and starts the IPC server. If the IPC server cannot start, the log says so, and the database
+    /// serves this process only.
     void Start();
-    /// Stops the IPC service and no longer observes the store. Safe to call twice.
+    /// Stops the IPC server and the observation of the store. Safe to call twice. Observers must not call it.
     void Stop();
 
     using VexaDBServerInterface::GetString;
@@ -56,9 +56,9 @@ class VexaDBServer : public VexaDBServerInterface,
         sessions->open[session];
         return 0;
     }
-    /// The service's own session only drops what its batch recorded, and stays valid.
+    /// The service's own session stays open: closing it only ends its batch, like Reset.
     std::int32_t CloseSession(SessionId session) override;
-    /// A batch that is open already starts afresh.
+    /// Drops the session's open batch, if any, and begins a new one.
     std::int32_t Batch(SessionId session) override;
     std::int32_t Commit(SessionId session) override;
     std::int32_t Reset(SessionId session) override {
@@ -76,7 +76,7 @@ class VexaDBServer : public VexaDBServerInterface,
                            std::string& value) override {
         return ReadStore(session, [&](VexaDBInterface& store) { return store.GetString(instance, setting, value); });
     }
-    /// Without the empty name of the database-wide settings.
+    /// The list leaves out the empty name, which addresses the database-wide settings.
     std::int32_t GetInstances(SessionId session, std::vector<std::string>& instances) override {
         return ReadStore(session, [&](VexaDBInterface& store) {
             const auto result = store.GetInstances(instances);
@@ -98,7 +98,7 @@ class VexaDBServer : public VexaDBServerInterface,
         database_.Lock()->observers.push_back(observer);
         return 0;
     }
-    /// A notice that another thread is forwarding just now may still arrive.
+    /// A notice that another thread is passing on at this moment may still arrive after the return.
     std::int32_t RemoveObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) override {
         auto database = database_.Lock();
         auto& observers = database->observers;
@@ -110,8 +110,8 @@ class VexaDBServer : public VexaDBServerInterface,
         return WithSession(session, [](Session&) { return 0; }) == 0;
     }
 
-    /// The persistent store's notices; called by the store only, with both locks held.
-    void InstanceAdded(std::string) override {}  // the observers learn of a new instance by its type setting
+    /// The notices of the persistent store. Only the store calls these, with the session and database locks held.
+    void InstanceAdded(std::string) override {}  // the observers learn of a new instance from its type setting
     void InstanceRemoved(std::string instance) override {
         Note(instance, &VexaDBServerOpObserver::InstanceRemoved);
         notices_.Lock()->mustFollow = true;
@@ -134,9 +134,9 @@ class VexaDBServer : public VexaDBServerInterface,
     using Observers = std::vector<std::shared_ptr<VexaDBServerOpObserver>>;
 
     struct Session {
-        /// The session's own copy; empty when no batch is open.
+        /// The session's own copy of the store; empty when no batch is open.
         std::shared_ptr<VexaDBInterface> batchStore;
-        /// Recorded since the batch opened.
+        /// The changes recorded since the batch was opened.
         std::vector<std::shared_ptr<const Operation::VexaDBOperation>> batchOperations;
     };
     struct Sessions {
@@ -147,20 +147,20 @@ class VexaDBServer : public VexaDBServerInterface,
         std::shared_ptr<VexaDBInterface> store;
         Observers observers;  // in registration order
     };
-    /// What a commit has left to tell, in order.
+    /// The notices of one commit, in the order in which the observers are told.
     struct Notices {
         std::vector<std::function<void(VexaDBServerOpObserver&)>> list;
-        bool mustFollow = false;  // an instance was removed or renamed
+        bool mustFollow = false;  // an instance was removed or renamed: Follow must be called
     };
 
-    /// Runs `body` (Session& to result) under the session lock; -1 for a session that is not open.
+    /// Calls `body(Session&)` with the session lock held and returns its result; -1 for a session that is not open.
     template <class Body>
     std::int32_t WithSession(SessionId session, Body body) {
         auto sessions = sessions_.Lock();
         const auto found = sessions->open.find(session);
         return found == sessions->open.end() ? -1 : body(found->second);
     }
-    /// Runs `read` (VexaDBInterface& to result) on what the session sees.
+    /// Calls `read(VexaDBInterface&)` with the store that the session sees: its batch's copy, else the persistent one.
     template <class Read>
     std::int32_t ReadStore(SessionId session, Read read) {
         return WithSession(session, [&](const Session& record) {
@@ -168,11 +168,11 @@ class VexaDBServer : public VexaDBServerInterface,
             return read(record.batchStore ? *record.batchStore : *database->store);
         });
     }
-    /// Runs `change` (Session&, persistent store, to result) under both locks and tells what came of it.
+    /// Calls `change(Session&, persistent store)` with both locks held, then passes its notices to the observers.
     template <class Body>
     std::int32_t Write(SessionId session, Body change);
-    /// Keeps what an observer is to be told. Changes of the database-wide settings, the empty instance name, are
-    /// nobody's business outside the database.
+    /// Adds a notice for the observers, unless it is about the database-wide settings (the empty instance name): those
+    /// concern nobody outside the database.
     template <class Operation, class... Arguments>
     void Note(const std::string& instance, Operation operation, const Arguments&... arguments) {
         if (!instance.empty())
@@ -180,13 +180,13 @@ class VexaDBServer : public VexaDBServerInterface,
                 [=](VexaDBServerOpObserver& observer) { (observer.*operation)(instance, arguments...); });
     }
 
-    // In this order; the store calls back with the first two held.
+    // The locks are taken in this order. The store calls back with the first two held.
     kivsync::Guarded<Sessions> sessions_;
     kivsync::Guarded<Database> database_;
     kivsync::Guarded<Notices> notices_;  // of the change that is being applied
-    kivsync::Line commits_;              // that have something to tell; no lock is held in it
+    kivsync::Line commits_;              // those with notices to tell; no lock is held while waiting in it
 
-    VexaDBIPCServer ipc_;  // last: its threads use all of the above
+    VexaDBIPCServer ipc_;  // last: its threads use the members above
 };
 
 }  // namespace VexaDB

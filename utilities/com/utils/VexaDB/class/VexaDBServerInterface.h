@@ -1,5 +1,5 @@
-// The database as its users see it: sessions, batches, operations. Implemented by the server itself and by its IPC
-// client in other processes.
+// VexaDB::VexaDBServerInterface: the database as its users see it, with sessions, batches and operations. The server
+// itself implements it, and so does its IPC client in other processes.
 #pragma once
 
 #include <cstdint>
@@ -13,26 +13,26 @@
 
 namespace VexaDB {
 
-/// Results: 0 success, -1 for a session that is not open or for a failure. Any thread may call any operation. A name or
-/// text travels between processes as at most 49 characters.
+/// Results: 0 success, -1 failure, also for a session that is not open. A failed read leaves its output untouched. Any
+/// thread may call any operation. Between processes a name or text is cut to 49 characters.
 class VexaDBServerInterface {
   public:
     virtual ~VexaDBServerInterface() = default;
-    /// `session` is the new session's number; it lives until it is closed.
+    /// Opens a session, which lives until it is closed, and writes its number to `session`.
     [[nodiscard]] virtual std::int32_t OpenSession(SessionId& session) = 0;
-    /// Drops what the session has recorded, and the session.
+    /// Closes the session and drops the changes that its batch recorded.
     virtual std::int32_t CloseSession(SessionId session) = 0;
-    /// From here on the session's changes are recorded and seen by this session only, until Commit or Reset.
+    /// Begins a batch: until Commit or Reset, the session's changes are recorded, and only this session sees them.
     [[nodiscard]] virtual std::int32_t Batch(SessionId session) = 0;
-    /// Replays the batch, stopping at the first operation that fails; 0 for a valid session all the same.
+    /// Ends the batch and makes its changes in their order. A change that fails drops the rest; the result is 0 even
+    /// so.
     [[nodiscard]] virtual std::int32_t Commit(SessionId session) = 0;
-    /// Ends the batch and drops what was recorded.
+    /// Ends the batch and drops the changes that it recorded.
     virtual std::int32_t Reset(SessionId session) = 0;
-    /// Makes one change for the session, recording it while a batch is open. The operations that follow are its short
-    /// forms.
+    /// Makes one change, or records it while a batch is open. AddInstance to SetString below are short forms of this.
     [[nodiscard]] virtual std::int32_t Change(SessionId session,
                                               const std::shared_ptr<const Operation::VexaDBOperation>& operation) = 0;
-    /// `type` is 0 to 7.
+    /// `type` is a ProtocolType, 0 to 7.
     [[nodiscard]] virtual std::int32_t AddInstance(SessionId session, const std::string& instance, std::uint32_t type) {
         return Change(session, std::make_shared<Operation::AddInstance>(type, instance));
     }
@@ -51,7 +51,7 @@ class VexaDBServerInterface {
                                                  const std::string& setting, const std::string& value) {
         return Change(session, std::make_shared<Operation::SetString>(instance, setting, value));
     }
-    /// The overloads without an instance address the database-wide settings. They are for other people's programs.
+    /// The overloads without an instance address the database-wide settings. They are for programs outside the product.
     [[nodiscard]] virtual std::int32_t SetUint32(SessionId session, const std::string& setting, std::uint32_t value) {
         return SetUint32(session, "", setting, value);
     }
@@ -73,6 +73,7 @@ class VexaDBServerInterface {
     [[nodiscard]] virtual std::int32_t GetInstanceSettings(SessionId session, const std::string& instance,
                                                            std::vector<SettingEntry>& settings) = 0;
     virtual bool IsInstanceExist(SessionId session, const std::string& instance) = 0;
+    /// Observers are told of every committed change, in the order of their registration.
     virtual std::int32_t AddObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) = 0;
     virtual std::int32_t RemoveObserver(const std::shared_ptr<VexaDBServerOpObserver>& observer) = 0;
     virtual bool IsSessionValid(SessionId session) = 0;

@@ -1,4 +1,5 @@
-// How the database server reports committed changes to the rest of the service.
+// VexaDB::VexaDBServerOpObserver: the interface through which the database server reports committed changes to the
+// rest of the service.
 #pragma once
 
 #include <cstdint>
@@ -6,9 +7,9 @@
 
 namespace VexaDB {
 
-/// Called on the thread that committed the change, after the database's locks were released. The changes of all threads
-/// are told in the order of their commits, one commit at a time: an operation here only takes note, and may read the
-/// database but not change it. What takes long is done in Follow. Changes of database-wide settings are not reported.
+/// Called on the thread that committed the change, after the database's locks were released. Commits are reported one
+/// at a time, in their order, so an operation must be short: long work belongs in Follow. An operation may read the
+/// database; its attempt to change the database fails with -1. Changes of the database-wide settings are not reported.
 class VexaDBServerOpObserver {
   public:
     virtual void InstanceTypeChanged(std::string instance, std::uint32_t type) = 0;
@@ -19,8 +20,9 @@ class VexaDBServerOpObserver {
     virtual void StringChanged(std::string instance, std::string setting, std::string oldValue,
                                std::string newValue) = 0;
     virtual ~VexaDBServerOpObserver() = default;
-    /// Called after a commit that removed or renamed an instance, on the same thread, when all of it has been told and
-    /// the next commit's turn has come. Whoever made the change waits for it. May call and change the database.
+    /// Called on the same thread after the last notice of a commit that removed or renamed an instance. Meanwhile other
+    /// commits may be reported. The caller who made the change waits for its return. It may read and change the
+    /// database.
     virtual void Follow() {}
 };
 

@@ -22,7 +22,7 @@ bool VexaDBSession::IsMissing(const std::string& instance, const std::string& se
         const auto* const found = FindSetting(settings, setting);
         return found == nullptr || found->kind != kind;
     }
-    // The instance itself may be missing. The database-wide settings always have their place.
+    // The settings cannot be listed: the instance itself may be missing. The database-wide settings always exist.
     return !instance.empty() && ReadExists(instance) == false;
 }
 

@@ -18,9 +18,10 @@
 
 namespace VexaDB {
 
-/// Works over the server itself or over its IPC client. A session that is found no longer valid (the service was
-/// restarted, say) is opened anew and the operation tried once more. A batch would be lost with its session: it is the
-/// business of VexaDBBatch. Any thread. Results as in VexaDBServerInterface; a failed read leaves its output untouched.
+/// Works with the server itself or with its IPC client. When the session is no longer valid, for example because the
+/// service was restarted, it opens a new session and repeats the operation once. It has no batches, since a batch is
+/// lost with its session: see VexaDBBatch. Any thread may call it. Results as in VexaDBServerInterface; a failed read
+/// leaves its output untouched.
 class VexaDBSession {
   public:
     explicit VexaDBSession(std::shared_ptr<VexaDBServerInterface> database)
@@ -59,8 +60,8 @@ class VexaDBSession {
         return Run([&](SessionId session) { return database_->IsInstanceExist(session, instance) ? 0 : -1; }) == 0;
     }
 
-    /// The value, or 0 / the empty text when the setting is missing. The empty instance name addresses the
-    /// database-wide settings.
+    /// The value of the setting; 0 or the empty text when it is missing or cannot be read. The empty instance name
+    /// addresses the database-wide settings.
     std::uint32_t Number(const std::string& instance, const std::string& setting) {
         std::uint32_t value = 0;
         GetUint32(instance, setting, value);
@@ -71,7 +72,8 @@ class VexaDBSession {
         GetString(instance, setting, value);
         return value;
     }
-    /// The same for decisions, which need to know: nothing when the value could not be read.
+    /// The same for decisions that depend on the value: 0 or the empty text only when the setting is missing, nothing
+    /// when it could not be read.
     [[nodiscard]] std::optional<std::uint32_t> ReadNumber(const std::string& instance, const std::string& setting) {
         std::uint32_t value = 0;
         if (GetUint32(instance, setting, value) == 0 || IsMissing(instance, setting, SettingKind::Number))
@@ -85,6 +87,7 @@ class VexaDBSession {
         return std::nullopt;
     }
 
+    /// Whether the instance exists; nothing when the database could not be read.
     [[nodiscard]] std::optional<bool> ReadExists(const std::string& instance);
 
   protected:
@@ -94,15 +97,16 @@ class VexaDBSession {
         Renew(kInvalidSession);
     }
 
-    /// Calls `call` (session to result), once more with a new session when the one it used is no longer valid.
+    /// Calls `call(session)` and returns its result. With WhenLost::OpenAnew, calls it once more with a new session
+    /// when the first one is no longer valid.
     template <class Call>
     std::int32_t Run(Call call) {
         const SessionId session = *session_.Lock();
         const auto result = call(session);
         if (whenLost_ == WhenLost::Fail)
             return result;
-        // A lost session answers -1. What was not answered may have been done, and is not done again; but when nothing
-        // can be sent, whoever serves next does not know the session.
+        // An operation in a lost session results in -1. An operation without a reply may have been done, so it is not
+        // repeated. When the request cannot be sent, the server is gone, and the next one will not know the session.
         if (result == kIpcCannotSend)
             Forget(session);
         if (result != -1 || database_->IsSessionValid(session))
@@ -113,12 +117,12 @@ class VexaDBSession {
     const std::shared_ptr<VexaDBServerInterface> database_;
 
   private:
-    /// Whether the database was read and has no such setting of that kind.
+    /// True when the database could be read and has no setting of that name and kind.
     bool IsMissing(const std::string& instance, const std::string& setting, SettingKind kind);
-    /// A session in place of the one that was lost; one only, however many threads noticed.
+    /// Opens a session in place of the lost one, unless another thread has done so already. Returns the new session,
+    /// kInvalidSession on failure.
     SessionId Renew(SessionId lost) {
         auto session = session_.Lock();
-        // Unless another thread renewed it already.
         if (*session == lost && database_->OpenSession(*session) != 0)
             *session = kInvalidSession;
         return *session;
@@ -130,17 +134,17 @@ class VexaDBSession {
     }
 
     const WhenLost whenLost_;
-    kivsync::Guarded<SessionId> session_{kInvalidSession};  // its lock comes before the database's own locks
+    kivsync::Guarded<SessionId> session_{kInvalidSession};  // its lock is taken before the database's own locks
 };
 
-/// A session that records changes and makes them all together. It is never opened anew, since a batch must not go on
-/// outside its session: an operation in a session that was lost fails.
+/// A session that records changes and commits them together. It never opens a new session, because a batch is lost with
+/// its session: when that happens, every operation fails.
 class VexaDBBatch : public VexaDBSession {
   public:
     explicit VexaDBBatch(std::shared_ptr<VexaDBServerInterface> database)
         : VexaDBSession(std::move(database), WhenLost::Fail) {}
 
-    /// Begins the batch; one that was begun before is dropped.
+    /// Drops the open batch, if any, and begins a new one.
     [[nodiscard]] std::int32_t Begin() {
         return Run([&](SessionId session) { return database_->Batch(session); });
     }

@@ -13,7 +13,7 @@ VexaMemoryDB::VexaMemoryDB(const std::shared_ptr<VexaDBInterface>& source) {
     for (const auto& instance : instances) {
         std::vector<SettingEntry> settings;
         if (source->GetInstanceSettings(instance, settings) != 0)
-            continue;  // it was removed from outside just now
+            continue;  // another process has just removed it
         auto& copies = instances_[instance];
         for (const auto& setting : settings)
             copies[setting.name] = setting;

@@ -12,10 +12,10 @@
 
 namespace VexaDB {
 
-/// Names are compared byte by byte. Held through shared pointers. Not locked: the database server serializes the calls.
+/// Compares names byte by byte. Not thread-safe: the database server serializes the calls.
 class VexaMemoryDB : public VexaStore {
   public:
-    /// A copy of every instance and setting of the source, without its observers; empty for an empty source.
+    /// Copies every instance and setting of the source, but not its observers. A null source gives an empty store.
     explicit VexaMemoryDB(const std::shared_ptr<VexaDBInterface>& source);
 
     std::int32_t AddInstance(const std::string& instance) override;
@@ -25,7 +25,7 @@ class VexaMemoryDB : public VexaStore {
     std::int32_t GetInstanceSettings(const std::string& instance, std::vector<SettingEntry>& settings) override;
     bool IsInstanceExist(const std::string& instance) override { return instances_.contains(instance); }
 
-    /// Drops every instance without telling the observers; 0. For users of the store outside this service.
+    /// Removes every instance without telling the observers. Always 0. For programs outside the product.
     virtual std::int32_t Clear() {
         instances_.clear();
         return 0;

@@ -14,7 +14,7 @@ using VexaUtils::ValueKind;
 
 namespace {
 
-/// Nothing for a value that is no setting.
+/// The value as a setting; nothing when it is neither a number nor a text.
 std::optional<SettingEntry> AsSetting(const std::string& name, const RegistryValue& value) {
     if (value.kind == ValueKind::Other)
         return std::nullopt;
@@ -40,7 +40,7 @@ void VexaRegistryDB::RepairOldTables() {
         if (!table.named) {
             KIV_LOG(Logging::Warning, "Fixing old table %s without name field", table.id.c_str());
             if (table.key->SetText(kNameValue, table.id) != 0)
-                continue;  // its key name is all the name it has
+                continue;  // its id must stay, being its only name
         }
         if (table.id.find_first_not_of("0123456789") != std::string::npos) {
             KIV_LOG(Logging::Warning, "Fixing old table %s using name as id", table.id.c_str());
@@ -55,7 +55,7 @@ bool VexaRegistryDB::Refresh(Table& table) {
     RegistryValue name;
     auto reading = table.key ? table.key->Query(kNameValue, name) : Reading::Failed;
     if (reading == Reading::Failed && (table.key = key_->OpenSubkey(table.id)))
-        reading = table.key->Query(kNameValue, name);  // it was deleted from outside, and perhaps made anew
+        reading = table.key->Query(kNameValue, name);  // another process deleted the table and created it again
     table.current = reading != Reading::Failed;
     if (!table.current) {
         table.key.reset();
@@ -67,7 +67,8 @@ bool VexaRegistryDB::Refresh(Table& table) {
 }
 
 bool VexaRegistryDB::ReadTables() {
-    // A second time for a table that went away, or could not be read just then. One that never can be hides no other.
+    // Try again for a table that was deleted meanwhile or could not be read at that moment. A table that can never be
+    // read must not hide the others.
     for (int attempt = 0; attempt < 2; ++attempt) {
         state_ = IndexState::Unread;
         std::vector<std::string> ids;
@@ -117,7 +118,7 @@ VexaRegistryDB::Table* VexaRegistryDB::Find(const std::string& instance) {
             continue;
         if ((found->current || Refresh(*found)) && found->name == instance)
             return &*found;
-        state_ = IndexState::Suspect;  // renamed or deleted from outside just now
+        state_ = IndexState::Suspect;  // another process has just renamed or deleted it
     }
     return nullptr;
 }
@@ -134,7 +135,7 @@ std::shared_ptr<RegistryKey> VexaRegistryDB::OpenTable(const std::string& instan
 }
 
 bool VexaRegistryDB::IsTaken(const std::string& name) {
-    // The last is a table that cannot be read any more.
+    // Find passes over a table that can no longer be read; Known still finds its name.
     return name.empty() || Find(name) != nullptr || state_ == IndexState::Unread || Known(name) != tables_.end();
 }
 
@@ -148,7 +149,7 @@ std::string VexaRegistryDB::FreeId() {
     for (std::uint32_t number = 0;; ++number) {
         auto id = std::to_string(number);
         const bool used = std::ranges::find(tables_, id, &Table::id) != tables_.end();
-        if (!used && !key_->OpenSubkey(id))  // nor was it made from outside just now
+        if (!used && !key_->OpenSubkey(id))  // another process may have just created it
             return id;
     }
 }
@@ -173,10 +174,10 @@ std::int32_t VexaRegistryDB::AddInstance(const std::string& instance) {
 }
 
 std::int32_t VexaRegistryDB::RemoveInstance(const std::string& instance) {
-    // The database key itself is no table.
+    // The empty name stands for the database key itself.
     if (instance.empty())
         return -1;
-    // A kept key follows its table even to another id, but what is deleted goes by its id: it is opened anew.
+    // An open key follows its table even to another id, but the table is deleted by its id. So open the key again.
     if (const auto known = Known(instance); known != tables_.end()) {
         known->key.reset();
         known->current = false;
@@ -215,7 +216,7 @@ std::optional<SettingEntry> VexaRegistryDB::Write(const std::string& instance, c
     const auto reading = table->Query(setting.name, old);
     if (reading == Reading::Found && old.kind != (isNumber ? ValueKind::Number : ValueKind::Text))
         return std::nullopt;
-    // Nothing is written over what could not be read.
+    // Do not overwrite a value that could not be read.
     if (reading == Reading::Failed ||
         (isNumber ? table->SetNumber(setting.name, setting.number) : table->SetText(setting.name, setting.text)) != 0) {
         Refused(isNumber ? "VexaRegistryDB::SetUint32" : "VexaRegistryDB::SetString", instance);
@@ -238,7 +239,7 @@ std::int32_t VexaRegistryDB::GetInstances(std::vector<std::string>& instances) {
     instances.assign(1, "");
     for (const auto& table : tables_) {
         if (table.name.empty())
-            continue;  // it never could be read
+            continue;  // the table could never be read
         if (!table.named)
             KIV_LOG_AS("VexaRegistryDB::GetTables", Logging::Info, "Old table????");
         instances.push_back(table.name);

@@ -1,5 +1,5 @@
-// VexaDB::VexaStore: what the two stores have in common: their observers, the two kinds of settings, which setting is
-// none, and which name cannot be stored.
+// VexaDB::VexaStore: the common base of the two stores. It keeps the observers, checks the kind of a setting, protects
+// the value that holds an instance's name, and refuses names that cannot be stored.
 #pragma once
 
 #include <cstdint>
@@ -12,12 +12,12 @@
 
 namespace VexaDB {
 
-/// The value of a table that holds its instance's name. It is no setting of the instance: GetString gives the name,
-/// GetInstanceSettings does not list it, and no store sets it through SetUint32 or SetString (they fail with -1),
-/// whatever its letter case, since the instance would lose its name by it.
+/// The value of a table that holds its instance's name, in any letter case. It is not a setting of the instance:
+/// GetString reads it, but GetInstanceSettings does not list it, and SetUint32 and SetString refuse it with -1, because
+/// the instance would lose its name.
 inline constexpr const char* kNameValue = "_kiv_name";
 
-/// Not locked: the database server serializes the calls.
+/// Not thread-safe: the database server serializes the calls.
 class VexaStore : public VexaDBInterface {
   public:
     std::int32_t SetUint32(const std::string& instance, const std::string& setting, std::uint32_t value) override;
@@ -32,19 +32,20 @@ class VexaStore : public VexaDBInterface {
     std::int32_t RemoveObserver(const std::shared_ptr<VexaDBOpObserver>& observer) override;
 
   protected:
-    /// A setting, of either kind; nothing when it is missing.
+    /// The setting, of either kind; nothing when it is missing or cannot be read.
     virtual std::optional<SettingEntry> Read(const std::string& instance, const std::string& setting) = 0;
-    /// Sets a setting, made when it is missing. What it was so far, empty when it is new; nothing when it was not set,
-    /// as when it has the other kind.
+    /// Writes a setting, or creates it when it is missing. Returns the old setting, with 0 or the empty text when it is
+    /// new; nothing when it was not written, for example because it has the other kind.
     virtual std::optional<SettingEntry> Write(const std::string& instance, const SettingEntry& setting) = 0;
 
-    /// False, with a line in the log, for a name that the registry would give back as another: the instance could never
-    /// be found again. The line is one of the operation, "Class::Method".
+    /// False for a name that the registry would return changed: the instance could never be found again. The log then
+    /// has a line under the operation's name ("Class::Method").
     static bool IsUsableName(const char* operation, const std::string& name);
+    /// Whether the setting is the value that holds the instance's name.
     static bool IsNameOf(const std::string& instance, const std::string& setting);
 
-    /// Tells every observer, in registration order, each with its own copies of the strings. 0, so that a change which
-    /// was made can end with it.
+    /// Calls every observer in the order of registration, each with its own copies of the strings. Always 0, which a
+    /// successful change returns.
     template <class... Parameters, class... Arguments>
     std::int32_t Notify(void (VexaDBOpObserver::*change)(Parameters...), const Arguments&... arguments) {
         for (const auto& observer : observers_)
@@ -53,7 +54,7 @@ class VexaStore : public VexaDBInterface {
     }
 
   private:
-    /// Write, but for the instance's name.
+    /// Like Write, but refuses the value that holds the instance's name.
     std::optional<SettingEntry> Replace(const std::string& instance, const SettingEntry& setting);
     /// The setting when it has that kind, else nothing.
     std::optional<SettingEntry> Find(const std::string& instance, const std::string& setting, SettingKind kind);
