@@ -1,4 +1,4 @@
-/* A client: lists the instances, or starts one and prints what happens until nothing has happened for five seconds. */
+/* A client: lists the instances, or starts an instance and prints events until there was none for five seconds. */
 #include <kivapi.h>
 #include <stdio.h>
 #include <string.h>

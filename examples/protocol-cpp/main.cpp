@@ -1,4 +1,4 @@
-// A protocol: it comes up when its instance has a setting "port", and answers command 100 with what it is asked.
+// A protocol: it starts if its instance has a setting "port", and answers command 100 with the data of the request.
 #include <memory>
 #include <string>
 

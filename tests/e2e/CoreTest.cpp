@@ -1,4 +1,4 @@
-// Who waits for whom, with the built programs: whatever takes an instance long, the others are served meanwhile.
+// With the built programs: while one instance is slow, requests about the others are answered soon.
 
 #include <gtest/gtest.h>
 
@@ -17,9 +17,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kSoon = 1s;  // far more than an answer takes, far less than a slow child does
+constexpr auto kSoon = 1s;  // much longer than an answer takes, much shorter than a slow child's start or stop
 
-/// The names of a request to the database, in the session of the service.
+/// The payload of a request to the database with these names, in session 0.
 template <class... Text>
 Bytes InSession0(const Text&... text) {
     auto payload = Names(text...);

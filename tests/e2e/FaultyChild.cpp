@@ -1,4 +1,4 @@
-// A child that misbehaves in the way its instance's name says; a real child's worst days, on demand.
+// A child that misbehaves; the beginning of its instance's name says how.
 
 #include <windows.h>
 
@@ -12,8 +12,8 @@
 namespace {
 
 constexpr std::uint32_t kGoDeaf = 200;  // command: from now on answer nothing
-constexpr DWORD kSlowMs = 3000;         // what a slow child takes to start and to stop
-constexpr DWORD kLifetimeMs = 120000;   // a faulty child that nobody ends goes by itself
+constexpr DWORD kSlowMs = 3000;         // how long a slow child takes to start and to stop
+constexpr DWORD kLifetimeMs = 120000;   // after this time a faulty child ends by itself
 
 bool Is(const std::string& name, const char* kind) {
     return name.rfind(kind, 0) == 0;
@@ -40,7 +40,7 @@ void Serve(IPCServer& server, const std::string& name) {
 
 int main() {
     const std::string key = "--key:";
-    const std::string line = GetCommandLineA();  // the name may hold blanks, and has no quotes
+    const std::string line = GetCommandLineA();  // the name may contain spaces and has no quotes
     const std::string name = line.substr(line.find(key) + key.size());
     if (Is(name, "absent")) {
         Sleep(kLifetimeMs);

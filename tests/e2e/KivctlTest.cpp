@@ -1,4 +1,4 @@
-// The operator's command line against a running manager: what it says, and its exit codes.
+// The operator's command line with a running manager: its output and its exit codes.
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ ProgramResult Kivctl(const std::string& arguments) {
 struct Expectation {
     const char* arguments;
     std::int32_t exitCode;
-    const char* text;  // that the output holds
+    const char* text;  // the output contains it
 };
 
 void ExpectAll(std::initializer_list<Expectation> expectations) {
@@ -41,11 +41,11 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
     ExpectAll({{"", 2, "--help"},
                {"frobnicate --help", 2, "\"frobnicate\""},
                {"db setings", 2, "did you mean \"settings\"?"},
-               {"--timeout 1x list", 2, "is no time"},
+               {"--timeout 1x list", 2, "is not a time"},
                {"help db set", 0, "Usage: kivctl db set"},
                {"completion powershell", 0, "Register-ArgumentCompleter"},
                {"metrics", 0, "kiv_manager_up 0\n# EOF"},
-               {"add X nosuch", 2, "no protocol type"},
+               {"add X nosuch", 2, "not a protocol type"},
                {"start --help", 0, "NAME"},
                {"service status", 4, "not installed"},
                {"service start", 1, "kivctl service install"}});
@@ -60,8 +60,8 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                {"list eip", 1, "of this type"},
                {"start \"Line 1\"", 0, "Started Line 1, pid"},
                {"start \"Line 1\"", 0, "Line 1 runs already, pid"},
-               {"start Line 1", 2, "goes in quotes: \"Line 1\""},
-               {"status Line 1", 2, "goes in quotes"},
+               {"start Line 1", 2, "in quotes: \"Line 1\""},
+               {"status Line 1", 2, "in quotes"},
                {"start \"Lime 1\"", 1, "did you mean \"Line 1\"?"},
                {"is-running \"Line 1\"", 0, "running"},
                {"is-running M", 1, "stopped"},
@@ -87,7 +87,7 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                {"set M enabled yes --string", 2, "keeps its kind"},
                {"db set --global ipctimeout 2500", 0, ""},
                {"db get --global ipctimeout", 0, "2500"},
-               {"db get --global monitorwaittime", 1, "without it 300000 counts"},
+               {"db get --global monitorwaittime", 1, "its default is 300000"},
                {"db get M nothing", 1, "\"nothing\" (-1)"},
                {"db set M type text --string", 2, "keeps its kind"},
                {"db export C:\\nosuch\\file.json", 1, "cannot be written: No such file"},
@@ -159,7 +159,7 @@ TEST(Kivctl, AFailedStartSaysWhyAndAHungProcessHidesNobody) {
                    {"start dies", 1, "does not run: its process ended after 0."},
                    {"start dies", 1, "with exit code 3 (-1).\n  20"},  // and the log's lines
                    {"status dies", 0, "with exit code 3"},
-                   {"start absent", 1, "it was not ready within its start time-out"},
+                   {"start absent", 1, "it was not ready within its start timeout"},
                    {"start refuses", 1, "its server could not be started"},
                    {"set well mode x", 0, "kivctl restart \"well\""},
                    {"status well", 0, "Changed     mode since its start"},
@@ -199,7 +199,7 @@ TEST(Kivctl, AFailedStartSaysWhyAndAHungProcessHidesNobody) {
             return output.find("2 running.") != output.rfind("2 running.");
         }));
     }
-    // Without the children's program.
+    // In a folder without the children's program.
     const auto folder = ProgramFolder() + "alone\\";
     CreateDirectoryA(folder.c_str(), nullptr);
     CopyFileA((ProgramFolder() + "KivProtocolManager.exe").c_str(), (folder + "KivProtocolManager.exe").c_str(), FALSE);
@@ -281,7 +281,7 @@ TEST(Kivctl, EachServiceCommandPrintsOneDocument) {
     };
     EXPECT_TRUE(service("restart", 1).contains("error"));
     EXPECT_EQ(service("stop")["state"], "not installed");
-    // Those that the machine had stay, and are not told.
+    // The settings that the machine already had stay and are not listed.
     EXPECT_EQ(service("install")["values"],
               nlohmann::json({{"logmaxsize", 10}, {"logkeep", 5}, {"loglevel", "info"}, {"restartdelay", 1000}}));
     EXPECT_EQ(ReadValue("", "logtype") + ReadValue("", "restartdelay"), "file1000");
@@ -322,16 +322,16 @@ TEST(Kivctl, AnExportImportedIntoAnEmptyDatabaseGivesTheSame) {
     }
     PrepareMachine();
     ManagerRun manager;
-    ExpectAll({{import.c_str(), 0, "took up 2 new instances"}, {"list", 0, "two \"quoted\""}});
+    ExpectAll({{import.c_str(), 0, "loaded 2 new instances"}, {"list", 0, "two \"quoted\""}});
     EXPECT_EQ(ReadValue("0", "_kiv_name") + ReadValue("0", "port") + ReadValue("0", "enabled"), "one10");
     EXPECT_EQ(ReadValue("1", "_kiv_name") + ReadValue("1", "n"), "two \"quoted\"4294967295");
 
-    // Without its folder, the log that a file asks for would be silent.
+    // Without the folder of the new log file nothing would be logged, so the import makes it.
     std::ofstream(file) << R"({"format": "kiv-settings-1", "settings": {"logfile": "C:\\kivnew\\x.txt"}})";
     ExpectAll({{import.c_str(), 0, "1."}});
     EXPECT_TRUE(RemoveDirectoryA("C:\\kivnew"));
 
-    // A broken file changes nothing, and the line is named.
+    // A broken file changes nothing, and the message names the line.
     std::ofstream(file) << "{ \"format\": \"kiv-settings-1\", \"instances\": {\n"
                            "\"new\": { \"type\": 7,\n\"n\": 94294967295 } } }\n";
     ExpectAll({{import.c_str(), 2, "Line 3"}});

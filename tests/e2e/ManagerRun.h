@@ -1,4 +1,4 @@
-// The built programs as a test drives them, on a machine whose registry the test prepares.
+// Runs the built programs for a test, with a registry that the test prepares.
 #pragma once
 
 #include <windows.h>
@@ -22,24 +22,25 @@ using Settings = std::vector<std::pair<std::string, Setting>>;
 /// wins).
 Settings Sample(const std::string& port, const Settings& more = {});
 
-/// Empties the product's registry key and writes the given database-wide values; entries go to a fresh log file.
+/// Empties the product's registry key and writes the given database-wide values; the programs log to a new file.
 void PrepareMachine(const Settings& global = {});
 /// Writes one instance's table the way the database stores it.
 void WriteTable(const std::string& id, const std::string& name, const Settings& settings);
 /// The value of a table (or of the database key, for the empty id): its text, its number in decimal, or "" when absent.
 std::string ReadValue(const std::string& id, const std::string& value);
 
-/// The folder of the built programs, with a backslash. The manager in "faulty\" below it has a child that misbehaves.
+/// The folder of the built programs, with a backslash. Its subfolder "faulty\" has a manager with a child that
+/// misbehaves.
 std::string ProgramFolder();
 
-/// Whether a line of the log so far holds the text.
+/// Whether the log contains the text now.
 bool LogHas(const std::string& text);
 bool WaitForLog(const std::string& text);
 /// Opens a process for waiting and ending; empty when there is none with that id.
 UniqueHandle OpenChild(std::uint64_t pid);
 bool IsAlive(std::uint64_t pid);
 
-/// One run of a program; ended by the destructor.
+/// One run of a program; the destructor ends it.
 class Program {
   public:
     explicit Program(std::string commandLine);
@@ -56,7 +57,7 @@ class Program {
     void End();
 
   private:
-    const std::string path_;  // of the file that it prints to
+    const std::string path_;  // of the file with the program's output
     UniqueHandle process_;
 };
 struct ProgramResult {
@@ -66,7 +67,7 @@ struct ProgramResult {
 /// Runs a program to its end.
 ProgramResult RunProgram(const std::string& commandLine);
 
-/// A started manager; ended by the destructor, its children with it.
+/// A started manager; the destructor ends it and its children.
 class ManagerRun : public Program {
   public:
     /// Starts the manager of that folder in console mode and waits until its control server answers.
@@ -80,7 +81,7 @@ class ManagerRun : public Program {
 /// Status of an instance over the project's own client; result -36 when the manager does not answer.
 ipc_mngctrl_status_reply Status(const std::string& name);
 bool WaitForStatus(const std::string& name, InstanceStatus status);
-/// One control command that carries an instance name and is answered with a result.
+/// Sends a control command with an instance's name and returns its result; kIpcNoReply when there is no reply.
 std::int32_t Control(std::uint32_t command, const std::string& name);
 
 }  // namespace e2e

@@ -1,7 +1,7 @@
-// A manager, and a client of the C library, in long use: they hold afterwards what they held when they had warmed up.
+// Long use of a manager and of a client of the C library: no more handles, threads or memory than after a warm-up.
 #include <gtest/gtest.h>
 #include <windows.h>
-// After <windows.h>, which they need.
+// These need <windows.h> before them.
 #include <psapi.h>
 #include <tlhelp32.h>
 
@@ -15,14 +15,14 @@
 namespace e2e {
 namespace {
 
-// What a run may differ by without a leak: a few handles and a thread of what is under way just then, and the heap's
-// own unevenness. One handle, or 4 KiB, lost in every cycle would be far beyond.
+// Differences without a leak: a few handles that are in use at the moment, and the varying use of the heap. One handle,
+// or 4 KiB, lost in every round would be far more.
 constexpr std::uint64_t kHandleValueTolerance = 16 * 4;
 constexpr std::uint64_t kMemoryTolerance = 2 * 1024 * 1024;
 
-/// What can be seen of a process from outside.
+/// The use of resources by a process, as another process can measure it.
 struct Figures {
-    std::uint64_t freshHandle = 0;  // value of a newly made handle: grows with the handles that are held
+    std::uint64_t freshHandle = 0;  // value of a new handle; it grows with the number of open handles
     std::uint64_t threads = 0;
     std::uint64_t privateBytes = 0;
 };
@@ -53,7 +53,7 @@ Figures Measure(std::uint64_t pid) {
     return figures;
 }
 
-/// So many rounds of everything a plant does to its manager.
+/// Repeats what the clients of a manager do in production.
 void Use(int connections, int startsAndStops, int requests) {
     for (int i = 0; i < connections; ++i) {
         RawClient control(kManagerServerName), database(VexaDB::kDatabaseServerName);
@@ -95,7 +95,7 @@ TEST(Soak, LeavesHandlesThreadsAndMemoryAsTheyWere) {
     EXPECT_EQ(manager.Stop(), 0);
 }
 
-/// So many rounds of everything that opens a handle of the C library.
+/// Opens and closes all kinds of handles of the C library, `rounds` times.
 void Connect(int rounds) {
     for (int i = 0; i < rounds; ++i) {
         kiv_client* client = nullptr;

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The installer and the archive in a Wine prefix of their own: installs, uses the service, upgrades in place, uninstalls.
+# Tests the installer and the archive in their own Wine prefix: installs, uses the service, upgrades, uninstalls.
 # Usage: installer.sh BUILD_FOLDER
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
@@ -38,12 +38,12 @@ installer=$(ls "$packages"/*.exe)
 archive=$(ls "$packages"/*.zip)
 
 "$wine"
-# Services live as long as an ordinary program of the prefix does.
+# Wine ends the services with the last ordinary program of the prefix, so keep one running.
 "$wine" cmd /c "pause" < <(exec sleep 600 >/dev/null 2>&1) >/dev/null 2>&1 &
 holder=$!
 trap finish EXIT
 
-path='%SystemRoot%\system32;%SystemRoot%;"C:\a;b";' # as text, for those that it holds have to stay
+path='%SystemRoot%\system32;%SystemRoot%;"C:\a;b";' # not expanded: its variables have to stay
 "$wine" reg add "$environment" /v PATH /t REG_EXPAND_SZ /d "$path" /f
 "$wine" reg add "$settings" /v logkeep /t REG_DWORD /d 9 /f
 "$wine" "$installer" /S
@@ -72,7 +72,7 @@ kivctl service restart
 kivctl wait Installed running --timeout 60 || fail "the instance does not run after the restart"
 [ -s "$WINEPREFIX/drive_c/ProgramData/Quenlar Imaging/log/zebcom.log" ] || fail "nothing is logged"
 
-# What a collector of metrics gets, and a shell that completes words.
+# The metrics for a monitoring system, and the completion for a shell.
 kivctl metrics >"$packages/metrics.txt"
 grep -q 'kiv_instance_up{instance="Installed",type="sample"} 1' "$packages/metrics.txt" || fail "metrics lack the instance"
 promtool check metrics <"$packages/metrics.txt" || fail "promtool does not like the metrics"
@@ -81,7 +81,7 @@ COMP_WORDS=(kivctl start Inst) COMP_CWORD=2
 _kivctl
 [ "${COMPREPLY[*]}" = Installed ] || fail "completed to ${COMPREPLY[*]}"
 
-# An upgrade in place: the same installer over a running service, and while somebody watches.
+# An upgrade in place: the same installer, while the service and kivctl watch run.
 "$wine" "$folder/kivctl.exe" watch </dev/null >/dev/null 2>&1 &
 watch=$!
 [ ! -e "$folder/sdk" ] || fail "a silent installation chose the SDK"
@@ -92,12 +92,12 @@ kill "$watch" || fail "kivctl watch did not outlive the upgrade"
 kivctl wait Installed running --timeout 60 || fail "the instance does not run after the upgrade"
 expect "$environment" PATH "$path$installed;"
 
-# One that is refused, because users may write to the folder, does not stop what ran.
+# An upgrade that is refused, because users may write to the folder, leaves the service running.
 chmod o+w "$folder"
 exits 2 "$wine" "$installer" /S
 exits 0 kivctl service status
 
-# The uninstaller goes on as a copy of itself, so its end shows in what it removes.
+# The uninstaller continues as a copy of itself, so wait until it has removed the folder.
 "$wine" "$folder/Uninstall.exe" /S
 for ((waited = 0; waited < 120; ++waited)); do
     [ -e "$folder" ] || break
@@ -108,7 +108,7 @@ done
 expect "$settings\\0" _kiv_name Installed
 expect "$environment" PATH "$path"
 
-# The archive, for a service that was set to manual start; users must not write to its folder.
+# The archive, with a service that is registered for manual start; users must not write to its folder.
 cd "$WINEPREFIX/drive_c"
 cmake -E tar xf "$archive"
 unpacked=$(basename "$archive" .zip)
@@ -122,7 +122,7 @@ exits 0 "$wine" "$unpacked/kivctl.exe" service install
 expect "$service" ImagePath "\"C:\\$unpacked\\KivProtocolManager.exe\" --service"
 expect "$environment" PATH "${path}C:\\$unpacked;"
 
-# An upgrade of a service that does not run, and from another folder.
+# An upgrade of a service that does not run and is registered with another folder.
 "$wine" "$installer" /S
 exits 1 kivctl service status
 expect "$service" Start 0x3

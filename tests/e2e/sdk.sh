@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The installed SDK, as its users have it: the examples are built against it alone, and run with the service in a Wine
-# prefix of their own. Usage: sdk.sh BUILD_FOLDER
+# Tests the installed SDK as its users have it: builds the examples against the SDK alone and runs them with the service
+# in their own Wine prefix. Usage: sdk.sh BUILD_FOLDER
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 build=$(cd "$1" && pwd)
@@ -20,7 +20,7 @@ finish() {
 rm -rf "$work"
 cmake --install "$build" --component sdk --prefix "$sdk" >/dev/null
 
-# Whoever ships kivapi.dll ships nothing else: it needs the system's DLLs alone, and shows what its .def file says.
+# kivapi.dll must need only DLLs of the system, so that it can be shipped alone, and export exactly what its .def lists.
 table() { x86_64-w64-mingw32-objdump -p "$sdk/bin/kivapi.dll"; }
 foreign=$(table | sed -n 's/^.*DLL Name: //p' | grep -viE '^(kernel32|advapi32|msvcrt|api-ms-win-core-synch-l1-2-0)\.dll$' || true)
 [ -z "$foreign" ] || fail "kivapi.dll needs $foreign"

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Takes the tour of README.md word for word: starts scripts/run.sh in an empty Wine prefix, runs the tour's commands and
-# compares what they print. Usage: tour.sh BUILD_FOLDER
+# Follows the tour of README.md exactly: starts scripts/run.sh in an empty Wine prefix, runs the tour's commands and
+# compares their output. Usage: tour.sh BUILD_FOLDER
 #
-# In README.md the block after a line "<!-- tour: run -->" holds lines that scripts/run.sh prints, in this order and
-# with others between them. The blocks after "<!-- tour: commands -->" are the tour: a line that begins with "$ " is a
-# command, the rest is all that it prints. Process ids, times and durations may differ, and so may the width of columns.
+# In README.md the block after a line "<!-- tour: run -->" has lines that scripts/run.sh prints, in this order; other
+# lines may stand between them. The blocks after "<!-- tour: commands -->" are the tour: a line that begins with "$ " is
+# a command, the lines after it are its whole output. Process ids, times, durations and the width of columns may differ.
 set -euo pipefail
-# Bounded as a whole: whatever hangs is ended with all that was started here.
+# Limits the time of the whole run: timeout ends this script, and finish ends all that it started.
 [ -n "${KIV_TOUR_BOUNDED:-}" ] || KIV_TOUR_BOUNDED=yes exec timeout --kill-after=30 240 "$0" "$@"
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
@@ -20,7 +20,7 @@ fail() {
     exit 1
 }
 
-# Waits until the command succeeds; fails after so many seconds.
+# Waits until the command succeeds; fails after LIMIT seconds. Usage: await LIMIT COMMAND...
 await() {
     local limit=$1
     shift
@@ -42,7 +42,7 @@ finish() {
     [ "$code" -eq 0 ] || echo "tour: FAILED; what was printed is in $work" >&2
 }
 
-# Makes equal what may differ from run to run.
+# Replaces all that may differ between two runs.
 normalize() {
     sed -E -e 's/\r$//' \
         -e 's/^[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:.]{12}\|[0-9]{5}:[0-9]{5}\|/TIME|PID:THREAD|/' \
@@ -55,7 +55,7 @@ normalize() {
         -e 's/ {2,}/  /g' -e 's/ +$//' "$1"
 }
 
-# What is in the fenced blocks that follow the marker.
+# Prints the fenced blocks that follow the marker.
 block() {
     awk -v marker="<!-- tour: $1 -->" '
         $0 == marker { found = 1; next }
@@ -72,7 +72,7 @@ block run >"$work/run-expected.txt"
 block commands >"$work/expected.txt"
 commands=$(grep -c '^\$ ' "$work/expected.txt") && [ -s "$work/run-expected.txt" ] || fail "README.md has no tour"
 
-# A prefix that is in use belongs to somebody's manager; one that is not is put back at the end.
+# A prefix that is in use belongs to a running manager: then fail. Any other one is moved aside, and back at the end.
 if [ -e "$WINEPREFIX" ] && [ ! -e "$WINEPREFIX.aside" ]; then
     timeout 30 wineserver -w </dev/null >/dev/null 2>&1 || fail "a program runs in $WINEPREFIX; end scripts/run.sh first"
     mv "$WINEPREFIX" "$WINEPREFIX.aside"

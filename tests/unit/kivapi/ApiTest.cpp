@@ -1,4 +1,4 @@
-// The C library in this process, on a manager whose pipes and children are in memory.
+// The C library in this process, with a manager whose pipes and children are in memory.
 #include <future>
 
 #include "protocols/control/ControlMessages.h"
@@ -8,7 +8,7 @@
 
 namespace {
 
-/// A protocol in C on a thread.
+/// A child that runs the protocol in C on a thread.
 class ChildInC final : public FakeChild {
   public:
     explicit ChildInC(const std::string& name)
@@ -65,7 +65,7 @@ TEST_F(ApiTest, AProtocolInCIsAnInstanceLikeAnyOther) {
     EXPECT_EQ(error, 0u) << "it was taken down";
 }
 
-/// What a callback was told.
+/// Records the events that a callback gets.
 struct Events {
     static void KIV_CALL Note(const kiv_event* event, void* context) {
         auto& self = *static_cast<Events*>(context);

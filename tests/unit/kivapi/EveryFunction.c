@@ -14,11 +14,11 @@
 enum { kPatienceMs = 30000, kMostQuestions = 100000 };
 
 typedef struct watcher {
-    kiv_client* client; /* of its own */
+    kiv_client* client; /* used by the callback alone */
     kiv_client* watched;
 } watcher;
 
-/* The note tells the thread that waits for it, by way of the service. */
+/* The main thread waits until it can read the note from the service. */
 static void KIV_CALL OnEvent(const kiv_event* event, void* context) {
     const watcher* self = context;
     if (event->kind != KIV_EVENT_STOPPED || event->size != sizeof *event)
@@ -121,7 +121,7 @@ const char* UseEveryFunction(void) {
     kiv_status status;
     struct {
         kiv_status known;
-        uint32_t later; /* what a later version of the library may add */
+        uint32_t later; /* a field that a later version of the library may add */
     } longer;
     char value[KIV_TEXT_SIZE];
     uint32_t number = 0;
@@ -177,7 +177,7 @@ static uint8_t KIV_CALL NeverUp(kiv_protocol* protocol, void* context) {
 }
 
 const char* MisuseEveryFunction(kiv_client* client, kiv_database* database) {
-    kiv_client* closed = (kiv_client*)database; /* of another kind, or null */
+    kiv_client* closed = (kiv_client*)database; /* a handle of another kind, or null */
     kiv_database* alien = (kiv_database*)client;
     kiv_protocol* protocol = (kiv_protocol*)client;
     kiv_protocol_callbacks callbacks;

@@ -1,4 +1,4 @@
-/* A program in C that uses kivapi.h, as functions for a test. Each gives null, or the first thing that went wrong. */
+/* A program in C that uses kivapi.h, as functions for a test. The first two return null, or the first failed check. */
 #ifndef EVERY_FUNCTION_H
 #define EVERY_FUNCTION_H
 
@@ -8,11 +8,12 @@
 extern "C" {
 #endif
 
-/* Every function of a client, on a service that has no instance "Api"; it is stopped at the end. */
+/* Calls every function for clients. The service must not have an instance "Api"; it is stopped at the end. */
 const char* UseEveryFunction(void);
-/* Everything that can be given wrongly, with a service or without. Either handle may be null. */
+/* Calls the functions with bad arguments, with or without a service. Either handle may be null. */
 const char* MisuseEveryFunction(kiv_client* client, kiv_database* database);
-/* A protocol: it answers with what it is asked, and has the state 42. Its handle is in `*protocol` while it is up. */
+/* Runs a protocol that replies to command 300 with the data of the request and has the state 42. `*protocol` has its
+ * handle between its start and its stop. */
 int32_t RunProtocol(const char* command_line, kiv_protocol** protocol);
 
 #ifdef __cplusplus

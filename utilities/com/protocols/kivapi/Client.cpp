@@ -31,8 +31,8 @@ Client::~Client() {
 
 void Client::Close() {
     if (const auto thread = readers_.Lock()->thread)
-        thread->SignalStop();  // before the connection ends, which is nothing to tell any more
-    control->Close();          // and with it a call that the callback has under way
+        thread->SignalStop();  // first, so that the callback is not told that the connection ends
+    control->Close();          // ends also a call that the callback may be making
     StopEvents();
 }
 

@@ -1,4 +1,4 @@
-// Client: what a kiv_client stands for, a connection to the manager and whoever takes its events.
+// Client: the object of a kiv_client handle, a connection to the manager and the reader of its events.
 #pragma once
 
 #include <memory>
@@ -14,11 +14,13 @@ class EventThread;
 /// Any thread.
 class Client : public Object {
   public:
+    /// Does not connect yet. `timeoutMs` is the time to connect.
     explicit Client(std::uint32_t timeoutMs) : control(std::make_shared<ControlClient>(timeoutMs)) {}
     ~Client() override;
-    /// Ends calls and events.
+    /// Ends the calls under way with KIV_CONNECTION_LOST, and the callback as StopEvents does.
     void Close();
 
+    /// See kiv_next_event, kiv_on_event and kiv_stop_events.
     kiv_result NextEvent(std::uint32_t timeoutMs, kiv_event& event);
     kiv_result StartEvents(kiv_event_callback callback, void* context);
     void StopEvents();
@@ -28,11 +30,11 @@ class Client : public Object {
   private:
     struct Readers {
         bool polling = false;                 // a thread is in NextEvent
-        std::shared_ptr<EventThread> thread;  // of the callback; stays until it has been joined
+        std::shared_ptr<EventThread> thread;  // calls the callback; kept until it has been joined
 
-        bool IsFree() const;  // for another one
+        bool IsFree() const;  // whether a new reader may begin
     };
-    /// Ends the polling with the block, however that comes.
+    /// Resets `polling` at the end of its block, also after an exception.
     struct Polling {
         ~Polling() { readers.Lock()->polling = false; }
         kivsync::Guarded<Readers>& readers;
@@ -41,7 +43,7 @@ class Client : public Object {
     kivsync::Guarded<Readers> readers_;  // never held during a wait
 };
 
-/// The result of a control request, for the caller.
+/// The outcome of a control request as a result of the interface.
 kiv_result Code(const ControlResult& result);
 
 }  // namespace kivapi

@@ -22,7 +22,6 @@ kiv_result Database::Code(std::int32_t result) const {
     return result == kIpcNoReply || result == kIpcCannotSend ? KIV_CONNECTION_LOST : result;
 }
 
-// A connection that ended left the session as it was; another service does not know it.
 std::int32_t Database::FailureInBatch(std::int32_t result) {
     if (result != -1 || batch_->IsValid() || !connection_->IsConnected())
         return result;
@@ -53,10 +52,9 @@ kiv_result Database::Commit() {
     return KIV_OK;
 }
 
-// With its session, whether that can be told now or not.
 kiv_result Database::Reset() {
     const std::lock_guard hold(lock_);
-    batch_.reset();
+    batch_.reset();  // also closes the batch's session, if the service can be reached
     return KIV_OK;
 }
 

@@ -1,4 +1,4 @@
-// Database: what a kiv_database stands for, a session of the settings database.
+// Database: the object of a kiv_database handle, a session of the settings database.
 #pragma once
 
 #include <memory>
@@ -12,13 +12,14 @@
 
 namespace kivapi {
 
-/// Any thread.
+/// Any thread may call; the calls run one at a time. Each call connects when the connection has ended, and throws
+/// Refusal (KIV_NOT_CONNECTED) when it cannot.
 class Database : public Object {
   public:
-    /// Connects; refuses when it cannot.
+    /// `timeoutMs` is the time to connect, here and later.
     explicit Database(std::uint32_t timeoutMs);
 
-    /// The result of `call` (session to the database's result), in the batch if there is one.
+    /// Runs `call`, which gets the session and returns the database's result; in a batch, with the batch's session.
     template <class Call>
     kiv_result Run(Call call) {
         const std::lock_guard hold(lock_);
@@ -29,16 +30,20 @@ class Database : public Object {
         return Code(result == 0 ? 0 : FailureInBatch(result));
     }
 
+    /// See kiv_db_batch, kiv_db_commit and kiv_db_reset; Reset does not connect.
     kiv_result Batch();
     kiv_result Commit();
     kiv_result Reset();
 
   private:
     void Connect();
+    /// The database's result as a result of the interface.
     kiv_result Code(std::int32_t result) const;
+    /// KIV_SESSION_LOST, and no batch from now on, when the batch's session is lost; else `result`. The end of a
+    /// connection does not lose a session, but a restarted service does not know it.
     std::int32_t FailureInBatch(std::int32_t result);
 
-    std::mutex lock_;  // one call at a time, through its wait
+    std::mutex lock_;  // held for a whole call, with the wait for its reply
     const std::shared_ptr<IPCClient> connection_;
     const std::shared_ptr<VexaDB::VexaDBIPCClient> database_;
     std::optional<VexaDB::VexaDBSession> session_;

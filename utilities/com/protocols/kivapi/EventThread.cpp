@@ -8,12 +8,12 @@ namespace kivapi {
 
 namespace {
 
-// ms: between attempts to connect again; and how long one wait for a notice is, which a stop ends before its time.
+// ms: the time between two attempts to connect, and the longest wait for a notice; a stop ends both early.
 constexpr std::uint32_t kInterval = 1000;
 
-thread_local const EventThread* running = nullptr;  // the one that this thread belongs to
+thread_local const EventThread* running = nullptr;  // whose thread the current thread is
 
-/// The texts of a notice, one after another.
+/// Copies the names of a notice, in their order, to the fields. False when the notice is too short.
 bool ReadNames(const IPC& notice, std::initializer_list<char*> fields) {
     if (notice.Payload().size() < fields.size() * sizeof(wire::Name))
         return false;
@@ -47,7 +47,7 @@ bool ReadEvent(const IPC& notice, kiv_event& event) {
 
 EventThread::~EventThread() {
     if (thread_.get_id() == std::this_thread::get_id())
-        thread_.detach();  // the thread itself was the last to need it
+        thread_.detach();  // the thread itself released the last reference, and cannot join itself
     else if (thread_.joinable())
         thread_.join();
 }

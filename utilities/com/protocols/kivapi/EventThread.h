@@ -1,4 +1,4 @@
-// EventThread: hands a connection's events to a callback.
+// EventThread: the thread that passes the events of a connection to a callback.
 #pragma once
 
 #include <memory>
@@ -11,10 +11,11 @@
 
 namespace kivapi {
 
-/// Fills the event from a notice; false for one that this library does not know.
+/// Fills in the event from a notice, except for its `size`. False for a notice that this library does not know, or that
+/// is too short.
 bool ReadEvent(const IPC& notice, kiv_event& event);
 
-/// Any thread.
+/// Its functions may be called by any thread. The running thread keeps the object alive.
 class EventThread : public std::enable_shared_from_this<EventThread> {
   public:
     EventThread(std::shared_ptr<ControlClient> control, kiv_event_callback callback, void* context)
@@ -23,16 +24,18 @@ class EventThread : public std::enable_shared_from_this<EventThread> {
     EventThread(const EventThread&) = delete;
     EventThread& operator=(const EventThread&) = delete;
 
-    /// Throws std::system_error when there is no thread to be had.
+    /// Starts the thread; throws std::system_error when the system has none. Called once.
     void Start();
-    /// No callback begins from now on, but for one that is about to.
+    /// Asks the thread to end. One more callback may still begin, if it was just about to.
     void SignalStop();
-    /// The same, and waits for the thread to end. False when called by the callback itself: the thread ends after it.
+    /// Asks the thread to end and waits until it has ended. Called by the callback itself, returns false without
+    /// waiting: the thread ends when the callback returns.
     bool Stop();
     bool IsStopping() { return *stopping_.Lock(); }
 
   private:
     void Run();
+    /// Calls the callback with an event that has only a kind.
     void Tell(std::uint32_t kind);
     void Call(const kiv_event& event);
 
@@ -40,7 +43,7 @@ class EventThread : public std::enable_shared_from_this<EventThread> {
     const kiv_event_callback callback_;
     void* const context_;
     kivsync::Guarded<bool> stopping_{false};
-    std::mutex joining_;  // guards thread_; held while it is joined, and by nobody whom it waits for
+    std::mutex joining_;  // guards thread_; held while joining it, so the thread itself must never lock it
     std::thread thread_;
 };
 

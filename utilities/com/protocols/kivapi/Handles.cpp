@@ -17,7 +17,7 @@ struct Table {
     std::uintptr_t last = 0;
 };
 
-/// Never destroyed: at the end of the process the threads of what is still open are gone, and cannot be ended.
+/// Never destroyed: when the process ends, the threads of open handles are gone already and could not be joined.
 kivsync::Guarded<Table>& Handles() {
     static auto& table = *new kivsync::Guarded<Table>;
     return table;
@@ -39,11 +39,11 @@ std::shared_ptr<Object> FindHandle(const void* handle) {
 }
 
 void RemoveHandle(const void* handle) {
-    std::shared_ptr<Object> object;  // ends without the lock
+    std::shared_ptr<Object> object;  // declared before the lock, so that the object is destroyed without it
     auto table = Handles().Lock();
     const auto found = table->open.find(reinterpret_cast<std::uintptr_t>(handle));
     if (found == table->open.end())
-        throw Refusal{KIV_BAD_HANDLE};  // another thread was quicker
+        throw Refusal{KIV_BAD_HANDLE};  // another thread may have closed it
     object = std::move(found->second);
     table->open.erase(found);
 }
@@ -59,7 +59,7 @@ void PutText(const std::string& narrow, char* buffer) {
     static_cast<void>(PutText(narrow, buffer, KIV_TEXT_SIZE));
 }
 
-// A byte of a narrow code page is three bytes of UTF-8 at most.
+// A byte of a narrow code page becomes at most three bytes of UTF-8.
 static_assert(KIV_TEXT_SIZE > 3 * (wire::Name::kSize - 1));
 
 kiv_result PutText(const std::string& narrow, char* buffer, std::size_t size) {

@@ -1,4 +1,4 @@
-// What the functions of kivapi.h have in common: handles, the way in and out for texts, structures and results.
+// Used by all functions of kivapi.h: handles, results, and the conversion of the caller's texts, structures and lists.
 #pragma once
 
 #include <algorithm>
@@ -11,12 +11,12 @@
 
 namespace kivapi {
 
-/// Ends a function of the interface with that result; Guard turns it into one.
+/// Thrown to end a function of the interface with this result; Guard returns it to the caller.
 struct Refusal {
     kiv_result result;
 };
 
-/// The result of `body`, which gives one; no exception gets out.
+/// Calls `body` and returns its result; turns every exception into a result.
 template <class Body>
 kiv_result Guard(Body body) noexcept {
     try {
@@ -24,11 +24,11 @@ kiv_result Guard(Body body) noexcept {
     } catch (const Refusal& refusal) {
         return refusal.result;
     } catch (...) {
-        return KIV_NO_RESOURCES;  // nothing but memory and threads can be short of
+        return KIV_NO_RESOURCES;  // only a lack of memory or threads can cause another exception
     }
 }
 
-/// What a handle stands for.
+/// The base of the objects that handles refer to.
 class Object {
   public:
     Object() = default;
@@ -37,13 +37,14 @@ class Object {
     Object& operator=(const Object&) = delete;
 };
 
-/// The handles that are open. Any thread.
+/// Opens a handle for the object, which the handle owns from now on. These three functions may be called by any thread.
 void* AddHandle(std::shared_ptr<Object> object);
-/// Empty when the handle is not open.
+/// The object of the handle; null when the handle is not open.
 std::shared_ptr<Object> FindHandle(const void* handle);
+/// Closes the handle; throws Refusal (KIV_BAD_HANDLE) when it is not open.
 void RemoveHandle(const void* handle);
 
-/// The object of an open handle; refuses any other.
+/// The object of a handle; throws Refusal (KIV_BAD_HANDLE) when the handle is not open or is of another kind.
 template <class Kind>
 std::shared_ptr<Kind> Get(const void* handle) {
     auto object = std::dynamic_pointer_cast<Kind>(FindHandle(handle));
@@ -52,7 +53,7 @@ std::shared_ptr<Kind> Get(const void* handle) {
     return object;
 }
 
-/// A pointer that has to be there.
+/// Returns the pointer; throws Refusal (KIV_BAD_ARGUMENT) when it is null.
 template <class Target>
 Target* Required(Target* pointer) {
     if (pointer == nullptr)
@@ -60,15 +61,16 @@ Target* Required(Target* pointer) {
     return pointer;
 }
 
-/// The caller's text in the narrow code page; refuses what the service cannot keep.
+/// Converts the caller's UTF-8 text to the narrow code page; throws Refusal (KIV_BAD_TEXT) when that is not possible or
+/// the result is longer than 49 bytes.
 std::string Narrow(const char* text);
 
-/// Writes a text of the service's to a buffer of KIV_TEXT_SIZE bytes.
+/// Writes a text from the service, as UTF-8, to a buffer of KIV_TEXT_SIZE bytes.
 void PutText(const std::string& narrow, char* buffer);
-/// The same to one that may be too small.
+/// The same for a buffer of `size` bytes; writes nothing and returns KIV_TOO_SMALL when the text does not fit.
 kiv_result PutText(const std::string& narrow, char* buffer, std::size_t size);
 
-/// The caller's structure, at least as long as this library knows it.
+/// Returns the caller's structure; throws Refusal (KIV_BAD_ARGUMENT) when it is shorter than this library's.
 template <class Structure>
 Structure* Sized(Structure* structure) {
     if (Required(structure)->size < sizeof(Structure))
@@ -76,8 +78,8 @@ Structure* Sized(Structure* structure) {
     return structure;
 }
 
-/// Copies `value` into the caller's structure of `size` bytes, and makes the fields zero that this library does not
-/// know.
+/// Copies `value` into the caller's structure of `size` bytes and sets the fields that this library does not know to
+/// zero.
 template <class Structure>
 void PutStructure(Structure value, void* target, std::uint32_t size) {
     value.size = size;
@@ -85,7 +87,8 @@ void PutStructure(Structure value, void* target, std::uint32_t size) {
     std::memcpy(target, &value, sizeof value);
 }
 
-/// Fills the caller's list with so many elements as it has room for: `put` (index, address of the element).
+/// Fills the caller's array: calls `put` (index, address of the element) for as many of the `total` elements as it has
+/// room for. Sets `*count` to `total`.
 template <class Put>
 kiv_result PutList(void* array, std::size_t elementSize, std::size_t capacity, std::size_t* count, std::size_t total,
                    Put put) {

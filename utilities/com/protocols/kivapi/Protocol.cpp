@@ -13,7 +13,7 @@ kiv_database* Protocol::Settings() {
 }
 
 void Protocol::CloseSettings() {
-    if (auto settings = settings_.Lock(); FindHandle(*settings))  // else the protocol has closed it
+    if (auto settings = settings_.Lock(); FindHandle(*settings))  // the author may have closed it
         RemoveHandle(*settings);
 }
 

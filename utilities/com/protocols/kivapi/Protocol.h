@@ -1,4 +1,4 @@
-// Protocol: what a kiv_protocol stands for, the frame of a protocol's process with callbacks in it.
+// Protocol: the object of a kiv_protocol handle. It runs a protocol's process and calls the author's callbacks.
 #pragma once
 
 #include <memory>
@@ -12,17 +12,20 @@
 
 namespace kivapi {
 
-/// Run belongs to one thread, the rest to any.
+/// One thread calls Run; any thread may call the rest.
 class Protocol : public Object, public ProtocolChild {
   public:
     Protocol(std::string instance, const kiv_protocol_callbacks& callbacks, void* context)
         : ProtocolChild(std::move(instance)), callbacks_(callbacks), context_(context) {}
 
-    /// The handle under which the callbacks know it, before Run.
+    /// Sets the handle that the callbacks get; call it before Run.
     void SetHandle(void* handle) { handle_ = static_cast<kiv_protocol*>(handle); }
-    /// Opened by the first call.
+    /// The handle of the settings database, which the first call opens. Throws Refusal (KIV_NOT_CONNECTED) when it
+    /// cannot connect.
     kiv_database* Settings();
+    /// Closes that handle, if it is open.
     void CloseSettings();
+    /// Sets the reply to the request that is being answered; KIV_WRONG_STATE when there is none.
     kiv_result SetReply(IPCPayload payload);
 
   protected:
@@ -40,8 +43,8 @@ class Protocol : public Object, public ProtocolChild {
     const kiv_protocol_callbacks callbacks_;
     void* const context_;
     kiv_protocol* handle_ = nullptr;
-    kivsync::Guarded<void*> settings_{nullptr};          // held while it is opened
-    kivsync::Guarded<std::optional<IPCPayload>> reply_;  // while a request is answered
+    kivsync::Guarded<void*> settings_{nullptr};          // the lock is held while the first call connects
+    kivsync::Guarded<std::optional<IPCPayload>> reply_;  // has a value only while a request is being answered
 };
 
 }  // namespace kivapi

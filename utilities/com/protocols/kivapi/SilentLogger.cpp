@@ -1,5 +1,5 @@
-// The logger of the DLL, in place of the one that a program has: it is loaded into other people's programs, whose lines
-// have no business in the machine's log.
+// The logger of the DLL in place of the programs' logger. It writes nothing: other people's programs load the DLL, and
+// their lines do not belong in the machine's log.
 #include "utils/logging/Logger.h"
 
 std::shared_ptr<Logging::Logger> Logging::Logger::GetInstance() {

@@ -1,4 +1,4 @@
-// The functions of kivapi.h: each checks what it is given, and calls the one that does it.
+// The functions of kivapi.h. Each checks its arguments and calls the object of its handle.
 #include "protocols/kivapi/kivapi.h"
 
 #include <string>
@@ -21,16 +21,17 @@ using kivapi::Narrow;
 using kivapi::Protocol;
 using kivapi::Required;
 
-// Programs were built with these layouts; a longer structure of a later version begins with the same fields.
+// Programs were built with these layouts: a later version may only add fields at the end of a structure.
 static_assert(sizeof(kiv_text) == 152 && sizeof(kiv_status) == 40 && sizeof(kiv_connection) == 24 &&
               sizeof(kiv_event) == 768 && sizeof(kiv_setting) == 160 && sizeof(kiv_request) == 32 &&
               sizeof(kiv_protocol_callbacks) == 40);
 
 namespace {
 
-constexpr const char* kLastErrorSetting = "lasterror";  // where the service looks for a protocol's last error
+constexpr const char* kLastErrorSetting = "lasterror";  // the service reads a protocol's last error from it
 
-/// The array of a list, whose elements have that size: it may be missing when it has no room.
+/// The caller's size of the array's elements. Throws Refusal when the array is null or the size too small, unless
+/// `capacity` is 0.
 template <class Element>
 std::size_t ElementSize(const Element* array, std::size_t capacity) {
     return capacity == 0 ? 0 : kivapi::Sized(array)->size;
@@ -46,7 +47,7 @@ kiv_result PutNames(const std::vector<std::string>& from, kiv_text* names, std::
     });
 }
 
-/// A request about one instance that is answered with a result.
+/// Sends a request that has one instance as its argument and only a result as its answer.
 kiv_result Control(kiv_client* client, const char* instance,
                    ControlResult (ControlClient::*request)(const std::string&)) {
     return Guard([&] { return Code((*Get<Client>(client)->control.*request)(Narrow(instance))); });

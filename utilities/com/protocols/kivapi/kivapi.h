@@ -9,37 +9,39 @@
  *     if (result != KIV_OK)
  *         fprintf(stderr, "%s\n", kiv_result_text(result));
  *
- * Building. With CMake, find_package(KivProtocolManager) gives Kiv::api. Otherwise link with kivapi.lib, or with what
- * your compiler makes of kivapi.def. kivapi.dll has to lie beside the program; it needs no other DLL than the system's.
+ * Building. With CMake, find_package(KivProtocolManager) defines the target Kiv::api. Otherwise link with kivapi.lib,
+ * or make an import library for your compiler from kivapi.def. kivapi.dll must be in the program's folder; it needs
+ * only DLLs of the system.
  *
- * It is C99, and stable: a function, its parameters and results, and the layout of a structure never change within one
- * major version; before 1.0, within one second number.
+ * The interface is C99, and stable: functions, their parameters and results, and the layout of structures never change
+ * within one major version; before 1.0, within one minor version.
  *
- * Results. Every function that can fail gives a kiv_result: KIV_OK, or a negative code. Nothing else is written then,
- * but where it is said. A null pointer where none is allowed, and a handle that is not open, give a code too.
+ * Results. Every function that can fail returns a kiv_result: KIV_OK, or a negative code. With a negative code the
+ * function writes nothing to the caller's memory, unless its description says so. A null pointer that is not allowed
+ * and a handle that is not open also return a code.
  *
- * Handles. A handle is a name for something in the library, not an address. It is valid until it is closed, and a
- * closed one is never given out again. Handles that are still open when the process ends need no closing. Before the
- * library is unloaded, all have to be closed, by another thread than one that runs a callback.
+ * Handles. A handle is a number for an object in the library, not an address. It is valid until it is closed, and its
+ * number is never used again. Handles that are still open when the process ends need not be closed. Before the library
+ * is unloaded, close all handles, on a thread that is not running a callback.
  *
- * Text. All text is UTF-8 with a zero byte at its end. The service keeps it in the machine's narrow code page, at most
- * 49 bytes of it: what that code page cannot write, or what is longer, is refused with KIV_BAD_TEXT.
- * KIV_TEXT_SIZE bytes hold any text that the library gives.
+ * Text. All text is UTF-8 with a zero byte at its end. The service stores it in the machine's narrow code page, at most
+ * 49 bytes. A text that is longer, or has a character that the code page lacks, is refused with KIV_BAD_TEXT. A buffer
+ * of KIV_TEXT_SIZE bytes is large enough for any text of the library.
  *
- * Structures. Set the field `size` to sizeof the structure before the call; of an array, in its first element. A later
- * version of the library may know a longer structure: it fills as much as `size` says.
+ * Structures. Set the field `size` to sizeof the structure before the call; for an array, set it in the first element.
+ * A later version of the library may know a longer structure; it fills in `size` bytes.
  *
- * Lists. `capacity` is the number of elements that the array has room for, and `*count` tells how many there are in
- * all, also with KIV_TOO_SMALL, when only the first `capacity` are filled in. The array may be null when `capacity` is
- * 0.
+ * Lists. `capacity` is the number of elements that the array has room for; the array may be null when it is 0. The
+ * function sets `*count` to the number of elements that exist. When that is more than `capacity`, it fills in the first
+ * `capacity` elements and returns KIV_TOO_SMALL.
  *
- * Threads. Any thread may call anything. Calls on one handle wait for each other, but for those about events; a
- * thread that must not wait for another's opens a handle of its own. No function throws, and no callback may let a C++
- * exception out.
+ * Threads. Any thread may call any function. Calls on one handle wait for each other, except the functions for events.
+ * A thread that must not wait for another one opens its own handle. No function throws a C++ exception, and no callback
+ * may throw one.
  *
- * Times are in milliseconds; 0xFFFFFFFF is without limit.
+ * Times are in milliseconds; 0xFFFFFFFF means no limit.
  *
- * The library writes to no log. */
+ * The library writes no log. */
 #ifndef KIVAPI_H
 #define KIVAPI_H
 
@@ -61,30 +63,30 @@ typedef int32_t kiv_result;
 enum {
     KIV_OK = 0,
 
-    /* What the service answered. Another negative number above -1000 is an answer, too. */
-    KIV_REFUSED = -1,          /* it does not do that, or cannot */
-    KIV_UNKNOWN_INSTANCE = -9, /* there is no such instance */
+    /* Codes from the service. Other numbers from -1 to -999 come from it too. */
+    KIV_REFUSED = -1,          /* the service refused the request, or could not carry it out */
+    KIV_UNKNOWN_INSTANCE = -9, /* the service has no such instance */
     KIV_IN_USE = -33,          /* another process is connected to the instance; nothing was done */
 
-    /* What the library found. */
-    KIV_NOT_CONNECTED = -1001,   /* the service is not running, or did not take the connection up in time */
-    KIV_CONNECTION_LOST = -1002, /* the connection ended; a call that was under way may have been carried out */
-    KIV_NO_ANSWER = -1003,       /* none in time; the call may still be carried out */
-    KIV_BAD_ANSWER = -1004,      /* an answer that cannot be read */
-    KIV_BAD_ARGUMENT = -1005,    /* a null pointer, or a `size` that is too small */
-    KIV_BAD_HANDLE = -1006,      /* not open, or a handle of another kind */
-    KIV_BAD_TEXT = -1007,        /* no UTF-8, too long, or not in the machine's code page */
-    KIV_TOO_SMALL = -1008,       /* the caller's array or buffer is */
-    KIV_NO_EVENT = -1009,        /* none in time */
-    KIV_WRONG_STATE = -1010,     /* not now: see the function */
-    KIV_SESSION_LOST = -1011,    /* the batch is gone, because the service was restarted; nothing of it was done */
-    KIV_NO_RESOURCES = -1012     /* the system has no memory or no thread to give */
+    /* Codes from the library. */
+    KIV_NOT_CONNECTED = -1001,   /* the service is not running, or did not accept the connection in time */
+    KIV_CONNECTION_LOST = -1002, /* the connection ended during the call; the service may have carried out the call */
+    KIV_NO_ANSWER = -1003,       /* no answer in time; the service may still carry out the call */
+    KIV_BAD_ANSWER = -1004,      /* the answer is too short */
+    KIV_BAD_ARGUMENT = -1005,    /* a pointer is null, or a `size` is too small */
+    KIV_BAD_HANDLE = -1006,      /* the handle is not open, or is of another kind */
+    KIV_BAD_TEXT = -1007,        /* a text is not UTF-8, is too long, or has a character that the code page lacks */
+    KIV_TOO_SMALL = -1008,       /* the caller's array or buffer is too small */
+    KIV_NO_EVENT = -1009,        /* there was no event in time */
+    KIV_WRONG_STATE = -1010,     /* the function cannot be called now; its description says when */
+    KIV_SESSION_LOST = -1011,    /* the service was restarted and the batch is lost; none of its changes was made */
+    KIV_NO_RESOURCES = -1012     /* the system has not enough memory, or no thread */
 };
 
-/* A sentence for people. Never null, whatever the code; valid for as long as the library is loaded. */
+/* A sentence that explains the result to a person. Never null; valid while the library is loaded. */
 const char* KIV_CALL kiv_result_text(kiv_result result);
 
-/* The version of the library, as "0.2.0". Valid for as long as the library is loaded. */
+/* The version of the library, such as "0.2.0". Valid while the library is loaded. */
 const char* KIV_CALL kiv_version(void);
 
 #define KIV_TEXT_SIZE 152
@@ -92,7 +94,7 @@ typedef struct kiv_text {
     char text[KIV_TEXT_SIZE];
 } kiv_text;
 
-/* Types of protocols. */
+/* The types of protocols. */
 enum {
     KIV_TYPE_NONE = 0,
     KIV_TYPE_PROFINET = 1,
@@ -109,52 +111,52 @@ enum {
 
 typedef struct kiv_client kiv_client;
 
-/* Opens a handle with a connection to the service, waiting for it at most `timeout_ms`. When the connection ends later,
- * a call that is under way gives KIV_CONNECTION_LOST, and the next call connects again, within the same time.
- * KIV_NOT_CONNECTED: `*client` is null. */
+/* Connects to the service, waits at most `timeout_ms` for that, and opens a handle. When the connection ends later, the
+ * calls under way return KIV_CONNECTION_LOST, and the next call connects again within the same time. On a failure
+ * `*client` is null. */
 kiv_result KIV_CALL kiv_connect(uint32_t timeout_ms, kiv_client** client);
 
-/* Ends calls under way with KIV_CONNECTION_LOST and the callback as kiv_stop_events does, and closes the handle. */
+/* Closes the handle. Ends the calls under way with KIV_CONNECTION_LOST, and the callback as kiv_stop_events does. */
 kiv_result KIV_CALL kiv_close(kiv_client* client);
 
-/* How long every call from now on waits for its answer at most; 0, as at first: each has its own time, 20 s for a
- * question and up to 120 s for what starts or stops an instance. */
+/* Sets how long each later call waits for its answer. 0, the default, means a time for each function: 20 s, and up to
+ * 120 s for a function that starts or stops an instance. */
 kiv_result KIV_CALL kiv_set_timeout(kiv_client* client, uint32_t timeout_ms);
 
-/* Adds an instance, and does not start it. KIV_REFUSED: the name is taken, or the type unknown. */
+/* Adds an instance without starting it. KIV_REFUSED: the name is in use, or the type is unknown. */
 kiv_result KIV_CALL kiv_add(kiv_client* client, const char* instance, uint32_t type);
-/* KIV_UNKNOWN_INSTANCE, KIV_IN_USE. */
+/* Stops an instance and removes it with its settings. KIV_UNKNOWN_INSTANCE, KIV_IN_USE. */
 kiv_result KIV_CALL kiv_remove(kiv_client* client, const char* instance);
-/* KIV_OK also when it runs already. KIV_REFUSED: it is unknown or disabled, another instance has its port, or its
- * process did not come up; the service then tries again. */
+/* Starts an instance and waits until it runs. KIV_OK also when it already runs. KIV_REFUSED: the instance is unknown or
+ * disabled, another instance owns its port, or its process failed to start; then the service tries again later. */
 kiv_result KIV_CALL kiv_start(kiv_client* client, const char* instance);
-/* KIV_OK also when it does not run. KIV_IN_USE. */
+/* Stops an instance and waits for the end of its process. KIV_OK also when it does not run. KIV_IN_USE. */
 kiv_result KIV_CALL kiv_stop(kiv_client* client, const char* instance);
-/* Starts it when it does not run. KIV_IN_USE. */
+/* Stops an instance, if it runs, and starts it. KIV_IN_USE. */
 kiv_result KIV_CALL kiv_restart(kiv_client* client, const char* instance);
-/* Renames the instance in the service alone: in the settings it keeps its old name, and without settings it cannot be
- * started. kiv_db_rename_instance renames both. KIV_IN_USE. */
+/* Renames an instance in the running service only. The settings stay under the old name, so the instance cannot be
+ * started under the new one. kiv_db_rename_instance renames in both. KIV_IN_USE. */
 kiv_result KIV_CALL kiv_rename(kiv_client* client, const char* old_name, const char* new_name);
 
-/* The names of the instances of a type, or with KIV_ALL_TYPES of all, in the order of the types. */
+/* Lists the names of the instances of a type; with KIV_ALL_TYPES of all types, in the order of the types. */
 kiv_result KIV_CALL kiv_list(kiv_client* client, uint32_t type, kiv_text* names, size_t capacity, size_t* count);
 
 enum {
     KIV_RUNNING = 1,
     KIV_STOPPED = 2,        /* not meant to run */
-    KIV_STOPPED_WORKING = 3 /* meant to run, and has no process or gives no answer */
+    KIV_STOPPED_WORKING = 3 /* meant to run, but has no process, or its process does not answer */
 };
 typedef struct kiv_status {
     uint32_t size;
-    uint32_t status;       /* KIV_RUNNING and the others */
+    uint32_t status;       /* KIV_RUNNING, KIV_STOPPED or KIV_STOPPED_WORKING */
     uint32_t type;         /* KIV_TYPE_... */
-    uint32_t last_error;   /* 0 while running, else the negated number of the setting "lasterror" */
-    uint32_t state;        /* the protocol's own; 0 when not running */
-    uint32_t client_count; /* connections to its process, the service's included; 0 when not running */
-    uint64_t up_time;      /* seconds; 0 when not running */
-    uint64_t process_id;   /* 0 after a stop */
+    uint32_t last_error;   /* 0 while running, else the negative of the setting "lasterror", modulo 2^32 */
+    uint32_t state;        /* defined by the protocol; 0 when not running */
+    uint32_t client_count; /* connections to the instance's process, with the service's; 0 when not running */
+    uint64_t up_time;      /* seconds since the start; 0 when not running */
+    uint64_t process_id;   /* of the last process, also when it has ended by itself; 0 after a stop */
 } kiv_status;
-/* KIV_UNKNOWN_INSTANCE. */
+/* Gets the state of an instance. KIV_UNKNOWN_INSTANCE. */
 kiv_result KIV_CALL kiv_get_status(kiv_client* client, const char* instance, kiv_status* status);
 
 typedef struct kiv_connection {
@@ -163,72 +165,76 @@ typedef struct kiv_connection {
     uint64_t connection_id;
     uint64_t process_id;
 } kiv_connection;
-/* The connections to an instance's process, that of the service included. KIV_UNKNOWN_INSTANCE. */
+/* Lists the connections to the instance's process, with the service's own. KIV_UNKNOWN_INSTANCE. */
 kiv_result KIV_CALL kiv_list_clients(kiv_client* client, const char* instance, kiv_connection* connections,
                                      size_t capacity, size_t* count);
 
-/* The settings of an instance that the service knows. A setting that is absent or of the other kind is KIV_REFUSED;
- * setting one that is absent makes it. `size`: bytes of `value`; KIV_TEXT_SIZE is always enough. */
+/* Read and write a setting of an instance that the service knows. Reading a setting that does not exist or is of the
+ * other kind returns KIV_REFUSED; writing a setting that does not exist creates it. `size` is the size of `value` in
+ * bytes; KIV_TEXT_SIZE is always enough. */
 kiv_result KIV_CALL kiv_get_string(kiv_client* client, const char* instance, const char* property, char* value,
                                    size_t size);
 kiv_result KIV_CALL kiv_set_string(kiv_client* client, const char* instance, const char* property, const char* value);
 kiv_result KIV_CALL kiv_get_number(kiv_client* client, const char* instance, const char* property, uint32_t* value);
 kiv_result KIV_CALL kiv_set_number(kiv_client* client, const char* instance, const char* property, uint32_t value);
 
-/* Asks the service to stop, with all its instances. It has not stopped yet on return. */
+/* Asks the service to stop with all its instances. Returns before it has stopped. */
 kiv_result KIV_CALL kiv_stop_service(kiv_client* client);
 
 /* ---- Events ---------------------------------------------------------------------------------------------------- */
 
 enum {
-    KIV_EVENT_CONNECTED = 1,    /* again, after KIV_EVENT_DISCONNECTED; to callbacks only */
-    KIV_EVENT_DISCONNECTED = 2, /* events may be missed from here on: ask for what matters; to callbacks only */
+    /* Only callbacks get the first two. Events between them are lost: ask for the state again after the second. */
+    KIV_EVENT_CONNECTED = 1,    /* connected again after KIV_EVENT_DISCONNECTED */
+    KIV_EVENT_DISCONNECTED = 2, /* the connection ended */
     KIV_EVENT_ADDED = 150,
     KIV_EVENT_REMOVED = 151,
     KIV_EVENT_RENAMED = 152,
     KIV_EVENT_STARTED = 153,
     KIV_EVENT_STOPPED = 154,
-    KIV_EVENT_STRING_CHANGED = 155 /* a text setting of an instance was written, also to the same value */
+    KIV_EVENT_STRING_CHANGED = 155 /* a text setting of an instance was written, even if its value is the same */
 };
 typedef struct kiv_event {
     uint32_t size;
-    uint32_t kind; /* KIV_EVENT_...; pass over one that you do not know */
+    uint32_t kind; /* KIV_EVENT_...; ignore a kind that you do not know */
     char instance[KIV_TEXT_SIZE];
-    char new_name[KIV_TEXT_SIZE];  /* KIV_EVENT_RENAMED */
-    char property[KIV_TEXT_SIZE];  /* KIV_EVENT_STRING_CHANGED */
-    char old_value[KIV_TEXT_SIZE]; /* the same */
-    char new_value[KIV_TEXT_SIZE]; /* the same */
+    char new_name[KIV_TEXT_SIZE];  /* only for KIV_EVENT_RENAMED */
+    char property[KIV_TEXT_SIZE];  /* this and the next two only for KIV_EVENT_STRING_CHANGED */
+    char old_value[KIV_TEXT_SIZE]; /* empty when the setting is new */
+    char new_value[KIV_TEXT_SIZE];
 } kiv_event;
 
-/* The next event, waiting for one at most `timeout_ms`. Events are kept from kiv_connect on; of more than 4096 that
- * nobody takes, the oldest are dropped. KIV_NO_EVENT; KIV_CONNECTION_LOST, once, behind the last event of a connection:
- * the next call connects again. KIV_WRONG_STATE: a callback is set, or another thread waits in this function. */
+/* Gets the next event; waits at most `timeout_ms` for one. The library keeps the events since kiv_connect, at most
+ * 4096, and then drops the oldest. KIV_NO_EVENT. KIV_CONNECTION_LOST: returned once, after the last event of a
+ * connection that ended; the next call connects again, which may take the time given to kiv_connect. KIV_WRONG_STATE: a
+ * callback is set, or another thread is in this function. */
 kiv_result KIV_CALL kiv_next_event(kiv_client* client, uint32_t timeout_ms, kiv_event* event);
 
-/* Called on a thread of the library's, one event at a time. It may call anything. The event is valid until it
- * returns. */
+/* Called on a thread of the library, for one event at a time. It may call any function. The event is valid until the
+ * callback returns. */
 typedef void(KIV_CALL* kiv_event_callback)(const kiv_event* event, void* context);
-/* Calls `callback` for every event from now on, those included that were kept. When the connection ends, the library
- * tries every second to connect again. KIV_WRONG_STATE: there is a callback already, or a thread in kiv_next_event. */
+/* Calls `callback` for each event that the library has kept, and for each later one. When the connection ends, the
+ * library tries every second to connect again. KIV_WRONG_STATE: a callback is set, or a thread is in kiv_next_event. */
 kiv_result KIV_CALL kiv_on_event(kiv_client* client, kiv_event_callback callback, void* context);
-/* Ends that. On return no call is under way and none will come; within the callback itself, none will come after this
- * one. Two callbacks that stop each other wait for ever. KIV_OK also when there is none. */
+/* Removes the callback. It is neither running when this returns nor called again. Called by the callback itself,
+ * returns at once, and the present call is the last. Two callbacks that stop each other wait for ever. KIV_OK also when
+ * no callback is set. */
 kiv_result KIV_CALL kiv_stop_events(kiv_client* client);
 
 /* ---- The settings database ------------------------------------------------------------------------------------- */
 
-/* One session of the settings database. */
+/* A session of the settings database. */
 typedef struct kiv_database kiv_database;
 
-/* Opens a handle, waiting for the connection at most `timeout_ms`. The calls on it wait at most 120 s for their answer,
- * since the service may have to stop and start instances before it gives one. What kiv_connect says of a connection
- * that ends holds here. */
+/* Connects to the settings database, waits at most `timeout_ms` for that, and opens a handle. A call on the handle
+ * waits at most 120 s for its answer, because the service may have to stop and start instances first. The end of a
+ * connection has the same effect as for kiv_connect. On a failure `*database` is null. */
 kiv_result KIV_CALL kiv_db_open(uint32_t timeout_ms, kiv_database** database);
-/* Drops what a batch has recorded. A call under way on another thread goes on to its end. */
+/* Closes the handle and drops the changes of an open batch. A call under way on another thread is completed. */
 kiv_result KIV_CALL kiv_db_close(kiv_database* database);
 
-/* The empty instance name addresses the settings of the whole database. A setting that is absent or of the other kind
- * is KIV_REFUSED; setting one that is absent makes it. */
+/* Read and write a setting of an instance; an empty instance name means the database-wide settings. Reading a setting
+ * that does not exist or is of the other kind returns KIV_REFUSED; writing a setting that does not exist creates it. */
 kiv_result KIV_CALL kiv_db_get_string(kiv_database* database, const char* instance, const char* setting, char* value,
                                       size_t size);
 kiv_result KIV_CALL kiv_db_set_string(kiv_database* database, const char* instance, const char* setting,
@@ -238,12 +244,14 @@ kiv_result KIV_CALL kiv_db_get_number(kiv_database* database, const char* instan
 kiv_result KIV_CALL kiv_db_set_number(kiv_database* database, const char* instance, const char* setting,
                                       uint32_t value);
 
-/* The service takes an added instance up when it starts next, or when kiv_add adds it. It follows a removal and a
- * rename of one that other processes are connected to once these have gone. */
+/* Add, remove and rename an instance in the database. The service loads an added instance at its next start, or when
+ * kiv_add adds it. It follows the removal and the renaming of an instance, but only after all other processes have
+ * disconnected from that instance. */
 kiv_result KIV_CALL kiv_db_add_instance(kiv_database* database, const char* instance, uint32_t type);
 kiv_result KIV_CALL kiv_db_remove_instance(kiv_database* database, const char* instance);
 kiv_result KIV_CALL kiv_db_rename_instance(kiv_database* database, const char* old_name, const char* new_name);
 
+/* Lists the names of the instances of the database. */
 kiv_result KIV_CALL kiv_db_list_instances(kiv_database* database, kiv_text* names, size_t capacity, size_t* count);
 
 enum { KIV_STRING = 0, KIV_NUMBER = 1 };
@@ -252,63 +260,67 @@ typedef struct kiv_setting {
     uint32_t kind; /* KIV_STRING or KIV_NUMBER */
     char name[KIV_TEXT_SIZE];
 } kiv_setting;
-/* The settings of an instance, without their values. */
+/* Lists the names and kinds of the settings of an instance, without their values. KIV_REFUSED: there is no such
+ * instance. */
 kiv_result KIV_CALL kiv_db_list_settings(kiv_database* database, const char* instance, kiv_setting* settings,
                                          size_t capacity, size_t* count);
 
-/* From now on changes are seen by this handle alone, until kiv_db_commit makes them or kiv_db_reset drops them. A
- * second batch starts afresh. After a change that was refused, reset: a commit ends at it. */
+/* Begins a batch. From now on only this handle sees its changes, until kiv_db_commit makes them or kiv_db_reset drops
+ * them. A second call drops the changes and begins again. After a change that was refused call kiv_db_reset, because a
+ * commit stops at that change. */
 kiv_result KIV_CALL kiv_db_batch(kiv_database* database);
-/* Ends the batch. KIV_OK also when a change was refused on the way, and those behind it dropped: read back what
- * matters. KIV_SESSION_LOST; KIV_WRONG_STATE: there is no batch. */
+/* Makes the changes of the batch and ends it. Stops at a change that is refused, drops the rest, and returns KIV_OK all
+ * the same: read the settings back to be sure. KIV_SESSION_LOST. KIV_WRONG_STATE: there is no batch. */
 kiv_result KIV_CALL kiv_db_commit(kiv_database* database);
-/* Ends the batch. KIV_OK also when there is none. */
+/* Drops the changes of the batch and ends it. KIV_OK also when there is no batch. */
 kiv_result KIV_CALL kiv_db_reset(kiv_database* database);
 
 /* ---- A protocol ------------------------------------------------------------------------------------------------ */
 
-/* The service starts a program for each instance, with the instance's name on its command line. Such a program's main
- * function calls kiv_protocol_run, which does everything between the program and the service. The handle is open as
- * long as that runs. */
+/* The service starts a program for each instance, with the instance's name on its command line. The main function of
+ * this program calls kiv_protocol_run, which does all the communication with the service. The handle is open while
+ * kiv_protocol_run runs. */
 typedef struct kiv_protocol kiv_protocol;
 
 typedef struct kiv_request {
     uint32_t size;
-    uint32_t command;    /* the protocol's own; 1 to 5 are answered by the library */
-    uint64_t process_id; /* of the client, as it says */
-    const void* data;    /* valid until the callback returns; null when there is none */
+    uint32_t command;    /* defined by the protocol; the library answers 1 to 5 itself */
+    uint64_t process_id; /* of the client, as the client reports it */
+    const void* data;    /* valid until the callback returns; null when the request has no data */
     size_t data_size;    /* bytes */
 } kiv_request;
 
-/* All are called on the thread that called kiv_protocol_run. */
+/* All callbacks are called on the thread that called kiv_protocol_run. */
 typedef struct kiv_protocol_callbacks {
     uint32_t size;
     uint32_t reserved; /* 0 */
-    /* Brings the protocol up: 0, or an error from 1 to 254. The service waits for it, by default 10 s. */
+    /* Starts the protocol. Returns 0, or an error from 1 to 254. The service waits for it, by default at most 10 s. */
     uint8_t(KIV_CALL* bring_up)(kiv_protocol* protocol, void* context);
-    /* Takes it down; called when bring_up gave 0. May be null. */
+    /* Stops the protocol; called only after bring_up returned 0. May be null. */
     void(KIV_CALL* take_down)(kiv_protocol* protocol, void* context);
-    /* Answers one request, with kiv_protocol_reply; without that the client gets an empty reply. May be null. */
+    /* Answers one request with kiv_protocol_reply; otherwise the client gets an empty reply. May be null. */
     void(KIV_CALL* answer)(kiv_protocol* protocol, const kiv_request* request, void* context);
-    /* What kiv_status.state shows. May be null: 0. */
+    /* Returns the number for kiv_status.state. May be null, which means 0. */
     uint32_t(KIV_CALL* state)(kiv_protocol* protocol, void* context);
 } kiv_protocol_callbacks;
 
-/* The instance's whole life: brings the protocol up, reports to the service, answers until the service asks it to end
- * or kiv_protocol_stop, takes it down. `command_line` is the program's whole command line, PROGRAM --key:NAME; null:
- * that of this process. The program ends with the result as its exit code, if it is not negative: 0 stopped, 1 not
- * brought up, 2 there is no service, 3 the command line names no instance. */
+/* Runs the instance: starts the protocol, reports to the service, answers requests until the service or
+ * kiv_protocol_stop asks it to end, and stops the protocol. `command_line` is the whole command line of the program,
+ * PROGRAM --key:NAME; null means that of this process. Returns the exit code for the program: 0 it was stopped, 1 the
+ * protocol did not start, 2 there is no service, 3 the command line names no instance. A negative kiv_result means that
+ * an argument is bad or the system is short of memory. */
 int32_t KIV_CALL kiv_protocol_run(const char* command_line, const kiv_protocol_callbacks* callbacks, void* context);
-/* Ends kiv_protocol_run. */
+/* Makes kiv_protocol_run return; any thread may call it. */
 kiv_result KIV_CALL kiv_protocol_stop(kiv_protocol* protocol);
-/* The name of its instance. */
+/* The name of the instance. */
 kiv_result KIV_CALL kiv_protocol_instance(kiv_protocol* protocol, char* name, size_t size);
-/* A handle to the settings, which closes with the protocol: do not close it. KIV_NOT_CONNECTED. */
+/* A handle to the settings database. The library closes it when kiv_protocol_run returns; do not close it yourself.
+ * KIV_NOT_CONNECTED. */
 kiv_result KIV_CALL kiv_protocol_settings(kiv_protocol* protocol, kiv_database** database);
-/* Tells operators what is wrong, by the setting "lasterror" of its instance; 0: nothing. */
+/* Reports an error to the operators: writes the setting "lasterror" of the instance. 0 means no error. */
 kiv_result KIV_CALL kiv_protocol_report_error(kiv_protocol* protocol, uint32_t error);
-/* The reply to the request that is being answered; the last call counts. At most 16 MiB; more is KIV_BAD_ARGUMENT.
- * KIV_WRONG_STATE: not within `answer`. */
+/* Sets the reply to the request that is being answered; a later call replaces it. The message must not exceed 16 MiB,
+ * or the call returns KIV_BAD_ARGUMENT. KIV_WRONG_STATE: `answer` is not running. */
 kiv_result KIV_CALL kiv_protocol_reply(kiv_protocol* protocol, const void* data, size_t size);
 
 #ifdef __cplusplus

@@ -10,7 +10,7 @@ namespace {
 std::string UsageText(const CLI::ParseError& error) {
     std::string text = error.what();
     if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr)
-        text += ". A name with a space goes in quotes: \"Line 1\".";
+        text += ". Put a name with a space in quotes: \"Line 1\".";
     return text;
 }
 
@@ -138,7 +138,7 @@ CommandLine::CommandLine(const std::string& description, const std::string& name
     // A value may begin with a slash.
     app_->allow_windows_style_options(false);
     app_->fallthrough();
-    app_->require_subcommand(0, 1);  // with 1 at least, an unknown command would be reported as none
+    app_->require_subcommand(0, 1);  // with a minimum of 1, the parser would report an unknown command as a missing one
     app_->set_version_flag("--version", version);
 }
 
@@ -149,18 +149,18 @@ void CommandLine::OnOptions(const std::function<void()>& run) {
 }
 
 void CommandLine::Run(std::vector<std::string> words) {
-    std::ranges::reverse(words);  // as the library wants them
+    std::ranges::reverse(words);  // the parser takes them from the back
     try {
         app_->parse(words);
     } catch (const CLI::ParseError& error) {
-        // Help and version come as errors whose code is 0.
+        // The parser reports a request for help or the version as an error with code 0.
         if (error.get_exit_code() != 0)
             throw Failure(kWrongUsage, UsageText(error));
         app_->exit(error);
         return;
     }
     if (app_->get_subcommands().empty())
-        throw Failure(kWrongUsage, "Name a command; kivctl --help lists them.");
+        throw Failure(kWrongUsage, "Name a command; kivctl --help lists the commands.");
 }
 
 }  // namespace kivctl

@@ -1,5 +1,5 @@
-// The command line: commands, commands below them, and their arguments and options. The library that parses it stays
-// behind this header: its own headers cost the compiler five seconds in every file that reads them.
+// The command line: commands, their subcommands, arguments and options. Only CommandLine.cpp includes the headers of
+// the parsing library, because they cost the compiler five seconds in every file that includes them.
 //
 //     auto command = app.AddCommand("list", "Lists the instances");
 //     command.AddFlag("--all", *all, "Also those that do not run");
@@ -22,10 +22,11 @@ class Option;
 
 namespace kivctl {
 
-/// One argument or option. Refers to what the CommandLine owns, and may be copied.
+/// One argument or option. A copy refers to the same one, which the CommandLine owns. Each function adds a property and
+/// returns the argument, so that calls can be chained.
 class Argument {
   public:
-    /// Returns what is wrong with a value; empty when nothing is.
+    /// Returns a message about a wrong value, or an empty text for a right one.
     using Check = std::function<std::string(const std::string&)>;
 
     explicit Argument(CLI::Option* option) : option_(option) {}
@@ -34,11 +35,11 @@ class Argument {
     Argument Checked(const Check& check) const;
     Argument OneOf(const std::vector<std::string>& words) const;
     Argument InRange(std::uint32_t least, std::uint32_t most) const;
-    /// How many words it takes.
+    /// The argument takes `least` to `most` words.
     Argument Takes(int least, int most) const;
-    /// The two must not be given together.
+    /// The two arguments must not be given together.
     Argument Excludes(Argument other) const;
-    /// The default as the help shows it: this text, or the value that the variable has now.
+    /// The default that the help shows: the text, or the present value of the variable.
     Argument ShowDefault(const std::string& text) const;
     Argument ShowDefault() const;
 
@@ -46,8 +47,8 @@ class Argument {
     CLI::Option* option_;
 };
 
-/// One command. Refers to what the CommandLine owns, and may be copied. A variable that is given to it must live until
-/// the command has run. A label is the name of an argument ("NAME") or the names of an option ("-f,--follow").
+/// One command. A copy refers to the same one, which the CommandLine owns. The variables of its arguments must live
+/// until the command has run. A label is the name of an argument ("NAME") or the names of an option ("-f,--follow").
 class Command {
   public:
     explicit Command(CLI::App* app) : app_(app) {}
@@ -56,43 +57,43 @@ class Command {
     Argument Add(const std::string& label, std::string& value, const std::string& description) const;
     Argument Add(const std::string& label, std::vector<std::string>& values, const std::string& description) const;
     Argument Add(const std::string& label, std::uint32_t& value, const std::string& description) const;
-    /// `take` receives the word and throws Failure when it is wrong.
+    /// Calls `take` with the word while the command line is parsed; `take` throws Failure when the word is wrong.
     Argument Add(const std::string& label, const std::function<void(const std::string&)>& take,
                  const std::string& description) const;
     Argument AddFlag(const std::string& label, bool& value, const std::string& description) const;
-    /// A text at the end of the command's help.
+    /// Sets the text at the end of the command's help; commands that are added later inherit it.
     void SetFooter(const std::string& text) const;
-    /// One of the commands below it has to be named.
+    /// Makes a subcommand mandatory.
     void NeedCommand() const;
-    /// Runs once everything is parsed. Ends normally or throws Failure or Exit.
+    /// Sets the action, which is called when the command line has been parsed. It returns, or throws Failure or Exit.
     void OnRun(const std::function<void()>& run) const;
 
     std::string Name() const;
-    /// The command of that name below this one.
+    /// The subcommand of that name; empty when there is none.
     std::optional<Command> Find(const std::string& name) const;
     std::vector<std::string> CommandNames() const;
-    /// The long names, with their dashes.
+    /// The long names of the options, with their dashes.
     std::vector<std::string> OptionNames() const;
     bool HasArgument(const std::string& label) const;
     bool WasGiven(const std::string& option) const;
-    /// `path`: the commands above it.
+    /// The help text. `path` has the names of the commands above this one, as in "kivctl db".
     std::string Help(const std::string& path) const;
 
   private:
     CLI::App* app_;
 };
 
-/// The whole command line. An option of the program itself may also stand behind a command.
+/// The whole command line. The options of the program itself may stand before or after a command.
 class CommandLine {
   public:
     CommandLine(const std::string& description, const std::string& name, const std::string& version);
     ~CommandLine();
 
     Command Program() const { return Command(app_.get()); }
-    /// Runs when the options are parsed, before the command does.
+    /// Sets a function that is called when the options have been parsed, before the command runs.
     void OnOptions(const std::function<void()>& run);
-    /// Runs the command that `words` name, or prints the help or the version that they ask for. Throws Failure for
-    /// wrong usage, and what the command throws.
+    /// Parses `words` and runs the command, or prints the help or the version. Throws Failure for wrong usage, and
+    /// passes on the exceptions of the command.
     void Run(std::vector<std::string> words);
 
   private:

@@ -1,6 +1,6 @@
-// The commands of kivctl, by theme. Each function adds its commands to the program; a command's action stands beside
-// its declaration and runs while the command line is parsed. An action ends normally or throws Failure or Exit. The
-// options must outlive the parsing.
+// The commands of kivctl, by theme. Each function adds its commands to `app`. A command's action is declared with the
+// command and runs while the command line is parsed; it returns, or throws Failure or Exit. `options` must outlive the
+// parsing.
 #pragma once
 
 #include <string>
@@ -21,7 +21,7 @@ void AddRunCommands(Command app, const Options& options);
 void AddSettingsCommands(Command app, const Options& options);
 /// watch, wait
 void AddWatchCommands(Command app, const Options& options);
-/// settings alone, which "db" has too
+/// settings alone, which is also a command of db
 void AddSettingsCommand(Command app, const Options& options);
 /// db instances, settings, get, set, export, import
 void AddDatabaseCommands(Command app, const Options& options);
@@ -33,7 +33,7 @@ void AddLogsCommand(Command app, const Options& options);
 void AddMetricsCommand(Command app, const Options& options);
 /// completion, help
 void AddHelpCommands(Command app);
-/// Prints the words that may stand for the last of `words`, behind those before it, for the shells that complete them.
+/// Prints the words that can complete the last of `words`, one per line, for the scripts of the completion command.
 void PrintCompletions(Command app, const std::vector<std::string>& words, const Options& options);
 /// service install, uninstall, start, stop, restart, status
 void AddServiceCommands(Command app, const Options& options);

@@ -13,12 +13,13 @@ void FailToReach(Delivery delivery, const std::string& serverName, std::uint32_t
             break;
         case Delivery::NotLetIn:
             throw Failure(kNotReachable,
-                          "The server \"" + serverName + "\" is there but did not let kivctl in " + within);
+                          "The server \"" + serverName + "\" exists, but did not accept the connection " + within);
         case Delivery::Lost:
             throw Failure(kNotReachable, "The manager ended the connection.", result);
         case Delivery::TimedOut:
             throw Failure(kNotReachable,
-                          "No answer " + within + " The request may still be carried out; --timeout MS waits longer.",
+                          "No answer " + within +
+                              " The manager may still carry out the request; --timeout MS sets a longer time.",
                           result);
         case Delivery::Malformed:
             throw Failure(kNotReachable, "The answer to command " + std::to_string(command) + " is too short.");

@@ -1,4 +1,4 @@
-// Reaching a server within a time, and asking it one thing at a time.
+// Connects to a server and sends it requests, each with a timeout. A failure ends the command with a message.
 #pragma once
 
 #include <cstdint>
@@ -10,18 +10,18 @@
 
 namespace kivctl {
 
-/// Throws the Failure of a server that was not reached or gave no answer to the command within `timeoutMs`. `result` is
-/// what the framework said.
+/// Throws the Failure for a server that could not be reached or did not answer: `delivery` says which. `command` and
+/// `timeoutMs` appear in its message; `result` is the framework's result code.
 [[noreturn]] void FailToReach(Delivery delivery, const std::string& serverName, std::uint32_t command,
                               std::uint32_t timeoutMs, std::int32_t result = 0);
 
-/// The client of that server; empty when nothing listens under the name. Throws Failure when a server listens but does
-/// not let the client in within `timeoutMs`.
+/// A client connected to that server; null when no server has the name. Throws Failure when the server does not accept
+/// the connection within `timeoutMs`.
 std::shared_ptr<IPCClient> TryReach(const std::string& serverName, std::uint32_t timeoutMs);
-/// The same, with a Failure that says what to do when nothing listens.
+/// The same, but throws Failure, with what to do about it, when no server has the name.
 std::shared_ptr<IPCClient> Reach(const std::string& serverName, std::uint32_t timeoutMs);
 
-/// Sends the request and returns its reply; throws Failure when none comes within `timeoutMs`.
+/// Sends the request and returns its reply; throws Failure when there is no reply within `timeoutMs`.
 std::shared_ptr<IPC> Ask(IPCClient& client, std::uint32_t command, IPCPayload payload, std::uint32_t timeoutMs);
 
 }  // namespace kivctl

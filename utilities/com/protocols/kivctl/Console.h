@@ -1,4 +1,5 @@
-// What kivctl prints: sentences, tables and JSON on the standard output.
+// The output of kivctl: sentences, tables and JSON on the standard output. Only Progress calls these functions from
+// another thread than main's.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -15,53 +16,54 @@ using Json = nlohmann::ordered_json;
 
 enum class Colour { Plain, Good, Warning, Bad };
 
-/// Prints in colour when the output is a console and NO_COLOR is not set. Within kivctl text is in the machine's narrow
-/// code page, as the wire carries it; JSON is UTF-8.
+/// Prints text of the machine's narrow code page, which all texts in kivctl have, as in the requests; only JSON is
+/// UTF-8. The colour shows on a console, unless NO_COLOR is set.
 void Print(std::string_view text, Colour colour = Colour::Plain);
-/// Text in UTF-8.
+/// Prints UTF-8 text.
 void PrintUtf8(std::string_view text);
-/// The same for programs that want a line feed alone at the end of a line.
+/// Prints UTF-8 text with its line feeds as they are, without carriage returns, for programs that read it.
 void PrintUnix(std::string_view text);
-/// Goes to the standard error output.
+/// Prints text of the narrow code page on the standard error output, after all that was printed before.
 void PrintError(std::string_view text);
 void PrintLine(std::string_view text, Colour colour = Colour::Plain);
-/// What was printed goes out now.
+/// Writes out what the C library still buffers of the standard output.
 void Flush();
-/// Text within it must have gone through ToUtf8.
+/// Prints the value indented. Its texts must be UTF-8: pass them through ToUtf8 first.
 void PrintJson(const Json& value);
 
-/// The command line's words behind the program's name; throws Failure for one that the narrow code page cannot write.
+/// The arguments on the command line, without the program's name. Throws Failure for an argument with a character that
+/// the narrow code page lacks.
 std::vector<std::string> Arguments();
 
 std::string ToUtf8(const std::string& narrow);
-/// Empty when the text is no UTF-8, or when the narrow code page lacks one of its characters.
+/// Empty when the text is not UTF-8, or when the narrow code page lacks one of its characters.
 std::optional<std::string> FromUtf8(const std::string& utf8);
 
-/// What a command did: the sentence for a person, or with --json the command's one document, `fields` and the sentence
-/// as its "message".
+/// Prints what a command did: the sentence, or with --json the command's only document: `fields` with the sentence as
+/// "message".
 void Say(const Options& options, const std::string& sentence);
 void Say(const Options& options, const std::string& sentence, const Json& fields);
 
-/// Whether a person watches the standard error output, and so may be told how far a command is.
+/// Whether the standard error output is a terminal, so that a person may see the progress of a command there.
 bool HasWatcher();
-/// Puts the text in place of the last such text of the standard error output's line; an empty one leaves the line
-/// empty.
+/// Replaces the text that the last call wrote on the terminal's line; an empty text clears the line.
 void ShowProgress(const std::string& text);
-/// The columns of the terminal that the standard output goes to, or what the environment's COLUMNS says; 0 when the
-/// output goes elsewhere.
+/// Columns: the environment variable COLUMNS, else the width of the console behind the standard output; 0 when there is
+/// neither.
 std::size_t TerminalWidth();
-/// Empties the terminal's screen; between two screens that go elsewhere, prints an empty line.
+/// Clears the console; where the output is not a console, prints an empty line.
 void BeginScreen();
 
-/// Rows of text under a heading, each column as wide as its widest cell.
+/// Rows of text below headings. Each column is as wide as its widest cell.
 class Table {
   public:
     explicit Table(std::vector<std::string> headings) : headings_(std::move(headings)) {}
 
-    /// One cell a heading; a cell that is empty prints as "-". The colour is that of `colouredColumn`.
+    /// Takes one cell for each heading; an empty cell prints as "-". The colour applies to the cell in
+    /// `colouredColumn`.
     void AddRow(std::vector<std::string> cells, Colour colour = Colour::Plain, std::size_t colouredColumn = 0);
-    /// Within `width` columns, if it is not 0: leaves out the columns of `spare`, one after another, until the others
-    /// fit, and cuts the last one.
+    /// Prints lines of at most `width` characters; 0 means no limit. While the table is too wide, leaves out the next
+    /// column of `spare`; after that cuts the last column.
     void Print(std::size_t width = 0, const std::vector<std::size_t>& spare = {}) const;
 
   private:
@@ -78,7 +80,7 @@ class Table {
     std::vector<Row> rows_;
 };
 
-/// What a command lists: the table, or with --json the list.
+/// Prints the table, or with --json the list.
 void Print(const Table& table, const Json& list, const Options& options);
 
 }  // namespace kivctl

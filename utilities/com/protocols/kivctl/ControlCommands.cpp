@@ -42,15 +42,16 @@ void AddRemove(Command app, const Options& options) {
         Manager manager(options);
         const Progress progress(options, *name + " stopping", 0);
         auto result = manager.Remove(*name);
-        if (result == kManagerUnknownInstance)  // one that only the database has
+        if (result == kManagerUnknownInstance)  // it may be in the database only
             result = VexaDB::VexaDBSession(ReachDatabase(options)).RemoveInstance(*name);
         CheckResult(manager, *name, result);
         Say(options, "Removed " + *name + ".", {{"instance", ToUtf8(*name)}});
     });
 }
 
-/// A running instance is stopped before and started after: the database would have the manager do both before it
-/// answers, which may take longer than a database request waits.
+/// Renames in the database, which makes the manager follow. A running instance is stopped before and started after:
+/// otherwise the manager would do both before the database replies, which may take longer than a database request
+/// waits.
 void RenameEverywhere(const std::string& oldName, const std::string& newName, const Options& options) {
     Manager manager(options);
     VexaDB::VexaDBSession database(ReachDatabase(options));
@@ -71,7 +72,7 @@ void RenameEverywhere(const std::string& oldName, const std::string& newName, co
     CheckDatabaseResult(renamed, "The instance cannot be renamed");
     if (known && manager.Status(newName).result != 0)
         throw Failure(kRefused,
-                      "The database has the new name, but the manager did not follow: it takes the name up at "
+                      "The database has the new name, but the manager still has the old one: it reads the new name at "
                       "its next start.",
                       kManagerFailure);
     CheckStart(manager, newName, started);
@@ -82,10 +83,10 @@ void RenameEverywhere(const std::string& oldName, const std::string& newName, co
 void AddRename(Command app, const Options& options) {
     auto command = app.AddCommand("rename", "Renames an instance in the database and in the running manager");
     command.SetFooter(
-        "The instance keeps its settings. Its process, if it runs, is stopped and started under the new name.\n"
-        "With --running-only the manager takes the new name, the database does not: the settings stay under the old\n"
-        "name, where the renamed instance no longer finds them. It is then not enabled, so that its process is\n"
-        "stopped and not started again. At its next start the manager has the old name again.");
+        "The instance keeps its settings. If its process runs, it is stopped, and started under the new name.\n"
+        "With --running-only only the manager has the new name. The settings stay in the database under the old\n"
+        "name, where the renamed instance does not find them; it then counts as not enabled, so its process is\n"
+        "stopped and not started again. After its next start the manager has the old name again.");
     const auto oldName = NameArgument(command, "OLD", "The instance");
     const auto newName = NewNameArgument(command, "NEW", "Its new name");
     auto runningOnly = std::make_shared<bool>(false);
@@ -97,7 +98,7 @@ void AddRename(Command app, const Options& options) {
         if (manager.Status(*newName).result == 0)
             Refuse(AlreadyThere(*newName), kManagerFailure);
         CheckResult(manager, *oldName, manager.RenameRunning(*oldName, *newName));
-        Say(options, "Renamed " + *oldName + " to " + *newName + " in the running manager; the database is as it was.",
+        Say(options, "Renamed " + *oldName + " to " + *newName + " in the running manager, not in the database.",
             {{"instance", ToUtf8(*newName)}, {"oldName", ToUtf8(*oldName)}});
     });
 }
@@ -105,21 +106,21 @@ void AddRename(Command app, const Options& options) {
 void AddShutdown(Command app, const Options& options) {
     auto command = app.AddCommand("shutdown", "Stops every instance and the manager");
     auto noWait = std::make_shared<bool>(false);
-    command.AddFlag("--no-wait", *noWait, "Return when the manager has taken the request, not when it has stopped");
+    command.AddFlag("--no-wait", *noWait, "Do not wait until the manager has stopped");
     command.OnRun([=, &options] {
         Manager manager(options);
         manager.RequestShutdown();
         if (*noWait)
             return Say(options, "The manager is stopping.");
-        // It closes its connections when its instances have stopped.
-        constexpr std::uint32_t interval = 500;
+        // The manager closes its connections when its instances have stopped.
+        constexpr std::uint32_t interval = 500;  // ms
         const auto timeout = options.TimeoutOr(kShutdownTimeout);
         const platform::Deadline deadline(timeout);
         const Progress progress(options, "The manager stops its instances", timeout);
         while (manager.Client().IsConnected() && deadline.LeftMs() != 0)
             manager.Client().TakeNotice(std::min(interval, deadline.LeftMs()));
         if (manager.Client().IsConnected())
-            throw Failure(kNotReachable, "The manager took the request, but has not stopped within " +
+            throw Failure(kNotReachable, "The manager accepted the request, but did not stop within " +
                                              std::to_string(timeout) + " ms.");
         Say(options, "The manager has stopped.");
     });

@@ -89,7 +89,7 @@ void PrintSetting(const std::string& instance, const Setting& setting, const Opt
 
 SettingValue ParseValue(const std::string& text, const KindFlags& kind, const std::optional<SettingValue>& present) {
     if (!kind.string && !kind.number && !present)
-        throw Failure(kWrongUsage, "This setting is new: say with --string or --number of which kind it is to be.");
+        throw Failure(kWrongUsage, "This setting is new: choose its kind with --string or --number.");
     const bool number = kind.number || (!kind.string && std::holds_alternative<std::uint32_t>(*present));
     if (present && std::holds_alternative<std::uint32_t>(*present) != number)
         throw Failure(kWrongUsage, std::string("This setting is a ") + KindName(*present) + ", and keeps its kind.");

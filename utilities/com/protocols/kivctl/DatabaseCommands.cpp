@@ -31,12 +31,13 @@ struct Address {
     std::vector<std::string> words;
     bool global = false;
 
-    /// `count` words are needed with the instance among them. Throws Failure when their number does not fit.
+    /// `count` is the number of words for an instance's setting; a database-wide one takes one less. Throws Failure
+    /// when the number is wrong or a name is empty.
     void Check(std::size_t count) const {
         if (words.size() + (global ? 1 : 0) != count)
-            throw Failure(kWrongUsage, "The words do not fit; --help after the command tells which it takes.");
+            throw Failure(kWrongUsage, "Wrong number of words; --help after the command lists them.");
         if ((!global && words[0].empty()) || Setting().empty())
-            throw Failure(kWrongUsage, "An instance and a setting have names; --global is for database-wide settings.");
+            throw Failure(kWrongUsage, "A name is empty; --global is for database-wide settings.");
     }
     std::string Instance() const { return global ? "" : words[0]; }
     const std::string& Setting() const { return words[global ? 0 : 1]; }
@@ -49,7 +50,7 @@ std::shared_ptr<Address> AddAddress(Command command, const std::string& words, i
         .Required()
         .Takes(1, count)
         .Checked(FitsRequest);
-    command.AddFlag("-g,--global", address->global, "The setting is a database-wide one, of no instance");
+    command.AddFlag("-g,--global", address->global, "The setting is database-wide; no instance is named");
     return address;
 }
 
@@ -85,7 +86,7 @@ void AddGet(Command db, const Options& options) {
         const auto* known = FindKnown(address->global ? Scope::Global : Scope::Instance, address->Setting());
         if (!value)
             Refuse("there is no setting \"" + address->Setting() + "\"", -1,
-                   known && *known->byDefault ? std::string("; without it ") + known->byDefault + " counts." : ".");
+                   known && *known->byDefault ? std::string("; its default is ") + known->byDefault + "." : ".");
         PrintSetting(address->Instance(), {address->Setting(), *value}, options);
     });
 }
@@ -112,7 +113,7 @@ void AddSet(Command db, const Options& options) {
     });
 }
 
-/// The whole database; tells on the standard error what may have been cut on its way here.
+/// Reads the whole database. Warns on the standard error output of settings that are left out or may have been cut.
 std::vector<FileInstance> ReadDatabase(VexaDB::VexaDBSession& database) {
     auto names = InstanceNames(database);
     names.insert(names.begin(), "");
@@ -121,12 +122,12 @@ std::vector<FileInstance> ReadDatabase(VexaDB::VexaDBSession& database) {
         FileInstance instance{.name = name, .settings = {}};
         for (auto& setting : Settings(database, name)) {
             if (setting.name.empty()) {
-                PrintError("A setting of \"" + name + "\" has no name, and is left out.\n");
+                PrintError("A setting of \"" + name + "\" has no name and is left out.\n");
                 continue;
             }
             if (ValueText(setting.value).size() == kNameMaximum)
                 PrintError(name + "." + setting.name + " has " + std::to_string(kNameMaximum) +
-                           " characters, the most that a request carries: it may be cut.\n");
+                           " characters, the most that a request carries; the rest may be missing.\n");
             instance.settings.push_back(std::move(setting));
         }
         instances.push_back(std::move(instance));
@@ -182,14 +183,15 @@ Json ChangesJson(const std::vector<ImportChange>& changes) {
     return list;
 }
 
-/// The log would be silent without the folder of the file that it goes to from its next start on.
+/// Makes the folder of a new log file: without it the programs would log nothing after their next start.
 void MakeLogFolder(const std::vector<ImportChange>& changes) {
     for (const auto& change : changes)
         if (change.instance.empty() && VexaDB::IsSameSetting(change.setting, Logging::kLogFileValue))
             RequireFolderOf(ValueText(change.to));
 }
 
-/// Has the manager take up what the import added; one that it cannot take up stays "not loaded".
+/// Makes the manager load the instances that the import added. Throws Failure at the first one that it cannot load;
+/// this one and the rest stay "not loaded".
 std::vector<std::string> LoadAdded(const std::vector<ImportChange>& changes, VexaDB::VexaDBSession& session,
                                    const Options& options) {
     std::vector<std::string> loaded;
@@ -212,15 +214,15 @@ void Import(const std::string& path, bool dryRun, const Options& options) {
     if (!dryRun && !changes.empty()) {
         MakeLogFolder(changes);
         ApplyImport(database, changes);
-        // A commit does not say how far it came.
+        // A commit that stops at a change reports success all the same, so plan again and see what is missing.
         const auto missing = PlanImport(session, file);
         if (!missing.empty()) {
             if (!options.json)
                 PrintChanges(missing);
             throw Failure(kRefused,
-                          "The database took the file in part only: " + std::to_string(missing.size()) + " of " +
+                          "Only a part of the file was imported: " + std::to_string(missing.size()) + " of " +
                               std::to_string(changes.size()) +
-                              " changes are missing. The manager's log tells why; importing again tries them again.",
+                              " changes are missing. The manager's log tells why; another import tries them again.",
                           -1);
         }
         loaded = LoadAdded(changes, session, options);
@@ -228,21 +230,21 @@ void Import(const std::string& path, bool dryRun, const Options& options) {
     if (options.json)
         return PrintJson({{"applied", !dryRun}, {"loaded", loaded.size()}, {"changes", ChangesJson(changes)}});
     if (changes.empty())
-        return PrintLine("The database holds all of the file already.");
+        return PrintLine("The database already has all settings of the file.");
     if (dryRun)
         return PrintChanges(changes);
     PrintLine("Changes made in one commit: " + std::to_string(changes.size()) + ".");
     if (!loaded.empty())
-        PrintLine("The manager took up " + Count(loaded.size(), "new instance") + "; none of them was started.");
+        PrintLine("The manager loaded " + Count(loaded.size(), "new instance") + " and started none of them.");
 }
 
 void AddImport(Command db, const Options& options) {
-    auto command = db.AddCommand("import", "Brings a file of db export into the database");
-    command.SetFooter("All changes are made in one commit. What the file does not mention stays as it is.");
+    auto command = db.AddCommand("import", "Reads a file of db export into the database");
+    command.SetFooter("All changes are made in one commit. Settings that the file does not mention stay as they are.");
     auto path = std::make_shared<std::string>();
     auto dryRun = std::make_shared<bool>(false);
     command.Add("FILE", *path, "The file").Required();
-    command.AddFlag("--dry-run", *dryRun, "Change nothing; show what the import would change");
+    command.AddFlag("--dry-run", *dryRun, "Show what the import would change, and change nothing");
     command.OnRun([=, &options] { Import(*path, *dryRun, options); });
 }
 

@@ -1,4 +1,4 @@
-// help, completion: what the program can tell of itself.
+// help, completion: the commands that explain the commands.
 
 #include <algorithm>
 #include <memory>
@@ -15,7 +15,7 @@ namespace kivctl {
 
 namespace {
 
-// Both scripts ask the program itself for the words that may come next.
+// Both scripts call kivctl __complete for the words that may come next.
 constexpr const char* kBash = R"script(# Completion of kivctl in bash: source <(kivctl completion bash)
 _kivctl() {
     local IFS=$'\n' word=${COMP_WORDS[COMP_CWORD]}
@@ -43,7 +43,7 @@ Register-ArgumentCompleter -Native -CommandName kivctl, kivctl.exe -ScriptBlock 
 }
 )script";
 
-/// The words that may stand for the last of `words`, behind those before it.
+/// The words that can complete the last of `words`; the words before it name the command.
 std::vector<std::string> Candidates(Command app, const std::vector<std::string>& words, const Options& options) {
     auto command = app;
     auto last = words.empty() ? std::string() : words.back();
@@ -68,7 +68,7 @@ std::vector<std::string> Candidates(Command app, const std::vector<std::string>&
 void AddHelp(Command app) {
     auto command = app.AddCommand("help", "Explains a command");
     auto words = std::make_shared<std::vector<std::string>>();
-    command.Add("COMMAND", *words, "The command; without it, all of them");
+    command.Add("COMMAND", *words, "The command; without it, help lists all commands");
     command.OnRun([words, app] {
         auto found = app;
         std::string path;
@@ -92,7 +92,7 @@ void PrintCompletions(Command app, const std::vector<std::string>& words, const 
 
 void AddHelpCommands(Command app) {
     AddHelp(app);
-    auto command = app.AddCommand("completion", "Prints a script that completes commands and names in a shell");
+    auto command = app.AddCommand("completion", "Prints a script with which a shell completes commands and names");
     auto shell = std::make_shared<std::string>();
     command.Add("SHELL", *shell, "powershell or bash").Required().OneOf({"powershell", "bash"});
     command.OnRun([shell] { PrintUnix(*shell == "bash" ? kBash : kPowershell); });

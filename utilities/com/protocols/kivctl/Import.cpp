@@ -28,7 +28,7 @@ std::uint32_t TypeOf(const FileInstance& instance) {
     FailAtLine(instance.line, "the new instance \"" + instance.name + "\" needs a \"type\"");
 }
 
-/// What a new instance of the type has from its addition on.
+/// The settings that the database gives a new instance of the type.
 std::vector<Setting> DefaultSettings(std::uint32_t type) {
     std::vector<Setting> settings;
     for (const auto& [name, kind, number, text] : VexaDB::NewInstanceSettings(type))
@@ -81,12 +81,12 @@ std::vector<ImportChange> PlanImport(VexaDB::VexaDBSession& database, const std:
 
 void ApplyImport(std::shared_ptr<VexaDB::VexaDBServerInterface> database, const std::vector<ImportChange>& changes) {
     VexaDB::VexaDBBatch batch(std::move(database));
-    CheckDatabaseResult(batch.Begin(), "The settings database takes no batch");
+    CheckDatabaseResult(batch.Begin(), "The settings database does not accept a batch");
     for (const auto& change : changes)
         if (const auto result = Apply(batch, change); result != 0) {
             batch.Reset();
             CheckDatabaseResult(result, "Nothing was changed: " + change.instance +
-                                            (change.setting.empty() ? "" : "." + change.setting) + " is refused");
+                                            (change.setting.empty() ? "" : "." + change.setting) + " was refused");
         }
     CheckDatabaseResult(batch.Commit(), "The commit failed");
 }

@@ -1,4 +1,4 @@
-// Bringing a settings file into the database: what differs, and applying it as one batch.
+// Imports a settings file into the database: finds the differences and applies them as one batch.
 #pragma once
 
 #include <memory>
@@ -12,17 +12,18 @@ namespace kivctl {
 
 struct ImportChange {
     std::string instance;
-    std::string setting;               // empty: the instance itself is added
-    std::optional<SettingValue> from;  // empty: it is not there yet
-    SettingValue to;                   // of an added instance: its type number
+    std::string setting;               // empty: the change adds the instance
+    std::optional<SettingValue> from;  // empty: the setting does not exist yet
+    SettingValue to;                   // for an added instance its type number
 };
 
-/// What has to change for the database to hold all that the file holds, in an order in which it can be done. Instances
-/// and settings that the file does not mention stay. Throws Failure, which names the line, when the file asks for what
-/// the database cannot do.
+/// The changes after which the database has all that the file has, in the order in which they must be made. Instances
+/// and settings that the file does not mention stay. Throws Failure, which names the line, for a change that the
+/// database would refuse.
 std::vector<ImportChange> PlanImport(VexaDB::VexaDBSession& database, const std::vector<FileInstance>& file);
 
-/// Applies the changes as one batch with one commit. Throws Failure when one is refused; nothing has changed then.
+/// Applies the changes as one batch with one commit. Throws Failure when one is refused, before anything was changed,
+/// or when the commit fails. A commit that succeeds may still have made only some of the changes.
 void ApplyImport(std::shared_ptr<VexaDB::VexaDBServerInterface> database, const std::vector<ImportChange>& changes);
 
 }  // namespace kivctl

@@ -48,7 +48,7 @@ std::vector<NamedRegistryValue> WriteInitialSettings() {
         const auto reading = key ? key->Query(setting.name, present) : Reading::Failed;
         if (reading == Reading::Found)
             continue;
-        // A failed read says nothing about what is there.
+        // The value may exist when the read fails, so it must not be overwritten.
         if (reading == Reading::Failed || !Write(*key, setting))
             throw Failure(kRefused, "The setting " + setting.name + " cannot be written to the registry");
         written.push_back(setting);

@@ -1,4 +1,4 @@
-// The settings that a machine gets when the service is installed on it.
+// The settings that kivctl service install writes.
 #pragma once
 
 #include <string>
@@ -8,9 +8,9 @@
 
 namespace kivctl {
 
-/// Writes those of them that the machine lacks, and returns what it wrote: where to log and how much of it is kept, and
-/// after which time a child that ended by itself is started again. A value that is there stays, of whatever kind it is.
-/// Throws Failure when the registry refuses.
+/// Writes the settings that the machine does not have yet, and returns those that it wrote: where the programs log, how
+/// much of the log is kept, and how long the manager waits before it restarts a child. A value that exists stays, of
+/// whatever kind it is. Throws Failure when the registry cannot be read or written.
 std::vector<VexaUtils::NamedRegistryValue> WriteInitialSettings();
 
 }  // namespace kivctl

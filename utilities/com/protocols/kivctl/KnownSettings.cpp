@@ -22,7 +22,7 @@ constexpr bool kText = false;
 
 constexpr const char* kEveryStart = "at every start";
 constexpr const char* kBeforeStart = "before every start";
-constexpr const char* kTakenUp = "when the manager takes the instance up";
+constexpr const char* kTakenUp = "when the manager loads the instance";
 constexpr const char* kServiceStart = "when the service starts";
 constexpr const char* kProcessStart = "by the process, at its start";
 constexpr const char* kProgramStart = "by every program, at its start";
@@ -93,8 +93,8 @@ SettingValue ValueFor(Scope scope, const std::string& setting, const std::string
     const auto* known = FindKnown(scope, setting);
     if (!known && !present && !flags.isNew) {
         const auto hint = DidYouMean(setting, KnownNames(scope));
-        throw Failure(kWrongUsage, "There is no setting \"" + setting + "\", and it is unknown" +
-                                       (hint.empty() ? "." : hint) + " --new sets it all the same.");
+        throw Failure(kWrongUsage, "kivctl knows no setting \"" + setting + "\", and it does not exist yet" +
+                                       (hint.empty() ? "." : hint) + " --new sets it anyway.");
     }
     const auto knownKind = known && known->isNumber ? SettingValue(0u) : SettingValue(std::string());
     auto value = ParseValue(text, flags.kind, present || !known ? present : std::optional(knownKind));
@@ -107,12 +107,12 @@ SettingValue ValueFor(Scope scope, const std::string& setting, const std::string
 
 std::string RestartHint(Scope scope, const std::string& setting, const std::string& instance, bool isRunning) {
     const auto* known = FindKnown(scope, setting);
-    // Other settings are the protocol's own, which reads them when its process starts.
+    // An unknown setting belongs to the protocol, which reads its settings when its process starts.
     const auto counts = known ? known->counts : Counts::Restart;
     if (counts == Counts::ServiceRestart || (scope == Scope::Global && counts == Counts::Restart))
-        return " It counts from the manager's next start on: kivctl service restart";
+        return " It takes effect at the manager's next start: kivctl service restart";
     if (counts == Counts::Restart && isRunning)
-        return " It counts from the instance's next start on: kivctl restart \"" + instance + "\"";
+        return " It takes effect at the instance's next start: kivctl restart \"" + instance + "\"";
     return "";
 }
 

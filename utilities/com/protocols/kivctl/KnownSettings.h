@@ -1,5 +1,5 @@
-// What kivctl knows of the settings that the manager, the sample protocol and the log read: kind, default, range, and
-// when a change counts. Protocols have settings of their own beside these.
+// The settings that the manager, the sample protocol and the log read: kind, default, range, and when a change takes
+// effect. Protocols may have other settings, which kivctl does not know.
 #pragma once
 
 #include <cstdint>
@@ -10,43 +10,44 @@
 
 namespace kivctl {
 
-/// Whose setting it is: an instance's, or the whole machine's. Those of the machine are database-wide settings and
-/// tuning values, which stand in one place.
+/// A setting belongs to one instance or to the whole machine. Global covers the database-wide settings and the tuning
+/// values, which have the same registry key.
 enum class Scope { Instance, Global };
 
 struct KnownSetting {
     Scope scope;
     const char* name;
     bool isNumber;
-    const char* byDefault;  // what counts when it is absent; "" for nothing
-    std::uint32_t most;     // of a number
+    const char* byDefault;  // the value used when the setting is absent; "" for none
+    std::uint32_t most;     // the largest valid number; 0 for a text
     const char* read;       // when it is read: "at every start"
-    /// What makes a change count: nothing, a restart of the instance, or one of the service.
+    /// When a change takes effect: soon, at the instance's next start, or at the service's next start.
     enum class Counts { Soon, Restart, ServiceRestart } counts;
 };
 
-/// In the order in which an operator meets them.
+/// The instances' settings first, then the global ones, in the order in which kivctl lists them.
 std::span<const KnownSetting> KnownSettings();
-/// Null for a setting that kivctl does not know. Letter case does not count.
+/// Finds a known setting, in any letter case; null when kivctl does not know it.
 const KnownSetting* FindKnown(Scope scope, const std::string& name);
 std::vector<std::string> KnownNames(Scope scope);
 
-/// The flags that say what a new value is to be.
+/// The flags --string, --number and --new of a command that sets a setting.
 struct ValueFlags {
     KindFlags kind;
-    bool isNew = false;  // also a setting that neither kivctl nor the database knows
+    bool isNew = false;  // allow a setting that neither kivctl nor the database knows
 };
 
-/// The value that `text` stands for, of the kind that the setting has or is known to have. Throws Failure for an
-/// unknown setting, with the nearest known one, and for a value of another kind or out of the known range.
+/// Makes a value of `text`, of the kind that the setting has (`present`) or is known to have. Throws Failure for an
+/// unknown setting, with the nearest known name, and for a value of another kind or out of the known range.
 SettingValue ValueFor(Scope scope, const std::string& setting, const std::string& text, const ValueFlags& flags,
                       const std::optional<SettingValue>& present);
 
-/// What has to happen for a new value to count, as a sentence behind the command's own; empty when nothing has to.
+/// A sentence, with a space before it, that says which restart makes the new value take effect; empty when none is
+/// needed.
 std::string RestartHint(Scope scope, const std::string& setting, const std::string& instance, bool isRunning);
 
-/// Shows settings with kind, value, default and when they are read: all that are there, and the known ones that are
-/// not.
+/// Prints settings with kind, value, default and when they are read. With `withAbsent`, adds the known settings that
+/// are not in `present`.
 void PrintSettings(Scope scope, const std::vector<Setting>& present, bool withAbsent, const Options& options);
 
 }  // namespace kivctl

@@ -16,7 +16,7 @@ namespace {
 
 using namespace Logging;
 
-constexpr std::size_t kPathMaximum = 255;  // characters that the logger reads
+constexpr std::size_t kPathMaximum = 255;  // characters; the logger reads no more
 
 std::string Meaning(const LogSettings& settings) {
     if (settings.type == kConsoleType)
@@ -24,7 +24,7 @@ std::string Meaning(const LogSettings& settings) {
     if (settings.type == kFileType)
         return "the file " + settings.File() +
                (settings.UsesColor() ? ", with colour codes" : ", without colour codes");
-    return "event tracing, where EtwVexaProviderX64.dll is installed; nothing is logged without it";
+    return "event tracing, if EtwVexaProviderX64.dll is installed; nothing is logged without it";
 }
 
 std::string Text(const std::optional<std::uint32_t>& number) {
@@ -32,7 +32,7 @@ std::string Text(const std::optional<std::uint32_t>& number) {
 }
 
 void AddShow(Command log, const Options& options) {
-    auto command = log.AddCommand("show", "Shows where the programs log to, and whether they can");
+    auto command = log.AddCommand("show", "Shows where the programs log, and whether the log file is writable");
     command.OnRun([&options] {
         const auto settings = LogSettings::Read();
         const bool isFile = settings.type == kFileType;
@@ -55,7 +55,7 @@ void AddShow(Command log, const Options& options) {
             PrintLine("It has " + std::to_string(*file.size) + " bytes; its last line is " +
                       Duration(file.idleSeconds) + " old.");
         else if (isFile)
-            PrintLine("It is not there yet: nothing was logged so far.");
+            PrintLine("The file does not exist yet: nothing was logged so far.");
         Table table({"VALUE", "SET TO"});
         table.AddRow({kLogTypeValue, settings.type.value_or("")});
         table.AddRow({kLogFileValue, settings.file.value_or("")});
@@ -68,18 +68,18 @@ void AddShow(Command log, const Options& options) {
 }
 
 void AddSet(Command log, const Options& options) {
-    auto command = log.AddCommand("set", "Chooses where the programs log to, from their next start on");
+    auto command = log.AddCommand("set", "Chooses where the programs log, from their next start on");
     auto type = std::make_shared<std::string>();
     auto file = std::make_shared<std::string>();
     auto colour = std::make_shared<std::string>();
     command.Add("TYPE", *type, "console, file or etw (event tracing)")
         .Required()
         .OneOf({kConsoleType, kFileType, "etw"});
-    command.Add("PATH", *file, "The log file; without it, the one set before or the default");
+    command.Add("PATH", *file, "The log file; without it, the file set before or the default");
     command.Add("--color", *colour, "Colour codes in the log file").OneOf({"on", "off"});
     command.OnRun([=, &options] {
         if (!file->empty() && *type != kFileType)
-            throw Failure(kWrongUsage, "A path goes with \"file\" only.");
+            throw Failure(kWrongUsage, "A path is possible with \"file\" only.");
         if (!file->empty())
             *file = AbsolutePath(*file);
         if (!file->empty() && !PathOf(*file).has_filename())
@@ -102,7 +102,7 @@ void AddSet(Command log, const Options& options) {
 }  // namespace
 
 void AddLogCommands(Command app, const Options& options) {
-    auto log = app.AddCommand("log", "Chooses where the manager and its children log to");
+    auto log = app.AddCommand("log", "Chooses where the manager and the instances log");
     log.NeedCommand();
     AddShow(log, options);
     AddSet(log, options);

@@ -1,4 +1,4 @@
-// A log file that other programs write, rename and delete while it is read.
+// A log file that other programs write, rename and delete while kivctl reads it.
 #pragma once
 
 #include <cstdint>
@@ -8,26 +8,28 @@
 
 namespace kivctl {
 
+/// An open file with a read position, which begins at the start of the file. One thread at a time.
 class LogFile {
   public:
-    /// Empty when there is no such file or it cannot be read.
+    /// Null when there is no such file or it cannot be read.
     static std::unique_ptr<LogFile> Open(const std::string& path);
     virtual ~LogFile() = default;
 
-    /// What has come behind what was read before.
+    /// Reads from the position to the present end of the file, and moves the position there.
     virtual std::string ReadOn() = 0;
-    /// Goes on reading with the last `bytes` of the file, or with all of it when it has fewer. Returns how many these
-    /// are.
+    /// Moves the position to `bytes` before the end, or to the start of a smaller file. Returns the number of bytes
+    /// between the position and the end.
     virtual std::uint64_t SkipToLast(std::uint64_t bytes) = 0;
-    /// Whether the path still names this file.
+    /// Whether the path still names this file; also true when that cannot be found out.
     virtual bool IsAt(const std::string& path) const = 0;
 };
 
 struct LogFileCondition {
-    std::string problem;  // why nobody can write to it; empty when this user can
-    std::optional<std::uint64_t> size = std::nullopt;
-    std::uint64_t idleSeconds = 0;  // since its last line
+    std::string problem;  // why this user cannot write to the file; empty when it is writable or does not exist yet
+    std::optional<std::uint64_t> size = std::nullopt;  // bytes; empty when there is no such file
+    std::uint64_t idleSeconds = 0;                     // since the last write
 };
+/// Finds out whether this user can write to the log file. Changes nothing.
 LogFileCondition LookAtLogFile(const std::string& path);
 
 }  // namespace kivctl

@@ -21,7 +21,7 @@ namespace {
 constexpr std::size_t kTimeSize = sizeof "2024-03-05T14:07:09.042" - 1;
 constexpr std::string_view kLevels = "IWE!TDF";
 constexpr std::string_view kChildProgram = "KivProtocol.exe";
-constexpr std::string_view kNoServer = "FFFFFFFF";  // what a process reports that cannot serve under its name
+constexpr std::string_view kNoServer = "FFFFFFFF";  // the error that a child reports when it cannot start its server
 constexpr char kEscape = '\033';
 
 std::string WithoutColour(std::string_view line) {
@@ -71,7 +71,7 @@ bool IsWordLetter(char letter) {
            letter == '_' || static_cast<unsigned char>(letter) > 0x7F;
 }
 
-/// Ms since some fixed moment, for differences.
+/// Milliseconds since 1970 in local time; only differences are used.
 std::int64_t MsOf(const std::string& time) {
     int year = 0;
     unsigned month = 0;
@@ -103,7 +103,8 @@ std::uint32_t Hexadecimal(std::string_view text) {
     return number;
 }
 
-/// What stands in the text between the two; empty when they do not.
+/// The part of the text between `before`, with which it begins, and `after`, with which it ends; empty when it does
+/// not.
 std::optional<std::string> Between(const std::string& text, const std::string& before, const std::string& after) {
     if (!text.starts_with(before) || !text.ends_with(after) || text.size() < before.size() + after.size())
         return std::nullopt;
@@ -150,14 +151,14 @@ Colour LevelColour(char level) {
 bool IsOfFramework(const LogEntryText& entry) {
     constexpr std::string_view classes[] = {"IPC",           "PipeReader",  "MessageSender", "ClientWinPipe",
                                             "ServerWinPipe", "RequestGate", "RequestQueue",  "ServerTransport"};
-    const bool isSearch = entry.function == "CProtocolManager::FindProtocol";  // a line for each instance it looks at
+    const bool isSearch = entry.function == "CProtocolManager::FindProtocol";  // logs one line for each instance
     return isSearch || std::ranges::any_of(classes, [&](auto name) { return entry.function.starts_with(name); });
 }
 
 void InstanceLines::Learn(const LogEntryText& entry) {
     if (!entry.module.ends_with(kChildProgram))
         return;
-    // An id is given to another process in time, which names another instance then.
+    // The system reuses process ids: a process that names another instance is no longer this one's.
     if (Names(entry.text))
         processes_[entry.processId] = true;
     else if (std::ranges::any_of(others_, [&](const auto& name) {
@@ -193,7 +194,7 @@ LogReading ReadLog(std::uint64_t mostBytes) {
     if (settings.type != Logging::kFileType)
         return reading;
     auto paths = Logging::LogFiles(settings.File());
-    std::ranges::reverse(paths);  // the youngest first
+    std::ranges::reverse(paths);  // the newest file first
     std::vector<std::string> texts;
     for (const auto& path : paths) {
         const auto file = LogFile::Open(path);
@@ -213,8 +214,8 @@ LogReading ReadLog(std::uint64_t mostBytes) {
 Trouble FindTrouble(const std::vector<LogEntryText>& log, InstanceLines lines, const std::string& name,
                     const std::string& managerProgram) {
     Trouble trouble;
-    std::string begin;          // when the last start began, or was done
-    std::uint64_t manager = 0;  // the process that made it
+    std::string begin;          // time of the last start, or of its success
+    std::uint64_t manager = 0;  // id of the process that logged it
     const auto startAnew = [&](const LogEntryText& entry) {
         begin = entry.time;
         manager = entry.processId;
@@ -264,11 +265,11 @@ Trouble FindTrouble(const std::vector<LogEntryText>& log, InstanceLines lines, c
         if (const auto why = Between(text, "Cannot start instance " + name + ": ", ""))
             trouble.reason = *why;
         if (text == "Cannot start instance " + name + " did not connect 1")
-            trouble.reason = "it was not ready within its start time-out";
+            trouble.reason = "it was not ready within its start timeout";
         if (text == "Cannot start instance " + name + " did not connect 0" && trouble.reason.empty())
             trouble.reason = "its process ended before it was ready";
         if (text.starts_with("Cannot start instance " + name + " did not send create result") && trouble.reason.empty())
-            trouble.reason = "its process connected and then said nothing";
+            trouble.reason = "its process connected, but did not report that it is ready";
     }
     return trouble;
 }

@@ -1,4 +1,4 @@
-// logs: the last lines of the log, of everything or of one instance, and those that come.
+// logs: the last lines of the log, about everything or about one instance, and the new lines as they are written.
 
 #include <algorithm>
 #include <memory>
@@ -26,10 +26,11 @@ struct LogsOptions {
     bool errors = false;
     bool warnings = false;
     bool all = false;
-    std::string since;  // as the log writes times
+    std::string since;  // in the log's time format
 };
 
-/// "1h" ago, or a time: "2024-03-05 14:07:09", "2024-03-05", "14:07" of today.
+/// The time, in the log's format, that the word means: "1h" (ago), "2024-03-05 14:07:09", "2024-03-05" or "14:07"
+/// (today). Throws Failure for any other word.
 std::string SinceTime(const std::string& word) {
     const auto now = LocalTime();
     constexpr std::size_t dateSize = sizeof "2024-03-05" - 1;
@@ -42,18 +43,18 @@ std::string SinceTime(const std::string& word) {
         time = word;
     if (time.size() > dateSize)
         time[dateSize] = 'T';
-    // Digits where the log has them, as far as the word goes.
+    // The log's format or a beginning of it, so that times compare as texts.
     const std::string form = "0000-00-00T00:00:00.000";
     const bool fits = time.size() >= dateSize && time.size() <= form.size() &&
                       std::equal(time.begin(), time.end(), form.begin(), [](char letter, char place) {
                           return place == '0' ? letter >= '0' && letter <= '9' : letter == place;
                       });
     if (!fits)
-        throw Failure(kWrongUsage, "\"" + word + "\" is no time; write 10m, 1h, 14:07 or \"2024-03-05 14:07\".");
+        throw Failure(kWrongUsage, "\"" + word + "\" is not a time; write 10m, 1h, 14:07 or \"2024-03-05 14:07\".");
     return time;
 }
 
-/// Chooses the lines that were asked for. Shown all lines in their order.
+/// Decides which entries the command prints. Learn must be called for each entry in order, before Wants.
 class Filter {
   public:
     Filter(const LogsOptions& wanted, std::vector<std::string> others) : wanted_(wanted) {
@@ -84,21 +85,22 @@ void PrintEntry(const LogEntryText& entry, const Options& options) {
         PrintLine(LogText(entry), LevelColour(entry.level));
 }
 
-/// Reads a log as it grows, also over its rotations.
+/// Reads the lines that are added to a log file, also across its rotation.
 class Tail {
   public:
-    /// From the log's end on.
+    /// Begins at the present end of the file.
     explicit Tail(std::string path) : path_(std::move(path)), file_(LogFile::Open(path_)) {
         if (file_)
             file_->SkipToLast(0);
     }
 
-    /// The whole lines that have come.
+    /// The complete lines that were added since the last call.
     std::string ReadOn() {
         if (!file_ && !(file_ = LogFile::Open(path_)))
             return "";
         std::string text = std::exchange(rest_, "");
-        // First whether it was put aside and then what it has: what came before it was put aside is in it.
+        // Ask whether the file was rotated before reading it: then this read gets all that was written to it before the
+        // rotation.
         const bool isOld = !file_->IsAt(path_);
         text += file_->ReadOn();
         if (isOld) {
@@ -113,7 +115,7 @@ class Tail {
   private:
     const std::string path_;
     std::unique_ptr<LogFile> file_;
-    std::string rest_;  // the beginning of a line
+    std::string rest_;  // the beginning of a line whose end is not written yet
 };
 
 void Follow(Tail& tail, Filter& filter, const Options& options) {
@@ -128,7 +130,7 @@ void Follow(Tail& tail, Filter& filter, const Options& options) {
     }
 }
 
-/// The other instances' names, as far as somebody tells: the log is read with the manager down, too.
+/// The names of the other instances; none when the manager does not run, for the log can be read without it.
 std::vector<std::string> OtherNames(const std::string& name, const Options& options) {
     std::vector<std::string> names;
     if (!name.empty() && TryReach(kManagerServerName, options.TimeoutOr(kConnectTimeout)))
@@ -137,7 +139,8 @@ std::vector<std::string> OtherNames(const std::string& name, const Options& opti
     return names;
 }
 
-/// The last entries that are wanted. A log may be long, and they mostly stand at its end.
+/// The last `count` entries that the filter wants. A log may be long and they are mostly near its end, so this reads
+/// the end first and more only when needed.
 std::vector<LogEntryText> LastEntries(const LogsOptions& wanted, Filter& filter) {
     constexpr std::uint64_t most = 1024 * kMebibyte;
     constexpr std::uint64_t factor = 8;
@@ -157,10 +160,10 @@ std::vector<LogEntryText> LastEntries(const LogsOptions& wanted, Filter& filter)
 void ShowLogs(const LogsOptions& wanted, const Options& options) {
     const auto settings = Logging::LogSettings::Read();
     if (settings.type != Logging::kFileType)
-        throw Failure(kRefused, "The programs do not log to a file; kivctl log set file PATH has them do so.");
+        throw Failure(kRefused, "The programs do not log to a file; kivctl log set file PATH changes that.");
     Filter filter(wanted, OtherNames(wanted.name, options));
-    Tail tail(
-        settings.File());  // before the log is read: a line that comes meanwhile may be told twice, none is missing
+    // Opened before the log is read: a line added meanwhile may be printed twice, but none is lost.
+    Tail tail(settings.File());
     const auto log = LastEntries(wanted, filter);
     if (options.json && !wanted.follow) {
         auto list = Json::array();
@@ -181,17 +184,16 @@ void ShowLogs(const LogsOptions& wanted, const Options& options) {
 void AddLogsCommand(Command app, const Options& options) {
     auto command = app.AddCommand("logs", "Prints the log's last lines, about everything or about one instance");
     auto wanted = std::make_shared<LogsOptions>();
-    command.Add("NAME", wanted->name, "What is said about this instance, and what its processes say")
-        .Checked(FitsRequest);
+    command.Add("NAME", wanted->name, "Only lines about this instance and lines of its processes").Checked(FitsRequest);
     command.Add("-n,--lines", wanted->count, "How many lines").ShowDefault();
-    command.AddFlag("-f,--follow", wanted->follow, "Goes on with what comes, until Ctrl-C; with --json a line each");
+    command.AddFlag("-f,--follow", wanted->follow, "Print new lines until Ctrl-C; with --json one document per line");
     const auto errors = command.AddFlag("--errors", wanted->errors, "Only errors");
     command.AddFlag("--warnings", wanted->warnings, "Only warnings and errors").Excludes(errors);
-    command.AddFlag("--all", wanted->all, "Also the lines of the framework that carries the messages");
+    command.AddFlag("--all", wanted->all, "Also lines of the framework that carries the messages");
     command.Add(
         "--since", [wanted](const std::string& word) { wanted->since = SinceTime(word); },
-        "Only since then: 10m, 1h, 14:07, \"2024-03-05 14:07\"");
-    command.SetFooter("Reads the log file and the older ones beside it; the service need not run.");
+        "Only lines since this time: 10m (ago), 1h, 14:07, \"2024-03-05 14:07\"");
+    command.SetFooter("Reads the log file and the older, rotated files beside it; the service need not run.");
     command.OnRun([=, &options] { ShowLogs(*wanted, options); });
 }
 

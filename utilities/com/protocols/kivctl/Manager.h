@@ -1,4 +1,4 @@
-// Manager: the control requests of the service, as calls that end a command when they get no answer.
+// Manager: the control requests of the service as calls. A request without an answer ends the command.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,9 @@
 
 namespace kivctl {
 
-/// Connected from construction on, and to no other manager later. Results are the manager's; a request that gets no
-/// answer throws Failure.
+/// Connected from its construction, which throws Failure when the manager cannot be reached. It never reconnects: a
+/// command must not continue with another manager than it began with. Results are the manager's codes; a request
+/// without an answer throws Failure. `options` must outlive it.
 class Manager {
   public:
     explicit Manager(const Options& options);
@@ -31,7 +32,7 @@ class Manager {
         return Check(Control().RenameRunning(oldName, newName));
     }
 
-    /// Empty when the manager has no such instance, or that no such property of that kind.
+    /// Empty when the manager does not know the instance, or the instance has no such property of this kind.
     std::optional<std::string> GetString(const std::string& instance, const std::string& property) {
         return Value(Control().GetString(instance, property));
     }
@@ -50,26 +51,27 @@ class Manager {
     std::vector<std::string> Instances(std::uint32_t type) {
         return Value(Control().List(type)).value_or(std::vector<std::string>());
     }
-    /// Of every type, in the order of the types.
+    /// The instances of every type, in the order of the types.
     std::vector<std::string> Instances() { return Value(Control().List()).value_or(std::vector<std::string>()); }
     ipc_mngctrl_status_reply Status(const std::string& instance, std::uint32_t timeoutMs = kRequestTimeout) {
         const auto answer = Control().Status(instance, timeoutMs);
         Check(answer);
         return answer.value;
     }
-    /// The connections to the instance's process; throws Failure when the manager refuses to tell.
+    /// The connections to the instance's process; throws Failure when the manager refuses.
     std::vector<ipc_client_info> Clients(const std::string& instance);
 
-    /// Asks the manager to stop; it has not stopped yet on return.
+    /// Asks the manager to stop; returns before it has stopped.
     void RequestShutdown() { Check(Control().StopService()); }
 
-    /// For notices and for the state of the connection.
+    /// The connection, for its notices and its state.
     IPCClient& Client() { return *connection_; }
     const Options& GetOptions() const { return options_; }
 
   private:
-    /// Throws Failure when the connection has ended: a command goes on with the manager that it began with, or not.
+    /// Throws Failure when the connection has ended, because ControlClient would connect anew.
     ControlClient& Control();
+    /// The manager's result; throws Failure when there was no answer.
     static std::int32_t Check(const ControlResult& result);
     template <class Told>
     static std::optional<Told> Value(const ControlAnswer<Told>& answer) {

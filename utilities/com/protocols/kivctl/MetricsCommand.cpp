@@ -1,4 +1,4 @@
-// metrics: the state of everything for a collector that reads text files.
+// metrics: the state of the manager and all instances, for a monitoring system that reads text files.
 
 #include <functional>
 
@@ -56,11 +56,11 @@ void PrintMetrics(const Options& options) {
 }  // namespace
 
 void AddMetricsCommand(Command app, const Options& options) {
-    auto command = app.AddCommand("metrics", "Prints the state of everything as OpenMetrics text");
-    command.SetFooter("A manager that is not reachable is an answer too: kiv_manager_up 0, with exit code 0.");
+    auto command = app.AddCommand("metrics", "Prints the state of the manager and all instances as OpenMetrics text");
+    command.SetFooter("When the manager does not run, prints kiv_manager_up 0 and ends with exit code 0.");
     command.OnRun([&options] {
         if (options.json)
-            throw Failure(kWrongUsage, "Metrics are text; kivctl --json status tells the same as JSON.");
+            throw Failure(kWrongUsage, "Metrics are text; kivctl --json status prints the same data as JSON.");
         PrintMetrics(options);
     });
 }

@@ -17,7 +17,7 @@ std::string AbsolutePath(const std::string& file) {
     const auto utf8 = std::filesystem::absolute(PathOf(file)).u8string();
     const auto narrow = FromUtf8({utf8.begin(), utf8.end()});
     if (!narrow)
-        throw Failure(kWrongUsage, "The folder's name has characters that the system's code page has not.");
+        throw Failure(kWrongUsage, "The folder's name has characters that this machine's code page lacks.");
     return *narrow;
 }
 
@@ -25,7 +25,7 @@ std::string MakeFolderOf(const std::string& file) {
     const auto folder = PathOf(file).parent_path();
     std::error_code error;
     if (!folder.empty())
-        std::filesystem::create_directories(folder, error);  // no error when it is there
+        std::filesystem::create_directories(folder, error);  // an existing folder is not an error
     return error ? "the folder of the log file " + file + " cannot be made: " + error.message() : "";
 }
 

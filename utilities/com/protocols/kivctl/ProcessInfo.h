@@ -1,4 +1,4 @@
-// What the system tells of another process.
+// Information about another process. Paths are in the narrow code page.
 #pragma once
 
 #include <cstdint>
@@ -8,24 +8,24 @@
 
 namespace kivctl {
 
-/// A process held open, so that its id stays its own and its exit code can be asked for.
+/// A process whose handle is held open: the system does not reuse its id, and its exit code can be read after its end.
 class OpenedProcess {
   public:
-    /// Empty when there is none with that id, or this user may not look at it.
+    /// Null when there is no process with that id, or this user may not open it.
     static std::unique_ptr<OpenedProcess> Open(std::uint64_t processId);
     virtual ~OpenedProcess() = default;
 
-    /// Empty while it runs.
+    /// Empty while the process runs.
     virtual std::optional<std::uint32_t> ExitCode() const = 0;
-    /// Full path of its program; empty when the system does not tell.
+    /// Full path of its program; empty when the system cannot tell.
     virtual std::string Program() const = 0;
-    /// Processor time that it has used, ms.
+    /// Processor time that it has used, in ms; 0 when the system cannot tell.
     virtual std::uint64_t ProcessorMs() const = 0;
-    /// Bytes of memory that it occupies; 0 when the system does not tell.
+    /// Physical memory that it uses, in bytes; 0 when the system cannot tell.
     virtual std::uint64_t MemoryBytes() const = 0;
 };
 
-/// Path of that process's program, and its last part; empty when the system does not tell.
+/// Full path of the process's program, and its file name; empty when the system cannot tell.
 std::string ProgramPathOf(std::uint64_t processId);
 std::string ProgramNameOf(std::uint64_t processId);
 /// The folder of a full path, without a backslash at its end.

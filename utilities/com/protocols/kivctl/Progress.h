@@ -1,4 +1,4 @@
-// Progress: tells whoever watches a command what it waits for.
+// Progress: shows on the terminal what a command waits for.
 #pragma once
 
 #include <condition_variable>
@@ -11,11 +11,11 @@
 
 namespace kivctl {
 
-/// From a second after its construction on, shows "WHAT, 12 s of 50 s" on one line of the terminal, which is empty
-/// again after its destruction. Shows nothing with --json, or when nobody watches.
+/// Shows "WHAT, 12 s of 50 s" on one line of the terminal, from a second after its construction until its destruction,
+/// which clears the line. Shows nothing with --json, or when the standard error output is not a terminal.
 class Progress {
   public:
-    /// `limitMs`: how long it takes at most; 0 when nobody knows.
+    /// `limitMs` is how long the wait may last, 0 when that is unknown.
     Progress(const Options& options, std::string what, std::uint32_t limitMs);
     ~Progress();
     Progress(const Progress&) = delete;
@@ -26,7 +26,7 @@ class Progress {
 
     const std::string what_;
     const std::uint32_t limitMs_;
-    std::mutex lock_;  // of done_
+    std::mutex lock_;  // guards done_
     std::condition_variable changed_;
     bool done_ = false;
     std::thread thread_;

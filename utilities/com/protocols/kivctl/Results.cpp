@@ -51,7 +51,7 @@ void CheckResult(Manager& manager, const std::string& instance, std::int32_t res
         return;
     if (manager.Status(instance).result == kManagerUnknownInstance)
         RefuseUnknown(manager, instance, result);
-    std::string processes;  // other than the manager
+    std::string processes;  // the clients other than the manager
     if (result == kManagerInUse)
         for (const auto& client : manager.Clients(instance))
             if (client.processId != manager.Client().ServerPid())
@@ -63,16 +63,15 @@ Disabled WhyDisabled(Manager& manager, const std::string& instance) {
     const auto status = manager.Status(instance);
     if (status.result == 0 && IsTypeDisabled(manager, status.protocolType))
         return {"the type of \"" + instance + "\" is in the database-wide setting disabledprotocols",
-                "Take it out, then kivctl service restart"};
+                "Remove it from there, then run kivctl service restart"};
     if (status.result != 0 || manager.GetNumber(instance, "enabled") != 0u)
         return {};
     const auto enable = "kivctl enable \"" + instance + "\"";
     const auto owner = PortOwner(manager, instance, status.protocolType);
     if (!owner.empty())
-        return {"\"" + instance + "\" has the same port as \"" + owner +
-                    "\" of its type, which owns it, and is disabled for that",
-                "Give it its own: kivctl set \"" + instance + "\" port PORT, then " + enable};
-    return {"\"" + instance + "\" is not enabled", "Allow it with: " + enable};
+        return {"\"" + instance + "\" is disabled: \"" + owner + "\", of the same type, owns the same port",
+                "Give \"" + instance + "\" its own port: kivctl set \"" + instance + "\" port PORT, then " + enable};
+    return {"\"" + instance + "\" is not enabled", "Enable it: " + enable};
 }
 
 Trouble TroubleOf(Manager& manager, const std::string& instance) {
@@ -87,7 +86,7 @@ void CheckStart(Manager& manager, const std::string& instance, std::int32_t resu
         CheckResult(manager, instance, result);
     if (const auto disabled = WhyDisabled(manager, instance); !disabled.reason.empty())
         Refuse(disabled.reason, result, ". " + disabled.remedy);
-    // The line about a process's end may come a moment after the answer.
+    // The manager's reply may arrive shortly before the log line about the end of the process.
     constexpr std::chrono::milliseconds moment(100);
     constexpr int attempts = 5;
     auto trouble = TroubleOf(manager, instance);
@@ -95,14 +94,15 @@ void CheckStart(Manager& manager, const std::string& instance, std::int32_t resu
         std::this_thread::sleep_for(moment);
         trouble = TroubleOf(manager, instance);
     }
-    const std::uint32_t lastError = 0 - std::uint32_t{manager.Status(instance).lastError};  // as the child wrote it
+    // The reply has the negative of the child's code.
+    const std::uint32_t lastError = 0 - std::uint32_t{manager.Status(instance).lastError};
     std::string rest = ".";
     if (trouble.reason.empty() && lastError != 0)
         trouble.reason = "its protocol reported error " + std::to_string(lastError);
     if (trouble.reason.empty())
         trouble.reason = ResultMeaning(result);
     if (trouble.lines.empty())
-        rest += " There is no log that tells more; kivctl log show says where it goes.";
+        rest += " The log has no line about it; kivctl log show tells where the log is.";
     for (const auto& line : trouble.lines)
         if (!IsOfFramework(line))
             rest += "\n  " + LogText(line);

@@ -1,4 +1,4 @@
-// start, stop, restart, enable, disable, load: commands that do the same with several instances.
+// start, stop, restart, enable, disable, load: commands for one or several instances.
 
 #include <algorithm>
 #include <functional>
@@ -15,13 +15,13 @@ namespace kivctl {
 
 namespace {
 
-/// A database-wide number of ms; `byDefault` when it is not set or cannot be read.
+/// A database-wide setting in ms; `byDefault` when it is not set or cannot be read.
 std::uint32_t GlobalMs(const Options& options, const char* setting, std::uint32_t byDefault) {
     VexaDB::VexaDBSession(ReachDatabase(options)).GetUint32("", setting, byDefault);
     return byDefault;
 }
 
-/// How long the manager takes at most, for whoever watches.
+/// How long a start and a stop may take, for the progress display; read only when somebody watches.
 struct Limits {
     explicit Limits(const Options& options) {
         if (options.json || !HasWatcher())
@@ -84,7 +84,7 @@ void AddStop(Command app, const Options& options) {
 void AddRestart(Command app, const Options& options) {
     AddCommand(app, options, "restart", "Stops instances that no other process uses, and starts them",
                [&options](Manager& manager, const Limits& limits, const std::string& name) {
-                   // The manager would stop it first and then find that it may not start it.
+                   // The manager would stop the instance first and then refuse to start it.
                    if (const auto disabled = WhyDisabled(manager, name); !disabled.reason.empty())
                        Refuse(disabled.reason, kManagerFailure, "; nothing was stopped. " + disabled.remedy);
                    const Progress progress(options, name + " restarting", limits.stopMs + limits.startMs);
@@ -99,9 +99,9 @@ Done SetEnabled(Manager& manager, const std::string& instance, bool enabled) {
     CheckResult(manager, instance, manager.SetNumber(instance, "enabled", enabled ? 1 : 0));
     std::string hint;
     if (!enabled && status.processId != 0)
-        hint = " It still runs; kivctl stop ends that.";
+        hint = " It still runs; kivctl stop stops it.";
     if (enabled && status.processId == 0)
-        hint = " It is not started yet; kivctl start does that.";
+        hint = " It is not started yet; kivctl start starts it.";
     return {(enabled ? "Enabled " : "Disabled ") + instance + "." + hint, {{"enabled", enabled}}};
 }
 
@@ -110,12 +110,12 @@ void AddEnable(Command app, const Options& options) {
         app, options, "enable", "Allows instances to be started",
         [](Manager& manager, const Limits&, const std::string& name) { return SetEnabled(manager, name, true); });
     AddCommand(
-        app, options, "disable", "Keeps instances from being started; one that runs goes on",
+        app, options, "disable", "Forbids instances to be started; running instances continue",
         [](Manager& manager, const Limits&, const std::string& name) { return SetEnabled(manager, name, false); });
 }
 
 void AddLoad(Command app, const Options& options) {
-    auto command = app.AddCommand("load", "Has the manager take up instances that only the database has");
+    auto command = app.AddCommand("load", "Makes the manager load instances that only the database has");
     const auto selection = AddSelection(command);
     command.OnRun([=, &options] {
         Manager manager(options);
@@ -142,7 +142,7 @@ Done Load(Manager& manager, VexaDB::VexaDBSession& database, const std::string& 
         const auto hint = DidYouMean(instance, InstanceNames(database));
         Refuse("the database has no instance \"" + instance + "\"", kManagerFailure, hint.empty() ? "." : hint);
     }
-    // An addition under a name of the database takes up what is there.
+    // Adding a name that the database has makes the manager load that instance with its settings.
     CheckResult(manager, instance, manager.Add(instance, database.Number(instance, "type")));
     return {"Loaded " + instance + "."};
 }

@@ -11,9 +11,9 @@ namespace kivctl {
 std::vector<std::string> Selection::Names(
     const std::function<std::vector<std::string>(std::optional<std::uint32_t>)>& candidates) const {
     if (words.empty() && type.empty() && !all)
-        throw Failure(kWrongUsage, "Name the instances, or say --type TYPE or --all.");
+        throw Failure(kWrongUsage, "Name the instances, or give --type TYPE or --all.");
     if (all && (!words.empty() || !type.empty()))
-        throw Failure(kWrongUsage, "--all goes with neither names nor --type.");
+        throw Failure(kWrongUsage, "--all cannot be combined with names or --type.");
     std::vector<std::string> names;
     const auto add = [&names](const std::string& name) {
         if (std::ranges::find(names, name) == names.end())
@@ -35,7 +35,7 @@ std::vector<std::string> Selection::Names(
                     add(name);
     }
     if (names.empty())
-        throw Failure(kRefused, "No instance is of this name, pattern or type.");
+        throw Failure(kRefused, "No instance has this name, pattern or type.");
     return names;
 }
 
@@ -46,7 +46,7 @@ std::vector<std::string> Selection::Names(Manager& manager) const {
             joined += (joined.empty() ? "" : " ") + word;
         const auto known = manager.Instances();
         if (std::ranges::find(known, joined) != known.end())
-            throw Failure(kWrongUsage, "A name with a space goes in quotes: \"" + joined + "\".");
+            throw Failure(kWrongUsage, "Put a name with a space in quotes: \"" + joined + "\".");
     }
     return Names(
         [&](std::optional<std::uint32_t> ofType) { return ofType ? manager.Instances(*ofType) : manager.Instances(); });
@@ -55,8 +55,8 @@ std::vector<std::string> Selection::Names(Manager& manager) const {
 std::shared_ptr<Selection> AddSelection(Command command, const std::string& label, const std::string& description) {
     auto selection = std::make_shared<Selection>();
     command.Add(label, selection->words, description).Checked(FitsRequest);
-    command.Add("--type", selection->type, "Those of this type, by name or number");
-    command.AddFlag("--all", selection->all, "Every one");
+    command.Add("--type", selection->type, "The instances of this type, by name or number");
+    command.AddFlag("--all", selection->all, "All instances");
     return selection;
 }
 

@@ -1,4 +1,4 @@
-// The one way in which commands name instances: words, patterns, a type, or all.
+// The arguments with which an operator selects instances: names, patterns, --type and --all.
 #pragma once
 
 #include <functional>
@@ -14,34 +14,36 @@
 namespace kivctl {
 
 struct Selection {
-    std::vector<std::string> words;  // names, and patterns with * and ?
+    std::vector<std::string> words;  // names, or patterns with * and ?
     std::string type;
     bool all = false;
 
-    /// The names meant, each once, by name where a pattern, type or all says which. Throws Failure when none is meant.
-    /// `candidates` gives the names of a type, or all of them for no type.
+    /// The selected names, each once, in the order of the words; the matches of a pattern, a type or --all are sorted.
+    /// `candidates` gives the names that exist: those of a type, or without a type all. Throws Failure when no name is
+    /// selected. A word that is not a pattern is selected without a look at the candidates, unless --type is given.
     std::vector<std::string> Names(
         const std::function<std::vector<std::string>(std::optional<std::uint32_t>)>& candidates) const;
-    /// Among the instances of the manager.
+    /// The same with the manager's instances as candidates.
     std::vector<std::string> Names(Manager& manager) const;
 };
 
-/// Adds NAME..., --type and --all to the command; `label` says what the words are.
-std::shared_ptr<Selection> AddSelection(Command command, const std::string& label = "NAME",
-                                        const std::string& description = "The instances; * and ? stand for letters");
+/// Adds the arguments NAME..., --type and --all to the command; `label` is shown in place of NAME.
+std::shared_ptr<Selection> AddSelection(
+    Command command, const std::string& label = "NAME",
+    const std::string& description = "The instances; * matches any characters and ? matches one");
 
-/// What a command did with one instance.
+/// The outcome of a command for one instance.
 struct Done {
-    std::string sentence;
-    Json fields = Json::object();
+    std::string sentence;          // for a person; may be empty
+    Json fields = Json::object();  // added to the instance's entry with --json
 };
 
-/// Does it with each, goes on after a failure, and tells: a sentence each, and a summary behind several; with --json
-/// one list. Throws Exit with the worst exit code when one failed.
+/// Calls `act` for each name and goes on after a Failure. Prints one sentence for each, and a summary when there are
+/// several; with --json one list. Throws Exit with the highest exit code when one failed.
 void ForEach(const std::vector<std::string>& names, const Options& options,
              const std::function<Done(const std::string&)>& act);
 
-/// Has the manager take up an instance of the database.
+/// Makes the manager load an instance of the database. Throws Failure when neither knows it or the manager refuses.
 Done Load(Manager& manager, VexaDB::VexaDBSession& database, const std::string& instance);
 
 }  // namespace kivctl

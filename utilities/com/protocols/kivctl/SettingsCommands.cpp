@@ -1,4 +1,5 @@
-// settings, get, set: the settings of an instance, as its manager tells and takes them.
+// settings, get, set: reads and changes the settings of an instance. get and set ask the manager, settings the
+// database.
 
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -14,7 +15,7 @@ namespace kivctl {
 
 namespace {
 
-/// The setting's value; empty when the instance has none of that name.
+/// The value of a setting; empty when the instance has no setting of that name.
 std::optional<SettingValue> ValueOf(Manager& manager, const std::string& instance, const std::string& setting) {
     const auto status = manager.Status(instance);
     CheckResult(manager, instance, status.result);
@@ -65,10 +66,10 @@ void AddSettingsCommand(Command app, const Options& options) {
     auto all = std::make_shared<bool>(false);
     command.Add("NAME", *name, "The instance").Checked(FitsRequest);
     command.AddFlag("-g,--global", *global, "The database-wide settings, also those that are not set");
-    command.AddFlag("--all", *all, "Also those that the instance could have");
+    command.AddFlag("--all", *all, "Also the known settings that the instance does not have");
     command.OnRun([=, &options] {
         if (*global != name->empty())
-            throw Failure(kWrongUsage, "Name an instance, or say --global for the database-wide settings.");
+            throw Failure(kWrongUsage, "Name an instance, or give --global for the database-wide settings.");
         VexaDB::VexaDBSession database(ReachDatabase(options));
         PrintSettings(*global ? Scope::Global : Scope::Instance, Settings(database, *name), *global || *all, options);
     });

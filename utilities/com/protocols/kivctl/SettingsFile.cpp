@@ -19,7 +19,7 @@ constexpr const char* kFormat = "kiv-settings-1";
 constexpr const char* kSettingsKey = "settings";
 constexpr const char* kInstancesKey = "instances";
 
-/// Walks over the text and counts the lines it has passed, since the parser tells of lines only in its own errors.
+/// Iterates over the text and counts its lines: the parser gives the line only in its own errors.
 class LineCounter {
   public:
     using iterator_category = std::input_iterator_tag;
@@ -43,7 +43,7 @@ class LineCounter {
     int* line_;
 };
 
-/// Takes the parser's events. Where in the file it is follows from the depth of nested objects: 1 the file, 2 the
+/// Receives the parser's events. The depth of nested objects tells the place in the file: 1 the file, 2 the
 /// database-wide settings or the list of instances, 3 the settings of one instance.
 class Reader : public nlohmann::json_sax<Json> {
   public:
@@ -51,7 +51,7 @@ class Reader : public nlohmann::json_sax<Json> {
 
     std::vector<FileInstance> Take() {
         if (!formatSeen_)
-            Fail("this is no settings file: it has no \"format\"");
+            Fail("this is not a settings file: it has no \"format\"");
         return std::move(instances_);
     }
 
@@ -71,14 +71,14 @@ class Reader : public nlohmann::json_sax<Json> {
         return true;
     }
 
-    // A key ends its token, so the parser stands on its line; after a value it may already stand on the next one.
+    // The line is taken at the key: after a value the parser may already have read the next line.
     bool key(std::string& name) override {
         line_ = parserLine_;
         key_ = name;
         if (depth_ == 1) {
             section_ = name;
             if (name != kFormatKey && name != kSettingsKey && name != kInstancesKey)
-                Fail("unknown part \"" + name + "\"");
+                Fail("unknown key \"" + name + "\"");
         }
         return true;
     }
@@ -124,7 +124,7 @@ class Reader : public nlohmann::json_sax<Json> {
         if (!narrow)
             Fail("\"" + utf8 + "\" has characters that this machine's code page lacks");
         if (narrow->find('\0') != std::string::npos)
-            Fail("a text ends at a zero character, and this one has one within");
+            Fail("a text must not contain a zero character");
         if (narrow->size() > kNameMaximum)
             Fail("\"" + utf8 + "\" has " + std::to_string(narrow->size()) + " characters; at most " +
                  std::to_string(kNameMaximum) + " are possible");
@@ -133,7 +133,7 @@ class Reader : public nlohmann::json_sax<Json> {
 
     bool AddInstance(const std::string& name) {
         if (name.empty() && section_ == kInstancesKey)
-            Fail("an instance has a name");
+            Fail("an instance needs a name");
         const auto same = [&](const FileInstance& other) { return other.name == name; };
         if (std::any_of(instances_.begin(), instances_.end(), same))
             Fail("\"" + (name.empty() ? section_ : name) + "\" is there twice");
@@ -144,10 +144,10 @@ class Reader : public nlohmann::json_sax<Json> {
     bool AddSetting(SettingValue value) {
         const bool inSettings = (depth_ == 2 && section_ == kSettingsKey) || (depth_ == 3 && section_ == kInstancesKey);
         if (!inSettings)
-            Fail("a setting stands in \"settings\", or in an instance in \"instances\"");
+            Fail("a setting belongs in \"settings\" or in an instance in \"instances\"");
         auto name = Narrow(key_);
         if (name.empty())
-            Fail("a setting has a name");
+            Fail("a setting needs a name");
         auto& settings = instances_.back().settings;
         const auto same = [&](const Setting& other) { return VexaDB::IsSameSetting(other.name, name); };
         if (std::any_of(settings.begin(), settings.end(), same))

@@ -1,4 +1,4 @@
-// The file of kivctl db export and import: the whole settings database as JSON.
+// The file that kivctl db export writes and db import reads: the whole settings database as JSON.
 //
 //     {
 //       "format": "kiv-settings-1",
@@ -6,7 +6,8 @@
 //       "instances": { "Line 1": { "type": 7, "enabled": 1, "port": "502" } }
 //     }
 //
-// A number is a number setting, a text a string setting; the order is kept. The file is UTF-8.
+// A JSON number is a number setting, a JSON string is a string setting. The order of the file is kept. The file is
+// UTF-8.
 #pragma once
 
 #include <cstdint>
@@ -23,10 +24,12 @@ struct FileInstance {
     std::vector<Setting> settings;
 };
 
-/// The database-wide settings, if the file has any, then the instances in the file's order. Throws Failure, which names
-/// the line, for a text that is no such file or holds what the database cannot.
+/// Parses the file's text: the database-wide settings first, if there are any, then the instances in the file's order.
+/// Throws Failure, which names the line, when the text is not such a file or contains a value the database cannot
+/// store.
 std::vector<FileInstance> ReadSettings(const std::string& text);
 
+/// The text of the file for these settings, in UTF-8.
 std::string WriteSettings(const std::vector<FileInstance>& instances);
 
 }  // namespace kivctl

@@ -29,7 +29,7 @@ namespace {
 void AddList(Command app, const Options& options) {
     auto command = app.AddCommand("list", "Lists the manager's instances with their types; fails when there is none");
     auto type = std::make_shared<std::string>();
-    command.Add("TYPE", *type, "Only those of this type, by name or number");
+    command.Add("TYPE", *type, "Only instances of this type, by name or number");
     command.OnRun([=, &options] {
         std::vector<std::uint32_t> types;
         if (!type->empty())
@@ -74,7 +74,7 @@ void PrintTable(const std::vector<InstanceView>& views, bool wide) {
     table.Print(wide ? 0 : TerminalWidth(), {Owner, Enabled, LastError, Clients, Pid, Type});
 }
 
-/// What the page of one instance tells beside the table's row.
+/// The page of one instance: the view that the table shows, and more.
 struct Page {
     InstanceView view;
     Trouble trouble;
@@ -193,7 +193,7 @@ Json PageJson(Manager& manager, const Page& page) {
     return json;
 }
 
-/// A log that nobody can write is worth knowing before one needs it.
+/// Without this warning an operator would find out that nothing is logged only when the log is needed.
 void WarnOfLog() {
     const auto settings = Logging::LogSettings::Read();
     if (settings.type != Logging::kFileType)
@@ -212,7 +212,7 @@ struct StatusOptions {
     std::uint32_t watchMs = 0;
 };
 
-/// Prints what is asked for, and says whether an enabled instance does not run.
+/// Prints the status as asked for, and returns whether an enabled instance does not run.
 bool PrintStatus(const StatusOptions& wanted, const Options& options) {
     auto views = ViewAll(options, wanted.type.empty() ? std::nullopt : std::optional(ParseType(wanted.type)));
     const auto summary = Summary(views);
@@ -235,7 +235,7 @@ void WatchStatus(const StatusOptions& wanted, const Options& options) {
     CatchInterrupt();
     while (!IsInterrupted()) {
         BeginScreen();
-        PrintLine(LocalTime().substr(0, 19) + "  every " + std::to_string(wanted.watchMs) + " ms, until Ctrl-C");
+        PrintLine(LocalTime().substr(0, 19) + "  every " + std::to_string(wanted.watchMs) + " ms until Ctrl-C");
         try {
             PrintStatus(wanted, options);
         } catch (const Failure& failure) {
@@ -247,22 +247,23 @@ void WatchStatus(const StatusOptions& wanted, const Options& options) {
 }
 
 void AddStatus(Command app, const Options& options) {
-    auto command = app.AddCommand("status", "Shows how every instance is doing, or all about one");
+    auto command = app.AddCommand("status", "Shows the state of every instance, or all about one");
     auto wanted = std::make_shared<StatusOptions>();
-    const auto name = command.Add("NAME", wanted->name, "All about this instance").Checked(FitsRequest);
-    command.Add("--type", wanted->type, "Only those of this type, by name or number").Excludes(name);
-    command.AddFlag("--failed", wanted->failed, "Only those that are enabled and do not run").Excludes(name);
-    command.AddFlag("--check", wanted->check, "Exit code 4 when an enabled instance does not run");
-    command.AddFlag("--wide", wanted->wide, "Every column, however narrow the terminal is").Excludes(name);
+    const auto name = command.Add("NAME", wanted->name, "Show all about this instance").Checked(FitsRequest);
+    command.Add("--type", wanted->type, "Only instances of this type, by name or number").Excludes(name);
+    command.AddFlag("--failed", wanted->failed, "Only enabled instances that do not run").Excludes(name);
+    command.AddFlag("--check", wanted->check, "End with exit code 4 when an enabled instance does not run");
+    command.AddFlag("--wide", wanted->wide, "Show every column, also when the terminal is too narrow").Excludes(name);
     constexpr std::uint32_t watchMs = 2'000;
-    AddTime(command, "--watch", wanted->watchMs, kOneSecond, "Again and again until Ctrl-C, every 2 s or as said")
+    AddTime(command, "--watch", wanted->watchMs, kOneSecond, "Repeat until Ctrl-C, every 2 s or at the given interval")
         .Takes(0, 1)
         .ShowDefault("2s")
         .Excludes(name);
     command.OnRun([=, &options] {
         if (wanted->watchMs != 0 || command.WasGiven("--watch")) {
             if (options.json)
-                throw Failure(kWrongUsage, "--watch and --json do not go together; kivctl watch --json tells events.");
+                throw Failure(kWrongUsage,
+                              "--watch and --json cannot be combined; kivctl watch --json prints events as JSON.");
             if (wanted->watchMs == 0)
                 wanted->watchMs = watchMs;
             return WatchStatus(*wanted, options);
@@ -305,10 +306,10 @@ void AddClients(Command app, const Options& options) {
         Table table({"CONNECTION", "PID", "PROGRAM", "WHO"});
         auto list = Json::array();
         const auto clients = manager.Clients(*name);
-        // Whoever answers that has the manager as its client.
+        // A process that answers has at least one client, the manager.
         if (clients.empty() && manager.Status(*name).status == kStoppedWorking)
             throw Failure(kNotReachable,
-                          "The process of \"" + *name + "\" does not answer: who is connected is unknown.");
+                          "The process of \"" + *name + "\" does not answer, so its clients are unknown.");
         for (const auto& client : clients) {
             const bool isManager = client.processId == manager.Client().ServerPid();
             const auto program = ProgramNameOf(client.processId);
@@ -324,11 +325,11 @@ void AddClients(Command app, const Options& options) {
 }
 
 void AddPing(Command app, const Options& options) {
-    auto command = app.AddCommand("ping", "Measures round trips to the manager, or to an instance's own process");
+    auto command = app.AddCommand("ping", "Measures round trips to the manager, or to an instance's process");
     auto name = std::make_shared<std::string>(kManagerServerName);
     auto count = std::make_shared<std::uint32_t>(10);
     constexpr std::uint32_t maximum = 100'000;
-    command.Add("NAME", *name, "The instance; without it the manager answers").Checked(FitsRequest);
+    command.Add("NAME", *name, "The instance; without it, the manager").Checked(FitsRequest);
     command.Add("--count", *count, "How many round trips").InRange(1u, maximum).ShowDefault();
     command.OnRun([=, &options] {
         using Milliseconds = std::chrono::duration<double, std::milli>;
@@ -343,8 +344,7 @@ void AddPing(Command app, const Options& options) {
             try {
                 Ask(*client, kIpcAliveCheck, {}, timeout);
             } catch (const Failure& failure) {
-                throw Failure(failure.Code(), "\"" + *name + "\" gave no answer to round trip " +
-                                                  std::to_string(i + 1) +
+                throw Failure(failure.Code(), "\"" + *name + "\" did not answer round trip " + std::to_string(i + 1) +
                                                   (client->IsConnected() ? "." : ": it ended the connection."));
             }
             times.push_back(Milliseconds(std::chrono::steady_clock::now() - begin).count());

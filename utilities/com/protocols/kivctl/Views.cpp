@@ -16,7 +16,7 @@ namespace kivctl {
 namespace {
 
 constexpr std::uint32_t kRowTimeout = 1'000;  // ms
-constexpr std::size_t kAskers = 8;            // connections that ask side by side
+constexpr std::size_t kAskers = 8;            // threads that ask at the same time, each with its own connection
 constexpr const char* kBusy = "busy";
 constexpr const char* kUnknown = "unknown";
 constexpr const char* kToCome = "to come";
@@ -27,8 +27,8 @@ Json OptionalJson(const std::optional<std::uint32_t>& number) {
     return number ? Json(*number) : Json();
 }
 
-/// Asks for the views one after another, and with a new connection after one that was not answered in time: what comes
-/// on the old one waits for that answer.
+/// Fills in the view at `next`, then the one after it, to the end; several threads share `next`. After a request
+/// without a reply in time, connects anew: on the old connection the next request would have to wait for that reply.
 void Ask(std::vector<InstanceView>& views, std::atomic<std::size_t>& next, const Options& options) {
     std::unique_ptr<Manager> manager;
     for (auto at = next++; at < views.size(); at = next++) {
@@ -40,7 +40,7 @@ void Ask(std::vector<InstanceView>& views, std::atomic<std::size_t>& next, const
             view.owner = manager->GetNumber(view.name, "owner");
             view.status = manager->Status(view.name, kRowTimeout);
             if (view.status.result != 0)
-                view.trouble = "the manager has it no more, or its name is too long to be asked for";
+                view.trouble = "the manager no longer has it, or its name is too long for a request";
         } catch (const Failure& failure) {
             view.busy = manager && manager->Client().IsConnected();
             if (!view.busy)
@@ -50,7 +50,7 @@ void Ask(std::vector<InstanceView>& views, std::atomic<std::size_t>& next, const
     }
 }
 
-/// Whether the manager is still at its first round of starts, as far as the log tells.
+/// Whether the log says that the manager is still starting the instances after its own start.
 bool IsStarting(std::uint64_t managerPid) {
     bool starting = false;
     const auto log = ReadLog();
@@ -88,24 +88,24 @@ Colour InstanceView::StateColour() const {
 
 std::string InstanceView::Note() const {
     if (busy)
-        return "no answer within a second: its process hangs, or takes long";
+        return "no answer within a second: its process is busy or hangs";
     if (!trouble.empty())
         return trouble;
     if (toCome)
-        return "the manager is starting the instances before it";
+        return "the manager starts other instances first";
     if (!loaded)
-        return "in the database only; kivctl load takes it up";
+        return "only in the database; kivctl load loads it";
     std::string note;
     if (!stored)
         note = "only in the manager";
     else if (status.status == kStoppedWorking && enabled.value_or(1) == 0)
         note = "not enabled; it has no process";
     else if (status.status == kStoppedWorking)
-        note = "meant to run; the manager retries";
+        note = "meant to run; will be started again";
     else if (status.status == kStopped && enabled.value_or(0) == 0)
         note = kNotEnabled;
     if (LastError() != 0)
-        note += (note.empty() ? "" : "; ") + ("last error of its child " + std::to_string(LastError()));
+        note += (note.empty() ? "" : "; ") + ("last error of its process: " + std::to_string(LastError()));
     return note;
 }
 

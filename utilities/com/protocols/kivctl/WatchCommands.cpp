@@ -1,4 +1,4 @@
-// watch, wait: what happens as it happens.
+// watch, wait: prints events as they happen, and waits for a state.
 
 #include <algorithm>
 #include <map>
@@ -24,11 +24,11 @@ namespace {
 struct Event {
     std::string kind;
     std::string instance;
-    std::string detail;  // for a person
-    Json fields;         // beyond kind and instance
+    std::string detail;  // the rest of the line for a person
+    Json fields;         // with --json, in addition to kind and instance
 };
 
-/// Empty for a notice that is no event, or is too short for one.
+/// Empty for a notice that is not an event, or is too short for its fields.
 std::optional<Event> Describe(const IPC& notice) {
     const auto ofInstance = [&](const char* kind) -> std::optional<Event> {
         const auto event = wire::Decode<ipc_mngctrl_instance_event>(notice.Payload());
@@ -67,7 +67,7 @@ std::optional<Event> Describe(const IPC& notice) {
     }
 }
 
-/// One line an event, also in JSON, and at once: another program may read them as they come.
+/// Prints one line for each event, also in JSON, and flushes it: another program may be reading the events.
 void Report(const Event& event, const Options& options) {
     if (options.json) {
         Json line = {{"time", LocalTime()}, {"event", event.kind}};
@@ -87,13 +87,14 @@ void Report(const Event& event, const Options& options) {
     Flush();
 }
 
-/// The processes of the instances, and what becomes of them: of a death and of what the manager does about it no event
-/// tells.
+/// Watches the processes of the instances, because the manager sends no event when a process dies or when it restarts
+/// one.
 class Processes {
   public:
     explicit Processes(const Options& options) : options_(options) {}
 
-    /// Looks at every instance, and reports those that died or came back. At first reports how each is doing.
+    /// Asks for the state of every instance, and reports processes that died or were restarted. The first time reports
+    /// the state of each instance instead.
     void Look(bool isFirst) {
         for (const auto& view : ViewAll(options_)) {
             auto& known = instances_[view.name];
@@ -120,7 +121,7 @@ class Processes {
         }
     }
 
-    /// What an event says is no death, and no restart by the manager.
+    /// Takes note of an event, so that a requested stop is not reported as a death, nor a requested start as a restart.
     void Follow(const Event& event) {
         if (event.kind == "stopped" || event.kind == "removed" || event.kind == "renamed")
             instances_[event.instance] = {.stopped = true};
@@ -128,9 +129,9 @@ class Processes {
             instances_[event.instance].died = false;
     }
 
-    /// What became of the processes when the manager went.
+    /// Describes which processes ended with the manager and which still run; then forgets them all.
     std::string AfterTheManager() {
-        constexpr std::uint32_t patience = 2'000;  // ms for those that it had asked to end
+        constexpr std::uint32_t patience = 2'000;  // ms for processes that are still ending
         const auto runs = [](const auto& entry) { return entry.second.process && !entry.second.process->ExitCode(); };
         for (const platform::Deadline deadline(patience);
              deadline.LeftMs() != 0 && std::ranges::any_of(instances_, runs);)
@@ -152,8 +153,8 @@ class Processes {
     struct Known {
         std::uint64_t processId = 0;
         std::unique_ptr<OpenedProcess> process = nullptr;
-        bool stopped = false;  // as somebody wished
-        bool died = false;
+        bool stopped = false;  // on request
+        bool died = false;     // reported as dead, not restarted yet
     };
 
     static std::string Pid(std::uint64_t processId) { return "pid " + std::to_string(processId); }
@@ -176,7 +177,7 @@ class Processes {
     std::map<std::string, Known> instances_;
 };
 
-/// Two notices of one change say the same: one of the manager's own, one of the database's.
+/// Recognizes the second of the two equal notices that the manager sends when a text is set through it.
 class Repetitions {
   public:
     bool IsOne(const IPC& notice) {
@@ -189,10 +190,10 @@ class Repetitions {
     IPCPayload last_;
 };
 
-/// Until the manager goes, or Ctrl-C.
+/// Reports events until the connection ends or the operator presses Ctrl-C.
 void WatchConnected(IPCClient& client, Processes& processes, const Options& options) {
-    constexpr std::uint32_t interval = 250;        // ms until Ctrl-C is seen
-    constexpr std::uint32_t lookInterval = 1'000;  // ms between looks at the processes
+    constexpr std::uint32_t interval = 250;        // ms between checks for Ctrl-C
+    constexpr std::uint32_t lookInterval = 1'000;  // ms between checks of the processes
     Repetitions repetitions;
     processes.Look(true);
     for (platform::Deadline nextLook(lookInterval); !IsInterrupted();) {
@@ -203,7 +204,7 @@ void WatchConnected(IPCClient& client, Processes& processes, const Options& opti
             processes.Follow(*event);
             Report(*event, options);
             if (event->kind == "started")
-                nextLook = platform::Deadline(0);  // its process may end any moment
+                nextLook = platform::Deadline(0);  // its process may end soon, so open it now for its exit code
         } else if (!client.IsConnected()) {
             return;
         } else if (nextLook.LeftMs() == 0) {
@@ -229,11 +230,11 @@ void Watch(const Options& options) {
         if (!client)
             return;
         if (isBack)
-            Report({"back", "", "the manager is there", {}}, options);
+            Report({"back", "", "the manager is running", {}}, options);
         try {
             WatchConnected(*client, processes, options);
         } catch (const Failure&) {
-            // It went while it was asked.
+            // The manager ended during a request.
         }
         if (!IsInterrupted())
             Report({"gone", "", "the manager went away" + processes.AfterTheManager(), {}}, options);
@@ -241,9 +242,9 @@ void Watch(const Options& options) {
 }
 
 void AddWatch(Command app, const Options& options) {
-    auto command = app.AddCommand("watch", "Prints what happens as it happens, until Ctrl-C");
+    auto command = app.AddCommand("watch", "Prints events as they happen, until Ctrl-C");
     command.SetFooter(
-        "Begins with the state of every instance. A manager that is not there is waited for. With --json\n"
+        "Begins with the state of every instance. Waits for the manager when it does not run. With --json\n"
         "each event is one line.");
     command.OnRun([&options] { Watch(options); });
 }
@@ -255,13 +256,13 @@ void AddWatch(Command app, const Options& options) {
 
 void AwaitState(Manager& manager, const std::string& name, const std::string& state, const platform::Deadline& deadline,
                 const std::string& limit) {
-    // A child that dies, and one that the manager starts again, cause no event: between events the state is asked for.
-    constexpr std::uint32_t interval = 1'000;
+    // Ask for the state between events too: neither a child's death nor its restart by the manager causes an event.
+    constexpr std::uint32_t interval = 1'000;  // ms
     const std::uint32_t wanted = state == StatusName(kRunning) ? kRunning : kStopped;
     while (true) {
         const auto status = manager.Status(name, std::max(deadline.LeftMs(), kRequestTimeout));
         const bool isLoaded = status.result == 0;
-        // The manager takes it up in time, when it is at its start, say.
+        // Keep waiting when only the database has the instance: a starting manager has yet to load it.
         if (!isLoaded && !VexaDB::VexaDBSession(ReachDatabase(manager.GetOptions())).IsInstanceExist(name))
             RefuseUnknown(manager, name, status.result);
         if (isLoaded && status.status == wanted)
@@ -275,10 +276,10 @@ void AwaitState(Manager& manager, const std::string& name, const std::string& st
 void AddWait(Command app, const Options& options) {
     auto command = app.AddCommand("wait", "Waits until instances are running or stopped");
     const auto selection =
-        AddSelection(command, "NAME", "The instances; * and ? stand for letters; then the state, running or stopped");
+        AddSelection(command, "NAME", "The instances, or patterns with * and ?; then the state, running or stopped");
     auto timeout = std::make_shared<std::uint32_t>(60'000);
     AddTime(command, "--timeout", *timeout, kOneSecond,
-            "How long to wait, in seconds or as 500ms, 5s, 2m; after that the command fails")
+            "How long to wait, in seconds or as 500ms, 5s, 2m, before the command fails")
         .ShowDefault("60s");
     command.OnRun([=, &options] {
         const auto state = selection->words.empty() ? std::string() : selection->words.back();

@@ -55,7 +55,7 @@ std::uint32_t ParseType(const std::string& word) {
             return type;
         known += (type == 0 ? "" : ", ") + std::to_string(type) + " " + name;
     }
-    throw Failure(kWrongUsage, "\"" + word + "\" is no protocol type. The types are: " + known + ".");
+    throw Failure(kWrongUsage, "\"" + word + "\" is not a protocol type. The types are: " + known + ".");
 }
 
 std::string TypeName(std::uint32_t type) {
@@ -67,7 +67,7 @@ std::string TypeName(std::uint32_t type) {
 std::uint32_t ParseNumber(const std::string& word) {
     std::uint32_t number = 0;
     if (!ReadNumber(word, number))
-        throw Failure(kWrongUsage, "\"" + word + "\" is no number from 0 to 4294967295.");
+        throw Failure(kWrongUsage, "\"" + word + "\" is not a number from 0 to 4294967295.");
     return number;
 }
 
@@ -95,7 +95,7 @@ std::string ResultMeaning(std::int32_t result) {
         case kManagerInUse:
             return "in use by another process";
         case kIpcNoReply:
-            return "no answer came";
+            return "there was no answer";
         default:
             return "failed";
     }
@@ -112,12 +112,12 @@ std::uint32_t ParseTime(const std::string& word, std::uint32_t bareMs) {
     const auto factor = unit.empty() ? bareMs : found != std::end(units) ? found->second : 0;
     const auto ms = number * factor;
     if (!isNumber || factor == 0 || ms >= std::numeric_limits<std::uint32_t>::max())
-        throw Failure(kWrongUsage, "\"" + word + "\" is no time; write 500ms, 5s, 2m, 1h or 1d, up to 49 days.");
+        throw Failure(kWrongUsage, "\"" + word + "\" is not a time; write 500ms, 5s, 2m, 1h or 1d, up to 49 days.");
     return static_cast<std::uint32_t>(ms);
 }
 
 std::string Nearest(const std::string& word, const std::vector<std::string>& candidates) {
-    // Of the distances between the beginnings of both words, one row at a time.
+    // The edit distance; `row` has the distances between a beginning of `from` and all beginnings of `to`.
     const auto distance = [](const std::string& from, const std::string& to) {
         std::vector<std::size_t> row(to.size() + 1);
         std::iota(row.begin(), row.end(), std::size_t{0});

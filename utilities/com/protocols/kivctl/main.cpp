@@ -19,8 +19,8 @@ constexpr const char* kDescription =
 constexpr const char* kFooter =
     "Exit codes: 0 done, or yes; 1 refused, or no; 2 wrong usage; 3 not reachable, or no answer in time;\n"
     "4 status --check found an enabled instance that does not run, or the service is not installed.\n"
-    "Adding, removing, renaming, starting and stopping are done one after another, so that each may wait for others.";
-constexpr const char* kCompleteCommand = "__complete";  // what the scripts of "completion" ask with
+    "The manager adds, removes, renames, starts and stops one instance at a time: such a command may wait for others.";
+constexpr const char* kCompleteCommand = "__complete";  // the scripts of "completion" call it
 constexpr const char* kTimeoutOption = "--timeout";
 
 int Report(const Failure& failure, const Options& options) {
@@ -32,8 +32,8 @@ int Report(const Failure& failure, const Options& options) {
     return failure.Code();
 }
 
-/// Throws Failure for a word that stands where a command has to, and is none. The parser would say less, or take a
-/// request for help instead.
+/// Throws Failure, with the nearest command, for an unknown word in the place of a command. The parser's own message
+/// would say less, and with --help it would print help instead of an error.
 void CheckCommands(Command app, const std::vector<std::string>& arguments) {
     auto command = app;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
@@ -42,14 +42,14 @@ void CheckCommands(Command app, const std::vector<std::string>& arguments) {
             return;
         const auto& word = arguments[i];
         if (word == kTimeoutOption)
-            ++i;  // its value is no command
+            ++i;  // skip its value
         if (word.starts_with('-'))
             continue;
         const auto next = command.Find(word);
         if (!next) {
             const auto hint = DidYouMean(word, names);
-            throw Failure(kWrongUsage,
-                          "There is no command \"" + word + "\"" + (hint.empty() ? "; kivctl help lists them." : hint));
+            throw Failure(kWrongUsage, "There is no command \"" + word + "\"" +
+                                           (hint.empty() ? "; kivctl help lists the commands." : hint));
         }
         command = *next;
     }
@@ -61,11 +61,10 @@ int main() {
     Options options;
     CommandLine line(kDescription, "kivctl", "kivctl " KIV_VERSION);
     const auto app = line.Program();
-    app.AddFlag("--json", options.json, "Print one JSON document, of a failure too");
-    AddTime(
-        app, kTimeoutOption, options.timeoutMs, kOneMs,
-        "How long to wait for each answer, in ms or as 500ms, 5s, 2m (20s, or longer where a child starts or stops)");
-    app.AddFlag("--verbose", options.verbose, "Log as the manager does");
+    app.AddFlag("--json", options.json, "Print one JSON document, also for a failure");
+    AddTime(app, kTimeoutOption, options.timeoutMs, kOneMs,
+            "How long to wait for each answer, in ms or as 500ms, 5s, 2m (20s; longer when a process starts or stops)");
+    app.AddFlag("--verbose", options.verbose, "Write log lines to the same place as the other programs");
     line.OnOptions([&options] { Logging::Logger::GetInstance()->SetDisabled(!options.verbose); });
     AddStatusCommands(app, options);
     AddRunCommands(app, options);
@@ -79,7 +78,7 @@ int main() {
     AddServiceCommands(app, options);
     AddAccessCommands(app, options);
     AddHelpCommands(app);
-    app.SetFooter(kFooter);  // after the commands were added, which would have it too
+    app.SetFooter(kFooter);  // set last: commands that are added later would inherit it
     try {
         auto arguments = Arguments();
         options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();

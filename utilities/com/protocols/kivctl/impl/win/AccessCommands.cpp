@@ -1,4 +1,4 @@
-// Who may connect to the servers of this machine beside administrators.
+// access: shows and sets who may connect to the servers of this machine.
 
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -17,13 +17,13 @@ namespace kivctl {
 namespace {
 
 constexpr const char* kEveryone = "everyone";
-constexpr std::size_t kGroupMaximum = 255;  // characters that a server reads
+constexpr std::size_t kGroupMaximum = 255;  // characters; a server reads no more
 
 bool IsKnown(const std::optional<std::string>& group) {
     return !group || !FindSid(*group).empty();
 }
 
-/// Who may connect; a group that is not known lets nobody in.
+/// Says who may connect. An unknown group gives nobody access.
 std::string WhoMayConnect(const std::optional<std::string>& group, bool isKnown) {
     if (!group)
         return "every process of this machine may connect";
@@ -66,7 +66,8 @@ void AddAccessCommands(Command app, const Options& options) {
     });
     auto set = access.AddCommand("set", "Chooses who may connect, from the next start of the service on");
     auto group = std::make_shared<std::string>();
-    set.Add("GROUP", *group, "A local group, an account or a SID beside administrators, or \"everyone\"").Required();
+    set.Add("GROUP", *group, "The local group, account or SID that may connect besides administrators, or \"everyone\"")
+        .Required();
     set.OnRun([group, &options] { Set(options, *group == kEveryone ? std::nullopt : std::optional(*group)); });
 }
 

@@ -1,6 +1,6 @@
 #include <windows.h>
 
-// After <windows.h>, which it needs.
+// These need <windows.h> before them.
 #include <fcntl.h>
 #include <io.h>
 #include <shellapi.h>
@@ -21,11 +21,11 @@ namespace kivctl {
 
 namespace {
 
-/// The console behind the standard output, when there is one and colour is wanted.
+/// Sets the colour of the console behind the standard output; does nothing when there is none or NO_COLOR is set.
 class ColourConsole {
   public:
     ColourConsole() {
-        // The C library does not buffer for a console: each character would be a call of its own.
+        // Without a buffer the C library writes each character to a console with a call of its own.
         std::setvbuf(stdout, nullptr, _IOFBF, kBufferSize);
         CONSOLE_SCREEN_BUFFER_INFO info;
         coloured_ = GetConsoleScreenBufferInfo(output_, &info) && platform::EnvironmentVariable("NO_COLOR").empty();
@@ -33,7 +33,7 @@ class ColourConsole {
             plain_ = info.wAttributes;
     }
 
-    // The attribute applies to what reaches the console from now on, so the C library's buffer goes out first.
+    // The attribute applies to all text that reaches the console from now on, so write out the buffered text first.
     void Set(Colour colour) {
         if (!coloured_)
             return;
@@ -94,7 +94,7 @@ void PrintUnix(std::string_view text) {
 }
 
 void PrintError(std::string_view text) {
-    Flush();  // what was said before comes before, also where both go to one file
+    Flush();  // keeps the order of the texts when both outputs go to one file
     Write(STD_ERROR_HANDLE, stderr, CP_ACP, text);
     std::fflush(stderr);
 }
@@ -104,7 +104,7 @@ bool HasWatcher() {
 }
 
 void ShowProgress(const std::string& text) {
-    static std::size_t shown = 0;  // characters of the last text
+    static std::size_t shown = 0;  // characters of the last text, to be overwritten
     PrintError("\r" + text + std::string(std::max(shown, text.size()) - text.size(), ' ') + (text.empty() ? "\r" : ""));
     shown = text.size();
 }
@@ -114,7 +114,7 @@ std::size_t TerminalWidth() {
     CONSOLE_SCREEN_BUFFER_INFO info;
     if (columns != 0 || !GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info))
         return columns;
-    return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left);  // the last one would wrap the line
+    return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left);  // without the last, which would wrap
 }
 
 void BeginScreen() {
@@ -142,7 +142,7 @@ std::vector<std::string> Arguments() {
     for (int i = 1; words && i < count; ++i) {
         const std::wstring wide = words.get()[i];
         arguments.push_back(platform::Narrow(CP_ACP, wide));
-        // A character that the code page lacks would come back as another one, and name something else.
+        // A character that the code page lacks would become another one, and the text could name another instance.
         if (platform::Widen(CP_ACP, 0, arguments.back()) != wide)
             throw Failure(kWrongUsage,
                           "\"" + arguments.back() + "\" has characters that this machine's code page lacks.");

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-// After <windows.h>, which it needs.
+// This needs <windows.h> before it.
 #include <aclapi.h>
 
 #include <array>
@@ -14,7 +14,8 @@ namespace kivctl {
 
 namespace {
 
-/// Of a file and of a folder: the bits that write and append to a file add files and folders to a folder.
+/// The rights to change a file or a folder. Those to write and append to a file are, for a folder, the rights to add
+/// files and folders.
 constexpr DWORD kChanges = FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_DELETE_CHILD | DELETE | WRITE_DAC | WRITE_OWNER |
                            GENERIC_WRITE | GENERIC_ALL;
 
@@ -34,7 +35,7 @@ bool Allows(ACL* list, WELL_KNOWN_SID_TYPE group) {
         return false;
     void* entry = nullptr;
     for (DWORD index = 0; GetAce(list, index, &entry); ++index) {
-        // An entry with a condition is laid out alike, up to its identifier.
+        // A conditional entry (callback) has the same layout up to and including its SID.
         const auto* const header = static_cast<ACE_HEADER*>(entry);
         const bool allows =
             header->AceType == ACCESS_ALLOWED_ACE_TYPE || header->AceType == ACCESS_ALLOWED_CALLBACK_ACE_TYPE;
@@ -56,11 +57,11 @@ std::vector<std::string> WhoMayChange(const std::string& path) {
     if (error != ERROR_SUCCESS)
         throw Failure(kRefused,
                       "The permissions of " + path + " cannot be read: error " + std::to_string(error) +
-                          ". kivctl service install --any-folder installs without them.",
+                          ". The service is not installed in a folder whose permissions are unknown.",
                       static_cast<std::int32_t>(error));
     std::vector<std::string> groups;
     for (const auto& [type, name] : kOrdinaryUsers)
-        // Without a list everything is open to everyone.
+        // Without an access control list everyone has all rights.
         if (list == nullptr ? type == WinWorldSid : Allows(list, type))
             groups.emplace_back(name);
     return groups;

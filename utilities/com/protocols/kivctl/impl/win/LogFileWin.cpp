@@ -47,7 +47,7 @@ class LogFileWin : public LogFile {
         const auto other = OpenShared(path, FILE_READ_ATTRIBUTES);
         BY_HANDLE_FILE_INFORMATION one{};
         BY_HANDLE_FILE_INFORMATION two{};
-        // Without an answer the file is taken for the same: nothing is read twice.
+        // When it cannot be found out, assume the same file, so that nothing is read twice.
         if (!other || !GetFileInformationByHandle(file_.Get(), &one) || !GetFileInformationByHandle(other.Get(), &two))
             return true;
         return one.dwVolumeSerialNumber == two.dwVolumeSerialNumber && one.nFileIndexHigh == two.nFileIndexHigh &&
@@ -69,7 +69,7 @@ LogFileCondition LookAtLogFile(const std::string& path) {
     LogFileCondition condition;
     if (!OpenShared(path, FILE_APPEND_DATA)) {
         const auto error = GetLastError();
-        // It is made by the first program that has something to say, if its folder is there.
+        // A missing file is no problem: the first program that logs creates it, if its folder exists.
         if (error != ERROR_FILE_NOT_FOUND)
             condition.problem = SystemMessage(error);
     }

@@ -18,8 +18,8 @@ namespace {
 constexpr const wchar_t* kEnvironmentKey = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
 constexpr const wchar_t* kPathValue = L"Path";
 constexpr wchar_t kSeparator = L';';
-constexpr std::size_t kLongestVariable = 32766;  // characters, without the end
-constexpr UINT kPatienceMs = 1000;               // with each program that is told
+constexpr std::size_t kLongestVariable = 32766;  // characters, without the terminating zero
+constexpr UINT kPatienceMs = 1000;               // for each program that is notified
 
 std::wstring Wide(const std::string& narrow) {
     const auto utf8 = ToUtf8(narrow);
@@ -31,7 +31,7 @@ struct Entry {
     std::size_t end;
 };
 
-/// Quotes hold an entry together that has a separator inside.
+/// The position of the separator after the entry; a separator between quotes belongs to the entry.
 std::size_t EndOfEntry(const std::wstring& path, std::size_t begin) {
     bool quoted = false;
     for (auto at = begin; at < path.size(); ++at) {
@@ -63,7 +63,7 @@ std::optional<Entry> Find(const std::wstring& path, const std::wstring& folder) 
     return std::nullopt;
 }
 
-/// With its separator: an addition that is taken out again leaves what was there before, to the letter.
+/// Adds the folder and a separator so that a later Erase restores the exact text from before.
 void Append(std::wstring& path, const std::wstring& folder) {
     if (path.empty())
         path = folder;
@@ -86,7 +86,7 @@ struct PathValue {
     std::wstring text;
 };
 
-/// Nothing when it is missing, is no text, or cannot be read; also when it grows while it is read.
+/// Empty when the value is missing, is not a text or cannot be read, or when it grows between the two reads.
 std::optional<PathValue> Read(HKEY key) {
     PathValue value;
     DWORD size = 0;  // bytes

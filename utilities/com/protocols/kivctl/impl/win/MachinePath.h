@@ -1,4 +1,4 @@
-// The machine's PATH: the folders in which every user's new programs find other programs by name.
+// The machine's PATH: the folders in which a console of any user looks for programs.
 #pragma once
 
 #include <string>
@@ -7,11 +7,11 @@ namespace kivctl {
 
 enum class [[nodiscard]] PathChange{Made, NotNeeded, Failed};
 
-/// Adds the folder (a full path without a backslash at its end, in the narrow code page) as the last entry, or takes
-/// every entry that names it out; letter case, quotes and a backslash at the end make no difference. The other entries
-/// and the kind of the value stay as they are, and programs that run are told. Failed: no such value, the registry
-/// refused (it needs an administrator), the folder's name holds a semicolon, or PATH would get longer than a process
-/// can have it.
+/// Add the folder as the last entry, or remove every entry that names it. `folder` is a full path in the narrow code
+/// page, without a backslash at its end; letter case, and quotes or a backslash in the entry, make no difference. The
+/// other entries and the kind of the value stay as they are, and running programs are notified. Failed: there is no
+/// PATH, the registry refused (only an administrator may write), the folder's name has a semicolon, or PATH would
+/// become longer than the environment of a process allows.
 PathChange AddToMachinePath(const std::string& folder);
 PathChange RemoveFromMachinePath(const std::string& folder);
 

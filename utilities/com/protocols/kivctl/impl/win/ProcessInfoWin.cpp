@@ -1,6 +1,6 @@
 #include <windows.h>
 
-// After <windows.h>, which it needs.
+// This needs <windows.h> before it.
 #include <psapi.h>
 
 #include <array>

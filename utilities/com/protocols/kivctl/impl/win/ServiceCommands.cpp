@@ -1,4 +1,4 @@
-// The Windows service: how the manager is registered with the service control manager, and by whom it is started.
+// service: registers the manager as a Windows service, and starts, stops and shows that service.
 
 #include <windows.h>
 #include <nlohmann/json.hpp>
@@ -36,10 +36,10 @@ constexpr wchar_t kDescription[] = L"Runs the industrial-protocol instances of t
 
 constexpr const char* kNotInstalled = "not installed";  // in place of a state
 
-constexpr DWORD kRestartDelayMs = 5000;            // before the service is started again after a failure
-constexpr DWORD kFailureResetSeconds = 24 * 3600;  // without a failure until the count of failures starts anew
+constexpr DWORD kRestartDelayMs = 5000;            // between a failure of the service and its restart
+constexpr DWORD kFailureResetSeconds = 24 * 3600;  // time without a failure after which the count of failures is reset
 constexpr DWORD kPollMs = 100;
-constexpr DWORD kProcessEndMs = 10000;  // for the stopped service's process to be gone
+constexpr DWORD kProcessEndMs = 10000;  // for the process of a stopped service to end
 
 struct ScmHandleCloser {
     void operator()(SC_HANDLE handle) const {
@@ -49,7 +49,7 @@ struct ScmHandleCloser {
 };
 using ScmHandle = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, ScmHandleCloser>;
 
-/// What a command did and found: told line by line, or with --json as the one document of the command, at its end.
+/// Collects the outcome of a command: prints it line by line, or with --json as one document at the end.
 class Outcome {
   public:
     explicit Outcome(const Options& options) : isJson_(options.json) {}
@@ -60,16 +60,17 @@ class Outcome {
         else
             PrintLine(line, colour);
     }
-    /// What the operator should know though the command succeeds.
+    /// A warning; the command still succeeds.
     void Note(const std::string& line) {
         if (isJson_)
             notes_.push_back(ToUtf8(line));
         else
             PrintLine("Note: " + line, Colour::Warning);
     }
-    /// A field of the document. The last one of a name counts.
+    /// Sets a field of the document, and replaces an earlier value of the same name.
     void Set(const char* name, Json value) { fields_[name] = std::move(value); }
 
+    /// Prints the document; does nothing without --json.
     void Print() {
         if (!isJson_)
             return;
@@ -86,13 +87,14 @@ class Outcome {
     Json notes_ = Json::array();
 };
 
+/// Throws the Failure for GetLastError(); `what` begins its message.
 [[noreturn]] void Refuse(const std::string& what) {
     const auto error = GetLastError();
     std::string reason = "error " + std::to_string(error);
     if (error == ERROR_ACCESS_DENIED)
         reason = "this needs an administrator";
     else if (error == ERROR_SERVICE_DOES_NOT_EXIST)
-        reason = "the service is not installed; kivctl service install does it";
+        reason = "the service is not installed; kivctl service install installs it";
     throw Failure(kRefused, what + ": " + reason, static_cast<std::int32_t>(error));
 }
 
@@ -130,7 +132,7 @@ const char* StateName(DWORD state) {
     }
 }
 
-/// The process that the service runs in, for waiting; empty when there is none or it cannot be opened.
+/// A handle to wait for the end of the service's process; empty when there is none or it cannot be opened.
 UniqueHandle ServiceProcess(const ScmHandle& service) {
     SERVICE_STATUS_PROCESS status{};
     DWORD needed = 0;
@@ -146,10 +148,11 @@ UniqueHandle ServiceProcess(const ScmHandle& service) {
                   std::string("The service is ") + StateName(state) + ", not " + wanted + "; its log says why");
 }
 
-/// Asks the service to stop. One that is starting does not listen yet, and is asked again.
+/// Asks the service to stop. A service that is starting does not accept the request yet, so asks again.
 void RequestStop(const ScmHandle& service, const platform::Deadline& deadline) {
     SERVICE_STATUS status{};
-    // The control returns when every instance is stopped, or with a time-out of the system's; the state tells.
+    // ControlService may return before the service has stopped, also with a timeout of the system; AwaitStopped looks
+    // at the state.
     while (!ControlService(service.get(), SERVICE_CONTROL_STOP, &status)) {
         const auto error = GetLastError();
         if (error == ERROR_SERVICE_NOT_ACTIVE || error == ERROR_SERVICE_REQUEST_TIMEOUT)
@@ -162,12 +165,12 @@ void RequestStop(const ScmHandle& service, const platform::Deadline& deadline) {
     }
 }
 
-/// Waits for the end of the service, and of the process that it ran in: its files are free only then, a moment later.
+/// Waits until the service is stopped, then for the end of its process, because only then its files can be replaced.
 void AwaitStopped(const ScmHandle& service, const UniqueHandle& process, const platform::Deadline& deadline) {
     const auto hasEnded = [&process](DWORD timeoutMs) {
         return process && WaitForSingleObject(process.Get(), timeoutMs) == WAIT_OBJECT_0;
     };
-    // One that somebody starts again at once is never seen to be stopped.
+    // When somebody starts the service again at once, only the end of the old process shows that it had stopped.
     for (auto state = State(service); state != SERVICE_STOPPED && !hasEnded(0); state = State(service)) {
         if (deadline.LeftMs() == 0)
             FailIn(state, "stopped");
@@ -176,7 +179,7 @@ void AwaitStopped(const ScmHandle& service, const UniqueHandle& process, const p
     hasEnded(kProcessEndMs);
 }
 
-/// Throws also when the service ended instead of running.
+/// Waits until the service runs. Throws Failure when it has stopped instead, or after `timeoutMs`.
 void AwaitRunning(const ScmHandle& service, std::uint32_t timeoutMs) {
     const platform::Deadline deadline(timeoutMs);
     for (auto state = State(service); state != SERVICE_RUNNING; state = State(service)) {
@@ -186,7 +189,7 @@ void AwaitRunning(const ScmHandle& service, std::uint32_t timeoutMs) {
     }
 }
 
-/// The folder of the program that the service is registered with; empty when that cannot be told.
+/// The folder of the program that the service is registered with; empty when it cannot be found out.
 std::string RegisteredFolder(const ScmHandle& service) {
     DWORD size = 0;
     QueryServiceConfigA(service.get(), nullptr, 0, &size);
@@ -207,7 +210,7 @@ std::string Joined(const std::vector<std::string>& words) {
     return text;
 }
 
-/// Refuses a folder in which ordinary users could replace what the service runs; only notes it when `isAllowed`.
+/// Throws Failure when ordinary users could replace the programs of the service; with `isAllowed` only warns.
 void CheckWhoMayWrite(const std::string& folder, const std::vector<std::string>& programs, bool isAllowed,
                       Outcome& outcome) {
     auto paths = programs;
@@ -218,7 +221,7 @@ void CheckWhoMayWrite(const std::string& folder, const std::vector<std::string>&
     if (list.empty())
         return;
     const auto danger =
-        "Ordinary users may change " + list + ". Whoever replaces a program there runs it with the service's rights.";
+        "Ordinary users may change " + list + ". A program that they replace there runs with the service's rights.";
     if (!isAllowed)
         throw Failure(kRefused, "Nothing was installed. " + danger +
                                     " Choose a folder that only administrators may write to, such as one in "
@@ -226,7 +229,8 @@ void CheckWhoMayWrite(const std::string& folder, const std::vector<std::string>&
     outcome.Note(danger);
 }
 
-/// Registers the service anew.
+/// Registers a service that is not registered yet. Returns an empty handle, with the error in GetLastError(), when the
+/// system refuses.
 ScmHandle Register(const ScmHandle& manager, const std::string& commandLine, Outcome& outcome) {
     ScmHandle service(CreateServiceA(manager.get(), kServiceName, kDisplayName, SERVICE_ALL_ACCESS,
                                      SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START, SERVICE_ERROR_NORMAL,
@@ -248,8 +252,8 @@ ScmHandle Register(const ScmHandle& manager, const std::string& commandLine, Out
     return service;
 }
 
-/// Brings a registered service up to date with these programs. How it starts, under which account, and what follows a
-/// failure is the operator's, and stays.
+/// Makes a registered service use the programs of this folder. The operator's choices stay: how the service starts, its
+/// account and its actions after a failure. Returns an empty handle as Register does.
 ScmHandle Update(const ScmHandle& manager, const std::string& folder, const std::string& commandLine,
                  Outcome& outcome) {
     ScmHandle service(
@@ -293,11 +297,11 @@ void InstallPath(const std::string& folder, Outcome& outcome) {
     if (change == PathChange::Made)
         outcome.Say("PATH names " + folder + " now: consoles opened from now on find kivctl");
     if (change == PathChange::Failed)
-        outcome.Note("the machine's PATH could not be given " + folder + ", so kivctl is found in that folder only");
+        outcome.Note(folder + " could not be added to the machine's PATH, so consoles find kivctl only in that folder");
     outcome.Set("path", {{"folder", ToUtf8(folder)}, {"added", change == PathChange::Made}});
 }
 
-/// Registers the service with the programs of this folder, or brings one that is registered up to date.
+/// Registers the service with the programs of this folder, or updates a registered one.
 void Install(bool anyFolder, Outcome& outcome) {
     const auto folder = FolderOf(platform::ModulePath());
     const auto program = folder + "\\" + kProgram;
@@ -323,13 +327,14 @@ void Install(bool anyFolder, Outcome& outcome) {
     InstallPath(folder, outcome);
     const auto state = State(service);
     if (!isNew && state == SERVICE_RUNNING)
-        outcome.Note("the service runs the programs that it was started with; kivctl service restart starts these");
+        outcome.Note(
+            "the service still runs the programs it was started with; kivctl service restart starts the new ones");
     outcome.Set("isNew", isNew);
     outcome.Set("program", ToUtf8(program));
     outcome.Set("state", StateName(state));
 }
 
-/// False when the service is not installed.
+/// Stops the service and waits for its end. Returns false when it is not installed.
 bool Stop(const Options& options, Outcome& outcome) {
     const auto service = OpenInstalled(SERVICE_STOP | SERVICE_QUERY_STATUS);
     if (!service && GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST) {
@@ -352,7 +357,7 @@ bool Stop(const Options& options, Outcome& outcome) {
     return true;
 }
 
-/// Starts a service that is not running. Until its stop has ended, one that is stopping counts as running.
+/// Starts the service unless it runs. While it is stopping, the system refuses to start it, so tries again.
 void StartOnceStopped(const ScmHandle& service, std::uint32_t timeoutMs) {
     const platform::Deadline deadline(timeoutMs);
     while (!StartServiceA(service.get(), 0, nullptr)) {
@@ -441,20 +446,19 @@ void AddServiceCommands(Command app, const Options& options) {
     auto anyFolder = std::make_shared<bool>(false);
     add("install",
         "Registers the service with the programs of this folder (delayed automatic start, restarted after a failure), "
-        "or updates it; gives the machine the settings that it lacks, and a place on PATH to this folder",
+        "or updates it; writes the settings that the machine does not have yet, and adds this folder to PATH",
         [anyFolder](Outcome& outcome) { Install(*anyFolder, outcome); })
         .AddFlag("--any-folder", *anyFolder, "Also from a folder that ordinary users may write to");
-    add("uninstall", "Stops and removes the service, and takes its folder out of PATH; the settings stay",
+    add("uninstall", "Stops and removes the service, and removes its folder from PATH; the settings stay",
         [&options](Outcome& outcome) { Uninstall(options, outcome); });
-    add("start", "Starts the service, once a stop that is under way has ended",
+    add("start", "Starts the service; if it is stopping, waits until it has stopped",
         [&options](Outcome& outcome) { Start(options, outcome); });
-    add("stop", "Stops the service and with it every instance",
-        [&options](Outcome& outcome) { Stop(options, outcome); });
+    add("stop", "Stops the service and all instances", [&options](Outcome& outcome) { Stop(options, outcome); });
     add("restart", "Stops the service and starts it again",
         [&options](Outcome& outcome) { Restart(options, outcome); });
     auto status = service.AddCommand(
         "status",
-        "Whether the service runs; exit code 0 when it does, 1 when it is stopped, 4 when it is not installed");
+        "Shows whether the service runs; exit code 0 when it runs, 1 when it is stopped, 4 when it is not installed");
     status.OnRun([&options] {
         Outcome outcome(options);
         const auto code = Show(outcome);

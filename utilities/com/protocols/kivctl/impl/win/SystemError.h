@@ -1,4 +1,4 @@
-// The system's own words for its error codes.
+// The system's messages for its error codes.
 #pragma once
 
 #include <windows.h>
@@ -7,7 +7,7 @@
 
 namespace kivctl {
 
-/// "Access is denied (5)"
+/// The message and the code: "Access is denied (5)"; "error 5" when the system has no message for it.
 inline std::string SystemMessage(DWORD error) {
     char text[512];
     auto size = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text,
