@@ -35,8 +35,3 @@ if(KIV_SANITIZE)
     target_compile_options(kiv_warnings INTERFACE -fsanitize=${KIV_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     target_link_options(kiv_warnings INTERFACE -fsanitize=${KIV_SANITIZE})
 endif()
-
-if(KIV_FUZZ)
-    # The fuzzer records which paths through the product's code an input takes.
-    target_compile_options(kiv_warnings INTERFACE -fsanitize=fuzzer-no-link)
-endif()

@@ -1,42 +1,42 @@
 #!/usr/bin/env bash
-# Static analysis of all code of the product: clang-tidy with the rules of .clang-tidy, and cppcheck. clang-tidy reads
-# files that build natively with the flags of the native build, and the others as clang compiles them for MinGW-w64.
+# Static analysis of all code of the product: clang-tidy with the rules of .clang-tidy, and cppcheck. clang-tidy reads the
+# Windows build, which compiles everything, as clang would compile it for MinGW-w64. It reads a room at once, because most
+# of its time goes to the headers of the system.
 #
-# With scripts/lint.sh --paths, clang's analyzer also follows the paths through every function, which takes four times
-# as long.
+# scripts/lint.sh --paths reads file by file and lets clang's analyzer follow the paths through every function too. That
+# takes eight times as long. The rules on unused using-declarations find something only then.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-native=build/lint-native
-windows=build/lint-windows
-checks=()
-[ "${1:-}" != --paths ] || checks=(--checks=clang-analyzer-*)
+build=build/lint
+at_once=ON
+checks=--checks=-bugprone-suspicious-include # a room's files are included into one
+if [ "${1:-}" = --paths ]; then
+    at_once=OFF
+    checks=--checks=clang-analyzer-*
+fi
 
-cmake --preset host-asan -B "$native" -DKIV_PRECOMPILE=OFF >/dev/null
-cmake --preset windows -B "$windows" >/dev/null
+cmake --preset windows -B "$build" -DCMAKE_UNITY_BUILD="$at_once" -DCMAKE_UNITY_BUILD_BATCH_SIZE=0 >/dev/null
 
-# Lists the product's sources that the build in folder $1 compiles.
+# What the build compiles of the product; the rooms with the most files first, because they take longest.
 sources() {
-    sed -n 's/^ *"file": "\(.*\)",\{0,1\}$/\1/p' "$1/compile_commands.json" | grep '/utilities/.*\.cpp$' | sort -u
+    sed -n 's/^ *"file": "\(.*\)",\{0,1\}$/\1/p' "$build/compile_commands.json" | grep '/utilities/.*\.c[px][px]$' |
+        sort -u | xargs ls -S
 }
 
 gcc_includes=$(dirname "$(x86_64-w64-mingw32-g++-posix -print-libgcc-file-name)")/include
 for_windows=(
     --extra-arg-before=--target=x86_64-w64-windows-gnu
-    --extra-arg=-nostdinc # the cross compiler's headers instead of this system's
+    --extra-arg=-nostdinc # no header of this system, but those of the cross compiler
     --extra-arg=-isystem"$gcc_includes/c++"
     --extra-arg=-isystem"$gcc_includes/c++/x86_64-w64-mingw32"
     --extra-arg=-isystem"$(clang -print-resource-dir)/include"
     --extra-arg=-isystem/usr/x86_64-w64-mingw32/include
 )
-quiet='[0-9]* warnings\{0,1\} generated\.$' # counts warnings in other people's headers too
-lint() {
-    xargs -P "$(nproc)" -n 1 clang-tidy -quiet "${checks[@]}" "$@" 2> >(grep -v "$quiet" >&2)
-}
+quiet='[0-9]* warnings\{0,1\} generated\.$' # of headers that are not ours
 
-echo "== lint: what builds natively"
-sources "$native" | lint -p "$native"
-echo "== lint: what builds for Windows alone"
-comm -13 <(sources "$native") <(sources "$windows") | lint -p "$windows" "${for_windows[@]}"
+echo "== lint: clang-tidy"
+sources | xargs -P "$(nproc)" -n 1 clang-tidy -quiet "$checks" -p "$build" "${for_windows[@]}" \
+    2> >(grep -v "$quiet" >&2)
 echo "== lint: cppcheck"
 cppcheck --quiet -j "$(nproc)" --error-exitcode=1 --std=c++20 --library=windows --enable=warning,performance,portability \
     --inline-suppr -I utilities/com utilities

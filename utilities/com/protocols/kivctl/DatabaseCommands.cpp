@@ -75,7 +75,7 @@ void AddInstances(Command db, const Options& options) {
     });
 }
 
-void AddGet(Command db, const Options& options) {
+void AddDatabaseGet(Command db, const Options& options) {
     constexpr int words = 2;
     auto command = db.AddCommand("get", "Prints a setting of an instance, or a database-wide one");
     const auto address = AddAddress(command, "SETTING", words);
@@ -91,7 +91,7 @@ void AddGet(Command db, const Options& options) {
     });
 }
 
-void AddSet(Command db, const Options& options) {
+void AddDatabaseSet(Command db, const Options& options) {
     constexpr int words = 3;
     auto command = db.AddCommand("set", "Sets a setting of an instance, or a database-wide one");
     const auto address = AddAddress(command, "SETTING VALUE", words);
@@ -154,7 +154,7 @@ void AddExport(Command db, const Options& options) {
     });
 }
 
-std::string ReadFile(const std::string& path) {
+std::string ReadWholeFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::string text{std::istreambuf_iterator<char>(file), {}};
     if (!file.is_open() || file.bad())
@@ -190,27 +190,35 @@ void MakeLogFolder(const std::vector<ImportChange>& changes) {
             RequireFolderOf(ValueText(change.to));
 }
 
-/// Makes the manager load the instances that the import added. Throws Failure at the first one that it cannot load;
-/// this one and the rest stay "not loaded".
-std::vector<std::string> LoadAdded(const std::vector<ImportChange>& changes, VexaDB::VexaDBSession& session,
-                                   const Options& options) {
-    std::vector<std::string> loaded;
+/// What became of the instances that the import added.
+struct Loaded {
+    std::size_t count = 0;
+    std::string refused;  // why others stay "not loaded", a sentence each
+};
+
+/// Makes the manager load the instances that the import added.
+Loaded LoadAdded(const std::vector<ImportChange>& changes, VexaDB::VexaDBSession& session, const Options& options) {
+    Loaded loaded;
     Manager manager(options);
     for (const auto& change : changes) {
         if (!change.setting.empty())
             continue;
-        Load(manager, session, change.instance);
-        loaded.push_back(change.instance);
+        try {
+            Load(manager, session, change.instance);
+            ++loaded.count;
+        } catch (const Failure& failure) {
+            loaded.refused += " " + change.instance + ": " + failure.what();
+        }
     }
     return loaded;
 }
 
 void Import(const std::string& path, bool dryRun, const Options& options) {
-    const auto file = ReadSettings(ReadFile(path));
+    const auto file = ReadSettings(ReadWholeFile(path));
     const auto database = ReachDatabase(options);
     VexaDB::VexaDBSession session(database);
     const auto changes = PlanImport(session, file);
-    std::vector<std::string> loaded;
+    Loaded loaded;
     if (!dryRun && !changes.empty()) {
         MakeLogFolder(changes);
         ApplyImport(database, changes);
@@ -227,15 +235,18 @@ void Import(const std::string& path, bool dryRun, const Options& options) {
         }
         loaded = LoadAdded(changes, session, options);
     }
+    if (!loaded.refused.empty())
+        throw Failure(kRefused, "All of the file was imported, but the manager did not load every new instance." +
+                                    loaded.refused);
     if (options.json)
-        return PrintJson({{"applied", !dryRun}, {"loaded", loaded.size()}, {"changes", ChangesJson(changes)}});
+        return PrintJson({{"applied", !dryRun}, {"loaded", loaded.count}, {"changes", ChangesJson(changes)}});
     if (changes.empty())
         return PrintLine("The database already has all settings of the file.");
     if (dryRun)
         return PrintChanges(changes);
     PrintLine("Changes made in one commit: " + std::to_string(changes.size()) + ".");
-    if (!loaded.empty())
-        PrintLine("The manager loaded " + Count(loaded.size(), "new instance") + " and started none of them.");
+    if (loaded.count != 0)
+        PrintLine("The manager loaded " + Count(loaded.count, "new instance") + " and started none of them.");
 }
 
 void AddImport(Command db, const Options& options) {
@@ -255,8 +266,8 @@ void AddDatabaseCommands(Command app, const Options& options) {
     db.NeedCommand();
     AddInstances(db, options);
     AddSettingsCommand(db, options);
-    AddGet(db, options);
-    AddSet(db, options);
+    AddDatabaseGet(db, options);
+    AddDatabaseSet(db, options);
     AddExport(db, options);
     AddImport(db, options);
 }

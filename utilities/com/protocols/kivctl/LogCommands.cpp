@@ -31,7 +31,7 @@ std::string Text(const std::optional<std::uint32_t>& number) {
     return number ? std::to_string(*number) : "";
 }
 
-void AddShow(Command log, const Options& options) {
+void AddLogShow(Command log, const Options& options) {
     auto command = log.AddCommand("show", "Shows where the programs log, and whether the log file is writable");
     command.OnRun([&options] {
         const auto settings = LogSettings::Read();
@@ -67,7 +67,7 @@ void AddShow(Command log, const Options& options) {
     });
 }
 
-void AddSet(Command log, const Options& options) {
+void AddLogSet(Command log, const Options& options) {
     auto command = log.AddCommand("set", "Chooses where the programs log, from their next start on");
     auto type = std::make_shared<std::string>();
     auto file = std::make_shared<std::string>();
@@ -104,8 +104,8 @@ void AddSet(Command log, const Options& options) {
 void AddLogCommands(Command app, const Options& options) {
     auto log = app.AddCommand("log", "Chooses where the manager and the instances log");
     log.NeedCommand();
-    AddShow(log, options);
-    AddSet(log, options);
+    AddLogShow(log, options);
+    AddLogSet(log, options);
 }
 
 }  // namespace kivctl

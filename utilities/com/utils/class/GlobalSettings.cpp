@@ -4,18 +4,18 @@
 
 namespace {
 
-std::mutex lock;  // guards the record
+std::mutex recordLock;  // guards the record
 GlobalSettings record;
 
 }  // namespace
 
 GlobalSettings GlobalSettings::Get() {
-    const std::lock_guard guard(lock);
+    const std::lock_guard guard(recordLock);
     return record;
 }
 
 void GlobalSettings::Set(const GlobalSettings& settings) {
-    const std::lock_guard guard(lock);
+    const std::lock_guard guard(recordLock);
     record = settings;
     record.fixedIpcTimeout = kFixedIpcTimeout;
 }

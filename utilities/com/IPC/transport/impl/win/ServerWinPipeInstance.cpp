@@ -9,7 +9,7 @@ namespace {
 
 constexpr DWORD kBufferSize = 4096;  // bytes each way
 constexpr DWORD kDefaultTimeoutMs = 5000;
-constexpr std::int32_t kFailed = -1;
+constexpr std::int32_t kStartFailed = -1;
 
 }  // namespace
 
@@ -50,7 +50,7 @@ void ServerWinPipeInstance::CreatePipe() {
 
 std::int32_t ServerWinPipeInstance::Start() {
     if (!pipe_)
-        return kFailed;
+        return kStartFailed;
     if (!ResetEvent(waitEvent_.Get()))
         return StartFailed("Reset event");
     overlapped_ = {};
@@ -73,7 +73,7 @@ std::int32_t ServerWinPipeInstance::Start() {
 
 std::int32_t ServerWinPipeInstance::StartFailed(const char* step) {
     KIV_LOG_AS("ServerWinPipeInstance::Start", Logging::Error, "%s failed server:%s", step, serverName_.c_str());
-    return kFailed;
+    return kStartFailed;
 }
 
 UniqueHandle ServerWinPipeInstance::TakeConnection() {

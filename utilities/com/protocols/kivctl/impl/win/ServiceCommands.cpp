@@ -216,8 +216,14 @@ void CheckWhoMayWrite(const std::string& folder, const std::vector<std::string>&
     auto paths = programs;
     paths.insert(paths.begin(), folder);
     std::string list;
-    for (const auto& [path, groups] : FindOpenToUsers(paths))
-        list += (list.empty() ? "" : "; ") + path + " (" + Joined(groups) + ")";
+    try {
+        for (const auto& [path, groups] : FindOpenToUsers(paths))
+            list += (list.empty() ? "" : "; ") + path + " (" + Joined(groups) + ")";
+    } catch (const Failure& failure) {
+        if (!isAllowed)
+            throw;
+        return outcome.Note(failure.what());
+    }
     if (list.empty())
         return;
     const auto danger =

@@ -6,7 +6,14 @@
 
 #include <windows.h>
 
+#include <cstdint>
+
 namespace VexaUtils {
+
+/// The result of an operation that made this call of the system: 0 success, -1 failure.
+inline std::int32_t ResultOf(LSTATUS status) {
+    return status == ERROR_SUCCESS ? 0 : -1;
+}
 
 class RegistryHandle {
   public:

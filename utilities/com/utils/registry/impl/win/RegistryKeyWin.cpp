@@ -16,10 +16,6 @@ constexpr std::size_t kValueNameSize = 16384;
 constexpr std::size_t kUsualDataSize = 512;  // bytes; most values fit, larger ones are read again
 constexpr int kGrowAttempts = 8;             // for a value that another process enlarges between the reads
 
-std::int32_t Result(LSTATUS status) {
-    return status == ERROR_SUCCESS ? 0 : -1;
-}
-
 std::wstring Wide(const std::string& text) {
     const int length = static_cast<int>(text.size());
     std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, text.data(), length, nullptr, 0)), L'\0');
@@ -139,20 +135,20 @@ Reading RegistryKeyWin::Query(const std::string& name, RegistryValue& value) {
 }
 
 std::int32_t RegistryKeyWin::SetNumber(const std::string& name, std::uint32_t number) {
-    return Result(RegSetValueExW(key_.Get(), Wide(name).c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number),
-                                 sizeof number));
+    return ResultOf(RegSetValueExW(key_.Get(), Wide(name).c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number),
+                                   sizeof number));
 }
 
 std::int32_t RegistryKeyWin::SetText(const std::string& name, const std::string& text) {
     const auto wide = Wide(text);
     const auto size = (wide.size() + 1) * sizeof(wchar_t);  // with the terminator
-    return Result(RegSetValueExW(key_.Get(), Wide(name).c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(wide.c_str()),
-                                 static_cast<DWORD>(size)));
+    return ResultOf(RegSetValueExW(key_.Get(), Wide(name).c_str(), 0, REG_SZ,
+                                   reinterpret_cast<const BYTE*>(wide.c_str()), static_cast<DWORD>(size)));
 }
 
 std::int32_t RegistryKeyWin::DeleteValue(const std::string& name) {
     const auto status = RegDeleteValueW(key_.Get(), Wide(name).c_str());
-    return status == ERROR_FILE_NOT_FOUND ? 0 : Result(status);
+    return status == ERROR_FILE_NOT_FOUND ? 0 : ResultOf(status);
 }
 
 std::shared_ptr<RegistryKey> RegistryKeyWin::OpenSubkey(const std::string& name) {
@@ -166,7 +162,7 @@ std::shared_ptr<RegistryKey> RegistryKeyWin::CreateSubkey(const std::string& nam
 }
 
 std::int32_t RegistryKeyWin::RenameSubkey(const std::string& oldName, const std::string& newName) {
-    return Result(RegRenameKey(key_.Get(), Wide(oldName).c_str(), Wide(newName).c_str()));
+    return ResultOf(RegRenameKey(key_.Get(), Wide(oldName).c_str(), Wide(newName).c_str()));
 }
 
 std::int32_t RegistryKeyWin::DeleteSubkey(const std::string& name) {
@@ -174,7 +170,7 @@ std::int32_t RegistryKeyWin::DeleteSubkey(const std::string& name) {
     // A key without subkeys is deleted in one step with all its values, so that no process finds only some of them.
     if (RegDeleteKeyExW(key_.Get(), wideName.c_str(), KEY_WOW64_64KEY, 0) == ERROR_SUCCESS)
         return 0;
-    return Result(RegDeleteTreeW(key_.Get(), wideName.c_str()));
+    return ResultOf(RegDeleteTreeW(key_.Get(), wideName.c_str()));
 }
 
 void RegistryKeyWin::Flush() {

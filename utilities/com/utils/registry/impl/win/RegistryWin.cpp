@@ -11,10 +11,6 @@ static_assert(kReadAccess == 0x20119);
 
 constexpr std::size_t kStringBufferSize = 256;
 
-std::int32_t Result(LSTATUS status) {
-    return status == ERROR_SUCCESS ? 0 : -1;
-}
-
 }  // namespace
 
 RegistryWin::RegistryWin(const std::string& relativePath) : path_(kProductKey + relativePath) {
@@ -51,7 +47,7 @@ std::int32_t RegistryWin::GetString(const std::string& name, std::string& value)
 std::int32_t RegistryWin::SetUint32(const std::string& name, std::uint32_t value) {
     if (key_.Get() == nullptr)
         return -1;
-    return Result(
+    return ResultOf(
         RegSetValueExA(key_.Get(), name.c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value));
 }
 
@@ -59,16 +55,16 @@ std::int32_t RegistryWin::SetString(const std::string& name, const std::string& 
     if (key_.Get() == nullptr)
         return -1;
     // The size does not include a terminator; the readers of these values accept that.
-    return Result(RegSetValueExA(key_.Get(), name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                                 static_cast<DWORD>(value.size())));
+    return ResultOf(RegSetValueExA(key_.Get(), name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+                                   static_cast<DWORD>(value.size())));
 }
 
 std::int32_t RegistryWin::Open() {
-    return Result(RegOpenKeyExA(HKEY_LOCAL_MACHINE, path_.c_str(), 0, kReadAccess, key_.Receive()));
+    return ResultOf(RegOpenKeyExA(HKEY_LOCAL_MACHINE, path_.c_str(), 0, kReadAccess, key_.Receive()));
 }
 
 std::int32_t RegistryWin::Close() {
-    return key_.Get() == nullptr ? -1 : Result(key_.Close());
+    return key_.Get() == nullptr ? -1 : ResultOf(key_.Close());
 }
 
 std::shared_ptr<Registry> Registry::Make(const std::string& relativePath) {
