@@ -13,10 +13,6 @@ namespace sync_host {
 /// to fail: 0 when it has failed.
 int FailThread(int nth);
 
-/// Called by each wait for a change of guarded data before it begins, on its thread and without a lock of the double's:
-/// a test can stop the thread there. Empty: none.
-void OnWait(std::function<void()> hook);
-
 }  // namespace sync_host
 
 namespace transport_host {
@@ -31,10 +27,6 @@ int FailOperation(Operation operation, int nth);
 /// The server takes the next connection that is made for one of this process.
 void ConnectNextAs(std::uint64_t processId);
 
-/// Whether a write that stays pending ends with the thread that began it, as the system does it: it then fails, and
-/// what it had moved before stays moved. Off at first.
-void CancelWritesOfEndedThreads(bool cancel);
-
 }  // namespace transport_host
 
 /// One tree in memory, seen through VexaUtils::Registry and VexaUtils::RegistryKey alike.
@@ -43,20 +35,18 @@ namespace RegistryHost {
 /// An empty tree that refuses nothing.
 void Reset();
 
-/// Makes the `nth` read or write from now on (1: the next one) fail; 0: none. How many calls were still missing to the
-/// failure that was asked for before; 0 when it came.
-int FailCall(int nth);
-
-/// After this many more writes further ones fail: a registry that refuses, or a process that was killed there.
-/// kUnlimited and Reset lift it.
 inline constexpr unsigned kUnlimited = 0xFFFFFFFF;
-void AllowWrites(unsigned count);
-/// The same for reads.
-void AllowReads(unsigned count);
 
-/// From now on texts that are set and names of subkeys that are listed lose these characters, as in a code page that
-/// cannot carry them.
-void LoseCharacters(const std::string& characters);
+/// What goes wrong from now on.
+struct Faults {
+    int call = 0;                  // the read or write that fails, 1: the next one; 0: none
+    unsigned reads = kUnlimited;   // that succeed before further ones fail
+    unsigned writes = kUnlimited;  // a registry that refuses, or a process that was killed there
+    /// Texts that are set and names of subkeys that are listed lose these, as in a code page that cannot carry them.
+    std::string lostCharacters = {};
+};
+/// Instead of those before, of which it gives what is left: 0 calls when the one that was to fail has failed.
+Faults Inject(Faults faults);
 
 }  // namespace RegistryHost
 
