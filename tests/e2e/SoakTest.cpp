@@ -5,6 +5,8 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
+#include <functional>
+
 #include "IPC/class/IPCClient.h"
 #include "e2e/ManagerRun.h"
 #include "protocols/control/ControlMessages.h"
@@ -53,6 +55,18 @@ Figures Measure(std::uint64_t pid) {
     return figures;
 }
 
+void ExpectNoGrowth(std::uint64_t pid, const std::function<void()>& warmUp, const std::function<void()>& use) {
+    const auto idleThreads = Measure(pid).threads;
+    const auto after = [&](const std::function<void()>& work) {
+        work();
+        EXPECT_TRUE(Eventually([&] { return Measure(pid).threads <= idleThreads; }));
+        return Measure(pid);
+    };
+    const auto before = after(warmUp), now = after(use);
+    EXPECT_LE(now.freshHandle, before.freshHandle + kHandleValueTolerance);
+    EXPECT_LE(now.privateBytes, before.privateBytes + kMemoryTolerance);
+}
+
 /// So many rounds of everything a plant does to its manager.
 void Use(int connections, int startsAndStops, int requests) {
     for (int i = 0; i < connections; ++i) {
@@ -80,18 +94,9 @@ TEST(Soak, LeavesHandlesThreadsAndMemoryAsTheyWere) {
     ManagerRun manager;
     ASSERT_TRUE(WaitForStatus("worn", kRunning));
     ASSERT_EQ(Control(kManagerStop, "worn"), 0);
-    const auto pid = IPCClient::GetClient(kManagerServerName, true)->ServerPid();
-    const auto idleThreads = Measure(pid).threads;
-    const auto settled = [&] {
-        EXPECT_TRUE(Eventually([&] { return Measure(pid).threads <= idleThreads; }));
-        return Measure(pid);
-    };
-    Use(100, 10, 1000);
-    const auto before = settled();
-    Use(500, 200, 10000);
-    const auto after = settled();
-    EXPECT_LE(after.freshHandle, before.freshHandle + kHandleValueTolerance);
-    EXPECT_LE(after.privateBytes, before.privateBytes + kMemoryTolerance);
+    ExpectNoGrowth(
+        IPCClient::GetClient(kManagerServerName, true)->ServerPid(), [] { Use(100, 10, 1000); },
+        [] { Use(500, 200, 10000); });
     EXPECT_EQ(manager.Stop(), 0);
 }
 
@@ -114,15 +119,8 @@ void Connect(int rounds) {
 TEST(Soak, AClientOfTheCLibraryGetsBackWhatItTook) {
     PrepareMachine();
     ManagerRun manager;
-    const auto pid = GetCurrentProcessId();
-    const auto idleThreads = Measure(pid).threads;
-    Connect(50);
-    const auto before = Measure(pid);
-    Connect(1000);
-    EXPECT_TRUE(Eventually([&] { return Measure(pid).threads <= idleThreads; }));
-    const auto after = Measure(pid);
-    EXPECT_LE(after.freshHandle, before.freshHandle + kHandleValueTolerance);
-    EXPECT_LE(after.privateBytes, before.privateBytes + kMemoryTolerance);
+    ExpectNoGrowth(
+        GetCurrentProcessId(), [] { Connect(50); }, [] { Connect(1000); });
     EXPECT_STREQ(MisuseEveryFunction(nullptr, nullptr), nullptr);
     EXPECT_STREQ(UseEveryFunction(), nullptr) << "which stops the manager";
     EXPECT_EQ(manager.WaitForExit(), 0);
