@@ -53,8 +53,7 @@ struct World {
 
 World& world = *new World;  // never destroyed: static clients may close while the process ends
 
-/// Tells for how long its thread lives: a write that stays pending ends with the thread that began it, as the system
-/// does it. It then fails, and what it had moved before stays moved.
+/// Tells for how long its thread lives: a write that is pending then fails, as in the system; what was moved stays so.
 struct ThreadLife {
     ~ThreadLife() {
         const Guard guard(world.lock);

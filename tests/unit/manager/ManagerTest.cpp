@@ -47,10 +47,11 @@ TEST_F(ManagerTest, AStrangerOnTheReadyPipeIsTurnedAway) {
     GlobalSettings::Set({.startTimeout = 300});
     EXPECT_EQ(manager->AddProtocol("absent", VexaDB::kSampleProtocol), 0);
     auto start = std::async(std::launch::async, [this] { return manager->StartProtocol("absent"); });
-    while (start.wait_for(std::chrono::milliseconds(0)) != std::future_status::ready) {
+    EXPECT_TRUE(Eventually([&start] {
         transport_host::ConnectNextAs(4711);
         static_cast<void>(ClientTransport::Make("absent-ready")->Connect(0));
-    }
+        return start.wait_for(std::chrono::milliseconds(0)) == std::future_status::ready;
+    }));
     transport_host::ConnectNextAs(0);
     EXPECT_EQ(start.get(), -1) << "however many come";
 }
