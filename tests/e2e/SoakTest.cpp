@@ -5,6 +5,8 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
+#include <algorithm>
+#include <array>
 #include <functional>
 
 #include "IPC/class/IPCClient.h"
@@ -24,7 +26,7 @@ constexpr std::uint64_t kMemoryTolerance = 2 * 1024 * 1024;
 
 /// What can be seen of a process from outside.
 struct Figures {
-    std::uint64_t freshHandle = 0;  // value of a newly made handle: grows with the handles that are held
+    std::uint64_t freshHandle = 0;  // highest value of newly made handles: grows with the handles that are held
     std::uint64_t threads = 0;
     std::uint64_t privateBytes = 0;
 };
@@ -33,13 +35,16 @@ Figures Measure(std::uint64_t pid) {
     Figures figures;
     const UniqueHandle process(OpenProcess(PROCESS_ALL_ACCESS, FALSE, static_cast<DWORD>(pid)));
     const HANDLE self = GetCurrentProcess();
-    HANDLE inside = nullptr;
-    HANDLE back = nullptr;
-    EXPECT_TRUE(DuplicateHandle(self, process.Get(), process.Get(), &inside, 0, FALSE, DUPLICATE_SAME_ACCESS));
-    EXPECT_TRUE(
-        DuplicateHandle(process.Get(), inside, self, &back, 0, FALSE, DUPLICATE_SAME_ACCESS | DUPLICATE_CLOSE_SOURCE));
-    CloseHandle(back);
-    figures.freshHandle = reinterpret_cast<std::uintptr_t>(inside);
+    std::array<HANDLE, 100> inside{};  // so many that they fill the gaps which closed handles left
+    for (auto& handle : inside)
+        EXPECT_TRUE(DuplicateHandle(self, process.Get(), process.Get(), &handle, 0, FALSE, DUPLICATE_SAME_ACCESS));
+    for (auto* const handle : inside) {
+        figures.freshHandle = std::max<std::uint64_t>(figures.freshHandle, reinterpret_cast<std::uintptr_t>(handle));
+        HANDLE back = nullptr;
+        EXPECT_TRUE(DuplicateHandle(process.Get(), handle, self, &back, 0, FALSE,
+                                    DUPLICATE_SAME_ACCESS | DUPLICATE_CLOSE_SOURCE));
+        CloseHandle(back);
+    }
 
     PROCESS_MEMORY_COUNTERS memory{};
     EXPECT_TRUE(GetProcessMemoryInfo(process.Get(), &memory, sizeof memory));
