@@ -16,13 +16,10 @@ namespace {
 
 constexpr std::size_t kLongestPayload = 170;  // bytes: more than the fields of any command
 
-constexpr std::array kControlCommands = {
-    std::uint32_t{kIpcAliveCheck},    std::uint32_t{kManagerAdd},        std::uint32_t{kManagerRemove},
-    std::uint32_t{kManagerStart},     std::uint32_t{kManagerStop},       std::uint32_t{kManagerRestart},
-    std::uint32_t{kManagerGetString}, std::uint32_t{kManagerSetString},  std::uint32_t{kManagerGetNumber},
-    std::uint32_t{kManagerSetNumber}, std::uint32_t{kManagerList},       std::uint32_t{kManagerStatus},
-    std::uint32_t{kManagerRename},    std::uint32_t{kManagerGetClients},
-};
+constexpr std::array<std::uint32_t, 14> kControlCommands = {
+    kIpcAliveCheck,  kManagerAdd,       kManagerRemove,    kManagerStart,     kManagerStop,
+    kManagerRestart, kManagerGetString, kManagerSetString, kManagerGetNumber, kManagerSetNumber,
+    kManagerList,    kManagerStatus,    kManagerRename,    kManagerGetClients};
 
 /// Reports success and has no server, so that a start costs no time.
 class HastyChild : public FakeChild {

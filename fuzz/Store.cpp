@@ -67,9 +67,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     RegistryHost::Reset();
     const auto database = RegistryKey::OpenOrCreate("Software\\Quenlar\\Torvik\\Runtime\\Settings\\vexa");
     Fill(*database, input);
-    RegistryHost::AllowWrites(writesUntilKilled);
+    RegistryHost::Inject({.writes = writesUntilKilled});
     VexaDB::VexaRegistryDB killed;
-    RegistryHost::AllowWrites(RegistryHost::kUnlimited);
+    RegistryHost::Inject({});
     VexaDB::VexaRegistryDB restarted;
     RequireOrder(*database);
     RequireReadable(restarted);

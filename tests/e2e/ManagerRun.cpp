@@ -89,6 +89,11 @@ void WriteTable(const std::string& id, const std::string& name, const Settings& 
     Write(*table, settings);
 }
 
+void WriteSamples(const std::vector<std::string>& names) {
+    for (std::size_t id = 0; id < names.size(); ++id)
+        WriteTable(std::to_string(id), names[id], Sample(std::to_string(id)));
+}
+
 std::string ReadValue(const std::string& id, const std::string& value) {
     auto key = VexaUtils::RegistryKey::OpenOrCreate(kDatabaseKey);
     if (!id.empty())
@@ -156,6 +161,10 @@ std::int32_t Program::WaitForExit(std::uint32_t timeoutMs) {
 
 std::string Program::Output() const {
     return Content(path_);
+}
+
+bool Program::Prints(const std::string& text) const {
+    return Eventually([&] { return Output().find(text) != std::string::npos; });
 }
 
 ProgramResult RunProgram(const std::string& commandLine) {

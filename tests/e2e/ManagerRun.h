@@ -26,6 +26,8 @@ Settings Sample(const std::string& port, const Settings& more = {});
 void PrepareMachine(const Settings& global = {});
 /// Writes one instance's table the way the database stores it.
 void WriteTable(const std::string& id, const std::string& name, const Settings& settings);
+/// A table of the sample protocol for each name; its position from 0 on is the table's id and the port.
+void WriteSamples(const std::vector<std::string>& names);
 /// The value of a table (or of the database key, for the empty id): its text, its number in decimal, or "" when absent.
 std::string ReadValue(const std::string& id, const std::string& value);
 
@@ -52,6 +54,8 @@ class Program {
     std::int32_t WaitForExit(std::uint32_t timeoutMs = kPatienceMs);
     /// What it has printed so far.
     std::string Output() const;
+    /// Waits until it has printed the text.
+    bool Prints(const std::string& text) const;
 
   protected:
     void End();

@@ -5,6 +5,10 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
+#include <algorithm>
+#include <array>
+#include <functional>
+
 #include "IPC/class/IPCClient.h"
 #include "e2e/ManagerRun.h"
 #include "protocols/control/ControlMessages.h"
@@ -22,7 +26,7 @@ constexpr std::uint64_t kMemoryTolerance = 2 * 1024 * 1024;
 
 /// The use of resources by a process, as another process can measure it.
 struct Figures {
-    std::uint64_t freshHandle = 0;  // value of a new handle; it grows with the number of open handles
+    std::uint64_t freshHandle = 0;  // highest value of newly made handles: grows with the handles that are held
     std::uint64_t threads = 0;
     std::uint64_t privateBytes = 0;
 };
@@ -31,13 +35,16 @@ Figures Measure(std::uint64_t pid) {
     Figures figures;
     const UniqueHandle process(OpenProcess(PROCESS_ALL_ACCESS, FALSE, static_cast<DWORD>(pid)));
     const HANDLE self = GetCurrentProcess();
-    HANDLE inside = nullptr;
-    HANDLE back = nullptr;
-    EXPECT_TRUE(DuplicateHandle(self, process.Get(), process.Get(), &inside, 0, FALSE, DUPLICATE_SAME_ACCESS));
-    EXPECT_TRUE(
-        DuplicateHandle(process.Get(), inside, self, &back, 0, FALSE, DUPLICATE_SAME_ACCESS | DUPLICATE_CLOSE_SOURCE));
-    CloseHandle(back);
-    figures.freshHandle = reinterpret_cast<std::uintptr_t>(inside);
+    std::array<HANDLE, 100> inside{};  // so many that they fill the gaps which closed handles left
+    for (auto& handle : inside)
+        EXPECT_TRUE(DuplicateHandle(self, process.Get(), process.Get(), &handle, 0, FALSE, DUPLICATE_SAME_ACCESS));
+    for (auto* const handle : inside) {
+        figures.freshHandle = std::max<std::uint64_t>(figures.freshHandle, reinterpret_cast<std::uintptr_t>(handle));
+        HANDLE back = nullptr;
+        EXPECT_TRUE(DuplicateHandle(process.Get(), handle, self, &back, 0, FALSE,
+                                    DUPLICATE_SAME_ACCESS | DUPLICATE_CLOSE_SOURCE));
+        CloseHandle(back);
+    }
 
     PROCESS_MEMORY_COUNTERS memory{};
     EXPECT_TRUE(GetProcessMemoryInfo(process.Get(), &memory, sizeof memory));
@@ -53,7 +60,19 @@ Figures Measure(std::uint64_t pid) {
     return figures;
 }
 
-/// Repeats what the clients of a manager do in production.
+void ExpectNoGrowth(std::uint64_t pid, const std::function<void()>& warmUp, const std::function<void()>& use) {
+    const auto idleThreads = Measure(pid).threads;
+    const auto after = [&](const std::function<void()>& work) {
+        work();
+        EXPECT_TRUE(Eventually([&] { return Measure(pid).threads <= idleThreads; }));
+        return Measure(pid);
+    };
+    const auto before = after(warmUp), now = after(use);
+    EXPECT_LE(now.freshHandle, before.freshHandle + kHandleValueTolerance);
+    EXPECT_LE(now.privateBytes, before.privateBytes + kMemoryTolerance);
+}
+
+/// So many rounds of everything a plant does to its manager.
 void Use(int connections, int startsAndStops, int requests) {
     for (int i = 0; i < connections; ++i) {
         RawClient control(kManagerServerName), database(VexaDB::kDatabaseServerName);
@@ -80,18 +99,9 @@ TEST(Soak, LeavesHandlesThreadsAndMemoryAsTheyWere) {
     ManagerRun manager;
     ASSERT_TRUE(WaitForStatus("worn", kRunning));
     ASSERT_EQ(Control(kManagerStop, "worn"), 0);
-    const auto pid = IPCClient::GetClient(kManagerServerName, true)->ServerPid();
-    const auto idleThreads = Measure(pid).threads;
-    const auto settled = [&] {
-        EXPECT_TRUE(Eventually([&] { return Measure(pid).threads <= idleThreads; }));
-        return Measure(pid);
-    };
-    Use(100, 10, 1000);
-    const auto before = settled();
-    Use(500, 200, 10000);
-    const auto after = settled();
-    EXPECT_LE(after.freshHandle, before.freshHandle + kHandleValueTolerance);
-    EXPECT_LE(after.privateBytes, before.privateBytes + kMemoryTolerance);
+    ExpectNoGrowth(
+        IPCClient::GetClient(kManagerServerName, true)->ServerPid(), [] { Use(100, 10, 1000); },
+        [] { Use(500, 200, 10000); });
     EXPECT_EQ(manager.Stop(), 0);
 }
 
@@ -114,15 +124,8 @@ void Connect(int rounds) {
 TEST(Soak, AClientOfTheCLibraryGetsBackWhatItTook) {
     PrepareMachine();
     ManagerRun manager;
-    const auto pid = GetCurrentProcessId();
-    const auto idleThreads = Measure(pid).threads;
-    Connect(50);
-    const auto before = Measure(pid);
-    Connect(1000);
-    EXPECT_TRUE(Eventually([&] { return Measure(pid).threads <= idleThreads; }));
-    const auto after = Measure(pid);
-    EXPECT_LE(after.freshHandle, before.freshHandle + kHandleValueTolerance);
-    EXPECT_LE(after.privateBytes, before.privateBytes + kMemoryTolerance);
+    ExpectNoGrowth(
+        GetCurrentProcessId(), [] { Connect(50); }, [] { Connect(1000); });
     EXPECT_STREQ(MisuseEveryFunction(nullptr, nullptr), nullptr);
     EXPECT_STREQ(UseEveryFunction(), nullptr) << "which stops the manager";
     EXPECT_EQ(manager.WaitForExit(), 0);

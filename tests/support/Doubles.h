@@ -13,10 +13,6 @@ namespace sync_host {
 /// until the failure of the previous call: 0 when it has happened.
 int FailThread(int nth);
 
-/// Each wait for a change of guarded data calls `hook` before it begins, on the waiting thread and with no lock of the
-/// double held: a test can stop the thread there. Empty: no call.
-void OnWait(std::function<void()> hook);
-
 }  // namespace sync_host
 
 namespace transport_host {
@@ -31,10 +27,6 @@ int FailOperation(Operation operation, int nth);
 /// Makes this the client's process id of the next connection, as its server sees it.
 void ConnectNextAs(std::uint64_t processId);
 
-/// Whether a pending write fails when the thread that began it ends, as on the real system. The bytes that it has
-/// moved before stay moved. Off initially.
-void CancelWritesOfEndedThreads(bool cancel);
-
 }  // namespace transport_host
 
 /// One tree in memory, which VexaUtils::Registry and VexaUtils::RegistryKey both use.
@@ -43,20 +35,18 @@ namespace RegistryHost {
 /// Empties the tree, and ends the effects of AllowWrites, AllowReads and LoseCharacters.
 void Reset();
 
-/// Makes the `nth` read or write from now on fail (1: the next one; 0: none). Returns how many calls were left until
-/// the failure of the previous call: 0 when it has happened.
-int FailCall(int nth);
-
-/// Lets this many further writes succeed and later ones fail, as if the registry refused them or the process had been
-/// killed. kUnlimited and Reset end the limit.
 inline constexpr unsigned kUnlimited = 0xFFFFFFFF;
-void AllowWrites(unsigned count);
-/// The same for reads.
-void AllowReads(unsigned count);
 
-/// From now on, texts that are set and names of subkeys that are listed lose these characters, as in a code page that
-/// lacks them.
-void LoseCharacters(const std::string& characters);
+/// What goes wrong from now on.
+struct Faults {
+    int call = 0;                  // the read or write that fails, 1: the next one; 0: none
+    unsigned reads = kUnlimited;   // that succeed before further ones fail
+    unsigned writes = kUnlimited;  // a registry that refuses, or a process that was killed there
+    /// Texts that are set and names of subkeys that are listed lose these, as in a code page that cannot carry them.
+    std::string lostCharacters = {};
+};
+/// Instead of those before, of which it gives what is left: 0 calls when the one that was to fail has failed.
+Faults Inject(Faults faults);
 
 }  // namespace RegistryHost
 

@@ -1,9 +1,6 @@
-// The log file on POSIX, for the native build of the tests.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstdio>
+// The log file on the standard library, for the native build of the tests.
+#include <filesystem>
+#include <fstream>
 
 #include "utils/logging/LogFile.h"
 
@@ -11,33 +8,28 @@ namespace {
 
 class LogFileHost final : public Logging::LogFile {
   public:
-    explicit LogFileHost(int file) : file_(file) {}
-    ~LogFileHost() override { close(file_); }
-    LogFileHost(const LogFileHost&) = delete;
-
-    void Append(std::string_view text) override {
-        [[maybe_unused]] const auto written = write(file_, text.data(), text.size());
-    }
-    std::uint64_t Size() const override {
-        struct stat status = {};
-        return fstat(file_, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
-    }
+    explicit LogFileHost(const std::string& path) : file_(path, std::ios::app | std::ios::ate) {}
+    bool IsOpen() const { return file_.is_open(); }
+    void Append(std::string_view text) override { file_ << text << std::flush; }
+    std::uint64_t Size() const override { return static_cast<std::uint64_t>(file_.tellp()); }
 
   private:
-    const int file_;
+    mutable std::ofstream file_;
 };
 
 }  // namespace
 
 std::unique_ptr<Logging::LogFile> Logging::LogFile::Open(const std::string& path) {
-    const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
-    return file < 0 ? nullptr : std::make_unique<LogFileHost>(file);
+    auto file = std::make_unique<LogFileHost>(path);
+    return file->IsOpen() ? std::move(file) : nullptr;
 }
 
 bool Logging::LogFile::Exists(const std::string& path) {
-    return access(path.c_str(), F_OK) == 0;
+    return std::filesystem::exists(path);
 }
 
 bool Logging::LogFile::Rename(const std::string& oldPath, const std::string& newPath) {
-    return std::rename(oldPath.c_str(), newPath.c_str()) == 0;
+    std::error_code error;
+    std::filesystem::rename(oldPath, newPath, error);
+    return !error;
 }

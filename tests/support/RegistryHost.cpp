@@ -38,13 +38,10 @@ struct Tree {
     std::mutex lock;  // guards all of it, nodes included
     std::shared_ptr<Node> root = std::make_shared<Node>();
     unsigned changes = 0;
-    int callsToFailure = 0;
-    unsigned writesLeft = RegistryHost::kUnlimited;
-    unsigned readsLeft = RegistryHost::kUnlimited;
-    std::string lostCharacters;
+    RegistryHost::Faults faults;
 
     std::string Carried(std::string text) const {
-        std::erase_if(text, [this](char c) { return lostCharacters.find(c) != std::string::npos; });
+        std::erase_if(text, [this](char c) { return faults.lostCharacters.find(c) != std::string::npos; });
         return text;
     }
 };
@@ -130,20 +127,19 @@ class RegistryKeyHost : public RegistryKey {
     }
 
   private:
-    bool Fails() { return node_->deleted || (tree_.callsToFailure > 0 && --tree_.callsToFailure == 0); }
-    /// Uses up one of the calls that are left; false when none is left.
+    bool Fails() { return node_->deleted || (tree_.faults.call > 0 && --tree_.faults.call == 0); }
+    /// Takes one of what is left; false when nothing is.
     static bool Take(unsigned& left) {
         if (left == 0)
             return false;
         left -= left == RegistryHost::kUnlimited ? 0 : 1;
         return true;
     }
-    bool Readable() { return !Fails() && Take(tree_.readsLeft); }
+    bool Readable() { return !Fails() && Take(tree_.faults.reads); }
     bool Writable() {
-        if (Fails() || !Take(tree_.writesLeft))
-            return false;
-        ++tree_.changes;
-        return true;
+        const bool writable = !Fails() && Take(tree_.faults.writes);
+        tree_.changes += writable ? 1 : 0;
+        return writable;
     }
     std::int32_t Set(const std::string& name, const RegistryValue& value) {
         const std::lock_guard guard(tree_.lock);
@@ -158,14 +154,11 @@ class RegistryKeyHost : public RegistryKey {
     unsigned seen_ = 0xFFFFFFFF;  // the number of changes at the last call; no real number at first
 };
 
-std::shared_ptr<RegistryKey> Root() {
-    const std::lock_guard guard(TheTree().lock);
-    return std::make_shared<RegistryKeyHost>(TheTree().root);
-}
-
 /// The key of a path; empty when it is missing and `create` is false.
 std::shared_ptr<RegistryKey> KeyAt(const std::string& path, bool create) {
-    auto key = Root();
+    std::unique_lock guard(TheTree().lock);
+    std::shared_ptr<RegistryKey> key = std::make_shared<RegistryKeyHost>(TheTree().root);
+    guard.unlock();
     std::istringstream names(path);
     for (std::string name; key && std::getline(names, name, '\\');) {
         auto subkey = key->OpenSubkey(name);
@@ -180,16 +173,14 @@ class RegistryReader : public VexaUtils::Registry {
     explicit RegistryReader(std::string path) : path_(std::move(path)) {}
     bool ValueExists(const std::string& name) override { return Find(name); }
     std::int32_t GetUint32(const std::string& name, std::uint32_t& value) override {
-        if (!Find(name) || found_.kind != ValueKind::Number)
-            return -1;
-        value = found_.number;
-        return 0;
+        const bool found = Find(name) && found_.kind == ValueKind::Number;
+        value = found ? found_.number : value;
+        return found ? 0 : -1;
     }
     std::int32_t GetString(const std::string& name, std::string& value) override {
-        if (!Find(name) || found_.kind != ValueKind::Text)
-            return -1;
-        value = found_.text;
-        return 0;
+        const bool found = Find(name) && found_.kind == ValueKind::Text;
+        value = found ? found_.text : value;
+        return found ? 0 : -1;
     }
     std::int32_t SetUint32(const std::string&, std::uint32_t) override { return -1; }
     std::int32_t SetString(const std::string&, const std::string&) override { return -1; }
@@ -223,26 +214,10 @@ void RegistryHost::Reset() {
     const std::lock_guard guard(TheTree().lock);
     TheTree().root = std::make_shared<Node>();
     ++TheTree().changes;
-    TheTree().writesLeft = TheTree().readsLeft = kUnlimited;
-    TheTree().lostCharacters.clear();
+    TheTree().faults = {};
 }
 
-int RegistryHost::FailCall(int nth) {
+RegistryHost::Faults RegistryHost::Inject(Faults faults) {
     const std::lock_guard guard(TheTree().lock);
-    return std::exchange(TheTree().callsToFailure, nth);
-}
-
-void RegistryHost::AllowWrites(unsigned count) {
-    const std::lock_guard guard(TheTree().lock);
-    TheTree().writesLeft = count;
-}
-
-void RegistryHost::AllowReads(unsigned count) {
-    const std::lock_guard guard(TheTree().lock);
-    TheTree().readsLeft = count;
-}
-
-void RegistryHost::LoseCharacters(const std::string& characters) {
-    const std::lock_guard guard(TheTree().lock);
-    TheTree().lostCharacters = characters;
+    return std::exchange(TheTree().faults, std::move(faults));
 }

@@ -48,13 +48,12 @@ struct World {
     std::condition_variable changed;
     std::map<std::string, std::weak_ptr<Listener>> servers;
     std::map<Operation, int> failures;  // operations until the one that fails
-    bool cancelsWrites = false;         // of ended threads
     std::uint64_t nextProcessId = 0;    // of the next connection
 };
 
 World& world = *new World;  // never destroyed: static clients may close while the process ends
 
-/// Tells whether its thread has ended.
+/// Tells for how long its thread lives: a write that is pending then fails, as in the system; what was moved stays so.
 struct ThreadLife {
     ~ThreadLife() {
         const Guard guard(world.lock);
@@ -136,7 +135,7 @@ class HostClientTransport : public ClientTransport {
   private:
     std::int32_t Transfer(Guard& guard, std::uint32_t timeoutMs) {
         const auto ended = [&] {
-            if (own_->closed || !peer_ || peer_->closed || (world.cancelsWrites && *beginnerEnded_))
+            if (own_->closed || !peer_ || peer_->closed || *beginnerEnded_)
                 return true;
             if (slow_)
                 return false;
@@ -226,9 +225,4 @@ int transport_host::FailOperation(Operation operation, int nth) {
 void transport_host::ConnectNextAs(std::uint64_t processId) {
     const Guard guard(world.lock);
     world.nextProcessId = processId;
-}
-
-void transport_host::CancelWritesOfEndedThreads(bool cancel) {
-    const Guard guard(world.lock);
-    world.cancelsWrites = cancel;
 }

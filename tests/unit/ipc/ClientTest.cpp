@@ -1,5 +1,6 @@
 #include <future>
 
+#include "IPC/class/PipeReader.h"
 #include "IPC/transport/ServerTransport.h"
 #include "unit/ipc/Peers.h"
 #include "utils/platform/Platform.h"
@@ -79,6 +80,16 @@ TEST(Client, RepliesFindTheirRequestsHoweverTheyCome) {
     const auto id = "ReqId:" + std::to_string(requests[0]->RequestId());
     EXPECT_EQ(FunctionOf(log, "Timeout in IPC reply " + id + " timeout:20"), "PipeReader::GetReply");
     EXPECT_EQ(log->Count("Received reply for an unknow request! " + id + " cmd:9 id:3 pid:"), 2u);
+}
+
+TEST(PipeReader, EachRequestIsBegunAndEndedOnce) {
+    IPCServer nobody;
+    PipeReader reader(ClientTransport::Make("nobody"), nobody, nobody);
+    EXPECT_EQ(reader.BeginRequest(7), 0);
+    EXPECT_EQ(reader.BeginRequest(7), -5);
+    EXPECT_EQ(reader.EndRequest(7), 0);
+    EXPECT_EQ(reader.EndRequest(7), -9);
+    EXPECT_EQ(reader.GetReply(7, kPatienceMs), nullptr);
 }
 
 TEST(Client, AGreetingThatDripsIsGivenUp) {

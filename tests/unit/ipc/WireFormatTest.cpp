@@ -11,30 +11,6 @@ Bytes Part(const Bytes& message, std::ptrdiff_t from, std::ptrdiff_t to) {
     return {message.begin() + from, message.begin() + to};
 }
 
-TEST(WireFormat, RequestReplyNoticeAndTerminate) {
-    const auto bytes = Hex("00000080 0807060504030201 A4A3A2A1 65000000 03000000 616263");
-    const auto request = Parse(bytes);
-    EXPECT_EQ(request->Serialize(), bytes);
-    EXPECT_EQ(request->RequestId(), 0x0102030405060708u);
-    EXPECT_EQ(request->Payload(), Hex("616263"));
-    request->SetOrigin(5, 6);
-    const auto reply = IPC::Reply(*request, {0xFE, 0xFF});
-    EXPECT_EQ(reply->Serialize(), Hex("00000000 0807060504030201 A4A3A2A1 65000000 02000000 FEFF"));
-    EXPECT_EQ(reply->ClientId(), 5u);
-    EXPECT_EQ(reply->Pid(), 6u);
-
-    const auto withoutId = [](const std::shared_ptr<IPC>& made) {
-        auto message = made->Serialize();
-        message.erase(message.begin() + 4, message.begin() + 12);
-        return message;
-    };
-    const auto made = IPC::Request(0x1F5, {9}, 7), notice = IPC::Notice(150);
-    EXPECT_EQ(notice->RequestId(), made->RequestId() + 1);
-    EXPECT_EQ(withoutId(made), Hex("00000080 07000000 F5010000 01000000 09"));
-    EXPECT_EQ(withoutId(notice), Hex("000000A0 00000000 96000000 00000000"));
-    EXPECT_EQ(withoutId(IPC::Terminate()), Hex("000000C0 00000000 00000000 00000000"));
-}
-
 TEST(WireFormat, TimingBlockTravelsThereAndBack) {
     const auto request = IPC::Request(kIpcAliveCheck);
     request->EnableMeasurement();
@@ -78,17 +54,25 @@ TEST(Statistics, ArePrintedWhenForcedAndAtEveryHundredthMeasurement) {
 
     RunningServer running("measured");
     GlobalSettings settings;
-    settings.ipcStatEnabled = settings.ipcMeasureLog = true;
+    settings.ipcStatEnabled = true;
+    GlobalSettings::Set(settings);
+    IPCClient counted;
+    settings.ipcMeasureLog = true;
     GlobalSettings::Set(settings);
     IPCClient client;
     GlobalSettings::Set({});
-    ASSERT_EQ(client.Connect("measured"), 0);
+    IPCClient neither;
+    for (auto* one : {&counted, &client, &neither})
+        ASSERT_EQ(one->Connect("measured"), 0);
     log->Clear();
     for (int i = 2; i < 150; ++i)
-        EXPECT_EQ(client.CheckAlive(), 0);
-    EXPECT_EQ(log->Count("IPC measurement : request "), 148u);
+        EXPECT_EQ((i < 50 ? counted : client).CheckAlive(), 0);
+    EXPECT_EQ(log->Count("IPC measurement : request "), 100u);
     EXPECT_EQ(log->Count(" : Cnt 100 - Mean "), 3u);
     EXPECT_EQ(log->Count(" : Cnt "), 3u);
+    EXPECT_EQ(neither.CheckAlive(), 0);
+    IPC::PrintStats(true);
+    EXPECT_EQ(log->Count(" : Cnt 150 - "), 3u);
 }
 
 }  // namespace

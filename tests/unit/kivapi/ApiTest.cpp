@@ -46,8 +46,7 @@ TEST_F(ApiTest, WhatIsGivenWronglyHasAResult) {
 TEST_F(ApiTest, AProtocolInCIsAnInstanceLikeAnyOther) {
     const std::string name = "in C";
     children[name] = [&] { return std::make_shared<ChildInC>(name); };
-    Add(name, "1");
-    RunAndWait();
+    RunWith({name.c_str()});
     RawClient control(kManagerServerName);
     EXPECT_EQ(Status(control, name).state, 42u);
     std::uint32_t error = 0;
@@ -102,9 +101,7 @@ TEST(ApiFaultTest, AServiceThatGoesAwayIsToldAndFoundAgain) {
     EXPECT_EQ(kiv_next_event(client, 0, &event), KIV_NOT_CONNECTED);
     EXPECT_EQ(kiv_stop(client, "x"), KIV_NOT_CONNECTED);
     {
-        std::promise<void> late;
-        std::promise<void> asked;
-        std::promise<void> closed;
+        std::promise<void> late, asked, closed;
         RunningServer next(kManagerServerName, [&](const IPC& request) {
             if (request.Command() == kManagerStart)
                 late.get_future().wait();

@@ -74,8 +74,7 @@ TEST_F(ControlTest, EveryCommandInItsGoodCaseAndItsRefusals) {
         {101, Names("b"), Only(-9)},
         {105, Names("b", "port"), Only(-1, 54)},
     };
-    Add("a", "1");
-    RunAndWait();
+    RunWith({"a"});
     RawClient c(kManagerServerName);
     for (const auto& exchange : exchanges) {
         EXPECT_EQ(c.Ask(exchange.command, exchange.request), exchange.reply) << &exchange - exchanges;
@@ -95,8 +94,7 @@ TEST_F(ControlTest, EveryCommandInItsGoodCaseAndItsRefusals) {
 }
 
 TEST_F(ControlTest, ShortPayloadsAndUnendedTextsAreRefusedAndUnknownCommandsPassedOver) {
-    Add("aaaa", "1");
-    RunAndWait();
+    RunWith({"aaaa"});
     RawClient c(kManagerServerName);
     c.Send(kOneWay, 1, 100, Number(4) + Names("quiet"));
     for (const std::uint32_t command : {3u, 42u, 99u, 110u, 117u, 121u, 500u, 0xFFFFFFFFu})
@@ -197,9 +195,7 @@ TEST_F(ControlTest, AHungChildIsAskedOnceForAllWhoWaitAndEndedInTime) {
     constexpr std::size_t kClients = 25;  // all wait for the same exchange, not for one each
     Set("ipctimeout", kIpcTimeoutMs);
     Set("monitorwaittime", 3'600'000);
-    Add("hung", "1");
-    Add("other", "2");
-    RunAndWait();
+    RunWith({"hung", "other"});
     EXPECT_EQ(IPCClient::GetClient("hung", true)->Send(IPC::Notice(ServingChild::kHang)), 0);
     RawClient other(kManagerServerName);
     EXPECT_TRUE(Eventually([&] { return StatusOf(other, "hung") == kStoppedWorking; }));
@@ -230,9 +226,7 @@ TEST_F(ControlTest, ADeathIsKnownAtOnceAndLeavesNothing) {
     Set("starttimeout", 500);
     Set("monitorwaittime", 200);
     Add(kBroken, "", VexaDB::kRobot);
-    for (const char* name : {"one", "dies", "absent"})
-        Add(name, name);
-    RunAndWait();
+    RunWith({"one", "dies", "absent"});
     RawClient c(kManagerServerName);
     EXPECT_TRUE(log->Contains("Cannot start instance absent did not connect 1"));
     EXPECT_TRUE(log->Contains("Cannot start instance dies did not connect 0"));
@@ -253,10 +247,6 @@ TEST_F(ControlTest, ADeathIsKnownAtOnceAndLeavesNothing) {
 }
 
 TEST_F(ControlTest, TheStartSetsOwnersAndOldSettingsRight) {
-    const auto set = [](const char* name, std::vector<std::pair<const char*, const char*>> settings) {
-        for (const auto& [setting, value] : settings)
-            Db()->SetString(kSession, name, setting, value);
-    };
     const struct {
         const char* name;
         std::uint32_t type;
@@ -276,7 +266,8 @@ TEST_F(ControlTest, TheStartSetsOwnersAndOldSettingsRight) {
     Db()->SetString(kSession, "disabledprotocols", "9;6");
     for (const auto& instance : instances) {
         Db()->AddInstance(kSession, instance.name, instance.type);
-        set(instance.name, instance.settings);
+        for (const auto& [setting, value] : instance.settings)
+            Db()->SetString(kSession, instance.name, setting, value);
     }
     Db()->AddInstance(kSession, "software", VexaDB::kProfinet);
     RunAndWait();
@@ -300,9 +291,8 @@ TEST_F(ControlTest, TheStartSetsOwnersAndOldSettingsRight) {
 }
 
 TEST_F(ControlTest, AStopRequestIsAnsweredBehindAllThatWaitsForItsClient) {
-    constexpr int kEvents = 100;  // more bytes than a connection buffers
-    Add("a", "1");
-    RunAndWait();
+    constexpr int kEvents = 100;  // more bytes than a connection holds
+    RunWith({"a"});
     RawClient client(kManagerServerName);
     for (int i = 0; i < kEvents; ++i)
         Db()->SetString(kSession, "a", "note", "n");

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <future>
 #include <map>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -117,6 +118,11 @@ class ManagerTest : public testing::Test {
     }
 
     static std::shared_ptr<VexaDB::VexaDBServer> Db() { return VexaDB::VexaDBServer::GetInstance(); }
+    static Lines NamesInDatabase() {
+        Lines names;
+        EXPECT_EQ(Db()->GetInstances(kSession, names), 0);
+        return names;
+    }
     /// A database-wide setting.
     static void Set(const char* setting, std::uint32_t value) { Db()->SetUint32(kSession, setting, value); }
     static void Add(const std::string& name, const std::string& port, std::uint32_t type = VexaDB::kSampleProtocol) {
@@ -131,6 +137,12 @@ class ManagerTest : public testing::Test {
         Run();
         ASSERT_TRUE(log->WaitFor("Monitor Protocols services", kPatienceMs));
         Connect();
+    }
+    /// With instances of the sample protocol, each with a port of its own.
+    void RunWith(std::initializer_list<const char*> names) {
+        for (const char* name : names)
+            Add(name, name);
+        RunAndWait();
     }
     void Stop() {
         if (!main_.valid())
@@ -192,10 +204,7 @@ class ManagerTest : public testing::Test {
             names.push_back(wire::Decode<wire::Name>(list, 8 + i * wire::Name::kSize)->Text());
         return names;
     }
-    static Lines Sorted(Lines lines) {
-        std::sort(lines.begin(), lines.end());
-        return lines;
-    }
+    static std::multiset<std::string> Sorted(const Lines& lines) { return {lines.begin(), lines.end()}; }
     /// The events since the last call, as "code:texts".
     static Lines TakeEvents(RawClient& client) {
         client.Ask(kIpcAliveCheck, {});  // every event sent before this reply has then arrived

@@ -21,7 +21,7 @@ TEST_F(RegistryFaults, ANameThatTheCodePageCannotCarryIsRefusedBeforeAnythingIsW
     server->OpenSession(inBatch);
     server->Batch(inBatch);
     const auto before = Dump();
-    RegistryHost::LoseCharacters("\xFC");
+    RegistryHost::Inject({.lostCharacters = "\xFC"});
     for (const auto session : {kServiceSession, inBatch}) {
         EXPECT_NE(server->AddInstance(session, "M\xFCller", kModbus), 0);
         EXPECT_NE(server->RenameInstance(session, "A", "M\xFCller"), 0);
@@ -37,10 +37,10 @@ TEST_F(RegistryFaults, ANameThatTheCodePageCannotCarryIsRefusedBeforeAnythingIsW
 TEST_F(RegistryFaults, ANameStaysTakenWhicheverReadFails) {
     outside->CreateSubkey("5")->SetText("_kiv_name", "B");
     for (unsigned reads = 0; reads < kReadsOfAnyOperation; ++reads) {
-        RegistryHost::AllowReads(reads);
+        RegistryHost::Inject({.reads = reads});
         VexaRegistryDB store;
         EXPECT_NE(store.AddInstance("B"), 0) << reads;
-        RegistryHost::AllowReads(RegistryHost::kUnlimited);
+        RegistryHost::Inject({});
         EXPECT_EQ(store.SetUint32("", "n", 1), 0);
         EXPECT_NE(store.AddInstance("B"), 0) << reads;
     }
@@ -53,17 +53,17 @@ TEST_F(RegistryFaults, WhatCannotBeReadIsNotWrittenOverAndNotTakenForMissing) {
     session.AddInstance("A", kModbus);
     const auto before = Dump();
     for (unsigned reads = 0; reads < kReadsOfAnyOperation; ++reads) {
-        RegistryHost::AllowReads(reads);
+        RegistryHost::Inject({.reads = reads});
         EXPECT_NE(session.SetUint32("A", "protocol", 1), 0) << reads;
-        RegistryHost::AllowReads(reads);
+        RegistryHost::Inject({.reads = reads});
         EXPECT_EQ(session.ReadNumber("A", "type").value_or(kModbus), kModbus) << reads;
-        RegistryHost::AllowReads(reads);
+        RegistryHost::Inject({.reads = reads});
         EXPECT_EQ(session.ReadText("A", "protocol").value_or("ModbusProtocol"), "ModbusProtocol") << reads;
     }
-    EXPECT_EQ(session.SetUint32("A", "type", kModbus), 0);  // now the store must read its tables again
-    RegistryHost::AllowReads(0);
+    EXPECT_EQ(session.SetUint32("A", "type", kModbus), 0);  // from here on the store cannot rely on what it knew
+    RegistryHost::Inject({.reads = 0});
     EXPECT_FALSE(session.ReadNumber("A", "type") || session.ReadNumber("", "n") || session.ReadText("gone", "s"));
-    RegistryHost::AllowReads(RegistryHost::kUnlimited);
+    RegistryHost::Inject({});
     EXPECT_EQ(Dump(), before);
     EXPECT_EQ(session.ReadNumber("A", "protocol"), 0u) << "a text is no number";
     EXPECT_EQ(session.ReadNumber("", "n"), 0u);

@@ -1,27 +1,11 @@
-// The database server: its sessions, batches and observers, and the two classes that work on top of it.
+// The database server: sessions, batches, what its observers hear, and the settings that the process takes from it.
+#include "support/Observer.h"
 #include "unit/vexadb/DatabaseTest.h"
-#include "utils/VexaDB/class/VexaDBSession.h"
 #include "utils/class/GlobalSettings.h"
 
 using namespace VexaDB;
 
 namespace {
-
-struct RecordingObserver : VexaDBServerOpObserver {
-    Lines heard;
-    void Hear(const std::string& change) { heard.push_back(change); }
-    void InstanceTypeChanged(std::string instance, std::uint32_t type) override {
-        Hear("type " + instance + " " + std::to_string(type));
-    }
-    void InstanceRemoved(std::string instance) override { Hear("removed " + instance); }
-    void InstanceRenamed(std::string from, std::string to) override { Hear("renamed " + from + " " + to); }
-    void Uint32Changed(std::string instance, std::string setting, std::uint32_t from, std::uint32_t to) override {
-        StringChanged(instance, setting, std::to_string(from), std::to_string(to));
-    }
-    void StringChanged(std::string instance, std::string setting, std::string from, std::string to) override {
-        Hear(instance + "." + setting + " " + from + ">" + to);
-    }
-};
 
 class DatabaseServer : public DatabaseTest {
   protected:
@@ -122,14 +106,21 @@ TEST_F(DatabaseServer, ABatchDoesWhatTheDatabaseDoesForItsSessionOnlyUntilCommit
 }
 
 TEST_F(DatabaseServer, ObserversHearOfEveryCommittedChangeInOrder) {
-    const auto first = std::make_shared<RecordingObserver>(), second = std::make_shared<RecordingObserver>();
+    Lines heard, heardBySecond;
+    const auto into = [](Lines& lines) {
+        return std::make_shared<Observer>([&lines](const auto& change) {
+            if (change != "follow")
+                lines.push_back(change);
+        });
+    };
+    const auto first = into(heard), second = into(heardBySecond);
     server->AddObserver(first);
     server->AddObserver(second);
     server->Start();
     EXPECT_EQ(server->Batch(0), 0);
     EXPECT_EQ(server->AddInstance(0, "A", kModbus), 0);
     EXPECT_EQ(server->RenameInstance(0, "A", "B"), 0);
-    EXPECT_EQ(first->heard, Lines{});
+    EXPECT_EQ(heard, Lines{});
     EXPECT_EQ(server->Commit(0), 0);
     Lines changes{"A.enabled 0>1",
                   "A.hardware 0>0",
@@ -139,35 +130,23 @@ TEST_F(DatabaseServer, ObserversHearOfEveryCommittedChangeInOrder) {
                   "A.type 0>2",
                   "A.protocol >ModbusProtocol",
                   "renamed A B"};
-    EXPECT_EQ(first->heard, changes);
+    EXPECT_EQ(heard, changes);
     server->RemoveObserver(first);
     EXPECT_EQ(server->SetUint32(0, "global", 3), 0);
     EXPECT_EQ(server->RemoveInstance(0, "B"), 0);
     server->Stop();
     EXPECT_EQ(server->AddInstance(0, "C", kModbus), 0);
-    EXPECT_EQ(first->heard, changes);
+    EXPECT_EQ(heard, changes);
     changes.push_back("removed B");
-    EXPECT_EQ(second->heard, changes);
+    EXPECT_EQ(heardBySecond, changes);
 
-    struct FailingObserver : RecordingObserver {
-        void InstanceRenamed(std::string, std::string) override { throw std::bad_alloc(); }
-    };
-    server->AddObserver(std::make_shared<FailingObserver>());
+    server->AddObserver(std::make_shared<Observer>([](const std::string& change) {
+        if (change == "renamed C D")
+            throw std::bad_alloc();
+    }));
     server->Start();
     EXPECT_THROW(server->RenameInstance(0, "C", "D"), std::bad_alloc);
     EXPECT_EQ(server->RemoveInstance(0, "D"), 0) << "does not wait for a turn that never ends";
-}
-
-TEST_F(DatabaseServer, ASessionHandleIsRenewedWhenLost) {
-    {
-        VexaDBSession session(server);
-        EXPECT_EQ(session.AddInstance("A", kModbus), 0);
-        EXPECT_EQ(server->CloseSession(1), 0);
-        EXPECT_EQ(session.SetUint32("A", "n", 4), 0);
-        EXPECT_EQ(Number(0, "A", "n"), 4u);
-        EXPECT_TRUE(server->IsSessionValid(2));
-    }
-    EXPECT_FALSE(server->IsSessionValid(2));
 }
 
 TEST_F(DatabaseServer, EverySettingOfTheProcessHasItsKey) {
@@ -189,12 +168,17 @@ TEST_F(DatabaseServer, EverySettingOfTheProcessHasItsKey) {
     auto value = kFirst;
     for (const auto& setting : settings)
         EXPECT_EQ(own->SetUint32(0, setting.key, value++), 0);
+    EXPECT_EQ(own->SetUint32(0, "ipcmeasurelog", 1) + own->SetUint32(0, "ipcstatenabled", 0), 0);
     GlobalSettings::LoadSettings();
     value = kFirst;
     for (const auto& setting : settings) {
         EXPECT_TRUE(log->Contains("General " + std::string(setting.title) + " set to " + std::to_string(value)));
         EXPECT_EQ(GlobalSettings::Get().*setting.field, value++) << setting.key;
     }
+    EXPECT_TRUE(GlobalSettings::Get().ipcMeasureLog && !GlobalSettings::Get().ipcStatEnabled);
+    EXPECT_EQ(own->SetUint32(0, "ipcmeasurelog", 0) + own->SetUint32(0, "ipcstatenabled", 2), 0);
+    GlobalSettings::LoadSettings();
+    EXPECT_TRUE(!GlobalSettings::Get().ipcMeasureLog && GlobalSettings::Get().ipcStatEnabled);
     GlobalSettings::Set({});
 }
 

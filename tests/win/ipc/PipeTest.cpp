@@ -68,7 +68,8 @@ TEST_F(PipeTest, ConnectWaitsForAFreePipe) {
     waiting.join();
 }
 
-TEST_F(PipeTest, AClientThatClosesIsNoticedWithBytesUnread) {
+TEST_F(PipeTest, AClientIsKnownAndItsCloseNoticedWithBytesUnread) {
+    EXPECT_EQ(served->PeerProcessId(), GetCurrentProcessId());
     std::thread reading([&] { EXPECT_EQ(served->Read(buffer.data(), 1, platform::kInfinite), 1); });
     for (int i = 0; i < 200; ++i)  // meanwhile the thread begins its read
         EXPECT_FALSE(served->HasPeerClosed());
@@ -118,6 +119,9 @@ std::string Access() {
     const auto server = ServerTransport::Make("guarded");
     const UniqueHandle pipe(
         CreateFileA(PipeName("guarded").c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    DWORD instances = 0;
+    EXPECT_TRUE(GetNamedPipeInfo(pipe.Get(), nullptr, nullptr, nullptr, &instances));
+    EXPECT_GE(instances, DWORD{PIPE_UNLIMITED_INSTANCES});  // Wine has another number for as many as there is room for
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     char* written = nullptr;
     GetSecurityInfo(pipe.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr, nullptr,
