@@ -161,6 +161,22 @@ TEST_F(DatabaseIPC, ASessionHandleNeverUsesTheSessionThatAnotherGotFromTheNextSe
     nextService.Stop();
 }
 
+TEST_F(DatabaseIPC, EachAnswerIsAwaitedForItsOwnTime) {
+    for (const bool closes : {true, false}) {
+        IPCServer silent;
+        ASSERT_EQ(silent.Start(kDatabaseServerName), 0);
+        ASSERT_TRUE(client.Connect());
+        auto stop = kivsync::Thread::Start([&] {  // ends the wait, which leaves a line
+            silent.GetRequest();
+            silent.Stop();
+        });
+        EXPECT_EQ(closes ? client.CloseSession(1) : client.Batch(1), kIpcNoReply);
+        stop.reset();
+        const std::string end = closes ? " timeout:500" : " timeout:5000";
+        EXPECT_EQ(std::ranges::count_if(Logged(), [&](const auto& line) { return line.ends_with(end); }), 1);
+    }
+}
+
 TEST_F(DatabaseIPC, ASlowRequestLeavesALine) {
     const std::array<std::int64_t, 4> times{0, 499'999'999, 500'000'000, 2'000'999'999};
     VexaDBIPCServer service(*server, [&times, next = 0u]() mutable { return times.at(next++); });
