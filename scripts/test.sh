@@ -48,14 +48,6 @@ start() {
     jobs+=($!)
 }
 
-# One after the other: both write the same temporary files.
-native_tests() {
-    local code=0
-    ctest --preset host-asan --no-tests=error || code=$?
-    ctest --preset host-tsan --no-tests=error || code=$?
-    return "$code"
-}
-
 echo "== setup"
 scripts/setup.sh
 scripts/wine.sh # makes the prefix while nothing else runs: on a busy machine Wine gives up before it is whole
@@ -63,9 +55,10 @@ build windows
 # The tests mostly wait, so the processors have time for the other builds meanwhile; but the tests go first.
 start windows-tests scripts/windows-tests.sh
 build host-asan
-build host-tsan
-start native-tests native_tests
+start host-asan-tests ctest --preset host-asan --no-tests=error
 start fuzz scripts/fuzz.sh 15
+build host-tsan
+start host-tsan-tests ctest --preset host-tsan --no-tests=error
 start lint nice scripts/lint.sh
 
 failures=()

@@ -46,7 +46,7 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                {"help db set", 0, "Usage: kivctl db set"},
                {"completion powershell", 0, "Register-ArgumentCompleter"},
                {"metrics", 0, "kiv_manager_up 0\n# EOF"},
-               {"add X nosuch", 2, "no protocol type"},
+               {"add X nosuch", 2, "is not a protocol type"},
                {"service status", 4, "not installed"},
                {"service start", 1, "kivctl service install"}});
     ManagerRun manager;
@@ -58,7 +58,7 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                {"add M modbus", 0, "Added M"},
                {"start \"Line 1\"", 0, "Started Line 1, pid"},
                {"start \"Line 1\"", 0, "Line 1 runs already, pid"},
-               {"start Line 1", 2, "goes in quotes: \"Line 1\""},
+               {"start Line 1", 2, "a name with a space in quotes: \"Line 1\""},
                {"start \"Lime 1\"", 1, "did you mean \"Line 1\"?"},
                {"__complete db se", 0, "settings\nset"},
                {"wait M running --timeout 1", 1, "not running"},
@@ -78,7 +78,7 @@ TEST(Kivctl, CommandsSayWhatTheyDidAndWhyNot) {
                {"set M enabled 4294967296", 2, "4294967296"},
                {"db set --global ipctimeout 2500", 0, ""},
                {"db get --global ipctimeout", 0, "2500"},
-               {"db get --global monitorwaittime", 1, "without it 300000 counts"},
+               {"db get --global monitorwaittime", 1, "its default is 300000"},
                {"db set M type text --string", 2, "keeps its kind"},
                {"db export C:\\nosuch\\file.json", 1, "cannot be written: No such file"},
                {"db import C:\\nosuch.json", 2, "cannot be read"},
@@ -305,7 +305,7 @@ TEST(Kivctl, AnImportTakesUpWhatIsNewAndABrokenFileChangesNothing) {
     // Without its folder, the log that a file asks for would be silent.
     std::ofstream(file) << R"({"format": "kiv-settings-1", "settings": {"logfile": "C:\\kivnew\\x.txt"}, "instances": {
         "one": {"type": 7, "enabled": 0}, "two \"quoted\"": {"type": 7, "enabled": 0, "n": 4294967295}}})";
-    ExpectAll({{import.c_str(), 0, "took up 2 new instances"}, {"list", 0, "two \"quoted\""}});
+    ExpectAll({{import.c_str(), 0, "loaded 2 new instances"}, {"list", 0, "two \"quoted\""}});
     EXPECT_EQ(ReadValue("1", "_kiv_name") + ReadValue("1", "n"), "two \"quoted\"4294967295");
     EXPECT_TRUE(RemoveDirectoryA("C:\\kivnew"));
     const auto exportAgain = "db export \"" + file + "\"";

@@ -26,7 +26,7 @@ class Event {
     virtual std::int32_t Wait() = 0;
     virtual ~Event() = default;
     /// Creates the system's event. Make calls it.
-    virtual std::int32_t Create(bool manualReset, bool initialState) = 0;
+    [[nodiscard]] virtual std::int32_t Create(bool manualReset, bool initialState) = 0;
 
     /// A new event; empty when the system cannot create one.
     static std::shared_ptr<Event> Make(kivsync::Reset reset, Initially state);

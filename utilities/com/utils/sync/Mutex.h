@@ -16,14 +16,14 @@ class Mutex {
     virtual std::int32_t Destroy() = 0;
     virtual std::int32_t Unlock() = 0;
     /// Waits at most `timeoutMs` for the mutex. A mutex whose owner died is taken over.
-    virtual std::int32_t Lock(std::uint32_t timeoutMs) = 0;
+    [[nodiscard]] virtual std::int32_t Lock(std::uint32_t timeoutMs) = 0;
     /// Waits without limit.
-    virtual std::int32_t Lock() = 0;
+    [[nodiscard]] virtual std::int32_t Lock() = 0;
     /// Unlocks and closes.
     virtual ~Mutex() = default;
     /// The platform's parts of MakeNamed and OpenNamed. Create fails when the name exists already.
-    virtual std::int32_t Create() = 0;
-    virtual std::int32_t Open() = 0;
+    [[nodiscard]] virtual std::int32_t Create() = 0;
+    [[nodiscard]] virtual std::int32_t Open() = 0;
 
     /// Creates the mutex, and locks it when `lockNow`. Empty when the name exists already, or on any failure.
     static std::shared_ptr<Mutex> MakeNamed(const std::string& name, bool lockNow);
