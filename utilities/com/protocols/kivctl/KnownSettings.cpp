@@ -69,10 +69,6 @@ constexpr KnownSetting kKnown[] = {
 
 }  // namespace
 
-std::span<const KnownSetting> KnownSettings() {
-    return kKnown;
-}
-
 const KnownSetting* FindKnown(Scope scope, const std::string& name) {
     const auto* const found = std::ranges::find_if(kKnown, [&](const KnownSetting& known) {
         return known.scope == scope && VexaDB::IsSameSetting(known.name, name);

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <string>
 
 #include "protocols/kivctl/Database.h"
@@ -25,10 +24,9 @@ struct KnownSetting {
     enum class Counts { Soon, Restart, ServiceRestart } counts;
 };
 
-/// The instances' settings first, then the global ones, in the order in which kivctl lists them.
-std::span<const KnownSetting> KnownSettings();
 /// Finds a known setting, in any letter case; null when kivctl does not know it.
 const KnownSetting* FindKnown(Scope scope, const std::string& name);
+/// The instances' settings or the global ones, in the order in which kivctl lists them.
 std::vector<std::string> KnownNames(Scope scope);
 
 /// The flags --string, --number and --new of a command that sets a setting.
