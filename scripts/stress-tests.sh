@@ -8,6 +8,7 @@ repeat=(--repeat "until-fail:${1:-20}" "${@:2}")
 logs=build/stress-logs # what each build's tests printed
 mkdir -p "$logs"
 scripts/setup.sh
+scripts/wine.sh # makes the prefix before the processors are busy, as in test.sh
 for preset in host-asan host-tsan windows; do
     cmake --preset "$preset" >/dev/null
     cmake --build --preset "$preset"

@@ -1,5 +1,6 @@
 #include <future>
 
+#include "IPC/class/RequestQueue.h"
 #include "unit/ipc/Peers.h"
 #include "utils/platform/Platform.h"
 
@@ -189,6 +190,36 @@ TEST(Server, PeerThatAsksTooFastWaitsForItsTurnAndHidesNobodysEnd) {
     const Flood unread("idle");
     idle.Stop();
     EXPECT_EQ(unread.pipe->FinishWrite(kPatienceMs), -1);
+}
+
+TEST(RequestQueue, EachRequestThatOneDoneMakesReadyWakesAThread) {
+    RequestQueue queue;
+    const auto push = [&queue](const std::shared_ptr<IPCServerClient>& connection, bool isChange) {
+        auto request = IPC::Request(100);
+        request->SetConnection(connection);
+        queue.Push(request, isChange);
+        return request;
+    };
+    // Repeated, because in some rounds the other thread comes too late to have to be woken.
+    for (int round = 0; round < 20; ++round) {
+        // The queue only compares connections.
+        const std::shared_ptr<IPCServerClient> one(std::make_shared<int>(), nullptr);
+        const std::shared_ptr<IPCServerClient> two(std::make_shared<int>(), nullptr);
+        const auto change = push(one, true);
+        EXPECT_EQ(queue.Take(), change);
+        push(one, false);
+        push(two, true);
+        auto other = std::async(std::launch::async, [&queue] { return queue.Take(); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        queue.Done(*change);
+        const auto mine = queue.Take();
+        const bool isWoken = other.wait_for(std::chrono::milliseconds(kPatienceMs)) == std::future_status::ready;
+        if (!isWoken)
+            queue.Close();
+        ASSERT_TRUE(isWoken);
+        queue.Done(*mine);
+        queue.Done(*other.get());
+    }
 }
 
 }  // namespace
