@@ -136,9 +136,10 @@ Program::Program(std::string commandLine)
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdOutput = startup.hStdError = output.Get();
     PROCESS_INFORMATION process{};
-    EXPECT_TRUE(
-        CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process))
-        << "cannot be started: " << commandLine;
+    const bool isStarted =
+        CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process);
+    const DWORD error = GetLastError();
+    EXPECT_TRUE(isStarted) << "cannot be started: " << commandLine << ", error " << error;
     CloseHandle(process.hThread);
     process_ = UniqueHandle(process.hProcess);
 }

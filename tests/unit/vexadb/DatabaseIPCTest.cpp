@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "IPC/class/IPCServer.h"
+#include "support/Patience.h"
 #include "unit/vexadb/DatabaseTest.h"
 #include "utils/VexaDB/class/VexaDBIPCClient.h"
 #include "utils/VexaDB/class/VexaDBMessages.h"
@@ -102,6 +103,8 @@ TEST_F(DatabaseIPC, EveryMessageHasItsBytes) {
     tap.Stop();
     thread.reset();
     ASSERT_EQ(passed.size(), std::size(exchanges));
+    // The last lines of both ends of the connection.
+    EXPECT_TRUE(Eventually([&] { return log->Count("InternalListenerThread end") == 2; }));
     Logged();
     for (std::size_t i = 0; i < passed.size(); ++i) {
         const auto& exchange = exchanges[i];
