@@ -13,6 +13,10 @@ namespace sync_host {
 /// until the failure of the previous call: 0 when it has happened.
 int FailThread(int nth);
 
+/// The hook is called by each wait for a change of guarded data before the wait begins, on the waiting thread and
+/// without a lock of the double: a test can stop the thread there. An empty hook removes it.
+void OnWait(std::function<void()> hook);
+
 }  // namespace sync_host
 
 namespace transport_host {

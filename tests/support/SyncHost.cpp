@@ -33,6 +33,7 @@ struct Shared {
     std::condition_variable changed;
     std::map<std::string, std::weak_ptr<Event>> mutexes;
     int threadsToFailure = 0;  // threads until the one that does not start; 0: none
+    std::function<void()> onWait;
 };
 
 Shared& TheShared() {
@@ -133,6 +134,11 @@ std::shared_ptr<Event> Event::Make(kivsync::Reset reset, Initially state) {
 
 void WaitWhile(const WaitWord& word, std::uint32_t seen, std::uint32_t timeoutMs) {
     std::unique_lock guard(TheShared().lock);
+    if (const auto hook = TheShared().onWait) {
+        guard.unlock();
+        hook();
+        guard.lock();
+    }
     TheShared().Await(guard, timeoutMs, [&] { return word != seen; });
 }
 
@@ -176,4 +182,9 @@ std::unique_ptr<Thread> Thread::Start(std::function<void()> body) {
 int sync_host::FailThread(int nth) {
     const std::lock_guard guard(kivsync::TheShared().lock);
     return std::exchange(kivsync::TheShared().threadsToFailure, nth);
+}
+
+void sync_host::OnWait(std::function<void()> hook) {
+    const std::lock_guard guard(kivsync::TheShared().lock);
+    kivsync::TheShared().onWait.swap(hook);
 }

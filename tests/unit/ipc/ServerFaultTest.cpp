@@ -23,6 +23,34 @@ TEST(ServerFault, AClientThatABroadcastLosesIsNoFailureOfIt) {
     EXPECT_EQ(other.Receive().command, 150u);
 }
 
+TEST(ServerFault, AStopAndStartStrandNobodyWhoIsAboutToWait) {
+    const std::chrono::milliseconds patience(kPatienceMs);
+    static thread_local bool takes = false;
+    std::promise<void> reached, goOn;
+    sync_host::OnWait([&] {
+        if (!std::exchange(takes, false))
+            return;
+        reached.set_value();
+        goOn.get_future().wait();
+    });
+    IPCServer server;
+    ASSERT_EQ(server.Start("twice"), 0);
+    auto taken = std::async(std::launch::async, [&server] {
+        takes = true;
+        return server.GetRequest();
+    });
+    EXPECT_EQ(reached.get_future().wait_for(patience), std::future_status::ready);
+    server.Stop();
+    ASSERT_EQ(server.Start("twice"), 0);
+    goOn.set_value();
+    IPCClient client;
+    EXPECT_EQ(client.Connect("twice"), 0);
+    EXPECT_EQ(client.Send(IPC::Notice(100)), 0);
+    EXPECT_EQ(taken.wait_for(patience), std::future_status::ready) << "it takes the new request, or nothing";
+    server.Stop();
+    sync_host::OnWait({});
+}
+
 TEST(ServerFault, AMessageOutlivesTheThreadThatSentIt) {
     constexpr std::size_t kSize = 20000;  // more than a connection holds
     RunningServer running("outlives");
