@@ -64,17 +64,16 @@ TEST(Server, IdsAreGivenOutAgainAndALateReplyFindsNoLaterConnectionOfTheSameProc
     });
     std::vector<std::unique_ptr<RawClient>> clients;
     const auto connect = [&] { return clients.emplace_back(std::make_unique<RawClient>("ids"))->connectionId; };
-    const auto drop = [&](std::size_t index) {
-        const auto before = running.server.ClientCount();
+    const auto drop = [&](std::size_t index) {  // and have it released before the next client connects
+        const auto released = log->Count("~IPCServerClient") + 1;
         clients[index]->Close();
-        return Eventually([&] { return running.server.ClientCount() == before - 1; });
+        return Eventually([&] { return log->Count("~IPCServerClient") == released; });
     };
     for (std::uint64_t id = 1; id <= 5; ++id)
         EXPECT_EQ(connect(), id);
     clients[1]->Send(kRequest, 1, RunningServer::kUnanswered, {});
     const auto late = asked.get_future().get();
     EXPECT_TRUE(drop(1));
-    EXPECT_TRUE(log->WaitFor("~IPCServerClient", kPatienceMs));  // released before the next client connects
     EXPECT_EQ(connect(), 6u);
     EXPECT_TRUE(drop(0));
     EXPECT_EQ(connect(), 2u);  // from the one that went last
@@ -192,7 +191,7 @@ TEST(Server, PeerThatAsksTooFastWaitsForItsTurnAndHidesNobodysEnd) {
     EXPECT_EQ(unread.pipe->FinishWrite(kPatienceMs), -1);
 }
 
-TEST(RequestQueue, EachRequestThatOneDoneMakesReadyWakesAThread) {
+TEST(RequestQueue, AChangeWaitsForTheOneBeforeItAndWhatItsEndMakesReadyWakesAThreadEach) {
     RequestQueue queue;
     const auto push = [&queue](const std::shared_ptr<IPCServerClient>& connection, bool isChange) {
         auto request = IPC::Request(100);
@@ -210,7 +209,8 @@ TEST(RequestQueue, EachRequestThatOneDoneMakesReadyWakesAThread) {
         push(one, false);
         push(two, true);
         auto other = std::async(std::launch::async, [&queue] { return queue.Take(); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        const auto early = other.wait_for(std::chrono::milliseconds(2));
+        EXPECT_EQ(early, std::future_status::timeout) << "changes are carried out one at a time";
         queue.Done(*change);
         const auto mine = queue.Take();
         const bool isWoken = other.wait_for(std::chrono::milliseconds(kPatienceMs)) == std::future_status::ready;
