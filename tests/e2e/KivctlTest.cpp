@@ -302,7 +302,7 @@ TEST(Kivctl, AnImportTakesUpWhatIsNewAndABrokenFileChangesNothing) {
     const auto import = "db import \"" + file + "\"";
     PrepareMachine();
     ManagerRun manager;
-    // Without its folder, the log that a file asks for would be silent.
+    // Without the folder of the new log file nothing would be logged, so the import makes it.
     std::ofstream(file) << R"({"format": "kiv-settings-1", "settings": {"logfile": "C:\\kivnew\\x.txt"}, "instances": {
         "one": {"type": 7, "enabled": 0}, "two \"quoted\"": {"type": 7, "enabled": 0, "n": 4294967295}}})";
     ExpectAll({{import.c_str(), 0, "loaded 2 new instances"}, {"list", 0, "two \"quoted\""}});

@@ -72,7 +72,7 @@ void ExpectNoGrowth(std::uint64_t pid, const std::function<void()>& warmUp, cons
     EXPECT_LE(now.privateBytes, before.privateBytes + kMemoryTolerance);
 }
 
-/// So many rounds of everything a plant does to its manager.
+/// Repeats what the clients of a manager do in production.
 void Use(int connections, int startsAndStops, int requests) {
     for (int i = 0; i < connections; ++i) {
         RawClient control(kManagerServerName), database(VexaDB::kDatabaseServerName);

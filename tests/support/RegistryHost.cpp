@@ -128,7 +128,7 @@ class RegistryKeyHost : public RegistryKey {
 
   private:
     bool Fails() { return node_->deleted || (tree_.faults.call > 0 && --tree_.faults.call == 0); }
-    /// Takes one of what is left; false when nothing is.
+    /// Uses up one of the calls that are left; false when none is left.
     static bool Take(unsigned& left) {
         if (left == 0)
             return false;

@@ -52,7 +52,7 @@ TEST(ServerFault, AStopAndStartStrandNobodyWhoIsAboutToWait) {
 }
 
 TEST(ServerFault, AMessageOutlivesTheThreadThatSentIt) {
-    constexpr std::size_t kSize = 20000;  // more than a connection holds
+    constexpr std::size_t kSize = 20000;  // bytes; more than the buffer of a connection
     RunningServer running("outlives");
     RawClient client("outlives");
     std::thread([&running] { EXPECT_EQ(running.server.Broadcast(IPC::Notice(150, Bytes(kSize, 7))), 0); }).join();

@@ -297,7 +297,7 @@ TEST_F(ControlTest, TheStartSetsOwnersAndOldSettingsRight) {
 }
 
 TEST_F(ControlTest, AStopRequestIsAnsweredBehindAllThatWaitsForItsClient) {
-    constexpr int kEvents = 100;  // more bytes than a connection holds
+    constexpr int kEvents = 100;  // more bytes than a connection buffers
     RunWith({"a"});
     RawClient client(kManagerServerName);
     for (int i = 0; i < kEvents; ++i)

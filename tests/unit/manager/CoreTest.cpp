@@ -132,9 +132,9 @@ TEST_F(CoreTest, ARenameIsFollowedAlsoWhileTheLastInstanceIsTakenUp) {
     Add("L", "1", VexaDB::kEthernetIp);
     Observe([&](const std::string& change) {
         if (change == "renamed L M")
-            log->WaitFor("Monitor Protocols services", 500);  // told as late as may be
+            log->WaitFor("Monitor Protocols services", 500);  // delays the notice as long as possible
         if (change != "L.producersize >64" || renamed.valid())
-            return;  // the repair of a setting: the instance is about to enter the table
+            return;  // the repair of this setting precedes the instance's entry into the table
         renamed = std::async(std::launch::async, [this] { return db->RenameInstance(kSession, "L", "M"); });
         EXPECT_TRUE(Eventually([this] { return db->IsInstanceExist(kSession, "M"); }));
     });
@@ -160,7 +160,8 @@ TEST_F(CoreTest, AllClientsSeeTheChangesOfASettingInTheirOrder) {
     const auto seen = TakeEvents(asking);
     EXPECT_EQ(seen, TakeEvents(late));
     EXPECT_EQ(seen.size(), 3u * kChanges);
-    // A change by command is told twice, with nothing between; and each begins where the one before it ended.
+    // Each change by a command causes two events, one directly after the other. Each event's old value is the new
+    // value of the one before it.
     std::string value;
     for (std::size_t i = 0; i < seen.size(); ++i) {
         const auto begin = "155:A:note:" + value + ":";

@@ -259,7 +259,7 @@ TEST_F(ManagerTest, KilledAtAnyRegistryWriteItServesWhatWasAcknowledged) {
             RunAgain();
             VexaDB::VexaDBSession db(Db());
             if (!acknowledged) {
-                // As it was, but for an instance that an add had begun; and the change can be made now.
+                // Nothing has changed, except that an addition may have begun; and the change can be made now.
                 auto names = NamesInDatabase();
                 if (names.size() > 2) {
                     EXPECT_EQ(Db()->RemoveInstance(kSession, names.back()), 0);
@@ -308,7 +308,7 @@ TEST_F(ManagerTest, AStopBeforeTheStartOrTwiceWhileAllAreBusyEndsEverything) {
 }
 
 TEST_F(ManagerTest, LongCommandsAreLoggedAndNoMonitorPeriodIsTooShort) {
-    static std::atomic<std::int64_t> now{0};  // read by the manager's threads until it is gone
+    static std::atomic<std::int64_t> now{0};  // static, since the manager's threads read it until they end
     static std::atomic<std::int64_t> step{49'999'999'999};
     manager->SetClock([] { return now.fetch_add(step); });
     Set("monitorwaittime", 0);

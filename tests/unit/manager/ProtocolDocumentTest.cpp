@@ -19,7 +19,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// A record of the code, all its fields given as names and members.
+/// The layout of a record of the code. `members` are the names and members of all its fields, in turn.
 template <class Record, class... Member>
 Json Layout(std::pair<const char*, Member>... members) {
     const Record record{};
@@ -41,7 +41,7 @@ Json Layout(std::pair<const char*, Member>... members) {
     return {{"size", sizeof(Record)}, {"fields", fields}};
 }
 
-// Makes the layout of whatever record has these fields.
+// FIELDS makes a function that gives the layout of any record with these fields.
 #define FIELD(name) std::pair(#name, &R::name)
 #define FIELDS(...) []<class R>(R) { return Layout<R>(__VA_ARGS__); }
 const auto instance = FIELDS(FIELD(instance));

@@ -169,7 +169,7 @@ TEST_F(DatabaseIPC, EachAnswerIsAwaitedForItsOwnTime) {
         IPCServer silent;
         ASSERT_EQ(silent.Start(kDatabaseServerName), 0);
         ASSERT_TRUE(client.Connect());
-        auto stop = kivsync::Thread::Start([&] {  // ends the wait, which leaves a line
+        auto stop = kivsync::Thread::Start([&] {  // ends the wait; its log line shows the timeout
             silent.GetRequest();
             silent.Stop();
         });

@@ -60,7 +60,7 @@ TEST_F(RegistryFaults, WhatCannotBeReadIsNotWrittenOverAndNotTakenForMissing) {
         RegistryHost::Inject({.reads = reads});
         EXPECT_EQ(session.ReadText("A", "protocol").value_or("ModbusProtocol"), "ModbusProtocol") << reads;
     }
-    EXPECT_EQ(session.SetUint32("A", "type", kModbus), 0);  // from here on the store cannot rely on what it knew
+    EXPECT_EQ(session.SetUint32("A", "type", kModbus), 0);  // now the store must read its tables again
     RegistryHost::Inject({.reads = 0});
     EXPECT_FALSE(session.ReadNumber("A", "type") || session.ReadNumber("", "n") || session.ReadText("gone", "s"));
     RegistryHost::Inject({});

@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 int main(int count, char** arguments) {
-    constexpr DWORD kLifetimeMs = 120000;  // one that nobody ends goes by itself
+    constexpr DWORD kLifetimeMs = 120000;  // a child that no test ends must end by itself
     if (count < 2)
         Sleep(kLifetimeMs);
     return count < 2 ? 0 : std::atoi(arguments[1]);
