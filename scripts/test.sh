@@ -4,8 +4,8 @@
 # minutes on two processors, from nothing. A build that fails ends it; of the checks each runs to its end. The last line
 # counts the test programs.
 #
-# The Windows build compiles each file by itself, which shows an include that is missing. Everything else compiles a room
-# at once, which takes a third of the time.
+# The Windows build compiles each file of a room by itself, which shows an include that is missing; kivctl, the tests and
+# everything native are compiled many files at once, which takes a third of the time.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 logs=build/test-logs # what each check printed
